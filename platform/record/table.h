@@ -1,0 +1,168 @@
+/// The table of one kind of record. Schema, load, save, comparison, JSON in and JSON out all follow from the kind's
+/// field list (`include/taggedfield.h`); no kind writes SQL or reads JSON by hand.
+///
+///     const Table<POS>& PosTable() {
+///       static const Table<POS> table("pos", {.own_keys = {"parsing_rule"}});
+///       return table;
+///     }
+///
+/// Every operation that touches the database throws `db::Error`.
+#pragma once
+
+#include <json/value.h>
+
+#include <cstdint>
+#include <list>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "taggedfield.h"
+
+namespace qv::db {
+class Query;
+class Session;
+class Statement;
+}  // namespace qv::db
+
+namespace qv::record {
+
+enum class ValueType { Int, Bool, Real, Text, Json };
+
+/// One field of a kind, as the shared code sees it.
+struct Field {
+  FieldInfo info;
+  ValueType type;
+  void* (*at)(void* record);  ///< address of the field's value in a record
+};
+
+/// Which rows are meant. Conditions are joined by AND; an empty one means every row.
+class Where {
+ public:
+  Where& Is(std::string_view column, std::int64_t value);
+  Where& Is(std::string_view column, std::string_view text);
+  Where& In(std::string_view column, const std::list<int>& values);  ///< no values: no row
+  /// " WHERE ..." with parameters numbered from `first`; empty for every row.
+  std::string Sql(int first = 1) const;
+  void Bind(db::Query& query) const;
+
+ private:
+  struct Condition {
+    std::string column;
+    std::vector<std::int64_t> values;
+    std::optional<std::string> text;
+    bool is_list = false;
+  };
+  std::vector<Condition> conditions_;
+};
+
+/// What becomes of an entry with a member that its field cannot hold (a text where a number belongs).
+enum class Misfit {
+  RefuseEntry,  ///< nothing of the entry is taken
+  KeepMember,   ///< the record keeps its value of that member, the others are taken
+};
+
+struct TableOptions {
+  /// Keys of an entry that have a place of their own (a list of doors): neither a field nor extra.
+  std::vector<std::string_view> own_keys;
+  Misfit misfit = Misfit::KeepMember;
+};
+
+/// A row for a listing: names and values in the order of the field list, secrets left out.
+using ListedRow = std::vector<std::pair<std::string, Json::Value>>;
+
+/// The part of `Table` that does not depend on the record's type.
+class AnyTable {
+ public:
+  AnyTable(const char* name, std::vector<Field> fields, TableOptions options);
+  virtual ~AnyTable();
+  AnyTable(const AnyTable&) = delete;
+  AnyTable& operator=(const AnyTable&) = delete;
+
+  const std::string& name() const { return name_; }
+  const std::vector<Field>& fields() const { return fields_; }
+  /// Makes the table and its indexes.
+  void Create(db::Session& session) const;
+
+  std::vector<ListedRow> List(const Where& where) const;
+  std::int64_t Count(const Where& where) const;
+  /// Deletes rows and counts them as removed. @return how many
+  std::int64_t DeleteWhere(const Where& where) const;
+
+ protected:
+  void SelectInto(const Where& where, void* context, void* (*next)(void* context)) const;
+  bool SaveRecord(void* record) const;
+  bool Differs(const void* record, const Json::Value& entry) const;
+  bool Apply(void* record, const Json::Value& entry) const;
+  Json::Value RecordToJson(const void* record) const;
+  int HostId(const void* record) const;
+
+ private:
+  struct Statements;
+  std::string name_;
+  std::vector<Field> fields_;
+  TableOptions options_;
+  std::unique_ptr<const Statements> statements_;  ///< texts made once from the fields
+};
+
+/// Reads and writes the values of tagged fields.
+struct Access {
+  template <class Record, class Fields, int TAG>
+  static void* At(void* record) {
+    TaggedField<Fields, TAG>& field = *static_cast<Record*>(record);
+    return &field.value_;
+  }
+  template <class Fields, int TAG>
+  static constexpr ValueType TypeOf() {
+    using Value = decltype(TaggedField<Fields, TAG>::value_);
+    if constexpr (std::is_same_v<Value, int>) return ValueType::Int;
+    if constexpr (std::is_same_v<Value, bool>) return ValueType::Bool;
+    if constexpr (std::is_same_v<Value, double>) return ValueType::Real;
+    if constexpr (std::is_same_v<Value, std::string>) return ValueType::Text;
+    if constexpr (std::is_same_v<Value, JsonText>) return ValueType::Json;
+  }
+};
+
+template <class Record, class Fields, int... TAGS>
+std::vector<Field> FieldsOf(std::integer_sequence<int, TAGS...>) {
+  return {Field{TaggedField<Fields, TAGS>::kInfo, Access::TypeOf<Fields, TAGS>(), &Access::At<Record, Fields, TAGS>}...};
+}
+
+/// The table of `Record`, which derives from `TaggedRecord<Fields>`.
+template <class Record, class Fields>
+class Table : public AnyTable {
+ public:
+  explicit Table(const char* name, TableOptions options = {})
+      : AnyTable(name, FieldsOf<Record, Fields>(std::make_integer_sequence<int, Fields::FIELD_COUNT>{}),
+                 std::move(options)) {}
+
+  /// The rows in order of their ids.
+  std::list<Record> Select(const Where& where) const {
+    std::list<Record> rows;
+    SelectInto(where, &rows, [](void* list) -> void* { return &static_cast<std::list<Record>*>(list)->emplace_back(); });
+    return rows;
+  }
+  std::optional<Record> Find(const Where& where) const {
+    std::list<Record> rows = Select(where);
+    if (rows.empty()) return std::nullopt;
+    return std::move(rows.front());
+  }
+  /// Inserts a record whose host id is 0 and gives it its id; otherwise writes the columns of its row, and only if
+  /// one differs. @return whether a row was written
+  bool Save(Record& record) const { return SaveRecord(&record); }
+  /// @return whether the row was there
+  bool Delete(const Record& record) const { return DeleteWhere(Where().Is("id", HostId(&record))) > 0; }
+
+  /// Whether applying `entry` would change the record.
+  bool Differs(const Record& record, const Json::Value& entry) const { return AnyTable::Differs(&record, entry); }
+  /// Takes the entry's members into the record; members that are absent or null keep their value. Status fields are
+  /// taken only while the record has no host id. @return false when the entry is refused: the record is unchanged
+  bool Apply(Record& record, const Json::Value& entry) const { return AnyTable::Apply(&record, entry); }
+  /// The record as JSON under its columns' JSON keys, extra keys among them, secrets left out.
+  Json::Value ToJson(const Record& record) const { return RecordToJson(&record); }
+};
+
+}  // namespace qv::record
