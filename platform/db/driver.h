@@ -72,6 +72,9 @@ class Connection {
   /// Whether a transaction is open. False after an error that ended it.
   virtual bool InTransaction() const = 0;
 
+  /// The definition of a column that the database fills with a new id.
+  virtual std::string_view IdentityColumn() const = 0;
+
   /// Moves what has been committed to its final place when enough has gathered. Called with the writer lock held.
   virtual void Checkpoint() = 0;
   /// The connection is about to close. @param last_words true: the writer lock is held, so the driver may tidy up
