@@ -9,7 +9,7 @@ namespace qv::log {
 /// The part of the settings that decides whether a message is wanted.
 struct Thresholds {
   int level = 3;
-  std::vector<int> pids;
+  std::vector<int> pids = {};
 };
 
 /// Puts `thresholds` into force, and has `ReinitDbgLogCfg` load them again; none: takes the configuration away.

@@ -13,10 +13,10 @@ namespace qv::log {
 
 /// What is logged, and to where.
 struct Settings {
-  int level = 3;          ///< threshold of every category: the least severe `LOG_LEVEL` that is written
-  std::string file;       ///< lines are appended here, in a file that only its owner may read; empty: no file
-  bool to_stderr = true;  ///< write the lines to standard error
-  std::vector<int> pids;  ///< the processes that `level` applies to; empty: all. The others keep levels 0 to 3
+  int level = 3;               ///< threshold of every category: the least severe `LOG_LEVEL` that is written
+  std::string file = {};       ///< lines are appended here, in a file that only its owner may read; empty: no file
+  bool to_stderr = true;       ///< write the lines to standard error
+  std::vector<int> pids = {};  ///< the processes that `level` applies to; empty: all. The others keep levels 0 to 3
 };
 
 /// One message, as it is written.
