@@ -1,4 +1,7 @@
-#include "schema.h"
+/// The schema of the host's database: which tables there are, and the migrations that make them.
+#include <span>
+
+#include "../db/database.h"
 
 #include "../devices/emapitems.h"
 #include "../devices/posrules.h"
@@ -35,8 +38,12 @@ void CreateTables(db::Session& session) {
 
 constexpr db::Migration kMigrations[] = {{1, CreateTables}};
 
+// A service that uses the platform without opening a database of its own gets this schema.
+const struct Registration {
+  Registration() { db::SetDefaultMigrations(kMigrations); }
+} kRegistration;
+
 }  // namespace
 
-std::span<const db::Migration> Migrations() { return kMigrations; }
 
 }  // namespace qv::schema
