@@ -42,11 +42,11 @@ class ToolTest : public testing::Test {
     const std::string command = "cd '" + folder_.string() + "' && QVCMS_DATA_DIR=data '" QVCMS_PATH "' " + arguments +
                                 " 2>'" + (folder_ / "stderr").string() + "'";
     Result result;
-    const std::unique_ptr<FILE, int (*)(FILE*)> pipe(popen(command.c_str(), "r"), [](FILE*) { return 0; });
+    FILE* pipe = popen(command.c_str(), "r");
+    if (pipe == nullptr) return result;
     char buffer[4096];
-    for (std::size_t read = 0; (read = fread(buffer, 1, sizeof buffer, pipe.get())) > 0;)
-      result.out.append(buffer, read);
-    const int status = pclose(pipe.get());
+    for (std::size_t read = 0; (read = fread(buffer, 1, sizeof buffer, pipe)) > 0;) result.out.append(buffer, read);
+    const int status = pclose(pipe);
     result.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
     result.err = ReadWhole(folder_ / "stderr");
     std::filesystem::remove(folder_ / "stderr");

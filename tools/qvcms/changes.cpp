@@ -59,6 +59,7 @@ std::string ChangeReport::Text(Format format) const {
   for (const Kind& kind : Kinds()) {
     const UnitOfWork::Count count = CountOf(kind);
     const std::int64_t unchanged = RowsOf(kind, zr_) - count.added - count.updated;
+    if (kind.role == Role::Settings && !IsChange(count) && unchanged == 0) continue;
     rows.push_back(MakeRow(kind.name, count, Json::Value(static_cast<Json::Int64>(unchanged))));
   }
   // Rows that belong to rows of a listed kind have no owner of their own, so nobody knows how many stayed.

@@ -16,7 +16,8 @@ class ChangeReport {
  public:
   ChangeReport(const qv::db::UnitOfWork& work, int zr);
 
-  /// One line per kind: rows added, updated, removed, and those left as they were.
+  /// One line per kind: rows added, updated, removed, and those left as they were. Kinds of settings that the slave
+  /// has nothing of are left out.
   std::string Text(Format format) const;
   /// Whether rows were added, updated or removed. Messages are none of these.
   bool HasChanges() const;

@@ -29,8 +29,8 @@ std::string FindFault(const Json::Value& document) {
 
 Json::Value ReadDocument(const std::string& path, const GlobalOptions& options) {
   try {
-    Json::Value document = qv::json::ReadDocumentFile(
-        path, qv::json::ReadLimits{.max_depth = options.max_depth, .max_size = options.max_size});
+    Json::Value document =
+        qv::json::ReadDocumentFile(path, qv::json::ReadLimits{.depth = options.max_depth, .size = options.max_size});
     if (!document.isObject()) {
       throw Failure(kBadDocument, DisplayName(path) + ": the document must be a JSON object");
     }

@@ -2,26 +2,48 @@
 
 #include <algorithm>
 
+#include "devices/sections.h"
 #include "devices/tables.h"
+#include "messages/outbox.h"
+#include "server/servers.h"
 
 namespace qvcms {
 
-using qv::devices::PosTable;
-using qv::devices::SpeakerTable;
+using namespace qv::devices;  // NOLINT(google-build-using-namespace): the tables of all device kinds
+
+namespace {
+
+/// A section that the host keeps entry by entry.
+Kind Section(std::string_view name, const qv::record::AnyTable& table) {
+  return {name, &table, Role::Settings, "owner_zr_id", {"id", "owner_zr_id", "id_on_rec_server", "settings"}};
+}
+
+/// Equipment; `columns` come after those that every device has.
+Kind Device(std::string_view name, const qv::record::AnyTable& table, const std::vector<std::string_view>& columns) {
+  Kind kind{name, &table, Role::Device, "owner_zr_id", {"id", "owner_zr_id", "id_on_rec_server", "name"}};
+  kind.columns.insert(kind.columns.end(), columns.begin(), columns.end());
+  return kind;
+}
+
+}  // namespace
 
 std::span<const Kind> Kinds() {
-  // The order is that of lists of kinds; messages come last.
   static const std::vector<Kind> kinds = {
-      {"pos",
-       &PosTable(),
-       Role::Device,
-       "owner_zr_id",
-       {"id", "owner_zr_id", "id_on_rec_server", "name", "enabled", "vendor", "model", "host", "port"}},
-      {"speaker",
-       &SpeakerTable(),
-       Role::Device,
-       "owner_zr_id",
-       {"id", "owner_zr_id", "id_on_rec_server", "name", "enabled", "vendor", "model", "host", "volume"}},
+      {"server", &qv::server::ServerTable(), Role::Settings, "id", {"id", "model"}},
+      Device("pos", PosTable(), {"enabled", "vendor", "model", "host", "port", "note"}),
+      Device("speaker", SpeakerTable(), {"enabled", "vendor", "model", "host", "volume", "note"}),
+      Section("camera-detection-setting", CameraDetectionSettingTable()),
+      Section("camera-device-output", CameraDeviceOutputTable()),
+      Section("iomodule-setting", IOModuleSettingTable()),
+      Section("iomodule-cam-pairing", IOModuleCamPairingTable()),
+      Section("pos-event-conf", PosEventConfTable()),
+      Section("ctrler-action-rule", CtrlerActionRuleTable()),
+      Section("rec-share", RecShareTable()),
+      {"message",
+       &qv::messages::MessageTable(),
+       Role::Outbox,
+       "zr_id",
+       {"id", "zr_id", "target", "command", "payload"}},
   };
   return kinds;
 }

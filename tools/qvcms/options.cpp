@@ -68,8 +68,8 @@ class CommandLine {
   }
 
   void AddGlobalOptions() {
-    global_.max_depth = limits_.max_depth;
-    global_.max_size = limits_.max_size;
+    global_.max_depth = limits_.depth;
+    global_.max_size = limits_.size;
     app_.add_option("--data-dir", global_.data_dir, "Folder with the host's data, made on first use")
         ->envname("QVCMS_DATA_DIR")
         ->check([](const std::string& text) { return text.empty() ? "the name is empty" : ""; })
@@ -83,7 +83,7 @@ class CommandLine {
             CLI::CheckedTransformer(std::map<std::string, Format>{{"table", Format::Table}, {"json", Format::Json}}))
         ->option_text("table|json");
     app_.add_option("--max-depth", global_.max_depth, "Deepest nesting of a document")
-        ->check(CLI::Range(1, 10'000))
+        ->check(CLI::Range(std::size_t{1}, qv::json::kMaxDepth))
         ->capture_default_str();
     app_.add_option("--max-size", global_.max_size, "Largest document, in bytes")
         ->check(CLI::PositiveNumber)
