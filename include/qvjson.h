@@ -1,9 +1,10 @@
-/// Comparison and text of JSON values.
+/// Comparison and text of JSON values. Values may be nested as deep as a document may be.
 #pragma once
 
 #include <json/value.h>
 
 #include <string>
+#include <string_view>
 
 namespace QVJson {
 
@@ -20,5 +21,13 @@ bool CheckEqual(const Json::Value& left, const Json::Value& right);
 
 }  // namespace QVJson
 
-/// `value` as text, keys in order of their bytes. @param compact true: one line without blanks; false: indented
+/// `value` as text, keys in order of their bytes. Numbers read back as the same number of the same type: a double
+/// that holds a whole number keeps its ".0"; one that JSON cannot hold (NaN, infinity) becomes null.
+/// @param compact true: one line without blanks; false: indented
 std::string JsonWrite(const Json::Value& value, bool compact);
+
+/// A record as text for a log line: as `JsonWrite(value, true)`, with "***" in place of every secret.
+std::string JsonDump(const Json::Value& value);
+
+/// Whether a member of this name holds a secret, which is neither logged nor listed.
+bool IsSecretKey(std::string_view name);

@@ -1,0 +1,185 @@
+#include "document.h"
+
+#include <fcntl.h>
+#include <json/reader.h>
+#include <simdjson.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstring>
+#include <memory>
+#include <optional>
+
+#include "syntax.h"
+
+namespace qv::json {
+namespace {
+
+std::string Describe(const std::string& reason, std::size_t line, std::size_t column) {
+  return line == 0 ? reason : "line " + std::to_string(line) + ", column " + std::to_string(column) + ": " + reason;
+}
+
+DocumentError ErrorAt(std::string_view text, const Problem& problem) {
+  std::size_t line = 1;
+  std::size_t column = 1;
+  for (std::size_t i = 0; i < problem.offset; ++i) {
+    if (text[i] == '\n' || (text[i] == '\r' && !text.substr(i + 1).starts_with('\n'))) {
+      ++line;
+      column = 1;
+    } else if ((static_cast<unsigned char>(text[i]) & 0xC0) != 0x80) {
+      ++column;  // every byte but the later ones of a character
+    }
+  }
+  return {problem.reason, line, column};
+}
+
+/// Takes a parsed element over into `value`, which is null. @return false when it is too deep or has a member twice
+bool Convert(const simdjson::dom::element& element, Json::Value& value, std::size_t levels_left) {
+  switch (element.type()) {
+    case simdjson::dom::element_type::ARRAY: {
+      value = Json::Value(Json::arrayValue);
+      if (levels_left == 0) {
+        return false;
+      }
+      for (const simdjson::dom::element child : simdjson::dom::array(element)) {
+        if (!Convert(child, value.append(Json::Value()), levels_left - 1)) {
+          return false;
+        }
+      }
+      return true;
+    }
+    case simdjson::dom::element_type::OBJECT: {
+      value = Json::Value(Json::objectValue);
+      if (levels_left == 0) {
+        return false;
+      }
+      Json::ArrayIndex members = 0;
+      for (const auto& [name, child] : simdjson::dom::object(element)) {
+        Json::Value& slot = *value.demand(name.data(), name.data() + name.size());
+        if (!Convert(child, slot, levels_left - 1)) {
+          return false;
+        }
+        ++members;
+      }
+      return value.size() == members;
+    }
+    case simdjson::dom::element_type::STRING: {
+      const std::string_view text(element);
+      value = Json::Value(text.data(), text.data() + text.size());
+      return true;
+    }
+    case simdjson::dom::element_type::INT64:
+      value = Json::Value(Json::Int64(std::int64_t(element)));
+      return true;
+    case simdjson::dom::element_type::UINT64:
+      value = Json::Value(Json::UInt64(std::uint64_t(element)));
+      return true;
+    case simdjson::dom::element_type::DOUBLE:
+      value = Json::Value(double(element));
+      return true;
+    case simdjson::dom::element_type::BOOL:
+      value = Json::Value(bool(element));
+      return true;
+    case simdjson::dom::element_type::NULL_VALUE:
+      return true;
+  }
+  return false;
+}
+
+/// Reads what the fast parser refuses and is a document none the less: one with an integer of more than 64 bits.
+Json::Value ReadWithLargeIntegers(std::string_view text) {
+  Json::CharReaderBuilder builder;
+  Json::CharReaderBuilder::strictMode(&builder.settings_);
+  builder["strictRoot"] = false;
+  const std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
+  Json::Value value;
+  std::string errors;
+  if (!reader->parse(text.data(), text.data() + text.size(), &value, &errors)) {
+    throw DocumentError(errors, 0, 0);
+  }
+  return value;
+}
+
+/// Owns a file descriptor.
+class Descriptor {
+ public:
+  explicit Descriptor(int number) : number_(number) {}
+  ~Descriptor() {
+    if (number_ > STDIN_FILENO) {
+      close(number_);
+    }
+  }
+  Descriptor(const Descriptor&) = delete;
+  Descriptor& operator=(const Descriptor&) = delete;
+
+  int number() const { return number_; }
+
+ private:
+  const int number_;
+};
+
+DocumentError TooLarge(const ReadLimits& limits) {
+  return {"larger than " + std::to_string(limits.size) + " bytes", 0, 0};
+}
+
+}  // namespace
+
+DocumentError::DocumentError(const std::string& reason, std::size_t line, std::size_t column)
+    : std::runtime_error(Describe(reason, line, column)), reason_(reason), line_(line), column_(column) {}
+
+Json::Value ReadDocument(std::string_view text, const ReadLimits& limits) {
+  if (text.size() > limits.size) {
+    throw TooLarge(limits);
+  }
+  const std::size_t depth = std::min(limits.depth, kMaxDepth);
+  if (!text.starts_with("\xEF\xBB\xBF")) {
+    simdjson::dom::parser parser;
+    // The parser counts the document as a level of its own.
+    simdjson::error_code error = parser.allocate(std::max<std::size_t>(text.size(), 1), depth + 1);
+    simdjson::dom::element root;
+    if (error == simdjson::SUCCESS) {
+      error = parser.parse(text.data(), text.size()).get(root);
+    }
+    if (error == simdjson::MEMALLOC) {
+      throw std::bad_alloc();
+    }
+    Json::Value value;
+    if (error == simdjson::SUCCESS && Convert(root, value, depth)) {
+      return value;
+    }
+  }
+  if (const std::optional<Problem> problem = FindProblem(text, depth)) {
+    throw ErrorAt(text, *problem);
+  }
+  return ReadWithLargeIntegers(text);
+}
+
+Json::Value ReadDocumentFile(const std::string& path, const ReadLimits& limits) {
+  const Descriptor file(path == "-" ? STDIN_FILENO : open(path.c_str(), O_RDONLY | O_CLOEXEC));
+  if (file.number() < 0) {
+    throw DocumentError(std::strerror(errno), 0, 0);
+  }
+  std::string text;
+  std::array<char, 64 * 1024> block;
+  while (true) {
+    const ssize_t count = read(file.number(), block.data(), block.size());
+    if (count < 0 && errno == EINTR) {
+      continue;
+    }
+    if (count < 0) {
+      throw DocumentError(std::strerror(errno), 0, 0);
+    }
+    if (count == 0) {
+      break;
+    }
+    text.append(block.data(), static_cast<std::size_t>(count));
+    if (text.size() > limits.size) {
+      throw TooLarge(limits);
+    }
+  }
+  return ReadDocument(text, limits);
+}
+
+}  // namespace qv::json

@@ -1,0 +1,19 @@
+/// The shared configuration record that the log gate reads.
+#pragma once
+
+#include <optional>
+#include <vector>
+
+namespace qv::log {
+
+/// The part of the settings that decides whether a message is wanted.
+struct Thresholds {
+  int level = 3;
+  std::vector<int> pids = {};
+};
+
+/// Puts `thresholds` into force, and has `ReinitDbgLogCfg` load them again; none: takes the configuration away.
+/// @throws std::invalid_argument for more process ids than the record holds; nothing is changed
+void SetThresholds(std::optional<Thresholds> thresholds);
+
+}  // namespace qv::log
