@@ -2,7 +2,6 @@
 
 #include <fcntl.h>
 #include <json/reader.h>
-#include <simdjson.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -10,8 +9,10 @@
 #include <cerrno>
 #include <cstring>
 #include <memory>
+#include <new>
 #include <optional>
 
+#include "convert.h"
 #include "syntax.h"
 
 namespace qv::json {
@@ -33,59 +34,6 @@ DocumentError ErrorAt(std::string_view text, const Problem& problem) {
     }
   }
   return {problem.reason, line, column};
-}
-
-/// Takes a parsed element over into `value`, which is null. @return false when it is too deep or has a member twice
-bool Convert(const simdjson::dom::element& element, Json::Value& value, std::size_t levels_left) {
-  switch (element.type()) {
-    case simdjson::dom::element_type::ARRAY: {
-      value = Json::Value(Json::arrayValue);
-      if (levels_left == 0) {
-        return false;
-      }
-      for (const simdjson::dom::element child : simdjson::dom::array(element)) {
-        if (!Convert(child, value.append(Json::Value()), levels_left - 1)) {
-          return false;
-        }
-      }
-      return true;
-    }
-    case simdjson::dom::element_type::OBJECT: {
-      value = Json::Value(Json::objectValue);
-      if (levels_left == 0) {
-        return false;
-      }
-      Json::ArrayIndex members = 0;
-      for (const auto& [name, child] : simdjson::dom::object(element)) {
-        Json::Value& slot = *value.demand(name.data(), name.data() + name.size());
-        if (!Convert(child, slot, levels_left - 1)) {
-          return false;
-        }
-        ++members;
-      }
-      return value.size() == members;
-    }
-    case simdjson::dom::element_type::STRING: {
-      const std::string_view text(element);
-      value = Json::Value(text.data(), text.data() + text.size());
-      return true;
-    }
-    case simdjson::dom::element_type::INT64:
-      value = Json::Value(Json::Int64(std::int64_t(element)));
-      return true;
-    case simdjson::dom::element_type::UINT64:
-      value = Json::Value(Json::UInt64(std::uint64_t(element)));
-      return true;
-    case simdjson::dom::element_type::DOUBLE:
-      value = Json::Value(double(element));
-      return true;
-    case simdjson::dom::element_type::BOOL:
-      value = Json::Value(bool(element));
-      return true;
-    case simdjson::dom::element_type::NULL_VALUE:
-      return true;
-  }
-  return false;
 }
 
 /// Reads what the fast parser refuses and is a document none the less: one with an integer of more than 64 bits.
@@ -146,7 +94,7 @@ Json::Value ReadDocument(std::string_view text, const ReadLimits& limits) {
       throw std::bad_alloc();
     }
     Json::Value value;
-    if (error == simdjson::SUCCESS && Convert(root, value, depth)) {
+    if (error == simdjson::SUCCESS && Converter().Convert(root, value, depth)) {
       return value;
     }
   }
