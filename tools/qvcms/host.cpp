@@ -2,7 +2,6 @@
 
 #include "db/database.h"
 #include "log/log.h"
-#include "schema/schema.h"
 
 namespace qvcms {
 
@@ -13,7 +12,6 @@ Host::Host(const GlobalOptions& options) {
   qv::log::Configure(log);
   qv::db::Options database;
   database.driver.durability = options.durability;
-  database.migrations = qv::schema::Migrations();
   qv::db::Open(options.data_dir, database);
 }
 
