@@ -11,8 +11,8 @@ struct SlaveZRData {
   enum Fields : int { FIELD_COUNT = 2 };
 };
 
-#define SLAVE_ZR_FIELDS(FIELD)                             \
-  FIELD(SlaveZRData, 0, int, ZrId, "id", HostId)           \
+#define SLAVE_ZR_FIELDS(FIELD)                   \
+  FIELD(SlaveZRData, 0, int, ZrId, "id", HostId) \
   FIELD(SlaveZRData, 1, std::string, ZrModel, "model", HostOnly)
 
 SLAVE_ZR_FIELDS(QV_TAGGED_FIELD)

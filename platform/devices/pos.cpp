@@ -97,7 +97,8 @@ int SavePOSFromRecServer(int zrId, const Json::Value& section, bool notify) {
   const int result = record::Attempt("import the section of", "pos", zrId, [&] {
     record::ImportSection(Load(record::Where().Is("owner_zr_id", zrId)), zrId, section,
                           [&](POS& pos, const Json::Value& entry) {
-                            if (pos.SetByJson(entry, true, pos.GetId()) != 0 && pos.Save() == 0) ids.push_back(pos.GetId());
+                            if (pos.SetByJson(entry, true, pos.GetId()) != 0 && pos.Save() == 0)
+                              ids.push_back(pos.GetId());
                           });
   });
   if (result == 0 && notify) SendPOSUpdateMsgToMsgD(ids, UPDATE_TYPE_CHANGED);

@@ -8,10 +8,10 @@ struct MessageData {
   enum Fields : int { FIELD_COUNT = 5 };
 };
 
-#define MESSAGE_FIELDS(FIELD)                                     \
-  FIELD(MessageData, 0, int, Id, "id", HostId)                    \
-  FIELD(MessageData, 1, int, ZrId, "zr_id", Owner)                \
-  FIELD(MessageData, 2, std::string, Target, "target", HostOnly)  \
+#define MESSAGE_FIELDS(FIELD)                                      \
+  FIELD(MessageData, 0, int, Id, "id", HostId)                     \
+  FIELD(MessageData, 1, int, ZrId, "zr_id", Owner)                 \
+  FIELD(MessageData, 2, std::string, Target, "target", HostOnly)   \
   FIELD(MessageData, 3, std::string, Command, "command", HostOnly) \
   FIELD(MessageData, 4, JsonText, Payload, "payload", HostOnly)
 

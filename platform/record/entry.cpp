@@ -13,7 +13,8 @@ class UnknownMembers {
  public:
   void Add(std::string_view key, const Json::Value& value) {
     if (value.isNull()) return;
-    text_ += (text_.empty() ? '{' : ',') + JsonWrite(Json::Value(std::string(key)), true) + ':' + JsonWrite(value, true);
+    text_ +=
+        (text_.empty() ? '{' : ',') + JsonWrite(Json::Value(std::string(key)), true) + ':' + JsonWrite(value, true);
     members_.emplace_back(key, &value);
   }
 
@@ -72,13 +73,13 @@ bool AnyTable::Apply(void* record, const Json::Value& entry) const {
   if (!entry.isObject()) return false;
   const int host_id = HostId(record);
   const auto pass_over = [](std::string_view, const Json::Value&) { return true; };
-  if (options_.misfit == Misfit::RefuseEntry &&
-      !index_->Walk(
-          entry,
-          [&](const Field& field, const Json::Value& value) {
-            return IsKept(field, host_id) || CompareField(field, record, value) != Fit::Misfit;
-          },
-          pass_over)) {
+  if (options_.misfit == Misfit::RefuseEntry && !index_->Walk(
+                                                    entry,
+                                                    [&](const Field& field, const Json::Value& value) {
+                                                      return IsKept(field, host_id) ||
+                                                             CompareField(field, record, value) != Fit::Misfit;
+                                                    },
+                                                    pass_over)) {
     return false;
   }
   UnknownMembers unknown;

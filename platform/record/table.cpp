@@ -48,7 +48,7 @@ struct AnyTable::Statements {
   std::string columns;  ///< all, in order of the fields
   std::string insert;   ///< every column but the id; returns the id
   std::string insert_with_id;
-  std::string update;   ///< every column but the id, and only where one differs; the id comes last
+  std::string update;  ///< every column but the id, and only where one differs; the id comes last
 
   Statements(const std::string& table, const std::vector<Field>& fields) {
     std::string written;
@@ -82,13 +82,13 @@ void AnyTable::Create(db::Session& session) const {
   std::string indexes;
   std::string lookup;
   for (const Field& field : fields_) {
-    columns += (columns.empty() ? "\n  " : ",\n  ") +
-               ColumnDefinition(field, session.connection().IdentityColumn());
+    columns += (columns.empty() ? "\n  " : ",\n  ") + ColumnDefinition(field, session.connection().IdentityColumn());
     if (field.info.role == FieldRole::Owner || field.info.role == FieldRole::IdOnSlave) {
       lookup += (lookup.empty() ? "" : ",") + std::string(field.info.column);
     }
     if (field.info.references != nullptr) {
-      indexes += "CREATE INDEX " + name_ + "_by_" + field.info.column + " ON " + name_ + " (" + field.info.column + ");";
+      indexes +=
+          "CREATE INDEX " + name_ + "_by_" + field.info.column + " ON " + name_ + " (" + field.info.column + ");";
     }
   }
   if (!lookup.empty()) indexes += "CREATE INDEX " + name_ + "_by_owner ON " + name_ + " (" + lookup + ");";

@@ -60,8 +60,8 @@ class Where {
     std::vector<std::int64_t> values;
     std::optional<std::string> text;
     bool is_list = false;
-    std::string select = {};             ///< the values are what this query selects, ...
-    std::vector<Condition> inner = {};   ///< ... from the rows that these conditions mean
+    std::string select = {};            ///< the values are what this query selects, ...
+    std::vector<Condition> inner = {};  ///< ... from the rows that these conditions mean
   };
   static std::string Sql(const std::vector<Condition>& conditions, int& parameter);
   static void Bind(const std::vector<Condition>& conditions, db::Query& query);
@@ -76,7 +76,7 @@ enum class Misfit {
 
 struct TableOptions {
   /// Keys of an entry that have a place of their own (a list of doors): neither a field nor extra.
-  std::vector<std::string_view> own_keys;
+  std::vector<std::string_view> own_keys = {};
   Misfit misfit = Misfit::KeepMember;
   /// The host id is given by the caller (a server's id in the CMS), not by the database.
   bool caller_assigns_id = false;
@@ -142,7 +142,8 @@ struct Access {
 
 template <class Record, class Fields, int... TAGS>
 std::vector<Field> FieldsOf(std::integer_sequence<int, TAGS...>) {
-  return {Field{TaggedField<Fields, TAGS>::kInfo, Access::TypeOf<Fields, TAGS>(), &Access::At<Record, Fields, TAGS>}...};
+  return {
+      Field{TaggedField<Fields, TAGS>::kInfo, Access::TypeOf<Fields, TAGS>(), &Access::At<Record, Fields, TAGS>}...};
 }
 
 /// The table of `Record`, which derives from `TaggedRecord<Fields>`.
@@ -156,7 +157,8 @@ class Table : public AnyTable {
   /// The rows in order of their ids.
   std::list<Record> Select(const Where& where) const {
     std::list<Record> rows;
-    SelectInto(where, &rows, [](void* list) -> void* { return &static_cast<std::list<Record>*>(list)->emplace_back(); });
+    SelectInto(where, &rows,
+               [](void* list) -> void* { return &static_cast<std::list<Record>*>(list)->emplace_back(); });
     return rows;
   }
   std::optional<Record> Find(const Where& where) const {

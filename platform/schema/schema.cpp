@@ -2,7 +2,6 @@
 #include <span>
 
 #include "../db/database.h"
-
 #include "../devices/emapitems.h"
 #include "../devices/posrules.h"
 #include "../devices/sections.h"
@@ -44,6 +43,5 @@ const struct Registration {
 } kRegistration;
 
 }  // namespace
-
 
 }  // namespace qv::schema

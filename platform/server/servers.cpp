@@ -15,8 +15,7 @@ using qv::server::ServerTable;
 
 std::optional<SlaveZR> SlaveZRLoad(int zrId) {
   std::optional<SlaveZR> slave;
-  qv::record::Attempt("load", "server", zrId,
-                      [&] { slave = ServerTable().Find(qv::record::Where().Is("id", zrId)); });
+  qv::record::Attempt("load", "server", zrId, [&] { slave = ServerTable().Find(qv::record::Where().Is("id", zrId)); });
   return slave;
 }
 

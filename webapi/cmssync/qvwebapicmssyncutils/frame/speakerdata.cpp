@@ -49,7 +49,9 @@ class SpeakerKind {
     CMS_LOG(1, kRemoveFunction, "Failed while delete Speaker [%d].\n", speaker.GetId());
     return false;
   }
-  static bool SyncRelatedTables(const IPSpeaker& speaker) { return SpeakerSync::SyncRelatedTableForSpeakerDel(speaker) == 0; }
+  static bool SyncRelatedTables(const IPSpeaker& speaker) {
+    return SpeakerSync::SyncRelatedTableForSpeakerDel(speaker) == 0;
+  }
 
  private:
   int zr_id_;

@@ -1,0 +1,28 @@
+/// How the library logs: one macro per form of message.
+///
+///     CMS_LOG(LOG_LEVEL_INFO, "UpdatePOSData", "Update POS [%d] on ZR [%d].\n", pos_id, zr_id);
+///
+/// Formats are printf's, checked by the compiler, and end in "\n". `level` and `function` are part of the message's
+/// contract: `function` is a literal, not always the name of the function that holds the call.
+#pragma once
+
+#include "dbgloggate.h"
+
+/// The one source name that messages of the library carry, whichever file they are in.
+inline constexpr char kLogSource[] = "qvwebapicmssyncutils";
+
+/// Logs at `level` if the gate lets it pass; otherwise evaluates nothing of the message. Carries its own line.
+#define CMS_LOG(level, function, ...) CMS_LOG_AT(level, __LINE__, function, __VA_ARGS__)
+
+/// As `CMS_LOG`, for a message whose line number is fixed by contract.
+#define CMS_LOG_AT(level, line, function, ...)                                                                  \
+  do {                                                                                                          \
+    if (DbgLogLevelEnabled(level)) {                                                                            \
+      QVPrintf(LOG_TYPE_DIAGNOSTIC, Enum2String<LOG_CATEG>(LOG_CATEG_CMS_SYNC),                                 \
+               Enum2String<LOG_LEVEL>(static_cast<LOG_LEVEL>(level)), kLogSource, line, function, __VA_ARGS__); \
+    }                                                                                                           \
+  } while (false)
+
+/// Logs whatever the configuration says, without a level and a category.
+#define CMS_LOG_ALWAYS(function, ...) \
+  QVPrintf(LOG_TYPE_DIAGNOSTIC, nullptr, nullptr, kLogSource, __LINE__, function, __VA_ARGS__)
