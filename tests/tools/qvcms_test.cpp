@@ -170,10 +170,13 @@ TEST_F(ToolTest, PrintsTablesThatStayInTheirLines) {
   ASSERT_EQ(Run("pair 7 document").status, 0);
   const std::string table = Run("list pos").out;
   EXPECT_NE(table.find("  café\\n\\x1B[31m  true     中文    M"), std::string::npos) << table;
-  EXPECT_NE(table.find("  plain          true     v       012345678901234567890123456789012345678…"), std::string::npos)
+  EXPECT_NE(table.find("  plain           true     v       012345678901234567890123456789012345678…"),
+            std::string::npos)
       << table;
   EXPECT_NE(Run("list pos --wide").out.find("89x"), std::string::npos);
   EXPECT_EQ(Run("list pos >/dev/full").status, 1);
+  EXPECT_EQ(Run("list pos >&-").status, 1);
+  EXPECT_EQ(Run("--help >/dev/full").status, 1);
   Write("more", "{\"POS_info\":[]}");
   EXPECT_EQ(Run("update 7 more >/dev/full").status, 1);
   EXPECT_EQ(RunJson("list pos").size(), 2U) << "what could not be reported was not applied";

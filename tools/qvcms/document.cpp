@@ -17,7 +17,7 @@ std::string FindFault(const Json::Value& document) {
   for (const std::string& section : document.getMemberNames()) {
     const Json::Value& entries = document[section];
     for (auto entry = entries.begin(); entry != entries.end(); ++entry) {
-      const std::string place = section + '[' + JsonWrite(entry.key(), true) + ']';
+      std::string place = section + '[' + JsonWrite(entry.key(), true) + ']';
       if (entry->isObject() && !(*entry)["id"].isConvertibleTo(Json::intValue)) return place + ".id";
       if (ListsRecords(section) && !entry->isObject() && !entry->isNull()) return place;
     }

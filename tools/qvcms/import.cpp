@@ -39,10 +39,11 @@ void Apply(decltype(SaveSlaveInfoUpdate)& save, const Import& import, const Json
   }
 }
 
-/// Whether the host has been used before.
-bool HoldsData(const std::filesystem::path& folder) {
-  std::error_code unreadable;  // a folder that cannot be looked into is opened, which says why
-  return std::filesystem::exists(folder, unreadable) && !std::filesystem::is_empty(folder, unreadable);
+/// Whether there is no host yet: no folder, or nothing in it.
+bool IsUnused(const std::filesystem::path& folder) {
+  std::error_code unreadable;  // what cannot be looked into is opened, which says why
+  if (!std::filesystem::exists(folder, unreadable)) return !unreadable;
+  return std::filesystem::is_directory(folder, unreadable) && std::filesystem::is_empty(folder, unreadable);
 }
 
 }  // namespace
@@ -80,7 +81,7 @@ int Run(const GlobalOptions& global, const PlanOptions& options) {
   without_traces.log_file.clear();
   // A host that does not exist yet is not brought into being: an empty one elsewhere takes its place.
   std::optional<TemporaryFolder> stand_in;
-  if (!HoldsData(global.data_dir)) without_traces.data_dir = stand_in.emplace().path();
+  if (IsUnused(global.data_dir)) without_traces.data_dir = stand_in.emplace().path();
 
   const Host host(without_traces);
   qv::db::UnitOfWork never_committed;

@@ -5,6 +5,7 @@
 #include <functional>
 #include <iostream>
 #include <map>
+#include <sstream>
 
 #include "exitcodes.h"
 #include "json/document.h"
@@ -36,7 +37,10 @@ class CommandLine {
     try {
       app_.parse(argc, argv);
     } catch (const CLI::Success& success) {
-      return app_.exit(success);
+      std::ostringstream text;
+      const int status = app_.exit(success, text, text);
+      Print(text.str());
+      return status;
     } catch (const CLI::ParseError& error) {
       Complain(error.what());
       std::cerr << "Run \"qvcms --help\" for the commands and options.\n";

@@ -33,10 +33,11 @@ Extent Measure(std::string_view text, int limit) {
   while (extent.bytes < text.size()) {
     wchar_t character = 0;
     const std::size_t used = std::mbrtowc(&character, text.data() + extent.bytes, text.size() - extent.bytes, &state);
-    if (used == 0 || used > text.size()) break;
-    const int width = std::max(0, wcwidth(character));
+    const bool known = used > 0 && used <= text.size();
+    if (!known) state = {};
+    const int width = known ? std::max(0, wcwidth(character)) : 1;
     if (extent.width + width > limit) break;
-    extent.bytes += used;
+    extent.bytes += known ? used : 1;
     extent.width += width;
   }
   return extent;
@@ -84,7 +85,7 @@ void AppendLine(std::string& text, const std::vector<Cell>& cells, const std::ve
 }  // namespace
 
 std::string FormatTable(const std::vector<std::string>& header, const std::vector<ListedRow>& rows, bool wide) {
-  std::setlocale(LC_CTYPE, "C.UTF-8");  // widths of characters, wherever the program runs
+  static_cast<void>(std::setlocale(LC_CTYPE, "C.UTF-8"));  // for the widths of characters; without it, of bytes
   std::vector<std::vector<Cell>> lines(1);
   for (const std::string& name : header) lines[0].push_back(MakeCell(Json::Value(name), wide));
   for (const ListedRow& row : rows) {
@@ -129,7 +130,7 @@ void Print(std::string_view text) {
 
 void Complain(std::string_view text) {
   const std::string line = "qvcms: " + qv::log::EscapeLine(text) + '\n';
-  std::fwrite(line.data(), 1, line.size(), stderr);
+  static_cast<void>(std::fwrite(line.data(), 1, line.size(), stderr));  // there is nowhere else to say it
 }
 
 }  // namespace qvcms
