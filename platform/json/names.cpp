@@ -10,7 +10,7 @@ namespace qv::json {
 namespace {
 
 /// Some thousand names: several times what all kinds of device have.
-constexpr std::size_t kMaxBytes = 256 * 1024;
+constexpr std::size_t kMaxBytes = std::size_t{256} * 1024;
 
 struct Pool {
   std::mutex mutex;
