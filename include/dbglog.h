@@ -10,13 +10,13 @@
 /// Severity: the smaller, the more severe.
 enum LOG_LEVEL : std::int32_t {
   LOG_LEVEL_FATAL = 0,
-  LOG_LEVEL_ERR = 1,     ///< a load, save, delete or command that did not succeed
+  LOG_LEVEL_ERR = 1,  ///< a load, save, delete or command that did not succeed
   LOG_LEVEL_WARN = 2,
   LOG_LEVEL_NOTICE = 3,  ///< removal of devices; the last level that passes without a configuration
   LOG_LEVEL_INFO = 4,    ///< one device added, updated, removed
   LOG_LEVEL_CHANGE = 5,  ///< a change applied or skipped
   LOG_LEVEL_DEBUG = 6,
-  LOG_LEVEL_DUMP = 7,    ///< settings before and after a change
+  LOG_LEVEL_DUMP = 7,  ///< settings before and after a change
 };
 
 enum LOG_CATEG : std::int32_t {
@@ -62,13 +62,13 @@ QVEnum2StrMap<LOG_LEVEL>::QVEnum2StrMap();
 
 /// Writes one message. `categName` and `levelName` may be null. Control characters in the text are escaped, so a
 /// message is always one line. @return the number of characters written, negative on failure
-int QVVPrintf(LOG_TYPE type, const char* categName, const char* levelName, const char* file, int line,
-              const char* func, const char* fmt, std::va_list args) __attribute__((format(printf, 7, 0)));
+int QVVPrintf(LOG_TYPE type, const char* categName, const char* levelName, const char* file, int line, const char* func,
+              const char* fmt, std::va_list args) __attribute__((format(printf, 7, 0)));
 
 /// The variadic front of `QVVPrintf`.
 __attribute__((format(printf, 7, 8))) inline int QVPrintf(LOG_TYPE type, const char* categName, const char* levelName,
-                                                          const char* file, int line, const char* func,
-                                                          const char* fmt, ...) {
+                                                          const char* file, int line, const char* func, const char* fmt,
+                                                          ...) {
   std::va_list args;
   va_start(args, fmt);
   const int written = QVVPrintf(type, categName, levelName, file, line, func, fmt, args);

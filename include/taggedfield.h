@@ -4,8 +4,8 @@
 /// A kind declares a data struct with its field count, a list macro, and expands the list:
 ///
 ///     struct DoorData { enum Fields : int { FIELD_COUNT = 2 }; };
-///     #define DOOR_FIELDS(FIELD)                            \
-///       FIELD(DoorData, 0, int, Id, "id", HostId)           \
+///     #define DOOR_FIELDS(FIELD)     (every line but the last ends in a backslash)
+///       FIELD(DoorData, 0, int, Id, "id", HostId)
 ///       FIELD(DoorData, 1, std::string, Name, "name", Config)
 ///     DOOR_FIELDS(QV_TAGGED_FIELD)
 ///     class Door : public TaggedRecord<DoorData::Fields> { ... };
@@ -46,7 +46,7 @@ struct FieldInfo {
   const char* json_key = nullptr;    ///< key in a slave's JSON; null: the column's name
   const char* references = nullptr;  ///< table whose id an int field holds; 0 stands for none (SQL NULL)
   OnDelete on_delete = OnDelete::Cascade;
-  int default_int = 0;               ///< value of an int or bool field that nobody has set
+  int default_int = 0;  ///< value of an int or bool field that nobody has set
 };
 
 template <class Fields, int TAG>
@@ -69,17 +69,17 @@ constexpr T InitialValue(const FieldInfo& info) {
 }  // namespace qv::record
 
 /// Declares field `TAG` of `DATA`: its storage and its two accessors.
-#define QV_TAGGED_FIELD(DATA, TAG, TYPE, NAME, COLUMN, ROLE, ...)                               \
-  template <>                                                                                   \
-  class TaggedField<DATA::Fields, TAG> {                                                        \
-   public:                                                                                      \
+#define QV_TAGGED_FIELD(DATA, TAG, TYPE, NAME, COLUMN, ROLE, ...)                                           \
+  template <>                                                                                               \
+  class TaggedField<DATA::Fields, TAG> {                                                                    \
+   public:                                                                                                  \
     static constexpr FieldInfo kInfo{.column = COLUMN, .role = FieldRole::ROLE __VA_OPT__(, ) __VA_ARGS__}; \
-    const TYPE& Get##NAME() const { return value_; }                                            \
-    void Set##NAME(TYPE value) { value_ = std::move(value); }                                   \
-                                                                                                \
-   private:                                                                                     \
-    friend struct qv::record::Access;                                                           \
-    TYPE value_ = qv::record::InitialValue<TYPE>(kInfo);                                        \
+    const TYPE& Get##NAME() const { return value_; }                                                        \
+    void Set##NAME(TYPE value) { value_ = std::move(value); }                                               \
+                                                                                                            \
+   private:                                                                                                 \
+    friend struct qv::record::Access;                                                                       \
+    TYPE value_ = qv::record::InitialValue<TYPE>(kInfo);                                                    \
   };
 
 /// A record made of the fields 0 to `Fields::FIELD_COUNT` - 1.

@@ -5,9 +5,10 @@
 /// thread is done. Each thread works on a connection of its own.
 #pragma once
 
+#include <filesystem>
 #include <memory>
-#include <optional>
 #include <span>
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -16,6 +17,8 @@
 namespace qv::db {
 
 class Session;
+class Transaction;
+struct StatementPool;
 
 /// One step of the schema: takes the database from version `version` - 1 to `version`, in one transaction.
 struct Migration {
@@ -25,12 +28,18 @@ struct Migration {
 
 struct Options {
   DriverOptions driver;
-  ConnectionFactory factory;         ///< empty: the embedded SQLite driver
-  std::span<const Migration> migrations;  ///< in order of version, starting at 1
+  ConnectionFactory factory;  ///< empty: the embedded SQLite driver
+  /// In order of version, starting at 1. Empty: those given to `SetDefaultMigrations`.
+  std::span<const Migration> migrations;
 };
 
+/// The migrations of the platform's own schema, for whoever opens a database without naming any. They must live as
+/// long as the program.
+void SetDefaultMigrations(std::span<const Migration> migrations);
+
 /// Opens the database in `folder`, creating the folder (mode 0700) and the database as needed, and applies the
-/// migrations that are missing. Throws `Error` (Unusable, Busy); nothing is open then.
+/// migrations that are missing; finishes what a killed process left undone in the file system. Throws `Error`
+/// (Unusable, Busy); nothing is open then. Opening a second database is a `std::logic_error`.
 void Open(const std::filesystem::path& folder, Options options);
 /// Closes this thread's connection and forgets the folder. Connections of other threads close with their threads.
 void Close() noexcept;
@@ -38,10 +47,12 @@ bool IsOpen();
 /// The data folder. Throws `Error` when nothing is open.
 const std::filesystem::path& DataFolder();
 
-/// A statement taken from a session's cache, ready to bind; goes back reset when it leaves scope.
+/// A statement taken from a session's cache, ready to bind; goes back reset when it leaves scope. Let a query that
+/// reads leave scope before writing: until then it holds on to the state of the database that it saw first.
 class Query {
  public:
-  Query(Query&&) noexcept;
+  Query(Query&&) noexcept = default;
+  Query& operator=(Query&&) = delete;
   ~Query();
   /// Binds the next parameter.
   Query& Bind(std::int64_t value);
@@ -54,7 +65,7 @@ class Query {
   /// For statements that only read: the next row, false when there is none.
   bool Next();
   /// For statements that write: runs the statement to its end under the writer lock, in the open unit of work or a
-  /// transaction of its own. @return the number of rows changed
+  /// transaction of its own. The query is then ready to be bound anew. @return the number of rows changed
   std::int64_t Run();
   /// As `Run`, for `INSERT ... RETURNING id`. @return the id
   std::int64_t RunForId();
@@ -63,23 +74,49 @@ class Query {
 
  private:
   friend class Session;
-  Query(Session& session, std::unique_ptr<Statement>* slot);
+  Query(Session& session, StatementPool& home, std::unique_ptr<Statement> statement);
+  std::int64_t RunToEnd(bool wants_id);
+
   Session* session_;
-  Statement* statement_;
-  // implementation adds what it needs
+  StatementPool* home_;
+  std::unique_ptr<Statement> statement_;  ///< null once moved from
+  int parameter_ = 0;                     ///< the last one bound
+  enum class Progress { Ready, Rows, Finished } progress_ = Progress::Ready;
 };
 
 /// This thread's connection with its prepared statements.
 class Session {
  public:
+  struct State;  ///< known to platform/db alone
+
+  explicit Session(std::unique_ptr<State> state);
+  ~Session();
+  Session(const Session&) = delete;
+  Session& operator=(const Session&) = delete;
+
   /// A prepared statement for `sql`; the text is prepared once per connection. Throws `Error`.
   Query Prepare(std::string_view sql);
-  /// Runs a text of several statements without parameters; all or nothing.
+  /// Runs a text of several statements without parameters; all or nothing. Throws `Error`.
   void Execute(std::string_view script);
   Connection& connection();
+
+  /// What this session asked of its connection so far.
+  struct Statistics {
+    std::uint64_t prepared = 0;
+    std::uint64_t executed = 0;
+  };
+  const Statistics& statistics() const;
+
+  State& state() { return *state_; }
+
+ private:
+  std::unique_ptr<State> state_;
 };
 
+/// This thread's session; opens the default folder when nothing is open. Throws `Error`.
 Session& ThisThread();
+
+enum class Change { Added, Updated, Removed };
 
 /// Everything written until `Commit` happens at once or not at all. One at a time per thread; a second one inside is
 /// a `std::logic_error`. Holds the writer lock of the data folder from construction to destruction, so that units of
@@ -91,37 +128,58 @@ class UnitOfWork {
   UnitOfWork(const UnitOfWork&) = delete;
   UnitOfWork& operator=(const UnitOfWork&) = delete;
 
-  /// Commits rows, then moves staged files into place. Throws `Error`; then nothing is applied.
+  /// Commits rows, then moves staged files into place. Throws `Error`; then nothing is applied. A file that cannot be
+  /// moved once the rows are committed is logged, and tried again by the next unit of work.
   void Commit();
   /// The open unit of work of this thread, or null.
   static UnitOfWork* Current();
 
   /// What it changed so far, in the order of first change.
   struct Count {
-    std::string_view kind;
+    std::string kind;
     int added = 0, updated = 0, removed = 0;
   };
-  const std::vector<Count>& counts() const;
+  const std::vector<Count>& counts() const { return counts_; }
+
+ private:
+  friend class AllOrNothing;
+  friend void CountChange(std::string_view kind, Change change, std::int64_t rows);
+
+  Session& session_;
+  std::unique_ptr<Transaction> transaction_;
+  std::vector<Count> counts_;
 };
 
 /// Marks a point that a failure in the middle of several statements goes back to. Inside a unit of work it is a
 /// savepoint, outside it is a transaction under the writer lock.
 class AllOrNothing {
  public:
-  AllOrNothing();
+  /// How long to wait for the writer lock.
+  enum class Patience { BusyTimeout, None };
+  /// Throws `Error` (Busy, Lost).
+  explicit AllOrNothing(Patience patience = Patience::BusyTimeout);
+  explicit AllOrNothing(Session& session, Patience patience = Patience::BusyTimeout);
   ~AllOrNothing();  ///< Goes back unless kept.
   AllOrNothing(const AllOrNothing&) = delete;
   AllOrNothing& operator=(const AllOrNothing&) = delete;
-  void Keep();
+  void Keep();  ///< Throws `Error`; the destructor goes back then.
+
+ private:
+  void GoBack() noexcept;
+
+  Session& session_;
+  std::unique_ptr<Transaction> transaction_;  ///< null: a savepoint in an open transaction
+  std::vector<UnitOfWork::Count> counts_before_;
+  bool kept_ = false;
 };
 
 /// Records that `rows` rows of `kind` were added, updated or removed, for the open unit of work if there is one.
-enum class Change { Added, Updated, Removed };
 void CountChange(std::string_view kind, Change change, std::int64_t rows);
 
 /// Writes `content` to `relative` (below `folder`, a folder inside the data folder) when the open unit of work
 /// commits, or at once without one. The file has mode 0600 from its first moment; folders are made as needed.
-/// The path is refused (false) when it is empty, absolute, has "..", a NUL, or meets a symbolic link on its way.
+/// The path is refused (false) when it is empty, absolute, has "..", a NUL, is longer than the system allows, meets a
+/// symbolic link or a file on its way, or names a folder. Throws `Error` when the content cannot be stored.
 bool StageFile(std::string_view folder, std::string_view relative, std::string content);
 /// As `StageFile`, for removing the file or the whole folder `relative`.
 bool StageRemoval(std::string_view folder, std::string_view relative);

@@ -18,10 +18,10 @@ namespace qv::db {
 class Error : public std::runtime_error {
  public:
   enum class Kind {
-    Statement,   ///< the statement was refused; a transaction around it is as it was before the statement
-    Busy,        ///< another writer did not finish within the time limit
-    Lost,        ///< the transaction is gone (disk full, I/O error): nothing of it may be committed
-    Unusable,    ///< the database cannot be opened: missing rights, not a database, a newer schema version
+    Statement,  ///< the statement was refused; a transaction around it is as it was before the statement
+    Busy,       ///< another writer did not finish within the time limit
+    Lost,       ///< the transaction is gone (disk full, I/O error): nothing of it may be committed
+    Unusable,   ///< the database cannot be opened: missing rights, not a database, a newer schema version
   };
   Error(Kind kind, const std::string& what) : std::runtime_error(what), kind_(kind) {}
   Kind kind() const { return kind_; }
@@ -53,6 +53,9 @@ class Statement {
   virtual double Real(int column) const = 0;
   /// Valid until the next `Step` or `Reset`. Empty for a null.
   virtual std::string_view Text(int column) const = 0;
+
+  /// Whether running it leaves the database as it is.
+  virtual bool IsReadOnly() const = 0;
 };
 
 /// One connection. Belongs to one thread.
@@ -60,9 +63,9 @@ class Connection {
  public:
   virtual ~Connection() = default;
 
-  /// Prepares the first statement of `sql` and sets `rest`, when given, to what follows it. Null for a text that
-  /// holds none. `keep`: the statement will be used many times.
-  virtual std::unique_ptr<Statement> Prepare(std::string_view sql, bool keep, std::string_view* rest) = 0;
+  /// Prepares the first statement of `sql`, a text that ends with a NUL, and sets `rest`, when given, to what follows
+  /// it in the same text. Null for a text that holds no statement. `keep`: the statement will be used many times.
+  virtual std::unique_ptr<Statement> Prepare(const char* sql, bool keep, const char** rest) = 0;
   /// Rows that the last INSERT, UPDATE or DELETE changed.
   virtual std::int64_t Changes() const = 0;
 
@@ -72,8 +75,16 @@ class Connection {
   /// Whether a transaction is open. False after an error that ended it.
   virtual bool InTransaction() const = 0;
 
+  /// Whether the storage is new and wants `SetUp` before its first use.
+  virtual bool NeedsSetUp() = 0;
+  /// Sets the storage up; repeating it does no harm. Called with the writer lock held.
+  virtual void SetUp() = 0;
+  /// What follows the name of a column that numbers the rows of its table, in CREATE TABLE.
+  virtual std::string_view IdentityColumn() const = 0;
+
   /// Moves what has been committed to its final place when enough has gathered. Called with the writer lock held.
-  virtual void Checkpoint() = 0;
+  /// What could not be moved stays safe where it is, so nothing is reported.
+  virtual void Checkpoint() noexcept = 0;
   /// The connection is about to close. @param last_words true: the writer lock is held, so the driver may tidy up
   virtual void PrepareToClose(bool last_words) noexcept = 0;
 };

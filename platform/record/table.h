@@ -17,6 +17,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <unordered_map>
 #include <utility>
 #include <vector>
 
@@ -29,6 +30,8 @@ class Statement;
 }  // namespace qv::db
 
 namespace qv::record {
+
+class FieldIndex;
 
 enum class ValueType { Int, Bool, Real, Text, Json };
 
@@ -45,6 +48,8 @@ class Where {
   Where& Is(std::string_view column, std::int64_t value);
   Where& Is(std::string_view column, std::string_view text);
   Where& In(std::string_view column, const std::list<int>& values);  ///< no values: no row
+  /// The column holds the id of one of `table`'s rows that `rows` means.
+  Where& InRowsOf(std::string_view column, std::string_view table, const Where& rows);
   /// " WHERE ..." with parameters numbered from `first`; empty for every row.
   std::string Sql(int first = 1) const;
   void Bind(db::Query& query) const;
@@ -55,7 +60,11 @@ class Where {
     std::vector<std::int64_t> values;
     std::optional<std::string> text;
     bool is_list = false;
+    std::string select = {};            ///< the values are what this query selects, ...
+    std::vector<Condition> inner = {};  ///< ... from the rows that these conditions mean
   };
+  static std::string Sql(const std::vector<Condition>& conditions, int& parameter);
+  static void Bind(const std::vector<Condition>& conditions, db::Query& query);
   std::vector<Condition> conditions_;
 };
 
@@ -67,8 +76,10 @@ enum class Misfit {
 
 struct TableOptions {
   /// Keys of an entry that have a place of their own (a list of doors): neither a field nor extra.
-  std::vector<std::string_view> own_keys;
+  std::vector<std::string_view> own_keys = {};
   Misfit misfit = Misfit::KeepMember;
+  /// The host id is given by the caller (a server's id in the CMS), not by the database.
+  bool caller_assigns_id = false;
 };
 
 /// A row for a listing: names and values in the order of the field list, secrets left out.
@@ -89,6 +100,8 @@ class AnyTable {
 
   std::vector<ListedRow> List(const Where& where) const;
   std::int64_t Count(const Where& where) const;
+  /// The host ids of a server's rows by their ids on that server; of several rows with one id, the first.
+  std::unordered_map<int, int> HostIds(int zrId) const;
   /// Deletes rows and counts them as removed. @return how many
   std::int64_t DeleteWhere(const Where& where) const;
 
@@ -105,6 +118,7 @@ class AnyTable {
   std::string name_;
   std::vector<Field> fields_;
   TableOptions options_;
+  std::unique_ptr<const FieldIndex> index_;
   std::unique_ptr<const Statements> statements_;  ///< texts made once from the fields
 };
 
@@ -128,7 +142,8 @@ struct Access {
 
 template <class Record, class Fields, int... TAGS>
 std::vector<Field> FieldsOf(std::integer_sequence<int, TAGS...>) {
-  return {Field{TaggedField<Fields, TAGS>::kInfo, Access::TypeOf<Fields, TAGS>(), &Access::At<Record, Fields, TAGS>}...};
+  return {
+      Field{TaggedField<Fields, TAGS>::kInfo, Access::TypeOf<Fields, TAGS>(), &Access::At<Record, Fields, TAGS>}...};
 }
 
 /// The table of `Record`, which derives from `TaggedRecord<Fields>`.
@@ -142,7 +157,8 @@ class Table : public AnyTable {
   /// The rows in order of their ids.
   std::list<Record> Select(const Where& where) const {
     std::list<Record> rows;
-    SelectInto(where, &rows, [](void* list) -> void* { return &static_cast<std::list<Record>*>(list)->emplace_back(); });
+    SelectInto(where, &rows,
+               [](void* list) -> void* { return &static_cast<std::list<Record>*>(list)->emplace_back(); });
     return rows;
   }
   std::optional<Record> Find(const Where& where) const {

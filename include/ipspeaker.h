@@ -1,0 +1,84 @@
+/// IP speakers: network loudspeakers for announcements, background audio and two-way talk.
+#pragma once
+
+#include <json/value.h>
+
+#include <list>
+#include <string>
+
+#include "packagetotals.h"
+#include "qvoptional.h"
+#include "taggedfield.h"
+
+struct IPSpeakerData {
+  enum Fields : int { FIELD_COUNT = 33 };
+};
+
+#define IP_SPEAKER_FIELDS(FIELD)                                                                         \
+  FIELD(IPSpeakerData, 0, int, Id, "id", HostId)                                                         \
+  FIELD(IPSpeakerData, 1, int, OwnerZrId, "owner_zr_id", Owner)                                          \
+  FIELD(IPSpeakerData, 2, int, IdOnRecServer, "id_on_rec_server", IdOnSlave)                             \
+  FIELD(IPSpeakerData, 3, std::string, Name, "name", Config)                                             \
+  FIELD(IPSpeakerData, 4, bool, Enabled, "enabled", Config, .default_int = 1)                            \
+  FIELD(IPSpeakerData, 5, std::string, Vendor, "vendor", Config)                                         \
+  FIELD(IPSpeakerData, 6, std::string, Model, "model", Config)                                           \
+  FIELD(IPSpeakerData, 7, std::string, FirmwareVersion, "firmware_version", Config)                      \
+  FIELD(IPSpeakerData, 8, std::string, MacAddress, "mac_address", Config)                                \
+  FIELD(IPSpeakerData, 9, std::string, Host, "host", Config)                                             \
+  FIELD(IPSpeakerData, 10, int, Port, "port", Config, .default_int = 80)                                 \
+  FIELD(IPSpeakerData, 11, bool, UseHttps, "use_https", Config)                                          \
+  FIELD(IPSpeakerData, 12, std::string, Username, "username", Secret)                                    \
+  FIELD(IPSpeakerData, 13, std::string, Password, "password", Secret)                                    \
+  FIELD(IPSpeakerData, 14, std::string, AudioCodec, "audio_codec", Config)                               \
+  FIELD(IPSpeakerData, 15, int, SampleRate, "sample_rate", Config)           /* Hz */                    \
+  FIELD(IPSpeakerData, 16, int, Volume, "volume", Config, .default_int = 50) /* percent */               \
+  FIELD(IPSpeakerData, 17, bool, Muted, "muted", Config)                                                 \
+  FIELD(IPSpeakerData, 18, bool, MulticastEnabled, "multicast_enabled", Config)                          \
+  FIELD(IPSpeakerData, 19, std::string, MulticastAddress, "multicast_address", Config)                   \
+  FIELD(IPSpeakerData, 20, int, MulticastPort, "multicast_port", Config)                                 \
+  FIELD(IPSpeakerData, 21, JsonText, SpeakerGroups, "speaker_groups", Config)                            \
+  FIELD(IPSpeakerData, 22, JsonText, PairedCameras, "paired_cameras", Config) /* ids on the slave */     \
+  FIELD(IPSpeakerData, 23, JsonText, AudioClips, "audio_clips", Config)                                  \
+  FIELD(IPSpeakerData, 24, JsonText, Schedule, "schedule", Config)                                       \
+  FIELD(IPSpeakerData, 25, bool, SipEnabled, "sip_enabled", Config)                                      \
+  FIELD(IPSpeakerData, 26, std::string, SipServer, "sip_server", Config)                                 \
+  FIELD(IPSpeakerData, 27, std::string, SipAccount, "sip_account", Secret)                               \
+  FIELD(IPSpeakerData, 28, std::string, TimeZone, "time_zone", Config)                                   \
+  FIELD(IPSpeakerData, 29, std::string, Note, "note", Config)                                            \
+  FIELD(IPSpeakerData, 30, int, StatusOnRecServer, "status_on_rec_server", Status, .json_key = "status") \
+  FIELD(IPSpeakerData, 31, int, DeviceStatusFlags, "device_status_flags", HostOnly)                      \
+  FIELD(IPSpeakerData, 32, JsonText, Extra, "extra", Extra)
+
+IP_SPEAKER_FIELDS(QV_TAGGED_FIELD)
+
+class IPSpeaker : public TaggedRecord<IPSpeakerData::Fields> {
+ public:
+  /// @return non-zero when applying the slave's entry would change this row, or when the entry cannot be taken
+  int IsCfgChanged(Json::Value entry) const;
+  /// Takes a slave's entry whose keys are the columns' names. Members that are absent or null keep their value.
+  /// @param fromRecServer the entry's "id" is the speaker's id on the slave, not on the host
+  /// @param hostId        the row's id on the host, 0 for a new row
+  /// @param withStatus    take "status" into an existing row too; otherwise it is left to the status reports
+  /// @return non-zero when taken; 0 when the entry is no object or a member has an impossible type: nothing changed
+  int SetByJsonWithDBColKey(const Json::Value& entry, bool fromRecServer, int hostId, bool withStatus);
+  /// Writes the row; a new row is given its host id. @return 0 on success, -1 on failure
+  int Save();
+  /// @return 0 when the row is deleted or was not there, -1 on failure
+  int Delete() const;
+};
+
+/// Which speakers are meant; a criterion that is unset admits every row.
+struct IPSpeakerFilterRule {
+  Optional<bool> hostLocalOnly;  ///< true: only speakers of the host itself; false: the owner does not matter
+  Optional<std::list<int>> ids;
+  Optional<std::list<int>> ownerZrIds;
+  Optional<bool> enabled;
+};
+
+/// Lists speakers in order of their host ids. @param total receives their number. An empty list on failure.
+std::list<IPSpeaker> IPSpeakerGetList(const IPSpeakerFilterRule& rule, int& total);
+
+namespace SpeakerSync {
+/// Clears what refers to a deleted speaker (e-map items). @return 0 on success, -1 on failure
+int SyncRelatedTableForSpeakerDel(const IPSpeaker& speaker);
+}  // namespace SpeakerSync

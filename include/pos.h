@@ -1,0 +1,112 @@
+/// POS terminals: point-of-sale devices whose transactions are overlaid on video and recorded with it.
+///
+/// A `POS` is one row of the host. List rows with `GetPOSListByRule`, compare one with a slave's entry
+/// (`IsCfgChged`), take the entry over (`SetByJson`), write it (`Save`).
+#pragma once
+
+#include <json/value.h>
+
+#include <list>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "qvoptional.h"
+#include "taggedfield.h"
+
+struct POSData {
+  enum Fields : int { FIELD_COUNT = 31 };
+};
+
+#define POS_FIELDS(FIELD)                                                                                 \
+  FIELD(POSData, 0, int, Id, "id", HostId)                                                                \
+  FIELD(POSData, 1, int, OwnerZrId, "owner_zr_id", Owner)                                                 \
+  FIELD(POSData, 2, int, IdOnRecServer, "id_on_rec_server", IdOnSlave)                                    \
+  FIELD(POSData, 3, std::string, Name, "name", Config)                                                    \
+  FIELD(POSData, 4, bool, Enabled, "enabled", Config, .default_int = 1)                                   \
+  FIELD(POSData, 5, std::string, Vendor, "vendor", Config)                                                \
+  FIELD(POSData, 6, std::string, Model, "model", Config)                                                  \
+  FIELD(POSData, 7, int, ConnectionType, "connection_type", Config) /* 0 listens, 1 connects, 2 serial */ \
+  FIELD(POSData, 8, std::string, Host, "host", Config)                                                    \
+  FIELD(POSData, 9, int, Port, "port", Config)                                                            \
+  FIELD(POSData, 10, int, BaudRate, "baud_rate", Config, .default_int = 9600) /* serial lines, bit/s */   \
+  FIELD(POSData, 11, std::string, Username, "username", Secret)                                           \
+  FIELD(POSData, 12, std::string, Password, "password", Secret)                                           \
+  FIELD(POSData, 13, std::string, Encoding, "encoding", Config) /* character set of the receipt text */   \
+  FIELD(POSData, 14, std::string, TransactionStart, "transaction_start", Config)                          \
+  FIELD(POSData, 15, std::string, TransactionEnd, "transaction_end", Config)                              \
+  FIELD(POSData, 16, int, TransactionTimeout, "transaction_timeout", Config, .default_int = 30) /* s */   \
+  FIELD(POSData, 17, JsonText, PairedCameras, "paired_cameras", Config) /* camera ids on the slave */     \
+  FIELD(POSData, 18, bool, OverlayEnabled, "overlay_enabled", Config)                                     \
+  FIELD(POSData, 19, int, OverlayPosition, "overlay_position", Config)                                    \
+  FIELD(POSData, 20, int, OverlayFontSize, "overlay_font_size", Config)                                   \
+  FIELD(POSData, 21, std::string, OverlayFontColor, "overlay_font_color", Config)                         \
+  FIELD(POSData, 22, std::string, OverlayBackground, "overlay_background", Config)                        \
+  FIELD(POSData, 23, int, OverlayDuration, "overlay_duration", Config, .default_int = 10) /* s */         \
+  FIELD(POSData, 24, bool, RecordTransactions, "record_transactions", Config, .default_int = 1)           \
+  FIELD(POSData, 25, int, RetentionDays, "retention_days", Config)                                        \
+  FIELD(POSData, 26, std::string, TimeZone, "time_zone", Config)                                          \
+  FIELD(POSData, 27, std::string, Note, "note", Config)                                                   \
+  FIELD(POSData, 28, int, Status, "status", Status)                                                       \
+  FIELD(POSData, 29, int, DeviceStatusFlags, "device_status_flags", HostOnly)                             \
+  FIELD(POSData, 30, JsonText, Extra, "extra", Extra)
+
+POS_FIELDS(QV_TAGGED_FIELD)
+
+/// What a text rule does with the receipt text that it finds.
+enum TEXT_RULE_TYPE : int {
+  TEXT_RULE_HIGHLIGHT = 0,
+  TEXT_RULE_REPLACE = 1,
+  TEXT_RULE_DROP = 2,
+};
+
+/// One rule for reading a receipt: texts that match `pattern` are highlighted, replaced by `value`, or dropped.
+struct TextRule {
+  TEXT_RULE_TYPE type = TEXT_RULE_HIGHLIGHT;
+  std::string pattern;
+  std::string value;
+  bool operator==(const TextRule&) const = default;
+};
+
+/// The rules of one terminal, applied in order.
+struct PosParsingRule {
+  PosParsingRule() = default;
+  std::vector<TextRule> rules;
+  bool operator==(const PosParsingRule&) const = default;
+};
+
+class POS : public TaggedRecord<POSData::Fields> {
+ public:
+  /// @return non-zero when applying the slave's entry would change this row, or when the entry cannot be taken
+  int IsCfgChged(Json::Value entry) const;
+  /// Takes a slave's entry: known members into their fields, "text_rules" into the parsing rule, others into the
+  /// extra text. Members that are absent or null keep their value.
+  /// @param fromRecServer the entry's "id" is the terminal's id on the slave, not on the host
+  /// @param hostId        the row's id on the host, 0 for a new row
+  /// @return non-zero when taken; 0 when the entry is no object or a member has an impossible type: nothing changed
+  int SetByJson(const Json::Value& entry, bool fromRecServer, int hostId);
+  /// Writes the row and its rules; a new row is given its host id. @return 0 on success, -1 on failure
+  int Save();
+  /// @return 0 when the row is deleted or was not there, -1 on failure
+  int Delete() const;
+
+  const PosParsingRule& GetParsingRule() const { return rule_; }
+  void SetParsingRule(PosParsingRule rule) { rule_ = std::move(rule); }
+
+ private:
+  PosParsingRule rule_;
+};
+
+/// Which terminals are meant; a criterion that is unset admits every row.
+struct POSFilterRule {
+  Optional<std::list<int>> ids;
+  Optional<std::list<int>> ownerZrIds;
+  Optional<bool> enabled;
+  Optional<bool> hostLocalOnly;  ///< true: only terminals of the host itself; false: the owner does not matter
+};
+
+/// Lists terminals in order of their host ids. @return 0 on success, -1 on failure (the list is empty then)
+int GetPOSListByRule(const POSFilterRule& rule, std::list<POS>& list);
+
+/// Clears what refers to a deleted terminal (e-map items, event configuration). @return 0 on success, -1 on failure
+int SyncRelatedTableForPOSDel(const POS& pos);

@@ -1,0 +1,35 @@
+/// Savers that take a whole section of a slave's configuration document. Each one stores the section for the slave
+/// `zrId`, replacing what it stored before; what is equal is not written again. A section that is absent (null) or
+/// has no entries leaves the slave without entries of that kind.
+///
+/// An entry may name devices of the slave by their ids there ("cam_id", "iomodule_id", "pos_id"); the stored entry is
+/// tied to the host's copy of that device, and goes with it.
+///
+/// All return 0 on success and -1 on failure, after one log line; nothing of the section is stored then.
+#pragma once
+
+#include <json/value.h>
+
+#include <string>
+
+int SaveCamDetSettingFromRec(int zrId, const Json::Value& section);
+int SaveCamDeviceOutputFromRec(int zrId, const Json::Value& section);
+/// The recording shares of a slave that is being paired: stored as they come.
+int SaveRecShareFromRec(int zrId, const Json::Value& section);
+/// The recording shares of a snapshot: compared with the stored ones first.
+int UpdateRecShareFromRec(int zrId, const Json::Value& section);
+/// What the action rules know of the slave's access controllers.
+int UpdateCtrlDataInActRule(int zrId, const Json::Value& section);
+int SaveIOModuleSettingFromRec(int zrId, const Json::Value& section);
+int SaveIOModuleCamPairingFromRec(int zrId, const Json::Value& section);
+int SavePOSEventConfFromRecServer(int zrId, const Json::Value& section);
+
+/// Importers of devices: every entry is added, or brings the row with its id on the slave up to date. Rows that the
+/// section does not name are left alone.
+///
+/// @param notify  tell the message daemon which devices came
+int SavePOSFromRecServer(int zrId, const Json::Value& section, bool notify);
+int SaveSpeakerFromRecServer(int zrId, const Json::Value& section);
+int SaveCamObjFromRecServer(int zrId, const Json::Value& section, bool keepIds, bool notify, const std::string& origin);
+int SaveIOModuleFromRecServer(int zrId, const Json::Value& section, bool notify);
+int SaveCtrlerFromRec(int zrId, const Json::Value& section);

@@ -1,0 +1,124 @@
+#include "qvdb.h"
+
+#include <algorithm>
+#include <charconv>
+#include <cmath>
+#include <optional>
+#include <vector>
+
+#include "dbglog.h"
+#include "session.h"
+
+/// The rows of a query, with the place that fetching has reached.
+struct DBResult_tag {
+  std::vector<std::string> columns;
+  std::vector<std::vector<std::optional<std::string>>> rows;
+  unsigned fetched = 0;
+};
+
+namespace {
+
+using qv::db::AllOrNothing;
+using qv::db::Error;
+using qv::db::Session;
+using qv::db::Statement;
+
+/// Runs one statement; its rows replace those of `result`, when it is given and the statement has columns.
+void RunStatement(Session& session, Statement& statement, DBResult_tag* result) {
+  ++session.state().statistics.executed;
+  const int columns = statement.ColumnCount();
+  if (result == nullptr || columns == 0) {
+    while (statement.Step()) {
+    }
+    return;
+  }
+  *result = {};
+  for (int column = 0; column < columns; ++column) result->columns.emplace_back(statement.ColumnName(column));
+  while (statement.Step()) {
+    auto& row = result->rows.emplace_back();
+    for (int column = 0; column < columns; ++column) {
+      row.push_back(statement.IsNull(column) ? std::nullopt : std::optional<std::string>(statement.Text(column)));
+    }
+  }
+}
+
+void RunText(Session& session, const std::string& sql, AllOrNothing::Patience patience, DBResult_tag* result) {
+  const char* rest = sql.c_str();
+  std::unique_ptr<Statement> statement = PrepareNext(session, rest);
+  if (!statement) return;
+  if (statement->IsReadOnly() && std::string_view(rest).find_first_not_of(" \t\r\n;") == std::string_view::npos) {
+    RunStatement(session, *statement, result);  // a lone query waits for no writer
+    return;
+  }
+  AllOrNothing step(session, patience);
+  for (; statement; statement = PrepareNext(session, rest)) RunStatement(session, *statement, result);
+  step.Keep();
+}
+
+void LogFailedCommand(DB_INSTANCE instance, const char* reason) {
+  QVPrintf(LOG_TYPE_DIAGNOSTIC, "DATABASE", "ERR", __FILE__, __LINE__, "Execute",
+           "Failed to execute a command on database [%d]: %s\n", instance, reason);
+}
+
+const std::optional<std::string>* FindField(const DBResult_tag* result, unsigned row, const char* column) {
+  if (result == nullptr || column == nullptr || row >= result->rows.size()) return nullptr;
+  const auto found = std::find(result->columns.begin(), result->columns.end(), column);
+  if (found == result->columns.end()) return nullptr;
+  return &result->rows[row][static_cast<std::size_t>(found - result->columns.begin())];
+}
+
+}  // namespace
+
+namespace QVDB {
+
+int Execute(DB_INSTANCE instance, std::string sql, DBResult_tag** result, bool /*wantLastId*/, bool retryOnBusy,
+            bool logOnError, bool /*useCache*/) {
+  // The id of the last row needs no preparation here. Nor is the text kept: with the values inside it, it is hardly
+  // ever seen twice, and would push out the statements that are.
+  try {
+    if (instance < 0) throw Error(Error::Kind::Statement, "there is no such database");
+    const AllOrNothing::Patience patience =
+        retryOnBusy ? AllOrNothing::Patience::BusyTimeout : AllOrNothing::Patience::None;
+    auto rows = result == nullptr ? nullptr : std::make_unique<DBResult_tag>();
+    RunText(qv::db::ThisThread(), sql, patience, rows.get());
+    if (result != nullptr) *result = rows.release();
+    return 0;
+  } catch (const Error& error) {
+    if (logOnError) LogFailedCommand(instance, error.what());
+    return -1;
+  }
+}
+
+std::string QuoteEscape(const std::string& text) {
+  std::string quoted = "'";
+  for (const char character : std::string_view(text.c_str())) {
+    if (character == '\'') quoted += '\'';
+    quoted += character;
+  }
+  return quoted += '\'';
+}
+
+bool FetchFieldAsBool(DBResult_tag* result, unsigned row, const char* column) {
+  const std::optional<std::string>* field = FindField(result, row, column);
+  if (field == nullptr || !*field) return false;
+  const std::string& text = **field;
+  if (text == "t" || text == "true") return true;
+  double number = 0;
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+  return error == std::errc() && end == text.data() + text.size() && std::isfinite(number) && number != 0;
+}
+
+}  // namespace QVDB
+
+int QVDBFetchRow(DBResult_tag* result, unsigned* row) {
+  if (result == nullptr || row == nullptr || result->fetched >= result->rows.size()) return -1;
+  *row = result->fetched++;
+  return 0;
+}
+
+const char* QVDBFetchField(DBResult_tag* result, unsigned row, const char* column) {
+  const std::optional<std::string>* field = FindField(result, row, column);
+  return field == nullptr || !*field ? nullptr : (*field)->c_str();
+}
+
+void QVDBFreeResult(DBResult_tag* result) { const std::unique_ptr<DBResult_tag> owner(result); }

@@ -1,0 +1,75 @@
+/// What a session consists of, for the files of platform/db that work on it.
+#pragma once
+
+#include <chrono>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
+
+#include "database.h"
+#include "writerlock.h"
+
+namespace qv::db {
+
+/// An open data folder; shared by the sessions of all threads.
+struct Folder {
+  Folder(std::filesystem::path path, Options options)
+      : path(std::move(path)), options(std::move(options)), writer_lock(this->path) {}
+
+  const std::filesystem::path path;
+  const Options options;
+  WriterLock writer_lock;
+};
+
+/// The prepared statements of one text. A text that is in use twice at once is prepared twice.
+struct StatementPool {
+  std::vector<std::unique_ptr<Statement>> idle;  ///< has room for every statement, so that giving back cannot fail
+  std::size_t in_use = 0;
+};
+
+struct TextHash {
+  using is_transparent = void;
+  std::size_t operator()(std::string_view text) const { return std::hash<std::string_view>()(text); }
+};
+
+struct Session::State {
+  std::shared_ptr<Folder> folder;
+  std::unique_ptr<Connection> connection;
+  std::unordered_map<std::string, StatementPool, TextHash, std::equal_to<>> statements;
+  Statistics statistics;
+  UnitOfWork* unit = nullptr;
+  int writer_holds = 0;         ///< how often this thread took the writer lock
+  bool in_transaction = false;  ///< a `Transaction` is open, though its database may have lost it
+  bool has_staged = false;      ///< the open transaction staged a file or a removal
+
+  /// Throws `Error` (Lost) when the database has dropped the transaction that is open.
+  void CheckNotLost() const {
+    if (in_transaction && !connection->InTransaction()) {
+      throw Error(Error::Kind::Lost, "the transaction was lost with an earlier error; nothing of it is applied");
+    }
+  }
+};
+
+/// Holds the writer lock for a scope; within another one of the same thread it costs nothing.
+class WriterHold {
+ public:
+  /// Throws `Error` (Busy) when the lock is not free within `limit`.
+  WriterHold(Session::State& state, std::chrono::milliseconds limit);
+  explicit WriterHold(Session::State& state) : WriterHold(state, state.folder->options.driver.busy_timeout) {}
+  ~WriterHold();
+  WriterHold(const WriterHold&) = delete;
+  WriterHold& operator=(const WriterHold&) = delete;
+
+ private:
+  Session::State& state_;
+};
+
+/// Prepares the next statement of `text` outside the cache and moves `text` behind it. Null at the end.
+std::unique_ptr<Statement> PrepareNext(Session& session, const char*& text);
+
+/// Connects this thread to `folder`. Throws `Error` (Unusable, Busy).
+std::unique_ptr<Session> Connect(std::shared_ptr<Folder> folder);
+
+}  // namespace qv::db

@@ -1,0 +1,241 @@
+#include "sqlitedriver.h"
+
+#include <sqlite3.h>
+#include <sys/stat.h>
+
+#include <cerrno>
+#include <cstring>
+#include <thread>
+
+namespace qv::db {
+namespace {
+
+/// Pages in the write-ahead log from which on they are worth moving to the database.
+constexpr int kCheckpointPages = 1000;
+
+/// What an error text may show of a statement: its first words, and nothing of the values in it.
+std::string FirstWords(const char* sql) {
+  constexpr std::size_t kLength = 60;
+  std::string words;
+  bool blank = false;
+  for (; *sql != '\0' && *sql != '\'' && words.size() < kLength; ++sql) {
+    if (std::strchr(" \t\r\n", *sql) != nullptr) {
+      blank = !words.empty();
+      continue;
+    }
+    if (blank) words += ' ';
+    blank = false;
+    words += *sql;
+  }
+  return words;
+}
+
+struct CloseDatabase {
+  void operator()(sqlite3* database) const { sqlite3_close_v2(database); }
+};
+struct FinalizeStatement {
+  void operator()(sqlite3_stmt* statement) const { sqlite3_finalize(statement); }
+};
+using Database = std::unique_ptr<sqlite3, CloseDatabase>;
+using Prepared = std::unique_ptr<sqlite3_stmt, FinalizeStatement>;
+
+/// The connection with the transaction that it was told to begin.
+struct Handle {
+  Database database;
+  bool begun = false;
+
+  bool InTransaction() const { return sqlite3_get_autocommit(database.get()) == 0; }
+
+  [[noreturn]] void Fail(int code, const char* sql) const {
+    const int primary = code & 0xff;
+    Error::Kind kind = Error::Kind::Statement;
+    if (begun && !InTransaction()) {
+      kind = Error::Kind::Lost;
+    } else if (primary == SQLITE_BUSY || primary == SQLITE_LOCKED) {
+      kind = Error::Kind::Busy;
+    }
+    throw Error(kind, FirstWords(sql) + ": " + sqlite3_errmsg(database.get()));
+  }
+};
+
+class SqliteStatement final : public Statement {
+ public:
+  SqliteStatement(const Handle& handle, Prepared prepared) : handle_(handle), prepared_(std::move(prepared)) {}
+
+  void BindNull(int parameter) override { Check(sqlite3_bind_null(get(), parameter)); }
+  void BindInt(int parameter, std::int64_t value) override { Check(sqlite3_bind_int64(get(), parameter, value)); }
+  void BindReal(int parameter, double value) override { Check(sqlite3_bind_double(get(), parameter, value)); }
+  void BindText(int parameter, std::string_view text) override {
+    // A null pointer would be bound as an SQL NULL.
+    const char* data = text.data() == nullptr ? "" : text.data();
+    Check(sqlite3_bind_text64(get(), parameter, data, text.size(), SQLITE_STATIC, SQLITE_UTF8));
+  }
+
+  bool Step() override {
+    const int code = sqlite3_step(get());
+    if (code == SQLITE_ROW) return true;
+    if (code == SQLITE_DONE) return false;
+    try {
+      handle_.Fail(code, sqlite3_sql(get()));
+    } catch (...) {
+      Reset();
+      throw;
+    }
+  }
+  void Reset() override {
+    sqlite3_reset(get());
+    sqlite3_clear_bindings(get());
+  }
+
+  int ColumnCount() const override { return sqlite3_column_count(get()); }
+  std::string_view ColumnName(int column) const override {
+    const char* name = sqlite3_column_name(get(), column);
+    return name == nullptr ? std::string_view() : std::string_view(name);
+  }
+  bool IsNull(int column) const override { return sqlite3_column_type(get(), column) == SQLITE_NULL; }
+  std::int64_t Int(int column) const override { return sqlite3_column_int64(get(), column); }
+  double Real(int column) const override { return sqlite3_column_double(get(), column); }
+  std::string_view Text(int column) const override {
+    const unsigned char* text = sqlite3_column_text(get(), column);
+    if (text == nullptr) return {};
+    return {reinterpret_cast<const char*>(text), static_cast<std::size_t>(sqlite3_column_bytes(get(), column))};
+  }
+  bool IsReadOnly() const override { return sqlite3_stmt_readonly(get()) != 0; }
+
+ private:
+  sqlite3_stmt* get() const { return prepared_.get(); }
+  void Check(int code) const {
+    if (code != SQLITE_OK) handle_.Fail(code, sqlite3_sql(get()));
+  }
+
+  const Handle& handle_;
+  Prepared prepared_;
+};
+
+class SqliteConnection final : public Connection {
+ public:
+  SqliteConnection(Database database, const DriverOptions& options)
+      : handle_{std::move(database)}, busy_timeout_(options.busy_timeout) {
+    sqlite3_busy_timeout(get(), static_cast<int>(options.busy_timeout.count()));
+    sqlite3_db_config(get(), SQLITE_DBCONFIG_ENABLE_FKEY, 1, nullptr);
+    sqlite3_db_config(get(), SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0, nullptr);
+    // "text" in double quotes is a name and nothing else, as in every other database.
+    sqlite3_db_config(get(), SQLITE_DBCONFIG_DQS_DML, 0, nullptr);
+    sqlite3_db_config(get(), SQLITE_DBCONFIG_DQS_DDL, 0, nullptr);
+    // Nothing of a transaction may reach a file before its commit: a rolled back one leaves no trace.
+    Execute("PRAGMA cache_spill = OFF; PRAGMA temp_store = MEMORY; PRAGMA cell_size_check = ON");
+    Execute(options.durability == Durability::Power ? "PRAGMA synchronous = FULL" : "PRAGMA synchronous = NORMAL");
+    // Taking the hook also ends the checkpoints that SQLite would make on its own account, without the writer lock.
+    sqlite3_wal_hook(get(), &SqliteConnection::Committed, this);
+    journal_mode_ = JournalMode("PRAGMA journal_mode");  // reads the file, so a file of another kind is found here
+  }
+
+  std::unique_ptr<Statement> Prepare(const char* sql, bool keep, const char** rest) override {
+    sqlite3_stmt* statement = nullptr;
+    const unsigned flags = keep ? SQLITE_PREPARE_PERSISTENT : 0;
+    // With a length SQLite would copy the whole text for each statement of it.
+    const int code = sqlite3_prepare_v3(get(), sql, -1, flags, &statement, rest);
+    if (code != SQLITE_OK) handle_.Fail(code, sql);
+    if (statement == nullptr) return nullptr;
+    return std::make_unique<SqliteStatement>(handle_, Prepared(statement));
+  }
+  std::int64_t Changes() const override { return sqlite3_changes64(get()); }
+
+  void Begin() override {
+    Execute("BEGIN IMMEDIATE");
+    handle_.begun = true;
+  }
+  void Commit() override {
+    Execute("COMMIT");
+    handle_.begun = false;
+  }
+  void Rollback() noexcept override {
+    handle_.begun = false;
+    if (InTransaction()) sqlite3_exec(get(), "ROLLBACK", nullptr, nullptr, nullptr);
+  }
+  bool InTransaction() const override { return handle_.InTransaction(); }
+
+  bool NeedsSetUp() override { return journal_mode_ != "wal"; }
+  void SetUp() override {
+    // Changing the mode needs the file for itself; another process may just be looking at it.
+    const auto deadline = std::chrono::steady_clock::now() + busy_timeout_;
+    for (;;) {
+      try {
+        journal_mode_ = JournalMode("PRAGMA journal_mode = WAL");
+        break;
+      } catch (const Error& error) {
+        if (error.kind() != Error::Kind::Busy || std::chrono::steady_clock::now() >= deadline) throw;
+        std::this_thread::sleep_for(std::chrono::milliseconds(2));
+      }
+    }
+    if (NeedsSetUp()) throw Error(Error::Kind::Unusable, "the file system cannot keep a write-ahead log");
+  }
+  std::string_view IdentityColumn() const override { return "INTEGER PRIMARY KEY AUTOINCREMENT"; }
+
+  void Checkpoint() noexcept override {
+    if (log_pages_ < tried_at_pages_) tried_at_pages_ = 0;  // the log started anew
+    if (log_pages_ - tried_at_pages_ < kCheckpointPages) return;
+    tried_at_pages_ = log_pages_;
+    sqlite3_wal_checkpoint_v2(get(), nullptr, SQLITE_CHECKPOINT_PASSIVE, nullptr, nullptr);
+  }
+  void PrepareToClose(bool last_words) noexcept override {
+    sqlite3_db_config(get(), SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, last_words ? 0 : 1, nullptr);
+  }
+
+ private:
+  static int Committed(void* self, sqlite3*, const char*, int pages) {
+    static_cast<SqliteConnection*>(self)->log_pages_ = pages;
+    return SQLITE_OK;
+  }
+
+  sqlite3* get() const { return handle_.database.get(); }
+  void Execute(const char* sql) {
+    const int code = sqlite3_exec(get(), sql, nullptr, nullptr, nullptr);
+    if (code != SQLITE_OK) handle_.Fail(code, sql);
+  }
+  std::string JournalMode(const char* pragma) {
+    const std::unique_ptr<Statement> statement = Prepare(pragma, false, nullptr);
+    std::string mode = statement->Step() ? std::string(statement->Text(0)) : std::string();
+    while (statement->Step()) {
+    }
+    return mode;
+  }
+
+  Handle handle_;
+  std::chrono::milliseconds busy_timeout_;
+  std::string journal_mode_;
+  int log_pages_ = 0;
+  int tried_at_pages_ = 0;
+};
+
+[[noreturn]] void FailToOpen(const std::filesystem::path& path, const std::string& reason, std::string_view remedy) {
+  throw Error(Error::Kind::Unusable,
+              "cannot open database " + path.string() + ": " + reason + "; " + std::string(remedy));
+}
+
+constexpr std::string_view kCheckRights = "the data folder and the database must be writable for this user";
+
+}  // namespace
+
+std::unique_ptr<Connection> OpenSqlite(const std::filesystem::path& folder, const DriverOptions& options) {
+  const std::filesystem::path path = folder / "qvcms.db";
+  // Made without ever opening it: closing a descriptor of its own would end the locks that other connections of this
+  // process have on the file.
+  if (mknod(path.c_str(), S_IFREG | S_IRUSR | S_IWUSR, 0) != 0 && errno != EEXIST) {
+    FailToOpen(path, std::strerror(errno), kCheckRights);
+  }
+  sqlite3* opened = nullptr;
+  const int code = sqlite3_open_v2(path.c_str(), &opened,
+                                   SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_EXRESCODE, nullptr);
+  Database database(opened);
+  if (code != SQLITE_OK) FailToOpen(path, sqlite3_errmsg(opened), kCheckRights);
+  if (sqlite3_db_readonly(opened, "main") != 0) FailToOpen(path, "it is read-only", kCheckRights);
+  try {
+    return std::make_unique<SqliteConnection>(std::move(database), options);
+  } catch (const Error& error) {
+    if (error.kind() != Error::Kind::Statement) throw;
+    FailToOpen(path, error.what(), "name a folder that holds this program's database and is writable for this user");
+  }
+}
+
+}  // namespace qv::db

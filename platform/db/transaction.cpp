@@ -1,0 +1,36 @@
+#include "transaction.h"
+
+#include "stagedfiles.h"
+
+namespace qv::db {
+
+Transaction::Transaction(Session& session, std::chrono::milliseconds limit)
+    : session_(session), hold_(session.state(), limit) {
+  Session::State& state = session.state();
+  FinishStagedFiles(session);
+  state.connection->Begin();
+  state.in_transaction = true;
+  state.has_staged = false;
+  open_ = true;
+}
+
+Transaction::~Transaction() {
+  if (!open_) return;
+  Session::State& state = session_.state();
+  state.connection->Rollback();
+  state.in_transaction = false;
+  if (state.has_staged) FinishStagedFilesQuietly(session_);
+}
+
+void Transaction::Commit() {
+  Session::State& state = session_.state();
+  state.CheckNotLost();
+  if (state.has_staged) SyncStagedFiles(session_);
+  state.connection->Commit();
+  open_ = false;
+  state.in_transaction = false;
+  if (state.has_staged) FinishStagedFilesQuietly(session_);
+  state.connection->Checkpoint();
+}
+
+}  // namespace qv::db

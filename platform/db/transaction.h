@@ -1,0 +1,28 @@
+/// A writing transaction of one session, with the files that it stages.
+#pragma once
+
+#include "session.h"
+
+namespace qv::db {
+
+/// Begins on construction and holds the writer lock until destruction; goes back unless committed.
+class Transaction {
+ public:
+  /// Finishes what a killed process left undone, then begins. Throws `Error` (Busy) when the writer lock is not free
+  /// within `limit`.
+  Transaction(Session& session, std::chrono::milliseconds limit);
+  ~Transaction();
+  Transaction(const Transaction&) = delete;
+  Transaction& operator=(const Transaction&) = delete;
+
+  /// Throws `Error`; the transaction goes back on destruction then.
+  void Commit();
+  bool is_open() const { return open_; }
+
+ private:
+  Session& session_;
+  WriterHold hold_;
+  bool open_ = false;
+};
+
+}  // namespace qv::db

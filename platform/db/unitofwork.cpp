@@ -1,0 +1,86 @@
+#include <algorithm>
+#include <stdexcept>
+
+#include "transaction.h"
+
+namespace qv::db {
+namespace {
+
+// The innermost savepoint of a name is the one that is meant, so one name serves every depth.
+constexpr std::string_view kSetSavepoint = "SAVEPOINT all_or_nothing";
+constexpr std::string_view kReleaseSavepoint = "RELEASE SAVEPOINT all_or_nothing";
+constexpr std::string_view kReturnToSavepoint = "ROLLBACK TO SAVEPOINT all_or_nothing";
+
+std::chrono::milliseconds BusyTimeout(Session& session) { return session.state().folder->options.driver.busy_timeout; }
+
+}  // namespace
+
+UnitOfWork::UnitOfWork() : session_(ThisThread()) {
+  if (session_.state().in_transaction) throw std::logic_error("a unit of work inside another transaction");
+  transaction_ = std::make_unique<Transaction>(session_, BusyTimeout(session_));
+  session_.state().unit = this;
+}
+
+UnitOfWork::~UnitOfWork() {
+  if (session_.state().unit == this) session_.state().unit = nullptr;
+}
+
+void UnitOfWork::Commit() {
+  if (!transaction_->is_open()) throw std::logic_error("a unit of work committed twice");
+  transaction_->Commit();
+  session_.state().unit = nullptr;
+}
+
+UnitOfWork* UnitOfWork::Current() { return IsOpen() ? ThisThread().state().unit : nullptr; }
+
+AllOrNothing::AllOrNothing(Patience patience) : AllOrNothing(ThisThread(), patience) {}
+
+AllOrNothing::AllOrNothing(Session& session, Patience patience) : session_(session) {
+  Session::State& state = session.state();
+  if (!state.in_transaction) {
+    transaction_ = std::make_unique<Transaction>(
+        session, patience == Patience::None ? std::chrono::milliseconds(0) : BusyTimeout(session));
+    return;
+  }
+  if (state.unit != nullptr) counts_before_ = state.unit->counts_;
+  session.Prepare(kSetSavepoint).Run();
+}
+
+AllOrNothing::~AllOrNothing() {
+  if (!kept_ && !transaction_) GoBack();
+}
+
+void AllOrNothing::Keep() {
+  if (kept_) throw std::logic_error("a step kept twice");
+  if (transaction_) {
+    transaction_->Commit();
+  } else {
+    session_.Prepare(kReleaseSavepoint).Run();
+  }
+  kept_ = true;
+}
+
+void AllOrNothing::GoBack() noexcept {
+  Session::State& state = session_.state();
+  if (state.unit != nullptr) state.unit->counts_ = std::move(counts_before_);
+  if (!state.in_transaction || !state.connection->InTransaction()) return;
+  try {
+    session_.Prepare(kReturnToSavepoint).Run();
+    session_.Prepare(kReleaseSavepoint).Run();
+  } catch (const std::exception&) {
+    // Half of a step must not be committed with the rest: whoever goes on finds the transaction lost.
+    state.connection->Rollback();
+  }
+}
+
+void CountChange(std::string_view kind, Change change, std::int64_t rows) {
+  UnitOfWork* unit = UnitOfWork::Current();
+  if (unit == nullptr || rows == 0) return;
+  std::vector<UnitOfWork::Count>& counts = unit->counts_;
+  auto count = std::find_if(counts.begin(), counts.end(), [&](const auto& known) { return known.kind == kind; });
+  if (count == counts.end()) count = counts.insert(count, UnitOfWork::Count{.kind = std::string(kind)});
+  int& total = change == Change::Added ? count->added : change == Change::Updated ? count->updated : count->removed;
+  total += static_cast<int>(rows);
+}
+
+}  // namespace qv::db

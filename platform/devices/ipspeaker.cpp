@@ -1,0 +1,76 @@
+#include "ipspeaker.h"
+
+#include "../db/database.h"
+#include "../record/attempt.h"
+#include "../record/import.h"
+#include "emapitems.h"
+#include "recserversavers.h"
+#include "tables.h"
+
+namespace qv::devices {
+
+const SpeakerTableType& SpeakerTable() {
+  static const SpeakerTableType table("ipspeaker", {.misfit = record::Misfit::RefuseEntry});
+  return table;
+}
+
+namespace {
+
+record::Where Selection(const IPSpeakerFilterRule& rule) {
+  record::Where where;
+  if (rule.ids) where.In("id", rule.ids.Value());
+  if (rule.ownerZrIds) where.In("owner_zr_id", rule.ownerZrIds.Value());
+  if (rule.enabled) where.Is("enabled", rule.enabled.Value() ? 1 : 0);
+  if (rule.hostLocalOnly && rule.hostLocalOnly.Value()) where.Is("owner_zr_id", 0);
+  return where;
+}
+
+}  // namespace
+}  // namespace qv::devices
+
+using namespace qv;           // NOLINT(google-build-using-namespace): what follows is the package's interface
+using namespace qv::devices;  // NOLINT(google-build-using-namespace)
+
+int IPSpeaker::IsCfgChanged(Json::Value entry) const { return SpeakerTable().Differs(*this, entry) ? 1 : 0; }
+
+int IPSpeaker::SetByJsonWithDBColKey(const Json::Value& entry, bool fromRecServer, int hostId, bool withStatus) {
+  const int id_on_rec_server = GetIdOnRecServer();
+  const int id = GetId();
+  SetId(hostId);
+  if (!SpeakerTable().Apply(*this, entry)) {
+    SetId(id);
+    return 0;
+  }
+  if (!fromRecServer) SetIdOnRecServer(id_on_rec_server);
+  if (withStatus && entry["status"].isInt()) SetStatusOnRecServer(entry["status"].asInt());
+  return 1;
+}
+
+int IPSpeaker::Save() {
+  return record::Attempt("save", "ipspeaker", GetId(), [&] { SpeakerTable().Save(*this); });
+}
+
+int IPSpeaker::Delete() const {
+  return record::Attempt("delete", "ipspeaker", GetId(), [&] { SpeakerTable().Delete(*this); });
+}
+
+std::list<IPSpeaker> IPSpeakerGetList(const IPSpeakerFilterRule& rule, int& total) {
+  std::list<IPSpeaker> list;
+  record::Attempt("list", "ipspeaker", 0, [&] { list = SpeakerTable().Select(Selection(rule)); });
+  total = static_cast<int>(list.size());
+  return list;
+}
+
+int SpeakerSync::SyncRelatedTableForSpeakerDel(const IPSpeaker& speaker) {
+  return record::Attempt("clean up after", "ipspeaker", speaker.GetId(),
+                         [&] { EmapItemTable().DeleteWhere(record::Where().Is("speaker_id", speaker.GetId())); });
+}
+
+int SaveSpeakerFromRecServer(int zrId, const Json::Value& section) {
+  return record::Attempt("import the section of", "ipspeaker", zrId, [&] {
+    record::ImportSection(SpeakerTable().Select(record::Where().Is("owner_zr_id", zrId)), zrId, section,
+                          [](IPSpeaker& speaker, const Json::Value& entry) {
+                            if (speaker.SetByJsonWithDBColKey(entry, true, speaker.GetId(), false) != 0) speaker.Save();
+                          });
+  });
+}

@@ -1,0 +1,106 @@
+#include "pos.h"
+
+#include "../db/database.h"
+#include "../record/attempt.h"
+#include "../record/import.h"
+#include "emapitems.h"
+#include "messagedaemon.h"
+#include "posrules.h"
+#include "recserversavers.h"
+#include "sections.h"
+#include "tables.h"
+
+namespace qv::devices {
+
+const PosTableType& PosTable() {
+  static const PosTableType table("pos", {.own_keys = {kTextRulesKey}, .misfit = record::Misfit::RefuseEntry});
+  return table;
+}
+
+namespace {
+
+record::Where Selection(const POSFilterRule& rule) {
+  record::Where where;
+  if (rule.ids) where.In("id", rule.ids.Value());
+  if (rule.ownerZrIds) where.In("owner_zr_id", rule.ownerZrIds.Value());
+  if (rule.enabled) where.Is("enabled", rule.enabled.Value() ? 1 : 0);
+  if (rule.hostLocalOnly && rule.hostLocalOnly.Value()) where.Is("owner_zr_id", 0);
+  return where;
+}
+
+std::list<POS> Load(const record::Where& selection) {
+  std::list<POS> list = PosTable().Select(selection);
+  LoadRules(list, selection);
+  return list;
+}
+
+}  // namespace
+}  // namespace qv::devices
+
+using namespace qv;           // NOLINT(google-build-using-namespace): what follows is the package's interface
+using namespace qv::devices;  // NOLINT(google-build-using-namespace)
+
+int POS::IsCfgChged(Json::Value entry) const {
+  if (!entry.isObject()) return 0;
+  const ReportedRule reported = ReadReportedRule(entry);
+  if (!reported.possible || (reported.rule && !(reported.rule.Value() == rule_))) return 1;
+  return PosTable().Differs(*this, entry) ? 1 : 0;
+}
+
+int POS::SetByJson(const Json::Value& entry, bool fromRecServer, int hostId) {
+  if (!entry.isObject()) return 0;
+  const ReportedRule reported = ReadReportedRule(entry);
+  const int id_on_rec_server = GetIdOnRecServer();
+  const int id = GetId();
+  SetId(hostId);
+  if (!reported.possible || !PosTable().Apply(*this, entry)) {
+    SetId(id);
+    return 0;
+  }
+  if (!fromRecServer) SetIdOnRecServer(id_on_rec_server);
+  if (reported.rule) rule_ = reported.rule.Value();
+  return 1;
+}
+
+int POS::Save() {
+  const int id = GetId();
+  const int result = record::Attempt("save", "pos", id, [&] {
+    db::AllOrNothing whole;
+    PosTable().Save(*this);
+    SaveRules(GetId(), rule_);
+    whole.Keep();
+  });
+  if (result != 0) SetId(id);
+  return result;
+}
+
+int POS::Delete() const {
+  return record::Attempt("delete", "pos", GetId(), [&] { PosTable().Delete(*this); });
+}
+
+int GetPOSListByRule(const POSFilterRule& rule, std::list<POS>& list) {
+  list.clear();
+  return record::Attempt("list", "pos", 0, [&] { list = Load(Selection(rule)); });
+}
+
+int SyncRelatedTableForPOSDel(const POS& pos) {
+  return record::Attempt("clean up after", "pos", pos.GetId(), [&] {
+    db::AllOrNothing whole;
+    EmapItemTable().DeleteWhere(record::Where().Is("pos_id", pos.GetId()));
+    PosEventConfTable().DeleteWhere(record::Where().Is("pos_id", pos.GetId()));
+    whole.Keep();
+  });
+}
+
+int SavePOSFromRecServer(int zrId, const Json::Value& section, bool notify) {
+  std::list<int> ids;
+  const int result = record::Attempt("import the section of", "pos", zrId, [&] {
+    record::ImportSection(Load(record::Where().Is("owner_zr_id", zrId)), zrId, section,
+                          [&](POS& pos, const Json::Value& entry) {
+                            if (pos.SetByJson(entry, true, pos.GetId()) != 0 && pos.Save() == 0)
+                              ids.push_back(pos.GetId());
+                          });
+  });
+  if (result == 0 && notify) SendPOSUpdateMsgToMsgD(ids, UPDATE_TYPE_CHANGED);
+  return result;
+}

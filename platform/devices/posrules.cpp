@@ -1,0 +1,81 @@
+#include "posrules.h"
+
+#include <unordered_map>
+
+#include "../db/database.h"
+#include "tables.h"
+
+struct PosTextRuleData {
+  enum Fields : int { FIELD_COUNT = 6 };
+};
+
+#define POS_TEXT_RULE_FIELDS(FIELD)                                              \
+  FIELD(PosTextRuleData, 0, int, Id, "id", HostId)                               \
+  FIELD(PosTextRuleData, 1, int, PosId, "pos_id", HostOnly, .references = "pos") \
+  FIELD(PosTextRuleData, 2, int, Position, "position", HostOnly)                 \
+  FIELD(PosTextRuleData, 3, int, Type, "type", Config)                           \
+  FIELD(PosTextRuleData, 4, std::string, Pattern, "pattern", Config)             \
+  FIELD(PosTextRuleData, 5, std::string, Value, "value", Config)
+
+POS_TEXT_RULE_FIELDS(QV_TAGGED_FIELD)
+
+namespace qv::devices {
+namespace {
+
+class TextRuleRow : public TaggedRecord<PosTextRuleData::Fields> {
+ public:
+  TextRule Rule() const { return {static_cast<TEXT_RULE_TYPE>(GetType()), GetPattern(), GetValue()}; }
+};
+
+const record::Table<TextRuleRow, PosTextRuleData::Fields>& RuleTable() {
+  static const record::Table<TextRuleRow, PosTextRuleData::Fields> table("pos_text_rule",
+                                                                         {.misfit = record::Misfit::RefuseEntry});
+  return table;
+}
+
+}  // namespace
+
+const record::AnyTable& PosTextRuleTable() { return RuleTable(); }
+
+ReportedRule ReadReportedRule(const Json::Value& entry) {
+  const Json::Value& reported = entry[kTextRulesKey];
+  if (reported.isNull()) return {};
+  if (!reported.isArray()) return {.possible = false, .rule = {}};
+  PosParsingRule rule;
+  for (const Json::Value& element : reported) {
+    TextRuleRow row;
+    if (!RuleTable().Apply(row, element)) return {.possible = false, .rule = {}};
+    rule.rules.push_back(row.Rule());
+  }
+  return {.possible = true, .rule = std::move(rule)};
+}
+
+void LoadRules(std::list<POS>& list, const record::Where& selection) {
+  std::unordered_map<int, PosParsingRule> rules;
+  for (const TextRuleRow& row : RuleTable().Select(record::Where().InRowsOf("pos_id", PosTable().name(), selection))) {
+    rules[row.GetPosId()].rules.push_back(row.Rule());
+  }
+  for (POS& pos : list) {
+    if (const auto found = rules.find(pos.GetId()); found != rules.end()) pos.SetParsingRule(std::move(found->second));
+  }
+}
+
+void SaveRules(int pos_id, const PosParsingRule& rule) {
+  const record::Where of_this_terminal = record::Where().Is("pos_id", pos_id);
+  PosParsingRule stored;
+  for (const TextRuleRow& row : RuleTable().Select(of_this_terminal)) stored.rules.push_back(row.Rule());
+  if (stored == rule) return;
+  RuleTable().DeleteWhere(of_this_terminal);
+  int position = 0;
+  for (const TextRule& text_rule : rule.rules) {
+    TextRuleRow row;
+    row.SetPosId(pos_id);
+    row.SetPosition(position++);
+    row.SetType(text_rule.type);
+    row.SetPattern(text_rule.pattern);
+    row.SetValue(text_rule.value);
+    RuleTable().Save(row);
+  }
+}
+
+}  // namespace qv::devices

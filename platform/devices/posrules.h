@@ -1,0 +1,30 @@
+/// The parsing rules of POS terminals: a table of their own, one row per text rule.
+#pragma once
+
+#include <json/value.h>
+
+#include <list>
+
+#include "../record/table.h"
+#include "pos.h"
+
+namespace qv::devices {
+
+/// The key under which a slave's entry reports a terminal's rules.
+inline constexpr const char* kTextRulesKey = "text_rules";
+
+/// What an entry says about a terminal's rules.
+struct ReportedRule {
+  bool possible = true;           ///< false: a rule has an impossible type, or the rules are no array
+  Optional<PosParsingRule> rule;  ///< empty: nothing is said
+};
+ReportedRule ReadReportedRule(const Json::Value& entry);
+
+/// Gives each terminal of `list` its rules. @param selection the terminals that the list holds
+void LoadRules(std::list<POS>& list, const record::Where& selection);
+/// Makes `rule` the rules of terminal `pos_id`; writes nothing when they are so already.
+void SaveRules(int pos_id, const PosParsingRule& rule);
+
+const record::AnyTable& PosTextRuleTable();
+
+}  // namespace qv::devices

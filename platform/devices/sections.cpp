@@ -1,0 +1,127 @@
+#include "sections.h"
+
+#include <json/value.h>
+
+#include <unordered_map>
+
+#include "../db/database.h"
+#include "../record/attempt.h"
+#include "../record/fieldvalue.h"
+#include "../record/import.h"
+#include "qvjson.h"
+#include "recserversavers.h"
+#include "tables.h"
+
+struct SectionEntryData {
+  enum Fields : int { FIELD_COUNT = 6 };
+};
+
+// The references are also in the settings, under the keys that the slave uses, as ids of the host.
+#define SECTION_ENTRY_FIELDS(FIELD)                                                        \
+  FIELD(SectionEntryData, 0, int, Id, "id", HostId)                                        \
+  FIELD(SectionEntryData, 1, int, OwnerZrId, "owner_zr_id", Owner)                         \
+  FIELD(SectionEntryData, 2, int, IdOnRecServer, "id_on_rec_server", IdOnSlave)            \
+  FIELD(SectionEntryData, 3, int, CameraId, "camera_id", HostOnly, .references = "camera") \
+  FIELD(SectionEntryData, 4, int, PosId, "pos_id", HostOnly, .references = "pos")          \
+  FIELD(SectionEntryData, 5, JsonText, Settings, "settings", HostOnly)
+
+SECTION_ENTRY_FIELDS(QV_TAGGED_FIELD)
+
+namespace qv::devices {
+namespace {
+
+class SectionEntry : public TaggedRecord<SectionEntryData::Fields> {};
+using SectionTable = record::Table<SectionEntry, SectionEntryData::Fields>;
+
+const SectionTable kDetectionSettings("camera_detection_setting");
+const SectionTable kDeviceOutputs("camera_device_output");
+const SectionTable kRecShares("rec_share");
+const SectionTable kCtrlerActionRules("ctrler_action_rule");
+const SectionTable kIOModuleSettings("iomodule_setting");
+const SectionTable kIOModuleCamPairings("iomodule_cam_pairing");
+const SectionTable kPosEventConfs("pos_event_conf");
+
+/// Translates the ids of a slave's devices; each kind's ids are loaded when an entry first names one.
+class HostIdLookup {
+ public:
+  explicit HostIdLookup(int zr_id) : zr_id_(zr_id) {}
+
+  /// Rewrites the id that `settings` holds under `key` to the host's. @return the host's id; 0 when there is none
+  int Rewrite(Json::Value& settings, const char* key, const record::AnyTable& devices) {
+    if (!settings.isObject() || !settings[key].isInt()) return 0;
+    const auto [ids, is_new] = ids_.try_emplace(&devices);
+    if (is_new) ids->second = devices.HostIds(zr_id_);
+    const auto found = ids->second.find(settings[key].asInt());
+    const int host_id = found == ids->second.end() ? 0 : found->second;
+    settings[key] = host_id;
+    return host_id;
+  }
+
+ private:
+  int zr_id_;
+  std::unordered_map<const record::AnyTable*, std::unordered_map<int, int>> ids_;
+};
+
+/// Takes `entry` into `row`. @return whether the row must be written
+bool Take(SectionEntry& row, const Json::Value& entry, HostIdLookup& lookup) {
+  Json::Value settings = entry;
+  const int camera_id = lookup.Rewrite(settings, "cam_id", CameraTable());
+  const int pos_id = lookup.Rewrite(settings, "pos_id", PosTable());
+  const bool same = row.GetId() != 0 && camera_id == row.GetCameraId() && pos_id == row.GetPosId() &&
+                    QVJson::CheckEqual(record::ParseStored(row.GetSettings().text), settings);
+  if (same) return false;
+  row.SetIdOnRecServer(record::EntryId(entry));
+  row.SetCameraId(camera_id);
+  row.SetPosId(pos_id);
+  row.SetSettings({JsonWrite(settings, true)});
+  return true;
+}
+
+int ReplaceSection(const SectionTable& table, int zrId, const Json::Value& section) {
+  return record::Attempt("save the section", table.name(), zrId, [&] {
+    db::AllOrNothing whole;
+    HostIdLookup lookup(zrId);
+    record::ImportSection(
+        table.Select(record::Where().Is("owner_zr_id", zrId)), zrId, section,
+        [&](SectionEntry& row, const Json::Value& entry) {
+          if (Take(row, entry, lookup)) table.Save(row);
+        },
+        [&](const SectionEntry& row) { table.Delete(row); });
+    whole.Keep();
+  });
+}
+
+}  // namespace
+
+const record::AnyTable& CameraDetectionSettingTable() { return kDetectionSettings; }
+const record::AnyTable& CameraDeviceOutputTable() { return kDeviceOutputs; }
+const record::AnyTable& RecShareTable() { return kRecShares; }
+const record::AnyTable& CtrlerActionRuleTable() { return kCtrlerActionRules; }
+const record::AnyTable& IOModuleSettingTable() { return kIOModuleSettings; }
+const record::AnyTable& IOModuleCamPairingTable() { return kIOModuleCamPairings; }
+const record::AnyTable& PosEventConfTable() { return kPosEventConfs; }
+
+}  // namespace qv::devices
+
+using namespace qv::devices;  // NOLINT(google-build-using-namespace): what follows is the package's interface
+
+int SaveCamDetSettingFromRec(int zrId, const Json::Value& section) {
+  return ReplaceSection(kDetectionSettings, zrId, section);
+}
+int SaveCamDeviceOutputFromRec(int zrId, const Json::Value& section) {
+  return ReplaceSection(kDeviceOutputs, zrId, section);
+}
+int SaveRecShareFromRec(int zrId, const Json::Value& section) { return ReplaceSection(kRecShares, zrId, section); }
+int UpdateRecShareFromRec(int zrId, const Json::Value& section) { return ReplaceSection(kRecShares, zrId, section); }
+int UpdateCtrlDataInActRule(int zrId, const Json::Value& section) {
+  return ReplaceSection(kCtrlerActionRules, zrId, section);
+}
+int SaveIOModuleSettingFromRec(int zrId, const Json::Value& section) {
+  return ReplaceSection(kIOModuleSettings, zrId, section);
+}
+int SaveIOModuleCamPairingFromRec(int zrId, const Json::Value& section) {
+  return ReplaceSection(kIOModuleCamPairings, zrId, section);
+}
+int SavePOSEventConfFromRecServer(int zrId, const Json::Value& section) {
+  return ReplaceSection(kPosEventConfs, zrId, section);
+}

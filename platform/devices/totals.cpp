@@ -1,0 +1,3 @@
+#include "packagetotals.h"
+
+thread_local int QV_DUMMY_INT = 0;

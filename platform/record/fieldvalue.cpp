@@ -1,0 +1,231 @@
+#include "fieldvalue.h"
+
+#include <charconv>
+#include <cmath>
+#include <limits>
+
+#include "../db/database.h"
+#include "../json/document.h"
+#include "qvjson.h"
+
+namespace qv::record {
+namespace {
+
+template <class T>
+T& ValueAt(const Field& field, void* record) {
+  return *static_cast<T*>(field.at(record));
+}
+template <class T>
+const T& ValueAt(const Field& field, const void* record) {
+  return *static_cast<const T*>(field.at(const_cast<void*>(record)));
+}
+
+/// A number that is the whole of `text`.
+template <class T>
+bool ParseNumber(const std::string& text, T& number) {
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+  return error == std::errc() && end == text.data() + text.size();
+}
+
+bool ToInt(const Json::Value& value, int& number) {
+  switch (value.type()) {
+    case Json::booleanValue:
+      number = value.asBool() ? 1 : 0;
+      return true;
+    case Json::intValue:
+    case Json::uintValue:
+      if (!value.isInt()) return false;
+      number = value.asInt();
+      return true;
+    case Json::realValue: {
+      const double real = value.asDouble();
+      if (!(real >= std::numeric_limits<int>::min() && real <= std::numeric_limits<int>::max())) return false;
+      number = static_cast<int>(real);
+      return true;
+    }
+    case Json::stringValue:
+      return ParseNumber(value.asString(), number);
+    default:
+      return false;
+  }
+}
+
+bool ToReal(const Json::Value& value, double& number) {
+  if (value.isBool() || value.isNumeric()) {
+    number = value.asDouble();
+    return std::isfinite(number);
+  }
+  return value.isString() && ParseNumber(value.asString(), number) && std::isfinite(number);
+}
+
+bool ToBool(const Json::Value& value, bool& flag) {
+  if (value.isBool() || value.isNumeric()) {
+    flag = value.asBool();
+    return true;
+  }
+  if (!value.isString()) return false;
+  const std::string text = value.asString();
+  flag = text == "true" || text == "1";
+  return flag || text == "false" || text == "0";
+}
+
+template <class T>
+Fit Take(T& held, T&& value, bool write) {
+  if (held == value) return Fit::Same;
+  if (write) held = std::forward<T>(value);
+  return Fit::Differs;
+}
+
+Fit TakeText(std::string& held, const Json::Value& value, bool write) {
+  const char* begin = nullptr;
+  const char* end = nullptr;
+  if (value.getString(&begin, &end)) {
+    const std::string_view text(begin, static_cast<std::size_t>(end - begin));
+    if (held == text) return Fit::Same;
+    if (write) held = text;
+    return Fit::Differs;
+  }
+  if (value.isArray() || value.isObject()) return Fit::Misfit;
+  return Take(held, value.asString(), write);
+}
+
+Fit TakeJson(JsonText& held, const Json::Value& value, bool write) {
+  std::string text = JsonWrite(value, true);
+  if (held.text == text) return Fit::Same;
+  if (!held.text.empty() && QVJson::CheckEqual(ParseStored(held.text), value)) return Fit::Same;
+  if (write) held.text = std::move(text);
+  return Fit::Differs;
+}
+
+Fit Take(const Field& field, void* record, const Json::Value& value, bool write) {
+  if (value.isNull()) return Fit::Same;
+  switch (field.type) {
+    case ValueType::Int: {
+      int number = 0;
+      return ToInt(value, number) ? Take(ValueAt<int>(field, record), std::move(number), write) : Fit::Misfit;
+    }
+    case ValueType::Bool: {
+      bool flag = false;
+      return ToBool(value, flag) ? Take(ValueAt<bool>(field, record), std::move(flag), write) : Fit::Misfit;
+    }
+    case ValueType::Real: {
+      double number = 0;
+      return ToReal(value, number) ? Take(ValueAt<double>(field, record), std::move(number), write) : Fit::Misfit;
+    }
+    case ValueType::Text:
+      return TakeText(ValueAt<std::string>(field, record), value, write);
+    case ValueType::Json:
+      break;
+  }
+  return TakeJson(ValueAt<JsonText>(field, record), value, write);
+}
+
+/// A copy of `value` in which the values of secret members read "***".
+Json::Value Masked(const Json::Value& value) {
+  Json::Value masked = value;
+  if (value.isObject()) {
+    for (const std::string& key : value.getMemberNames()) {
+      masked[key] = IsSecretKey(key) ? Json::Value("***") : Masked(value[key]);
+    }
+  } else if (value.isArray()) {
+    for (Json::ArrayIndex i = 0; i < value.size(); ++i) masked[i] = Masked(value[i]);
+  }
+  return masked;
+}
+
+}  // namespace
+
+void ReadColumn(const Field& field, const db::Statement& row, int column, void* record) {
+  switch (field.type) {
+    case ValueType::Int:
+      ValueAt<int>(field, record) = static_cast<int>(row.Int(column));
+      break;
+    case ValueType::Bool:
+      ValueAt<bool>(field, record) = row.Int(column) != 0;
+      break;
+    case ValueType::Real:
+      ValueAt<double>(field, record) = row.Real(column);
+      break;
+    case ValueType::Text:
+      ValueAt<std::string>(field, record) = row.Text(column);
+      break;
+    case ValueType::Json:
+      ValueAt<JsonText>(field, record).text = row.Text(column);
+      break;
+  }
+}
+
+void BindField(const Field& field, const void* record, db::Query& query) {
+  switch (field.type) {
+    case ValueType::Int: {
+      const int value = ValueAt<int>(field, record);
+      if (field.info.references != nullptr && value == 0) {
+        query.BindNull();
+      } else {
+        query.Bind(value);
+      }
+      break;
+    }
+    case ValueType::Bool:
+      query.Bind(ValueAt<bool>(field, record));
+      break;
+    case ValueType::Real:
+      query.Bind(ValueAt<double>(field, record));
+      break;
+    case ValueType::Text:
+      query.Bind(std::string_view(ValueAt<std::string>(field, record)));
+      break;
+    case ValueType::Json:
+      query.Bind(std::string_view(ValueAt<JsonText>(field, record).text));
+      break;
+  }
+}
+
+Json::Value ColumnAsJson(const Field& field, const db::Statement& row, int column) {
+  switch (field.type) {
+    case ValueType::Int:
+      return Json::Value(static_cast<Json::Int64>(row.Int(column)));
+    case ValueType::Bool:
+      return Json::Value(row.Int(column) != 0);
+    case ValueType::Real:
+      return Json::Value(row.Real(column));
+    case ValueType::Text:
+      return Json::Value(std::string(row.Text(column)));
+    case ValueType::Json:
+      break;
+  }
+  return Masked(ParseStored(row.Text(column)));
+}
+
+Json::Value FieldAsJson(const Field& field, const void* record) {
+  switch (field.type) {
+    case ValueType::Int:
+      return Json::Value(ValueAt<int>(field, record));
+    case ValueType::Bool:
+      return Json::Value(ValueAt<bool>(field, record));
+    case ValueType::Real:
+      return Json::Value(ValueAt<double>(field, record));
+    case ValueType::Text:
+      return Json::Value(ValueAt<std::string>(field, record));
+    case ValueType::Json:
+      break;
+  }
+  return ParseStored(ValueAt<JsonText>(field, record).text);
+}
+
+Fit CompareField(const Field& field, const void* record, const Json::Value& value) {
+  return Take(field, const_cast<void*>(record), value, false);
+}
+
+Fit TakeField(const Field& field, void* record, const Json::Value& value) { return Take(field, record, value, true); }
+
+Json::Value ParseStored(std::string_view text) {
+  if (text.empty()) return {};
+  try {
+    return json::ReadDocument(text, json::ReadLimits{});
+  } catch (const json::DocumentError&) {
+    return {};
+  }
+}
+
+}  // namespace qv::record

@@ -1,0 +1,170 @@
+#include "table.h"
+
+#include <algorithm>
+
+#include "../db/database.h"
+#include "fieldindex.h"
+#include "fieldvalue.h"
+
+namespace qv::record {
+namespace {
+
+const char* SqlType(ValueType type) {
+  switch (type) {
+    case ValueType::Int:
+    case ValueType::Bool:
+      return "INTEGER";
+    case ValueType::Real:
+      return "REAL";
+    case ValueType::Text:
+    case ValueType::Json:
+      break;
+  }
+  return "TEXT";
+}
+
+std::string ColumnDefinition(const Field& field, std::string_view identity) {
+  std::string sql = field.info.column;
+  if (field.info.role == FieldRole::HostId) return sql + " " + std::string(identity);
+  sql += std::string(" ") + SqlType(field.type);
+  if (field.info.references != nullptr) {
+    sql += std::string(" REFERENCES ") + field.info.references + "(id) ON DELETE ";
+    return sql + (field.info.on_delete == OnDelete::Cascade ? "CASCADE" : "SET NULL");
+  }
+  sql += " NOT NULL DEFAULT ";
+  return sql + (SqlType(field.type) == std::string_view("TEXT") ? "''" : std::to_string(field.info.default_int));
+}
+
+std::string Parameters(std::size_t count) {
+  std::string text;
+  for (std::size_t i = 1; i <= count; ++i) text += (i == 1 ? "$" : ",$") + std::to_string(i);
+  return text;
+}
+
+}  // namespace
+
+/// Parameters appear in ascending order in every text, since drivers number them by first appearance.
+struct AnyTable::Statements {
+  std::string columns;  ///< all, in order of the fields
+  std::string insert;   ///< every column but the id; returns the id
+  std::string insert_with_id;
+  std::string update;  ///< every column but the id, and only where one differs; the id comes last
+
+  Statements(const std::string& table, const std::vector<Field>& fields) {
+    std::string written;
+    std::string assignments;
+    std::size_t count = 0;
+    for (const Field& field : fields) {
+      columns += (columns.empty() ? "" : ",") + std::string(field.info.column);
+      if (field.info.role == FieldRole::HostId) continue;
+      ++count;
+      written += (written.empty() ? "" : ",") + std::string(field.info.column);
+      assignments += (assignments.empty() ? "" : ",") + std::string(field.info.column) + "=$" + std::to_string(count);
+    }
+    insert = "INSERT INTO " + table + " (" + written + ") VALUES (" + Parameters(count) + ") RETURNING id";
+    insert_with_id = "INSERT INTO " + table + " (" + written + ",id) VALUES (" + Parameters(count + 1) + ")";
+    update = "UPDATE " + table + " SET " + assignments + " WHERE id=$" + std::to_string(count + 1) + " AND (" +
+             written + ") IS DISTINCT FROM (" + Parameters(count) + ")";
+  }
+};
+
+AnyTable::AnyTable(const char* name, std::vector<Field> fields, TableOptions options)
+    : name_(name),
+      fields_(std::move(fields)),
+      options_(std::move(options)),
+      index_(std::make_unique<FieldIndex>(fields_, options_.own_keys)),
+      statements_(std::make_unique<Statements>(name_, fields_)) {}
+
+AnyTable::~AnyTable() = default;
+
+void AnyTable::Create(db::Session& session) const {
+  std::string columns;
+  std::string indexes;
+  std::string lookup;
+  for (const Field& field : fields_) {
+    columns += (columns.empty() ? "\n  " : ",\n  ") + ColumnDefinition(field, session.connection().IdentityColumn());
+    if (field.info.role == FieldRole::Owner || field.info.role == FieldRole::IdOnSlave) {
+      lookup += (lookup.empty() ? "" : ",") + std::string(field.info.column);
+    }
+    if (field.info.references != nullptr) {
+      indexes +=
+          "CREATE INDEX " + name_ + "_by_" + field.info.column + " ON " + name_ + " (" + field.info.column + ");";
+    }
+  }
+  if (!lookup.empty()) indexes += "CREATE INDEX " + name_ + "_by_owner ON " + name_ + " (" + lookup + ");";
+  session.Execute("CREATE TABLE " + name_ + " (" + columns + ");" + indexes);
+}
+
+void AnyTable::SelectInto(const Where& where, void* context, void* (*next)(void* context)) const {
+  db::Query query =
+      db::ThisThread().Prepare("SELECT " + statements_->columns + " FROM " + name_ + where.Sql() + " ORDER BY id");
+  where.Bind(query);
+  while (query.Next()) {
+    void* record = next(context);
+    int column = 0;
+    for (const Field& field : fields_) ReadColumn(field, query.Row(), column++, record);
+  }
+}
+
+bool AnyTable::SaveRecord(void* record) const {
+  const int id = HostId(record);
+  const bool insert = id == 0 || (options_.caller_assigns_id && Count(Where().Is("id", id)) == 0);
+  const std::string& text = !insert ? statements_->update : id == 0 ? statements_->insert : statements_->insert_with_id;
+  db::Query query = db::ThisThread().Prepare(text);
+  for (const Field& field : fields_) {
+    if (field.info.role != FieldRole::HostId) BindField(field, record, query);
+  }
+  if (insert && id == 0) {
+    *static_cast<int*>(index_->host_id().at(record)) = static_cast<int>(query.RunForId());
+    db::CountChange(name_, db::Change::Added, 1);
+    return true;
+  }
+  const std::int64_t written = query.Bind(id).Run();
+  db::CountChange(name_, insert ? db::Change::Added : db::Change::Updated, written);
+  return written > 0;
+}
+
+std::int64_t AnyTable::DeleteWhere(const Where& where) const {
+  db::Query query = db::ThisThread().Prepare("DELETE FROM " + name_ + where.Sql());
+  where.Bind(query);
+  const std::int64_t removed = query.Run();
+  db::CountChange(name_, db::Change::Removed, removed);
+  return removed;
+}
+
+std::int64_t AnyTable::Count(const Where& where) const {
+  db::Query query = db::ThisThread().Prepare("SELECT COUNT(*) FROM " + name_ + where.Sql());
+  where.Bind(query);
+  query.Next();
+  return query.Row().Int(0);
+}
+
+std::unordered_map<int, int> AnyTable::HostIds(int zrId) const {
+  db::Query query =
+      db::ThisThread().Prepare("SELECT id_on_rec_server,id FROM " + name_ + " WHERE owner_zr_id=$1 ORDER BY id");
+  query.Bind(zrId);
+  std::unordered_map<int, int> ids;
+  while (query.Next()) ids.emplace(static_cast<int>(query.Row().Int(0)), static_cast<int>(query.Row().Int(1)));
+  return ids;
+}
+
+std::vector<ListedRow> AnyTable::List(const Where& where) const {
+  db::Query query =
+      db::ThisThread().Prepare("SELECT " + statements_->columns + " FROM " + name_ + where.Sql() + " ORDER BY id");
+  where.Bind(query);
+  std::vector<ListedRow> rows;
+  while (query.Next()) {
+    ListedRow& row = rows.emplace_back();
+    for (std::size_t i = 0; i < fields_.size(); ++i) {
+      if (fields_[i].info.role == FieldRole::Secret) continue;
+      row.emplace_back(fields_[i].info.column, ColumnAsJson(fields_[i], query.Row(), static_cast<int>(i)));
+    }
+  }
+  return rows;
+}
+
+int AnyTable::HostId(const void* record) const {
+  return *static_cast<const int*>(index_->host_id().at(const_cast<void*>(record)));
+}
+
+}  // namespace qv::record

@@ -1,0 +1,70 @@
+#include <algorithm>
+
+#include "../db/database.h"
+#include "table.h"
+
+namespace qv::record {
+
+Where& Where::Is(std::string_view column, std::int64_t value) {
+  conditions_.push_back({std::string(column), {value}, std::nullopt});
+  return *this;
+}
+
+Where& Where::Is(std::string_view column, std::string_view text) {
+  conditions_.push_back({std::string(column), {}, std::string(text)});
+  return *this;
+}
+
+Where& Where::In(std::string_view column, const std::list<int>& values) {
+  Condition condition{std::string(column), {values.begin(), values.end()}, std::nullopt, true};
+  // Lists of similar length share one prepared statement: the length goes up to the next power of two, filled with
+  // repetitions of the last value.
+  std::size_t length = 1;
+  while (length < condition.values.size()) length *= 2;
+  if (!condition.values.empty()) condition.values.resize(length, condition.values.back());
+  conditions_.push_back(std::move(condition));
+  return *this;
+}
+
+Where& Where::InRowsOf(std::string_view column, std::string_view table, const Where& rows) {
+  Condition condition{std::string(column), {}, std::nullopt};
+  condition.select = "SELECT id FROM " + std::string(table);
+  condition.inner = rows.conditions_;
+  conditions_.push_back(std::move(condition));
+  return *this;
+}
+
+std::string Where::Sql(int first) const { return Sql(conditions_, first); }
+
+void Where::Bind(db::Query& query) const { Bind(conditions_, query); }
+
+std::string Where::Sql(const std::vector<Condition>& conditions, int& parameter) {
+  std::string sql;
+  for (const Condition& condition : conditions) {
+    sql += sql.empty() ? " WHERE " : " AND ";
+    if (!condition.select.empty()) {
+      sql += condition.column + " IN (" + condition.select + Sql(condition.inner, parameter) + ")";
+    } else if (!condition.is_list) {
+      sql += condition.column + "=$" + std::to_string(parameter++);
+    } else if (condition.values.empty()) {
+      sql += "1=0";
+    } else {
+      sql += condition.column + " IN (";
+      for (std::size_t i = 0; i < condition.values.size(); ++i) {
+        sql += (i == 0 ? "$" : ",$") + std::to_string(parameter++);
+      }
+      sql += ")";
+    }
+  }
+  return sql;
+}
+
+void Where::Bind(const std::vector<Condition>& conditions, db::Query& query) {
+  for (const Condition& condition : conditions) {
+    Bind(condition.inner, query);
+    if (condition.text) query.Bind(std::string_view(*condition.text));
+    for (const std::int64_t value : condition.values) query.Bind(value);
+  }
+}
+
+}  // namespace qv::record

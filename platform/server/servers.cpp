@@ -1,0 +1,27 @@
+#include "servers.h"
+
+#include "../record/attempt.h"
+
+namespace qv::server {
+
+const record::Table<SlaveZR, SlaveZRData::Fields>& ServerTable() {
+  static const record::Table<SlaveZR, SlaveZRData::Fields> table("server", {.caller_assigns_id = true});
+  return table;
+}
+
+}  // namespace qv::server
+
+using qv::server::ServerTable;
+
+std::optional<SlaveZR> SlaveZRLoad(int zrId) {
+  std::optional<SlaveZR> slave;
+  qv::record::Attempt("load", "server", zrId, [&] { slave = ServerTable().Find(qv::record::Where().Is("id", zrId)); });
+  return slave;
+}
+
+int SlaveZRSave(const SlaveZR& slave) {
+  return qv::record::Attempt("save", "server", slave.GetZrId(), [&] {
+    SlaveZR row = slave;
+    ServerTable().Save(row);
+  });
+}

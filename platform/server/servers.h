@@ -1,0 +1,11 @@
+/// The table of the slaves.
+#pragma once
+
+#include "../record/table.h"
+#include "slavezr.h"
+
+namespace qv::server {
+
+const record::Table<SlaveZR, SlaveZRData::Fields>& ServerTable();
+
+}  // namespace qv::server

@@ -1,0 +1,40 @@
+#include "settings.h"
+
+#include "../record/attempt.h"
+#include "taggedfield.h"
+
+struct SettingData {
+  enum Fields : int { FIELD_COUNT = 3 };
+};
+
+#define SETTING_FIELDS(FIELD)                                \
+  FIELD(SettingData, 0, int, Id, "id", HostId)               \
+  FIELD(SettingData, 1, std::string, Name, "name", HostOnly) \
+  FIELD(SettingData, 2, std::string, Text, "text", HostOnly)
+
+SETTING_FIELDS(QV_TAGGED_FIELD)
+
+namespace qv::server {
+namespace {
+
+class SettingRow : public TaggedRecord<SettingData::Fields> {};
+using Table = record::Table<SettingRow, SettingData::Fields>;
+
+const Table& Settings() {
+  static const Table table("setting");
+  return table;
+}
+
+}  // namespace
+
+const record::AnyTable& SettingTable() { return Settings(); }
+
+std::string Setting(std::string_view name) {
+  std::string text;
+  record::Attempt("read", "setting", 0, [&] {
+    if (const auto row = Settings().Find(record::Where().Is("name", name))) text = row->GetText();
+  });
+  return text;
+}
+
+}  // namespace qv::server

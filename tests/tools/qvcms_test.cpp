@@ -1,0 +1,183 @@
+/// qvcms as a shell sees it: exit status, standard output, standard error, and what is left in the data folder.
+
+#include "toolrunner.h"
+
+namespace qv::test {
+namespace {
+
+/// A document with `count` terminals, numbered from 1, and as many speakers as asked.
+std::string Devices(int terminals, int speakers, const std::string& note = "") {
+  const auto entries = [&](int count) {
+    std::string text;
+    for (int id = 1; id <= count; ++id) {
+      text += (id > 1 ? "," : "") + std::string("{\"id\":") + std::to_string(id) + ",\"name\":\"device " +
+              std::to_string(id) + "\",\"note\":\"" + note + "\"}";
+    }
+    return text;
+  };
+  return "{\"POS_info\":[" + entries(terminals) + "],\"speaker_info\":[" + entries(speakers) + "]}";
+}
+
+/// The line of `kind` in what pair, update and plan print, as "added updated removed unchanged".
+std::string CountsOf(const Json::Value& report, const std::string& kind) {
+  for (const Json::Value& line : report) {
+    if (line["kind"] != kind) continue;
+    return line["added"].asString() + ' ' + line["updated"].asString() + ' ' + line["removed"].asString() + ' ' +
+           line["unchanged"].asString();
+  }
+  return "no line";
+}
+
+TEST_F(ToolTest, RefusesWhatItCannotReadOrUse) {
+  Write("empty", "");
+  Write("broken", "{\n  \"POS_info\": [,]\n}");
+  Write("twice", "{\"a\":1,\n \"a\":2}");
+  Write("trailing", "{}\n{}");
+  Write("array", "[]");
+  Write("deep", std::string(300, '[') + std::string(300, ']'));
+  Write("latin1", "{\"name\":\"caf\xe9\"}");
+  Write("id", "{\"POS_info\":[{\"id\":1},{\"id\":{}}]}");
+  Write("entry", "{\"speaker_info\":[7]}");
+  struct Case {
+    const char* arguments;
+    int status;
+    const char* message;  ///< start of the one line on standard error
+  };
+  const Case cases[] = {
+      {"update 7 missing", 65, "qvcms: missing: "},
+      {"update 7 .", 65, "qvcms: .: "},
+      {"update 7 empty", 65, "qvcms: empty:1:1: "},
+      {"update 7 broken", 65, "qvcms: broken:2:16: "},
+      {"update 7 - <broken", 65, "qvcms: standard input:2:16: "},
+      {"pair 7 twice", 65, "qvcms: twice:2:2: "},
+      {"plan 7 trailing", 65, "qvcms: trailing:2:1: "},
+      {"update 7 array", 65, "qvcms: array: the document must be a JSON object"},
+      {"update 7 deep", 65, "qvcms: deep:1:"},
+      {"update 7 latin1", 65, "qvcms: latin1:1:13: "},
+      {"update 7 id --max-size 10", 65, "qvcms: id: "},
+      {"update 7 id", 65, "qvcms: id: POS_info[1].id: wrong type: "},
+      {"update 7 entry", 65, "qvcms: entry: speaker_info[0]: wrong type: "},
+      {"status 7 id", 1, "qvcms: status: not built yet"},
+  };
+  for (const Case& refused : cases) {
+    const Result result = Run(refused.arguments);
+    EXPECT_EQ(result.status, refused.status) << refused.arguments;
+    EXPECT_EQ(result.out, "") << refused.arguments;
+    EXPECT_EQ(result.err.substr(0, std::string(refused.message).size()), refused.message) << refused.arguments;
+    EXPECT_EQ(result.err.find('\n'), result.err.size() - 1) << refused.arguments;
+  }
+  EXPECT_EQ(RunJson("list server").size(), 0U) << "nothing was applied";
+}
+
+TEST_F(ToolTest, TellsWrongUsage) {
+  Write("document", "{}");
+  for (const char* arguments :
+       {"", "unknown", "list", "list teapot", "update 7", "update 0 document", "update x document",
+        "update 99999999999 document", "update 7 document --colour", "list pos -o xml", "list pos --log-level 8",
+        "list pos --data-dir ''", "plan 7 document --allow-removals", "configuring pos 1 on"}) {
+    const Result result = Run(arguments);
+    EXPECT_EQ(result.status, 64) << arguments;
+    EXPECT_EQ(result.out, "") << arguments;
+    EXPECT_EQ(result.err.substr(0, 7), "qvcms: ") << arguments;
+  }
+  EXPECT_NE(Run("list teapot").err.find("pos, speaker"), std::string::npos);
+  EXPECT_FALSE(std::filesystem::exists(folder_ / "data")) << "a wrong command line makes no data folder";
+  for (const char* arguments : {"--help", "--version", "update --help", "list --help"}) {
+    EXPECT_EQ(Run(arguments).status, 0) << arguments;
+  }
+}
+
+TEST_F(ToolTest, AppliesASnapshotOnce) {
+  Write("document", Devices(3, 2));
+  EXPECT_EQ(CountsOf(RunJson("pair 7 document --model QVR-3216"), "pos"), "3 0 0 0");
+  Write("document", Devices(2, 2, "moved"));
+  EXPECT_EQ(CountsOf(RunJson("plan 7 document"), "pos"), "0 2 1 0");
+  EXPECT_EQ(Run("plan --exit-code 7 document").status, 2);
+  EXPECT_EQ(CountsOf(RunJson("update 7 document"), "pos"), "0 2 1 0");
+  const Json::Value again = RunJson("update 7 - <document");
+  EXPECT_EQ(CountsOf(again, "pos"), "0 0 0 2");
+  EXPECT_EQ(CountsOf(again, "speaker"), "0 0 0 2");
+  EXPECT_EQ(CountsOf(again, "server"), "0 0 0 1") << "the model given at pairing is remembered";
+  EXPECT_EQ(Run("plan --exit-code 7 document").status, 0);
+
+  const Json::Value rows = RunJson("list pos --zr 7");
+  ASSERT_EQ(rows.size(), 2U);
+  EXPECT_EQ(rows[1]["id_on_rec_server"], 2);
+  EXPECT_EQ(rows[1]["owner_zr_id"], 7);
+  EXPECT_EQ(rows[1]["note"], "moved");
+  EXPECT_EQ(RunJson("list pos --zr 8").size(), 0U);
+}
+
+TEST_F(ToolTest, PlanLeavesTheHostAsItWas) {
+  Write("document", Devices(3, 2));
+  EXPECT_EQ(Run("plan 7 document").status, 0);
+  EXPECT_FALSE(std::filesystem::exists(folder_ / "data"));
+  ASSERT_EQ(Run("pair 7 document").status, 0);
+  const auto before = DataFiles();
+  Write("wrong", "{\"POS_info\":[{\"id\":9},{\"id\":[]}]}");
+  Write("document", Devices(1, 4, "moved"));
+  EXPECT_EQ(Run("plan 7 document --log-file data/log").status, 0);
+  EXPECT_EQ(Run("plan 7 wrong").status, 65);
+  EXPECT_EQ(Run("update 7 wrong").status, 65);
+  EXPECT_TRUE(DataFiles() == before);
+}
+
+TEST_F(ToolTest, AsksBeforeItRemovesMostDevices) {
+  struct Case {
+    int terminals_before, speakers_before, terminals, speakers;
+    const char* refusal;  ///< null: applied
+  };
+  const Case cases[] = {
+      {9, 0, 0, 0, nullptr},
+      {10, 0, 5, 0, nullptr},
+      {10, 0, 4, 0, "6 of 10 pos, 6 of 10 devices in all"},
+      {9, 9, 0, 9, nullptr},
+      {9, 9, 0, 8, "10 of 18 devices in all"},
+      {0, 12, 12, 0, "12 of 12 speaker, 12 of 12 devices in all"},
+  };
+  int zr = 0;
+  for (const Case& sizes : cases) {
+    const std::string slave = std::to_string(++zr);
+    Write("before", Devices(sizes.terminals_before, sizes.speakers_before));
+    Write("after", Devices(sizes.terminals, sizes.speakers));
+    ASSERT_EQ(Run("pair " + slave + " before").status, 0);
+    const Result plan = Run("--log-level 2 plan " + slave + " after");
+    const Result update = Run("--log-level 2 update " + slave + " after");
+    EXPECT_EQ(plan.status, 0) << slave;
+    const auto rows = [&] {
+      return RunJson("list pos --zr " + slave).size() + RunJson("list speaker --zr " + slave).size();
+    };
+    if (sizes.refusal == nullptr) {
+      EXPECT_EQ(plan.err, "") << slave;
+      EXPECT_EQ(update.status, 0) << slave << update.err;
+    } else {
+      EXPECT_NE(plan.err.find(sizes.refusal), std::string::npos) << plan.err;
+      EXPECT_NE(update.err.find(sizes.refusal), std::string::npos) << update.err;
+      EXPECT_NE(update.err.find("--allow-removals"), std::string::npos);
+      EXPECT_EQ(update.status, 1) << slave;
+      EXPECT_EQ(update.out, "") << slave;
+      EXPECT_EQ(rows(), static_cast<unsigned>(sizes.terminals_before + sizes.speakers_before)) << slave;
+      EXPECT_EQ(Run("--log-level 2 update --allow-removals " + slave + " after").status, 0) << slave;
+    }
+    EXPECT_EQ(rows(), static_cast<unsigned>(sizes.terminals + sizes.speakers)) << slave;
+  }
+}
+
+TEST_F(ToolTest, PrintsTablesThatStayInTheirLines) {
+  Write("document",
+        "{\"POS_info\":[{\"id\":3,\"name\":\"caf\u00e9\\n\\u001b[31m\",\"vendor\":\"\u4e2d\u6587\",\"model\":\"M\"},"
+        "{\"id\":4,\"name\":\"plain\",\"vendor\":\"v\",\"model\":\"0123456789012345678901234567890123456789x\"}]}");
+  ASSERT_EQ(Run("pair 7 document").status, 0);
+  const std::string table = Run("list pos").out;
+  EXPECT_NE(table.find("  café\\n\\x1B[31m  true     中文    M"), std::string::npos) << table;
+  EXPECT_NE(table.find("  plain          true     v       012345678901234567890123456789012345678…"), std::string::npos)
+      << table;
+  EXPECT_NE(Run("list pos --wide").out.find("89x"), std::string::npos);
+  EXPECT_EQ(Run("list pos >/dev/full").status, 1);
+  Write("more", "{\"POS_info\":[]}");
+  EXPECT_EQ(Run("update 7 more >/dev/full").status, 1);
+  EXPECT_EQ(RunJson("list pos").size(), 2U) << "what could not be reported was not applied";
+}
+
+}  // namespace
+}  // namespace qv::test

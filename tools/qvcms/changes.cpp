@@ -1,0 +1,96 @@
+#include "changes.h"
+
+#include <algorithm>
+
+#include "output.h"
+#include "record/table.h"
+
+namespace qvcms {
+
+using qv::db::UnitOfWork;
+using qv::record::ListedRow;
+
+namespace {
+
+constexpr std::int64_t kFewDevices = 10;  ///< fewer may all go without asking
+
+std::int64_t RowsOf(const Kind& kind, int zr) { return kind.table->Count(qv::record::Where().Is(kind.owner, zr)); }
+
+bool IsExcessive(std::int64_t removed, std::int64_t before) { return before >= kFewDevices && 2 * removed > before; }
+
+std::string Share(std::int64_t removed, std::int64_t before, std::string_view what) {
+  return std::to_string(removed) + " of " + std::to_string(before) + ' ' + std::string(what);
+}
+
+const Kind* KindOfTable(std::string_view table) {
+  for (const Kind& kind : Kinds()) {
+    if (kind.table->name() == table) return &kind;
+  }
+  return nullptr;
+}
+
+bool IsChange(const UnitOfWork::Count& count) { return count.added + count.updated + count.removed > 0; }
+
+ListedRow MakeRow(std::string_view kind, const UnitOfWork::Count& count, const Json::Value& unchanged) {
+  return {{"kind", Json::Value(std::string(kind))},
+          {"added", Json::Value(count.added)},
+          {"updated", Json::Value(count.updated)},
+          {"removed", Json::Value(count.removed)},
+          {"unchanged", unchanged}};
+}
+
+}  // namespace
+
+ChangeReport::ChangeReport(const UnitOfWork& work, int zr) : work_(&work), zr_(zr) {
+  for (const Kind& kind : Kinds()) {
+    if (kind.role == Role::Device) devices_before_[&kind] = RowsOf(kind, zr);
+  }
+}
+
+UnitOfWork::Count ChangeReport::CountOf(const Kind& kind) const {
+  for (const UnitOfWork::Count& count : work_->counts()) {
+    if (count.kind == kind.table->name()) return count;
+  }
+  return {.kind = kind.table->name()};
+}
+
+std::string ChangeReport::Text(Format format) const {
+  std::vector<ListedRow> rows;
+  for (const Kind& kind : Kinds()) {
+    const UnitOfWork::Count count = CountOf(kind);
+    const std::int64_t unchanged = RowsOf(kind, zr_) - count.added - count.updated;
+    if (kind.role == Role::Settings && !IsChange(count) && unchanged == 0) continue;
+    rows.push_back(MakeRow(kind.name, count, Json::Value(static_cast<Json::Int64>(unchanged))));
+  }
+  // Rows that belong to rows of a listed kind have no owner of their own, so nobody knows how many stayed.
+  for (const UnitOfWork::Count& count : work_->counts()) {
+    if (KindOfTable(count.kind) == nullptr && IsChange(count))
+      rows.push_back(MakeRow(count.kind, count, Json::Value()));
+  }
+  return FormatRows(format, {"kind", "added", "updated", "removed", "unchanged"}, rows, true);
+}
+
+bool ChangeReport::HasChanges() const {
+  return std::any_of(work_->counts().begin(), work_->counts().end(), [](const UnitOfWork::Count& count) {
+    const Kind* kind = KindOfTable(count.kind);
+    return IsChange(count) && (kind == nullptr || kind->role != Role::Outbox);
+  });
+}
+
+std::string ChangeReport::ExcessiveRemovals() const {
+  std::string text;
+  std::int64_t all_before = 0;
+  std::int64_t all_removed = 0;
+  for (const Kind& kind : Kinds()) {
+    if (kind.role != Role::Device) continue;
+    const std::int64_t before = devices_before_.at(&kind);
+    const std::int64_t removed = CountOf(kind).removed;
+    all_before += before;
+    all_removed += removed;
+    if (IsExcessive(removed, before)) text += Share(removed, before, kind.name) + ", ";
+  }
+  if (text.empty() && !IsExcessive(all_removed, all_before)) return "";
+  return text + Share(all_removed, all_before, "devices in all");
+}
+
+}  // namespace qvcms

@@ -1,0 +1,36 @@
+/// What a unit of work changed, kind by kind, and whether it removes too much.
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "db/database.h"
+#include "options.h"
+
+namespace qvcms {
+
+/// Watches the rows of one slave through a unit of work: make it before the first change, ask it after the last.
+class ChangeReport {
+ public:
+  ChangeReport(const qv::db::UnitOfWork& work, int zr);
+
+  /// One line per kind: rows added, updated, removed, and those left as they were. Kinds of settings that the slave
+  /// has nothing of are left out.
+  std::string Text(Format format) const;
+  /// Whether rows were added, updated or removed. Messages are none of these.
+  bool HasChanges() const;
+  /// Says which removals are more than a snapshot is trusted with: more than half of ten or more devices, of one kind
+  /// or of all. Empty when there are none.
+  std::string ExcessiveRemovals() const;
+
+ private:
+  qv::db::UnitOfWork::Count CountOf(const Kind& kind) const;
+
+  const qv::db::UnitOfWork* work_;
+  int zr_;
+  std::map<const Kind*, std::int64_t> devices_before_;
+};
+
+}  // namespace qvcms

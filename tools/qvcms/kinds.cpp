@@ -1,0 +1,63 @@
+#include "kinds.h"
+
+#include <algorithm>
+
+#include "devices/sections.h"
+#include "devices/tables.h"
+#include "messages/outbox.h"
+#include "server/servers.h"
+
+namespace qvcms {
+
+using namespace qv::devices;  // NOLINT(google-build-using-namespace): the tables of all device kinds
+
+namespace {
+
+/// A section that the host keeps entry by entry.
+Kind Section(std::string_view name, const qv::record::AnyTable& table) {
+  return {name, &table, Role::Settings, "owner_zr_id", {"id", "owner_zr_id", "id_on_rec_server", "settings"}};
+}
+
+/// Equipment; `columns` come after those that every device has.
+Kind Device(std::string_view name, const qv::record::AnyTable& table, const std::vector<std::string_view>& columns) {
+  Kind kind{name, &table, Role::Device, "owner_zr_id", {"id", "owner_zr_id", "id_on_rec_server", "name"}};
+  kind.columns.insert(kind.columns.end(), columns.begin(), columns.end());
+  return kind;
+}
+
+}  // namespace
+
+std::span<const Kind> Kinds() {
+  static const std::vector<Kind> kinds = {
+      {"server", &qv::server::ServerTable(), Role::Settings, "id", {"id", "model"}},
+      Device("pos", PosTable(), {"enabled", "vendor", "model", "host", "port", "note"}),
+      Device("speaker", SpeakerTable(), {"enabled", "vendor", "model", "host", "volume", "note"}),
+      Section("camera-detection-setting", CameraDetectionSettingTable()),
+      Section("camera-device-output", CameraDeviceOutputTable()),
+      Section("iomodule-setting", IOModuleSettingTable()),
+      Section("iomodule-cam-pairing", IOModuleCamPairingTable()),
+      Section("pos-event-conf", PosEventConfTable()),
+      Section("ctrler-action-rule", CtrlerActionRuleTable()),
+      Section("rec-share", RecShareTable()),
+      {"message",
+       &qv::messages::MessageTable(),
+       Role::Outbox,
+       "zr_id",
+       {"id", "zr_id", "target", "command", "payload"}},
+  };
+  return kinds;
+}
+
+const Kind* FindKind(std::string_view name) {
+  const std::span<const Kind> kinds = Kinds();
+  const auto found = std::find_if(kinds.begin(), kinds.end(), [&](const Kind& kind) { return kind.name == name; });
+  return found == kinds.end() ? nullptr : &*found;
+}
+
+std::string KindNames() {
+  std::string names;
+  for (const Kind& kind : Kinds()) names += (names.empty() ? "" : ", ") + std::string(kind.name);
+  return names;
+}
+
+}  // namespace qvcms

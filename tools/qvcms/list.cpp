@@ -1,0 +1,33 @@
+/// list: the rows of one kind.
+
+#include "commands.h"
+#include "exitcodes.h"
+#include "host.h"
+#include "output.h"
+#include "record/table.h"
+
+namespace qvcms {
+namespace {
+
+/// What a table shows of the kind.
+std::vector<std::string> ShownColumns(const Kind& kind, bool wide) {
+  if (!wide) return {kind.columns.begin(), kind.columns.end()};
+  std::vector<std::string> columns;
+  for (const qv::record::Field& field : kind.table->fields()) {
+    if (field.info.role != FieldRole::Secret) columns.emplace_back(field.info.column);
+  }
+  return columns;
+}
+
+}  // namespace
+
+int Run(const GlobalOptions& global, const ListOptions& options) {
+  const Host host(global);
+  const Kind& kind = *options.kind;
+  qv::record::Where where;
+  if (options.zr) where.Is(kind.owner, *options.zr);
+  Print(FormatRows(global.format, ShownColumns(kind, options.wide), kind.table->List(where), options.wide));
+  return kDone;
+}
+
+}  // namespace qvcms

@@ -1,0 +1,174 @@
+#include "options.h"
+
+#include <CLI/CLI.hpp>
+#include <climits>
+#include <functional>
+#include <iostream>
+#include <map>
+
+#include "exitcodes.h"
+#include "json/document.h"
+#include "output.h"
+
+namespace qvcms {
+namespace {
+
+/// Collects what the parser finds. The parser keeps references into it, so it stays where it is.
+class CommandLine {
+ public:
+  CommandLine() {
+    app_.name("qvcms");
+    app_.set_version_flag("--version", std::string("qvcms ") + QVCMS_VERSION);
+    app_.require_subcommand(1);
+    app_.fallthrough();
+    app_.footer(
+        "Exit status: 0 done; 1 failed, nothing applied; 2 `plan --exit-code` found changes;\n"
+        "64 wrong usage; 65 the document cannot be read or used.\n"
+        "`qvcms COMMAND --help` shows an example of each command.");
+    AddGlobalOptions();
+    AddImports();
+    AddStatusAndRemove();
+    AddList();
+    AddConfiguring();
+  }
+
+  std::variant<Options, int> Parse(int argc, const char* const* argv) {
+    try {
+      app_.parse(argc, argv);
+    } catch (const CLI::Success& success) {
+      return app_.exit(success);
+    } catch (const CLI::ParseError& error) {
+      Complain(error.what());
+      std::cerr << "Run \"qvcms --help\" for the commands and options.\n";
+      return kUsage;
+    }
+    for (const auto& [subcommand, make] : makers_) {
+      if (subcommand->parsed()) return Options{global_, make()};
+    }
+    return kUsage;
+  }
+
+ private:
+  CLI::App* AddCommand(const std::string& name, const std::string& text, const std::string& example,
+                       std::function<Command()> make) {
+    CLI::App* command = app_.add_subcommand(name, text);
+    command->footer("Example:\n" + example);
+    makers_.emplace_back(command, std::move(make));
+    return command;
+  }
+
+  void AddZr(CLI::App* command, int& zr) {
+    command->add_option("ZR", zr, "Server id of the slave")->required()->check(CLI::Range(1, INT_MAX));
+  }
+
+  void AddImport(CLI::App* command) {
+    AddZr(command, import_.zr);
+    command->add_option("DOC", import_.document, "The slave's JSON document, - for standard input")->required();
+    command->add_option("--model", import_.model, "Model of the slave; default: the one remembered");
+  }
+
+  void AddGlobalOptions() {
+    global_.max_depth = limits_.depth;
+    global_.max_size = limits_.size;
+    app_.add_option("--data-dir", global_.data_dir, "Folder with the host's data, made on first use")
+        ->envname("QVCMS_DATA_DIR")
+        ->check([](const std::string& text) { return text.empty() ? "the name is empty" : ""; })
+        ->capture_default_str();
+    app_.add_option("--log-level", global_.log_level, "Least severe level that is logged, 0 (fatal) to 7 (dump)")
+        ->check(CLI::Range(0, 7))
+        ->capture_default_str();
+    app_.add_option("--log-file", global_.log_file, "Append the log to this file too");
+    app_.add_option("-o,--output", global_.format, "What to print: table or json")
+        ->transform(
+            CLI::CheckedTransformer(std::map<std::string, Format>{{"table", Format::Table}, {"json", Format::Json}}))
+        ->option_text("table|json");
+    app_.add_option("--max-depth", global_.max_depth, "Deepest nesting of a document")
+        ->check(CLI::Range(std::size_t{1}, qv::json::kMaxDepth))
+        ->capture_default_str();
+    app_.add_option("--max-size", global_.max_size, "Largest document, in bytes")
+        ->check(CLI::PositiveNumber)
+        ->capture_default_str();
+    app_.add_option("--synchronous", global_.durability,
+                    "full: what is done survives a power cut; normal: faster, a power cut may undo the last commands")
+        ->transform(CLI::CheckedTransformer(std::map<std::string, qv::db::Durability>{
+            {"full", qv::db::Durability::Power}, {"normal", qv::db::Durability::Process}}))
+        ->option_text("full|normal");
+  }
+
+  void AddImports() {
+    AddImport(AddCommand("pair", "Take over everything of a newly paired slave",
+                         "  qvcms pair 7 examples/slave7-pair.json --model QVR-3216",
+                         [this] { return PairOptions{import_}; }));
+    CLI::App* update =
+        AddCommand("update", "Apply a slave's configuration snapshot", "  qvcms update 7 snapshot.json", [this] {
+          return UpdateOptions{import_, allow_removals_};
+        });
+    AddImport(update);
+    update->add_flag("--allow-removals", allow_removals_,
+                     "Apply a snapshot that removes more than half of ten or more devices");
+    CLI::App* plan = AddCommand("plan", "Show what update would do, and do nothing",
+                                "  qvcms plan --exit-code 7 snapshot.json || echo \"status $?\"", [this] {
+                                  return PlanOptions{import_, exit_code_};
+                                });
+    AddImport(plan);
+    plan->add_flag("--exit-code", exit_code_, "Exit with 2 when there are changes");
+  }
+
+  void AddStatusAndRemove() {
+    CLI::App* status = AddCommand("status", "Apply a slave's status report", "  qvcms status 7 status.json", [this] {
+      return StatusOptions{import_.zr, import_.document};
+    });
+    AddZr(status, import_.zr);
+    status->add_option("DOC", import_.document, "The status report, - for standard input")->required();
+    AddZr(AddCommand("remove", "Delete everything held for a slave", "  qvcms remove 7",
+                     [this] { return RemoveOptions{import_.zr}; }),
+          import_.zr);
+  }
+
+  void AddList() {
+    CLI::App* list =
+        AddCommand("list", "Show what the host holds", "  qvcms list pos --zr 7\n  qvcms -o json list message", [this] {
+          return ListOptions{FindKind(kind_), list_zr_, wide_};
+        });
+    list->add_option("KIND", kind_, "One of " + KindNames())->required()->check([](const std::string& name) {
+      return FindKind(name) == nullptr ? "unknown kind \"" + name + "\"; the kinds are " + KindNames() : "";
+    });
+    list->add_option("--zr", list_zr_, "Only what belongs to this slave")->check(CLI::Range(1, INT_MAX));
+    list->add_flag("--wide", wide_, "Show every column, whole");
+  }
+
+  void AddConfiguring() {
+    CLI::App* configuring = AddCommand("configuring", "Mark a device as being configured on the host, or as free again",
+                                       "  qvcms configuring iomodule 3 on", [this] { return configuring_; });
+    configuring->add_option("DEVICE", configuring_.device, "camera or iomodule")
+        ->required()
+        ->check(CLI::IsMember({"camera", "iomodule"}));
+    configuring->add_option("ID", configuring_.id, "Id of the device on the host")
+        ->required()
+        ->check(CLI::Range(1, INT_MAX));
+    configuring->add_option("STATE", configuring_.on, "on or off")
+        ->required()
+        ->transform(CLI::CheckedTransformer(std::map<std::string, bool>{{"on", true}, {"off", false}}));
+  }
+
+  CLI::App app_{"Keeps a video-surveillance host's database true to its recording servers.", "qvcms"};
+  std::vector<std::pair<CLI::App*, std::function<Command()>>> makers_;
+  const qv::json::ReadLimits limits_;
+  GlobalOptions global_;
+  Import import_;
+  bool allow_removals_ = false;
+  bool exit_code_ = false;
+  std::string kind_;
+  std::optional<int> list_zr_;
+  bool wide_ = false;
+  ConfiguringOptions configuring_;
+};
+
+}  // namespace
+
+std::variant<Options, int> ParseOptions(int argc, const char* const* argv) {
+  CommandLine line;
+  return line.Parse(argc, argv);
+}
+
+}  // namespace qvcms

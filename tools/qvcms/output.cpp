@@ -1,0 +1,135 @@
+#include "output.h"
+
+#include <qvjson.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <clocale>
+#include <cstdio>
+#include <cstring>
+#include <cwchar>
+
+#include "exitcodes.h"
+#include "log/escape.h"
+
+namespace qvcms {
+
+using qv::record::ListedRow;
+
+namespace {
+
+constexpr int kWidestCell = 40;
+
+/// Columns of a terminal that well-formed `text` without control characters takes, or the bytes of it that fit into
+/// `limit` of them.
+struct Extent {
+  std::size_t bytes = 0;
+  int width = 0;
+};
+
+Extent Measure(std::string_view text, int limit) {
+  Extent extent;
+  std::mbstate_t state{};
+  while (extent.bytes < text.size()) {
+    wchar_t character = 0;
+    const std::size_t used = std::mbrtowc(&character, text.data() + extent.bytes, text.size() - extent.bytes, &state);
+    if (used == 0 || used > text.size()) break;
+    const int width = std::max(0, wcwidth(character));
+    if (extent.width + width > limit) break;
+    extent.bytes += used;
+    extent.width += width;
+  }
+  return extent;
+}
+
+struct Cell {
+  std::string text;
+  int width = 0;
+  bool number = false;
+};
+
+Cell MakeCell(const Json::Value& value, bool wide) {
+  Cell cell;
+  cell.number = value.isNumeric();
+  if (!value.isNull()) cell.text = qv::log::EscapeLine(value.isString() ? value.asString() : JsonWrite(value, true));
+  const Extent whole = Measure(cell.text, INT_MAX);
+  cell.width = whole.width;
+  if (!wide && whole.width > kWidestCell) {
+    const Extent part = Measure(cell.text, kWidestCell - 1);
+    cell.text.resize(part.bytes);
+    cell.text += "…";
+    cell.width = part.width + 1;
+  }
+  return cell;
+}
+
+const Json::Value& ValueOf(const ListedRow& row, const std::string& column) {
+  const auto member = std::find_if(row.begin(), row.end(), [&](const auto& entry) { return entry.first == column; });
+  return member == row.end() ? Json::Value::nullSingleton() : member->second;
+}
+
+/// Appends a line of cells, padded to the widths of their columns; none at the end of the line.
+void AppendLine(std::string& text, const std::vector<Cell>& cells, const std::vector<int>& widths) {
+  for (std::size_t column = 0; column < cells.size(); ++column) {
+    const std::string padding(static_cast<std::size_t>(widths[column] - cells[column].width), ' ');
+    if (column > 0) text += "  ";
+    if (cells[column].number) text += padding;
+    text += cells[column].text;
+    if (!cells[column].number && column + 1 < cells.size()) text += padding;
+  }
+  text.erase(text.find_last_not_of(' ') + 1);
+  text += '\n';
+}
+
+}  // namespace
+
+std::string FormatTable(const std::vector<std::string>& header, const std::vector<ListedRow>& rows, bool wide) {
+  std::setlocale(LC_CTYPE, "C.UTF-8");  // widths of characters, wherever the program runs
+  std::vector<std::vector<Cell>> lines(1);
+  for (const std::string& name : header) lines[0].push_back(MakeCell(Json::Value(name), wide));
+  for (const ListedRow& row : rows) {
+    std::vector<Cell>& line = lines.emplace_back();
+    for (const std::string& name : header) line.push_back(MakeCell(ValueOf(row, name), wide));
+  }
+  std::vector<int> widths(header.size(), 0);
+  for (std::size_t column = 0; column < header.size(); ++column) {
+    for (const std::vector<Cell>& line : lines) widths[column] = std::max(widths[column], line[column].width);
+    // A column's name stands above its figures.
+    if (lines.size() > 1) lines[0][column].number = lines[1][column].number;
+  }
+  std::string text;
+  for (const std::vector<Cell>& line : lines) AppendLine(text, line, widths);
+  return text;
+}
+
+std::string FormatJson(const std::vector<ListedRow>& rows) {
+  std::string text = "[";
+  for (const ListedRow& row : rows) {
+    text += text.size() > 1 ? ",\n{" : "\n{";
+    for (const auto& [name, value] : row) {
+      if (text.back() != '{') text += ',';
+      text += JsonWrite(Json::Value(name), true) + ':' + JsonWrite(value, true);
+    }
+    text += '}';
+  }
+  text += rows.empty() ? "]\n" : "\n]\n";
+  return text;
+}
+
+std::string FormatRows(Format format, const std::vector<std::string>& columns, const std::vector<ListedRow>& rows,
+                       bool wide) {
+  return format == Format::Json ? FormatJson(rows) : FormatTable(columns, rows, wide);
+}
+
+void Print(std::string_view text) {
+  if (std::fwrite(text.data(), 1, text.size(), stdout) != text.size() || std::fflush(stdout) != 0) {
+    throw Failure(kFailed, std::string("cannot write the output: ") + std::strerror(errno));
+  }
+}
+
+void Complain(std::string_view text) {
+  const std::string line = "qvcms: " + qv::log::EscapeLine(text) + '\n';
+  std::fwrite(line.data(), 1, line.size(), stderr);
+}
+
+}  // namespace qvcms

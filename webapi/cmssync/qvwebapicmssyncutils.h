@@ -1,0 +1,30 @@
+/// Keeps the host's copies of its recording servers' (slaves') devices and settings true.
+///
+/// The host's web-API service calls these functions with the slave's id in the CMS and the JSON document that the
+/// slave sent. Each call runs on the caller's thread, takes no lock of its own and keeps nothing that it loads. Two
+/// calls for one slave at the same time would mix their database work: keeping them apart, and deciding whether a
+/// call's changes are kept as a whole, is the caller's business.
+///
+/// A step that fails logs its failure and the next step runs. Only what cannot be read as JSON of the expected kind
+/// (an object where a number belongs) leaves a function as an exception, derived from `Json::Exception`.
+#pragma once
+
+#include <json/value.h>
+
+class SlaveZR;
+
+#define QV_EXPORT __attribute__((visibility("default")))
+
+extern "C" {
+
+/// Applies a fresh configuration snapshot: what is new is added, what changed is updated, what the slave no longer
+/// reports is deleted, and the host's other services are told.
+/// @param slave  the slave's record; only its model is read
+/// @param info   the snapshot, a JSON object; a section that is absent counts as empty
+/// @param zrId   the slave's id in the CMS
+/// @return 0
+QV_EXPORT int SaveSlaveInfoUpdate(const SlaveZR& slave, const Json::Value& info, int zrId);
+
+/// Imports the configuration of a slave that has just been paired. Arguments and result as above.
+QV_EXPORT int SaveSlaveInfoPair(const SlaveZR& slave, const Json::Value& info, int zrId);
+}

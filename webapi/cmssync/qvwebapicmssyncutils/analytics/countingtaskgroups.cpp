@@ -1,0 +1,3 @@
+#include "countingtaskgroups.h"
+
+void UpdateCountingTaskGroupInfo(const Json::Value&, int) {}

@@ -1,0 +1,3 @@
+#include "countingwidgets.h"
+
+void UpdateCountingWidgetInfo(const Json::Value&, int) {}

@@ -1,0 +1,3 @@
+#include "ivatasks.h"
+
+void UpdateIvaInfo(const Json::Value&, int, CachedCamMap&, bool) {}

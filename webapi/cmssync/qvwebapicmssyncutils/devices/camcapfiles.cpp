@@ -1,0 +1,3 @@
+#include "camcapfiles.h"
+
+void SaveCamCapFiles(int, const Json::Value&) {}

@@ -1,0 +1,3 @@
+#include "cameras.h"
+
+int UpdateCameraData(int, const Json::Value&) { return 0; }

@@ -1,0 +1,3 @@
+#include "ctrlers.h"
+
+int UpdateCtrlerData(int, const Json::Value&) { return 0; }

@@ -1,0 +1,3 @@
+#include "iomodules.h"
+
+int UpdateIOModuleData(int, const Json::Value&) { return 0; }

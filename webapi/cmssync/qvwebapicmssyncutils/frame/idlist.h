@@ -1,0 +1,29 @@
+/// Lists of ids: from devices to ids, from ids to text.
+#pragma once
+
+#include <list>
+#include <sstream>
+#include <string>
+#include <vector>
+
+/// The ids of `objects`, in their order. @param id  `std::mem_fn` of an accessor that returns an int
+template <class T, class F>
+std::list<int> Transform2List(const std::list<T>& objects, F id) {
+  std::list<int> ids;
+  for (const T& object : objects) ids.push_back(id(object));
+  return ids;
+}
+
+/// The ids as a vector of exactly their number.
+inline std::vector<int> List2Vector(const std::list<int>& ids) { return {ids.begin(), ids.end()}; }
+
+/// The elements from `first` to before `last` as text, with `separator` between neighbours only.
+template <class Iterator>
+std::string Iter2String(Iterator first, Iterator last, const std::string& separator) {
+  std::ostringstream text;
+  for (Iterator element = first; element != last; ++element) {
+    if (element != first) text << separator;
+    text << *element;
+  }
+  return text.str();
+}

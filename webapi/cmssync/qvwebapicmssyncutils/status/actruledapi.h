@@ -1,0 +1,63 @@
+/// Device states for the action-rule daemon, whose rules have them as triggers.
+#pragma once
+
+#include <json/value.h>
+
+#include <list>
+#include <string>
+
+#include "actionruledaemon.h"
+#include "frame/idlist.h"
+
+namespace ActRuledApi {
+
+/// One kind of device and the state its devices are in now. @param ids  decimal, joined by ","
+template <class Status>
+Json::Value TransToJson(DEVICE_SRC src, std::string ids, Status status) {
+  Json::Value source(Json::objectValue);
+  source["srcType"] = static_cast<int>(src);
+  source["id"] = std::move(ids);
+  source["status"] = static_cast<int>(status);
+  return source;
+}
+
+/// Sends a command about one kind of device, and forwards it to the CMS host when this server is a recording server
+/// of a CMS itself.
+/// @param onlyUpdateDevSts  the daemon updates the states only
+/// @param zrId              the server that the devices belong to
+/// @param wantReply         take the daemon's answer
+/// @return the result of the daemon call, 0 on success; nobody learns how the forwarding went
+template <class Status>
+int SendCmd(ACTRULED_CMD_TYPE cmdType, DEVICE_SRC src, std::string ids, Status status, bool onlyUpdateDevSts, int zrId,
+            bool wantReply) {
+  Json::Value command(Json::objectValue);
+  command["source"].append(TransToJson(src, std::move(ids), status));
+  command["zrId"] = zrId;
+  command["onlyUpdateDevSts"] = onlyUpdateDevSts;
+
+  Json::Value reply;
+  const int result = SendCmdToDaemon("qvactruled", cmdType, command, wantReply ? &reply : nullptr, false);
+  if (IsCmsRecServer(SERV_IDENTITY_REC_SERVER)) {
+    Json::Value wrapper(Json::objectValue);
+    wrapper["cmdType"] = static_cast<int>(cmdType);
+    wrapper["data"] = std::move(command);
+    SendCmdToHostViaCmsConn(CMS_MF_MSG_ACTRULE_CMD, wrapper);
+  }
+  return result;
+}
+
+}  // namespace ActRuledApi
+
+/// Adds a source entry to the "source" array of `cmd` for each list that is not empty. Sends nothing.
+/// @param first, second, third  ids of cameras, I/O modules and doors
+template <class First, class Second, class Third>
+void CompoundSendCmd2ActRuled(const std::list<First>& first, const std::list<Second>& second,
+                              const std::list<Third>& third, DEVICE_STATUS status, Json::Value& cmd) {
+  const auto append = [&](DEVICE_SRC src, const auto& ids) {
+    if (ids.empty()) return;
+    cmd["source"].append(ActRuledApi::TransToJson(src, Iter2String(ids.begin(), ids.end(), ","), status));
+  };
+  append(DEVICE_SRC_CAMERA, first);
+  append(DEVICE_SRC_IO_MODULE, second);
+  append(DEVICE_SRC_ACS_DOOR, third);
+}
