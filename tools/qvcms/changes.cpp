@@ -64,8 +64,10 @@ std::string ChangeReport::Text(Format format) const {
   }
   // Rows that belong to rows of a listed kind have no owner of their own, so nobody knows how many stayed.
   for (const UnitOfWork::Count& count : work_->counts()) {
-    if (KindOfTable(count.kind) == nullptr && IsChange(count))
-      rows.push_back(MakeRow(count.kind, count, Json::Value()));
+    if (KindOfTable(count.kind) != nullptr || !IsChange(count)) continue;
+    std::string name(count.kind);
+    std::replace(name.begin(), name.end(), '_', '-');
+    rows.push_back(MakeRow(name, count, Json::Value()));
   }
   return FormatRows(format, {"kind", "added", "updated", "removed", "unchanged"}, rows, true);
 }

@@ -106,10 +106,11 @@ class CommandLine {
     AddImport(update);
     update->add_flag("--allow-removals", allow_removals_,
                      "Apply a snapshot that removes more than half of ten or more devices");
-    CLI::App* plan = AddCommand("plan", "Show what update would do, and do nothing",
-                                "  qvcms plan --exit-code 7 snapshot.json || echo \"status $?\"", [this] {
-                                  return PlanOptions{import_, exit_code_};
-                                });
+    CLI::App* plan =
+        AddCommand("plan", "Show what update would do, and do nothing; the log tells of changes that are taken back",
+                   "  qvcms plan --exit-code 7 snapshot.json || echo \"status $?\"", [this] {
+                     return PlanOptions{import_, exit_code_};
+                   });
     AddImport(plan);
     plan->add_flag("--exit-code", exit_code_, "Exit with 2 when there are changes");
   }
