@@ -20,8 +20,8 @@ struct CameraData {
 
 #define CAMERA_FIELDS(FIELD)                                                                                     \
   FIELD(CameraData, 0, int, Id, "id", HostId)                                                                    \
-  FIELD(CameraData, 1, int, OwnerZrId, "owner_zr_id", Owner)                                                     \
-  FIELD(CameraData, 2, int, IdOnRecServer, "id_on_rec_server", IdOnSlave)                                        \
+  FIELD(CameraData, 1, int, IdOnRecServer, "id_on_rec_server", IdOnSlave)                                        \
+  FIELD(CameraData, 2, int, OwnerZrId, "owner_zr_id", Owner)                                                     \
   FIELD(CameraData, 3, std::string, Name, "name", Config)                                                        \
   FIELD(CameraData, 4, bool, Enabled, "enabled", Config, .default_int = 1)                                       \
   FIELD(CameraData, 5, std::string, Vendor, "vendor", Config)                                                    \

@@ -16,8 +16,8 @@ struct IPSpeakerData {
 
 #define IP_SPEAKER_FIELDS(FIELD)                                                                         \
   FIELD(IPSpeakerData, 0, int, Id, "id", HostId)                                                         \
-  FIELD(IPSpeakerData, 1, int, OwnerZrId, "owner_zr_id", Owner)                                          \
-  FIELD(IPSpeakerData, 2, int, IdOnRecServer, "id_on_rec_server", IdOnSlave)                             \
+  FIELD(IPSpeakerData, 1, int, IdOnRecServer, "id_on_rec_server", IdOnSlave)                             \
+  FIELD(IPSpeakerData, 2, int, OwnerZrId, "owner_zr_id", Owner)                                          \
   FIELD(IPSpeakerData, 3, std::string, Name, "name", Config)                                             \
   FIELD(IPSpeakerData, 4, bool, Enabled, "enabled", Config, .default_int = 1)                            \
   FIELD(IPSpeakerData, 5, std::string, Vendor, "vendor", Config)                                         \

@@ -20,8 +20,8 @@ struct POSData {
 
 #define POS_FIELDS(FIELD)                                                                                 \
   FIELD(POSData, 0, int, Id, "id", HostId)                                                                \
-  FIELD(POSData, 1, int, OwnerZrId, "owner_zr_id", Owner)                                                 \
-  FIELD(POSData, 2, int, IdOnRecServer, "id_on_rec_server", IdOnSlave)                                    \
+  FIELD(POSData, 1, int, IdOnRecServer, "id_on_rec_server", IdOnSlave)                                    \
+  FIELD(POSData, 2, int, OwnerZrId, "owner_zr_id", Owner)                                                 \
   FIELD(POSData, 3, std::string, Name, "name", Config)                                                    \
   FIELD(POSData, 4, bool, Enabled, "enabled", Config, .default_int = 1)                                   \
   FIELD(POSData, 5, std::string, Vendor, "vendor", Config)                                                \

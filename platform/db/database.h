@@ -180,7 +180,7 @@ void CountChange(std::string_view kind, Change change, std::int64_t rows);
 /// commits, or at once without one. The file has mode 0600 from its first moment; folders are made as needed.
 /// The path is refused (false) when it is empty, absolute, has "..", a NUL, is longer than the system allows, meets a
 /// symbolic link or a file on its way, or names a folder. Throws `Error` when the content cannot be stored.
-bool StageFile(std::string_view folder, std::string_view relative, std::string content);
+bool StageFile(std::string_view folder, std::string_view relative, std::string_view content);
 /// As `StageFile`, for removing the file or the whole folder `relative`.
 bool StageRemoval(std::string_view folder, std::string_view relative);
 

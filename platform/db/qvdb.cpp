@@ -71,6 +71,7 @@ const std::optional<std::string>* FindField(const DBResult_tag* result, unsigned
 
 namespace QVDB {
 
+// NOLINTNEXTLINE(performance-unnecessary-value-param): the contract hands the text over by value
 int Execute(DB_INSTANCE instance, std::string sql, DBResult_tag** result, bool /*wantLastId*/, bool retryOnBusy,
             bool logOnError, bool /*useCache*/) {
   // The id of the last row needs no preparation here. Nor is the text kept: with the values inside it, it is hardly

@@ -63,7 +63,7 @@ void WriteContent(int file, std::string_view content) {
 /// @return the name of the new file in the staging folder
 std::string WriteStaged(int staging, std::string_view content, bool durable) {
   static std::atomic<std::uint64_t> counter{0};
-  const std::string name = std::to_string(getpid()) + "-" + std::to_string(++counter);
+  std::string name = std::to_string(getpid()) + "-" + std::to_string(++counter);
   const FileDescriptor file(
       openat(staging, name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, S_IRUSR | S_IWUSR));
   if (!file) FailStaging("cannot make a staged file");
@@ -185,7 +185,7 @@ void FinishStagedFilesOfOthers(Session& session) {
   }
 }
 
-bool StageFile(std::string_view folder, std::string_view relative, std::string content) {
+bool StageFile(std::string_view folder, std::string_view relative, std::string_view content) {
   const std::optional<PathNames> names = NamesOf(folder, relative);
   if (!names || relative.back() == '/') return false;
   Session& session = ThisThread();

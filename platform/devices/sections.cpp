@@ -19,8 +19,8 @@ struct SectionEntryData {
 // The references are also in the settings, under the keys that the slave uses, as ids of the host.
 #define SECTION_ENTRY_FIELDS(FIELD)                                                        \
   FIELD(SectionEntryData, 0, int, Id, "id", HostId)                                        \
-  FIELD(SectionEntryData, 1, int, OwnerZrId, "owner_zr_id", Owner)                         \
-  FIELD(SectionEntryData, 2, int, IdOnRecServer, "id_on_rec_server", IdOnSlave)            \
+  FIELD(SectionEntryData, 1, int, IdOnRecServer, "id_on_rec_server", IdOnSlave)            \
+  FIELD(SectionEntryData, 2, int, OwnerZrId, "owner_zr_id", Owner)                         \
   FIELD(SectionEntryData, 3, int, CameraId, "camera_id", HostOnly, .references = "camera") \
   FIELD(SectionEntryData, 4, int, PosId, "pos_id", HostOnly, .references = "pos")          \
   FIELD(SectionEntryData, 5, JsonText, Settings, "settings", HostOnly)

@@ -1,7 +1,8 @@
 #include "convert.h"
 
-#include <functional>
 #include <string_view>
+
+#include "names.h"
 
 namespace qv::json {
 namespace {
@@ -14,13 +15,23 @@ struct Names {
   std::size_t hash = 0;
 };
 
+/// Of the lengths and last characters alone: objects that happen to share a hash are told apart by `HasNames`.
 Names HashNames(const simdjson::dom::object& object) {
   Names names;
   for (const auto& [name, child] : object) {
-    names.hash = names.hash * 31 + std::hash<std::string_view>()(name);
+    const auto last = name.empty() ? 0U : static_cast<unsigned char>(name.back());
+    names.hash = names.hash * 1000003 + name.size() * 256 + last;
     ++names.count;
   }
   return names;
+}
+
+void AddBlank(Json::Value& object, std::string_view name) {
+  if (const char* const kept = KeepName(name)) {
+    object[Json::StaticString(kept)];
+  } else {
+    object.demand(name.data(), name.data() + name.size());
+  }
 }
 
 bool HasNames(const simdjson::dom::object& object, const std::vector<std::string>& names) {
@@ -85,30 +96,35 @@ bool Converter::ConvertObject(const simdjson::dom::object& object, Json::Value& 
     return AddMembers(object, value, levels_left);
   }
   Shape& shape = found->second;  // stays where it is when the map grows
-  if (shape.blank.isNull()) {
-    Json::Value blank(Json::objectValue);
-    std::vector<std::string> document_order;
-    for (const auto& [name, child] : object) {
-      blank.demand(name.data(), name.data() + name.size());
-      document_order.emplace_back(name);
-    }
-    if (blank.size() != names.count) {
-      return false;
-    }
-    std::unordered_map<std::string_view, std::size_t> places;
-    for (auto member = blank.begin(); member != blank.end(); ++member) {
-      const char* name_end = nullptr;
-      const char* const name = member.memberName(&name_end);
-      places.emplace(std::string_view(name, name_end), places.size());
-    }
-    for (const std::string& name : document_order) {
-      shape.places.push_back(places.at(name));
-    }
-    shape.names = std::move(document_order);
-    shape.blank = std::move(blank);
+  if (shape.blank.isNull() && !Learn(object, shape)) {
+    return false;
   }
   return HasNames(object, shape.names) ? FillShape(shape, object, value, levels_left)
                                        : AddMembers(object, value, levels_left);
+}
+
+bool Converter::Learn(const simdjson::dom::object& object, Shape& shape) {
+  Json::Value blank(Json::objectValue);
+  std::vector<std::string> names;
+  for (const auto& [name, child] : object) {
+    AddBlank(blank, name);
+    names.emplace_back(name);
+  }
+  if (blank.size() != names.size()) {
+    return false;
+  }
+  std::unordered_map<std::string_view, std::size_t> places;
+  for (auto member = blank.begin(); member != blank.end(); ++member) {
+    const char* name_end = nullptr;
+    const char* const name = member.memberName(&name_end);
+    places.emplace(std::string_view(name, name_end), places.size());
+  }
+  for (const std::string& name : names) {
+    shape.places.push_back(places.at(name));
+  }
+  shape.names = std::move(names);
+  shape.blank = std::move(blank);
+  return true;
 }
 
 bool Converter::FillShape(const Shape& shape, const simdjson::dom::object& object, Json::Value& value,

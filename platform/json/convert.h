@@ -15,7 +15,8 @@ namespace qv::json {
 ///
 /// Most of the cost of a value is that of looking up and copying the names of its members, and the objects of a
 /// document are mostly rows of a list that have the same members in the same order. So the second object of a shape
-/// leaves a blank copy behind, and the later ones begin as a copy of it, whose members only need their values.
+/// leaves a blank copy behind, and the later ones begin as a copy of it, whose members only need their values. The
+/// names of its members are not even copied (see names.h), now or when the values are copied later.
 class Converter {
  public:
   /// Takes `element` over into `value`, which must be null.
@@ -32,6 +33,7 @@ class Converter {
 
   bool ConvertArray(const simdjson::dom::array& array, Json::Value& value, std::size_t levels_left);
   bool ConvertObject(const simdjson::dom::object& object, Json::Value& value, std::size_t levels_left);
+  static bool Learn(const simdjson::dom::object& object, Shape& shape);
   bool FillShape(const Shape& shape, const simdjson::dom::object& object, Json::Value& value, std::size_t levels_left);
   bool AddMembers(const simdjson::dom::object& object, Json::Value& value, std::size_t levels_left);
 

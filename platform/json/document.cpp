@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <json/reader.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -72,12 +73,8 @@ DocumentError TooLarge(const ReadLimits& limits) {
   return {"larger than " + std::to_string(limits.size) + " bytes", 0, 0};
 }
 
-}  // namespace
-
-DocumentError::DocumentError(const std::string& reason, std::size_t line, std::size_t column)
-    : std::runtime_error(Describe(reason, line, column)), reason_(reason), line_(line), column_(column) {}
-
-Json::Value ReadDocument(std::string_view text, const ReadLimits& limits) {
+/// @param is_padded the parser may look at `SIMDJSON_PADDING` bytes behind the text; otherwise it copies the text
+Json::Value Read(std::string_view text, bool is_padded, const ReadLimits& limits) {
   if (text.size() > limits.size) {
     throw TooLarge(limits);
   }
@@ -88,7 +85,7 @@ Json::Value ReadDocument(std::string_view text, const ReadLimits& limits) {
     simdjson::error_code error = parser.allocate(std::max<std::size_t>(text.size(), 1), depth + 1);
     simdjson::dom::element root;
     if (error == simdjson::SUCCESS) {
-      error = parser.parse(text.data(), text.size()).get(root);
+      error = parser.parse(text.data(), text.size(), !is_padded).get(root);
     }
     if (error == simdjson::MEMALLOC) {
       throw std::bad_alloc();
@@ -104,13 +101,24 @@ Json::Value ReadDocument(std::string_view text, const ReadLimits& limits) {
   return ReadWithLargeIntegers(text);
 }
 
+}  // namespace
+
+DocumentError::DocumentError(const std::string& reason, std::size_t line, std::size_t column)
+    : std::runtime_error(Describe(reason, line, column)), reason_(reason), line_(line), column_(column) {}
+
+Json::Value ReadDocument(std::string_view text, const ReadLimits& limits) { return Read(text, false, limits); }
+
 Json::Value ReadDocumentFile(const std::string& path, const ReadLimits& limits) {
   const Descriptor file(path == "-" ? STDIN_FILENO : open(path.c_str(), O_RDONLY | O_CLOEXEC));
   if (file.number() < 0) {
     throw DocumentError(std::strerror(errno), 0, 0);
   }
   std::string text;
-  std::array<char, 64 * 1024> block;
+  struct stat status {};
+  if (fstat(file.number(), &status) == 0 && S_ISREG(status.st_mode)) {
+    text.reserve(std::min(static_cast<std::size_t>(status.st_size), limits.size) + simdjson::SIMDJSON_PADDING);
+  }
+  std::array<char, 65536> block;
   while (true) {
     const ssize_t count = read(file.number(), block.data(), block.size());
     if (count < 0 && errno == EINTR) {
@@ -127,7 +135,7 @@ Json::Value ReadDocumentFile(const std::string& path, const ReadLimits& limits) 
       throw TooLarge(limits);
     }
   }
-  return ReadDocument(text, limits);
+  return Read(text, text.capacity() - text.size() >= simdjson::SIMDJSON_PADDING, limits);
 }
 
 }  // namespace qv::json

@@ -19,8 +19,8 @@ namespace qv::json {
 inline constexpr std::size_t kMaxDepth = 1000;
 
 struct ReadLimits {
-  std::size_t depth = 64;                ///< arrays and objects open at a time, at most `kMaxDepth`
-  std::size_t size = 256 * 1024 * 1024;  ///< bytes
+  std::size_t depth = 64;                             ///< arrays and objects open at a time, at most `kMaxDepth`
+  std::size_t size = std::size_t{256} * 1024 * 1024;  ///< bytes
 };
 
 /// A document that cannot be read. `what()` is the reason with the place.

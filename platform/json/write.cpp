@@ -73,9 +73,9 @@ void AppendString(std::string& out, std::string_view text) {
   out += '"';
 }
 
-class Writer {
+class TextWriter {
  public:
-  Writer(Layout layout, Secrets secrets) : layout_(layout), secrets_(secrets) {}
+  TextWriter(Layout layout, Secrets secrets) : layout_(layout), secrets_(secrets) {}
 
   void Append(const Json::Value& value) {
     switch (value.type()) {
@@ -183,7 +183,7 @@ class Writer {
 };
 
 std::string Write(const Json::Value& value, Layout layout, Secrets secrets) {
-  Writer writer(layout, secrets);
+  TextWriter writer(layout, secrets);
   writer.Append(value);
   return writer.Take();
 }

@@ -13,19 +13,19 @@ using testing::IsEmpty;
 
 class StagedFilesTest : public DatabaseTest {
  protected:
-  /// Runs `work` in a process that is killed right after its commit number `commits`.
+  /// Runs `work` in a process that is killed right after its first commit.
   template <class Work>
-  void KilledAfterCommit(int commits, Work&& work) {
+  void KilledAfterCommit(Work&& work) {
     EXPECT_EQ(InProcess([&] {
-                int left = -1;  // counts once the work begins
+                bool armed = false;  // opening commits too
                 Options options = ItemOptions();
-                options.factory = [&left](const std::filesystem::path& folder, const DriverOptions& driver) {
-                  return std::make_unique<CommitWatcher>(OpenSqlite(folder, driver), [&left] {
-                    if (--left == 0) kill(getpid(), SIGKILL);
+                options.factory = [&armed](const std::filesystem::path& folder, const DriverOptions& driver) {
+                  return std::make_unique<CommitWatcher>(OpenSqlite(folder, driver), [&armed] {
+                    if (armed) kill(getpid(), SIGKILL);
                   });
                 };
                 Open(folder_, options);
-                left = commits;
+                armed = true;
                 work();
               }),
               -SIGKILL);
@@ -129,7 +129,7 @@ TEST_F(StagedFilesTest, AKilledProcessLeavesAllOrNothing) {
   EXPECT_FALSE(std::filesystem::exists(folder_ / "staging"));
   Close();
 
-  KilledAfterCommit(1, work);
+  KilledAfterCommit(work);
   EXPECT_EQ(Tree(), "old/file=old ");  // the rows are there, the files not yet
   OpenItems();
   EXPECT_EQ(Items(), "row=1");

@@ -117,7 +117,8 @@ TEST_F(UnitOfWorkTest, AFullDatabaseLosesAllOfIt) {
     Insert("first");
     const auto full = ErrorOf([] { Insert(std::string(200'000, 'x')); });
     EXPECT_THAT(full.second, HasSubstr("database or disk is full"));
-    if (full.first == Error::Kind::Lost) ExpectLost(unit);
+    EXPECT_EQ(full.first, Error::Kind::Lost);
+    ExpectLost(unit);
   }
   EXPECT_EQ(Items(), "before=1");
 }

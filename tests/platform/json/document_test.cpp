@@ -129,12 +129,18 @@ TEST(Document, RowsReadAsTheyAreWhateverTheShapeOfTheirNeighbours) {
   EXPECT_EQ(Read('[' + twice + ',' + twice + ']'), "1:21 the member 'a' is given twice");
 }
 
-TEST(Document, FileThatCannotBeReadSaysWhy) {
+TEST(Document, FileIsReadOrSaysWhyNot) {
   const std::filesystem::path folder = testing::TempDir() + "qv_document_" + std::to_string(getpid());
   std::filesystem::create_directory(folder);
   const std::string file = folder / "document";
   std::ofstream(file) << "{\"a\":" << std::string(100000, ' ') << "1}\n";
   EXPECT_EQ(JsonWrite(ReadDocumentFile(file, {}), true), "{\"a\":1}");
+
+  const int standard_input = dup(STDIN_FILENO);
+  ASSERT_NE(freopen(file.c_str(), "r", stdin), nullptr);
+  EXPECT_EQ(JsonWrite(ReadDocumentFile("-", {}), true), "{\"a\":1}");
+  dup2(standard_input, STDIN_FILENO);
+  close(standard_input);
 
   const auto error_of = [](const std::string& path, const qv::json::ReadLimits& limits) -> std::string {
     try {

@@ -1,0 +1,59 @@
+#include "hosttest.h"
+
+#include <cstdlib>
+
+#include "db/database.h"
+#include "json/document.h"
+
+namespace support {
+
+Json::Value Parse(const std::string& text) { return qv::json::ReadDocument(text, {}); }
+
+HostTest::HostTest() {
+  std::string pattern = testing::TempDir() + "qvhost-XXXXXX";
+  if (mkdtemp(pattern.data()) == nullptr) throw std::runtime_error("no temporary folder");
+  folder_ = pattern;
+  qv::db::Options options;
+  options.factory = NotingDriver();
+  options.driver.durability = qv::db::Durability::Process;
+  qv::db::Open(folder_, options);
+}
+
+HostTest::~HostTest() {
+  StopJournal();
+  qv::db::Close();
+  std::filesystem::remove_all(folder_);
+}
+
+Lines HostTest::Journal(const std::function<void()>& call, int level) {
+  StartJournal(level);
+  call();
+  Lines lines = TakeJournal();
+  StopJournal();
+  return lines;
+}
+
+void HostTest::Sql(const std::string& script) { qv::db::ThisThread().Execute(script); }
+
+Lines HostTest::Rows(const std::string& query) {
+  qv::db::Query rows = qv::db::ThisThread().Prepare(query);
+  Lines lines;
+  while (rows.Next()) {
+    std::string& line = lines.emplace_back();
+    for (int column = 0; column < rows.Row().ColumnCount(); ++column) {
+      if (column > 0) line += '|';
+      line += rows.Row().IsNull(column) ? "null" : std::string(rows.Row().Text(column));
+    }
+  }
+  return lines;
+}
+
+void HostTest::Refuse(const std::string& operation, const std::string& table, const std::string& condition) {
+  static int number = 0;
+  Sql("CREATE TRIGGER refuse" + std::to_string(++number) + " BEFORE " + operation + " ON " + table +
+      (condition.empty() ? "" : " WHEN " + condition) + " BEGIN SELECT RAISE(ABORT, 'refused'); END;");
+}
+
+void HostTest::Break(const std::string& table) { Sql("ALTER TABLE " + table + " RENAME TO " + table + "_away"); }
+
+}  // namespace support

@@ -1,0 +1,121 @@
+#include "journal.h"
+
+#include <map>
+#include <sstream>
+
+#include "db/sqlite/sqlitedriver.h"
+#include "log/log.h"
+#include "wrappeddriver.h"
+
+namespace support {
+namespace {
+
+Lines journal;
+
+void NoteLogLine(const qv::log::Line& line) {
+  if (line.category == "DATABASE") {
+    std::string text = line.text.substr(0, line.text.find(": "));
+    if (text.starts_with("Failed")) text[0] = 'f';
+    Note(text);
+    return;
+  }
+  static const std::map<std::string, std::string> levels = {{"ERR", "1"},  {"NOTICE", "3"}, {"INFO", "4"},
+                                                            {"CHANGE", "5"}, {"DUMP", "7"},   {"-", "-"}};
+  Note("log " + levels.at(line.level) + " " + line.function + " " + line.text);
+}
+
+/// Notes what a statement wrote.
+class NotingStatement : public WrappedStatement {
+ public:
+  NotingStatement(std::unique_ptr<qv::db::Statement> inner, std::string sql, const qv::db::Connection& connection)
+      : WrappedStatement(std::move(inner)), sql_(std::move(sql)), connection_(connection) {}
+
+  void BindNull(int parameter) override { Bound(parameter, "null"), WrappedStatement::BindNull(parameter); }
+  void BindInt(int parameter, std::int64_t value) override {
+    Bound(parameter, std::to_string(value)), WrappedStatement::BindInt(parameter, value);
+  }
+  void BindReal(int parameter, double value) override {
+    Bound(parameter, std::to_string(value)), WrappedStatement::BindReal(parameter, value);
+  }
+  void BindText(int parameter, std::string_view text) override {
+    Bound(parameter, std::string(text)), WrappedStatement::BindText(parameter, text);
+  }
+  void Reset() override { bound_.clear(), WrappedStatement::Reset(); }
+
+  bool Step() override {
+    const bool row = WrappedStatement::Step();
+    if (sql_.starts_with("INSERT INTO message ") && row) {
+      Note("message " + bound_[1] + " " + bound_[2] + " " + bound_[3] + " " + bound_[4]);
+    } else if (sql_.starts_with("INSERT") && row) {
+      Note("insert " + Word(2) + " " + std::to_string(Int(0)));
+    } else if (!row && connection_.Changes() > 0 && !bound_.empty()) {
+      if (sql_.starts_with("INSERT") && ColumnCount() == 0) Note("insert " + Word(2) + " " + bound_.rbegin()->second);
+      if (sql_.starts_with("UPDATE")) Note("update " + Word(1) + " " + bound_.rbegin()->second);
+      if (sql_.starts_with("DELETE")) Note("delete " + Word(2) + Condition());
+    } else if (!row && bound_.empty() && sql_.starts_with("UPDATE")) {
+      Note("execute " + sql_);
+    }
+    return row;
+  }
+
+ private:
+  void Bound(int parameter, std::string value) { bound_[parameter] = std::move(value); }
+  std::string Word(int number) const {
+    std::istringstream words(sql_);
+    std::string word;
+    for (int i = 0; i <= number; ++i) words >> word;
+    return word;
+  }
+  /// The statement's condition with the values in place of the parameters.
+  std::string Condition() const {
+    const std::size_t where = sql_.find(" WHERE ");
+    std::string text = where == std::string::npos ? "" : sql_.substr(where);
+    for (auto value = bound_.rbegin(); value != bound_.rend(); ++value) {
+      const std::string parameter = "$" + std::to_string(value->first);
+      if (const std::size_t at = text.find(parameter); at != std::string::npos) {
+        text.replace(at, parameter.size(), value->second);
+      }
+    }
+    return text;
+  }
+
+  std::string sql_;
+  const qv::db::Connection& connection_;
+  std::map<int, std::string> bound_;
+};
+
+class NotingConnection : public WrappedConnection {
+ public:
+  using WrappedConnection::WrappedConnection;
+  std::unique_ptr<qv::db::Statement> Prepare(const char* sql, bool keep, const char** rest) override {
+    const char* end = nullptr;
+    auto statement = WrappedConnection::Prepare(sql, keep, &end);
+    if (rest != nullptr) *rest = end;
+    if (statement == nullptr) return nullptr;
+    std::string text(sql, end);
+    text.erase(0, text.find_first_not_of(' '));
+    return std::make_unique<NotingStatement>(std::move(statement), text, *this);
+  }
+};
+
+}  // namespace
+
+void Note(std::string line) { journal.push_back(std::move(line)); }
+
+Lines TakeJournal() { return std::exchange(journal, {}); }
+
+void StartJournal(int level) {
+  qv::log::Configure({.level = level});
+  qv::log::SetSink(NoteLogLine);
+  journal.clear();
+}
+
+void StopJournal() { qv::log::Reset(); }
+
+qv::db::ConnectionFactory NotingDriver() {
+  return [](const std::filesystem::path& folder, const qv::db::DriverOptions& options) {
+    return std::make_unique<NotingConnection>(qv::db::OpenSqlite(folder, options));
+  };
+}
+
+}  // namespace support

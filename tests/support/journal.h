@@ -1,0 +1,34 @@
+/// What a call did, in the order it happened, as text lines:
+///
+///     insert pos 3                          a row was added, with its id
+///     update pos 3                          a row was written
+///     delete pos WHERE id=3                 rows were deleted
+///     execute UPDATE pos SET status=1 ...   a text of statements was run
+///     message 7 qvactruled compound {...}   a message was left: server, target, command, payload
+///     log 4 UpdatePOSData Update POS [3] on ZR [7].
+///     log - RemoveSlaveData Fail to ...     a message that bypasses the gate
+///     failed to delete pos [3]              the platform's own line about a failed operation
+///
+/// Statements that changed no row leave no line.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "db/driver.h"
+
+namespace support {
+
+using Lines = std::vector<std::string>;
+
+/// Starts receiving the log at `level` and empties the journal.
+void StartJournal(int level);
+void StopJournal();
+/// The lines so far; empties the journal.
+Lines TakeJournal();
+void Note(std::string line);
+
+/// A driver that notes the writes of the connections it opens.
+qv::db::ConnectionFactory NotingDriver();
+
+}  // namespace support
