@@ -40,6 +40,7 @@ std::list<POS> Load(const record::Where& selection) {
 using namespace qv;           // NOLINT(google-build-using-namespace): what follows is the package's interface
 using namespace qv::devices;  // NOLINT(google-build-using-namespace)
 
+// NOLINTNEXTLINE(performance-unnecessary-value-param): the package's signature
 int POS::IsCfgChged(Json::Value entry) const {
   if (!entry.isObject()) return 0;
   const ReportedRule reported = ReadReportedRule(entry);
