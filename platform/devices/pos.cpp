@@ -67,8 +67,9 @@ int POS::Save() {
   const int id = GetId();
   const int result = record::Attempt("save", "pos", id, [&] {
     db::AllOrNothing whole;
-    PosTable().Save(*this);
-    SaveRules(GetId(), rule_);
+    const bool row_written = PosTable().Save(*this);
+    // A terminal of which only the rules changed counts as updated too.
+    if (SaveRules(GetId(), rule_) && !row_written) db::CountChange(PosTable().name(), db::Change::Updated, 1);
     whole.Keep();
   });
   if (result != 0) SetId(id);
