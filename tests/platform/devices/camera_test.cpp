@@ -26,7 +26,8 @@ TEST_F(CameraTest, PairingAgainBringsTheSameRowsUpToDate) {
   EXPECT_THAT(Rows("SELECT id,owner_zr_id,id_on_rec_server,name,status,note,device_status_flags FROM camera"),
               ElementsAre("1|7|1|AA|0||32", "2|7|2|BB|0||0", "3|7|3||4|moved in|0"));
   Break("camera");
-  EXPECT_EQ(SaveCamObjFromRecServer(7, section, false, true, ""), -1);
+  EXPECT_THAT(Journal([&] { EXPECT_EQ(SaveCamObjFromRecServer(7, section, false, true, ""), -1); }),
+              ElementsAre("failed to import the section of camera [7]"));
 }
 
 TEST_F(CameraTest, TakesAnEntryAsItsFlagsSay) {
