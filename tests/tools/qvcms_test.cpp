@@ -122,16 +122,21 @@ TEST_F(ToolTest, ConfiguringProtectsACamera) {
                       "edgeStorage":{"size":64,"encryption_password":"hidden-2"}}]})");
   Write("snapshot", R"({"camera_info":[{"id":4,"name":"renamed"}]})");
   ASSERT_EQ(Run("pair 7 paired").status, 0);
+  for (const char* list : {"list camera --wide", "-o json list camera", "list edge-storage --wide"}) {
+    const std::string listed = Run(list).out;
+    EXPECT_NE(listed.find("owner_zr_id"), std::string::npos) << list;
+    EXPECT_EQ(listed.find("hidden"), std::string::npos) << list;
+  }
   EXPECT_EQ(Run("-o json configuring camera 1 on").out, "[\n{\"kind\":\"camera\",\"id\":1,\"configuring\":true}\n]\n");
   EXPECT_EQ(CountsOf(RunJson("update 7 snapshot"), "camera"), "0 0 0 1");
   EXPECT_EQ(RunJson("list camera")[0]["device_status_flags"], 32);
   EXPECT_EQ(Run("configuring camera 1 off").status, 0);
   EXPECT_EQ(CountsOf(RunJson("update 7 snapshot"), "camera"), "0 1 0 0");
   EXPECT_EQ(RunJson("list camera")[0]["device_status_flags"], 0);
-  EXPECT_EQ(Run("configuring camera 2 on").err, "qvcms: there is no camera with the id 2\n");
-  for (const char* list : {"list camera --wide", "-o json list camera", "list edge-storage --wide"}) {
-    EXPECT_EQ(Run(list).out.find("hidden"), std::string::npos) << list;
-  }
+  Write("snapshot", R"({"camera_info":[{"id":5,"edgeStorage":{}}]})");
+  EXPECT_EQ(CountsOf(RunJson("update 7 snapshot"), "edge-storage"), "1 0 1 0") << "it goes with its camera";
+  EXPECT_EQ(CountsOf(RunJson("update 7 snapshot"), "message"), "2 0 0 ");
+  EXPECT_EQ(Run("configuring camera 1 on").err, "qvcms: there is no camera with the id 1\n");
 }
 
 TEST_F(ToolTest, PlanLeavesTheHostAsItWas) {
