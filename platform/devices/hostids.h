@@ -4,6 +4,7 @@
 #include <json/value.h>
 
 #include <unordered_map>
+#include <utility>
 
 #include "../record/table.h"
 
@@ -24,8 +25,9 @@ class HostIdLookup {
 
   /// Rewrites the id that `settings` holds under `key` to the host's. @return the host's id; 0 when there is none
   int Rewrite(Json::Value& settings, const char* key, const record::AnyTable& devices) {
-    if (!settings.isObject() || !settings[key].isInt()) return 0;
-    const int host_id = Find(devices, settings[key].asInt());
+    const Json::Value* id = settings.isObject() ? &std::as_const(settings)[key] : nullptr;
+    if (id == nullptr || !id->isInt()) return 0;
+    const int host_id = Find(devices, id->asInt());
     settings[key] = host_id;
     return host_id;
   }
