@@ -70,7 +70,7 @@ bool ToBool(const Json::Value& value, bool& flag) {
 }
 
 template <class T>
-Fit Take(T& held, T&& value, bool write) {
+Fit Take(T& held, T value, bool write) {
   if (held == value) return Fit::Same;
   if (write) held = std::forward<T>(value);
   return Fit::Differs;
@@ -102,15 +102,15 @@ Fit Take(const Field& field, void* record, const Json::Value& value, bool write)
   switch (field.type) {
     case ValueType::Int: {
       int number = 0;
-      return ToInt(value, number) ? Take(ValueAt<int>(field, record), std::move(number), write) : Fit::Misfit;
+      return ToInt(value, number) ? Take(ValueAt<int>(field, record), number, write) : Fit::Misfit;
     }
     case ValueType::Bool: {
       bool flag = false;
-      return ToBool(value, flag) ? Take(ValueAt<bool>(field, record), std::move(flag), write) : Fit::Misfit;
+      return ToBool(value, flag) ? Take(ValueAt<bool>(field, record), flag, write) : Fit::Misfit;
     }
     case ValueType::Real: {
       double number = 0;
-      return ToReal(value, number) ? Take(ValueAt<double>(field, record), std::move(number), write) : Fit::Misfit;
+      return ToReal(value, number) ? Take(ValueAt<double>(field, record), number, write) : Fit::Misfit;
     }
     case ValueType::Text:
       return TakeText(ValueAt<std::string>(field, record), value, write);

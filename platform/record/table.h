@@ -115,6 +115,9 @@ class AnyTable {
 
  private:
   struct Statements;
+  /// Whether every member of `entry` fits its field; logs the first that does not.
+  bool Fits(const void* record, const Json::Value& entry) const;
+
   std::string name_;
   std::vector<Field> fields_;
   TableOptions options_;

@@ -15,12 +15,12 @@ namespace {
 
 /// A section that the host keeps entry by entry.
 Kind Section(std::string_view name, const qv::record::AnyTable& table) {
-  return {name, &table, Role::Settings, "owner_zr_id", {"id", "owner_zr_id", "id_on_rec_server", "settings"}};
+  return {name, &table, Role::Settings, "owner_zr_id", {"id", "id_on_rec_server", "owner_zr_id", "settings"}};
 }
 
 /// Equipment; `columns` come after those that every device has.
 Kind Device(std::string_view name, const qv::record::AnyTable& table, const std::vector<std::string_view>& columns) {
-  Kind kind{name, &table, Role::Device, "owner_zr_id", {"id", "owner_zr_id", "id_on_rec_server", "name"}};
+  Kind kind{name, &table, Role::Device, "owner_zr_id", {"id", "id_on_rec_server", "owner_zr_id", "name"}};
   kind.columns.insert(kind.columns.end(), columns.begin(), columns.end());
   return kind;
 }

@@ -101,7 +101,7 @@ class CommandLine {
 
   void AddImports() {
     AddImport(AddCommand("pair", "Take over everything of a newly paired slave",
-                         "  qvcms pair 7 examples/slave7-pair.json --model QVR-3216",
+                         "  qvcms pair 7 examples/slave7-pair.json --model QVA-3216",
                          [this] { return PairOptions{import_}; }));
     CLI::App* update =
         AddCommand("update", "Apply a slave's configuration snapshot", "  qvcms update 7 snapshot.json", [this] {
