@@ -79,7 +79,7 @@ std::list<IOModule> IOModuleGetList(IOModuleFilterRule& rule, int& total, bool c
   record::Attempt("list", "iomodule", 0, [&] { list = IOModuleTable().Select(Selection(rule)); });
   list.remove_if([&](const IOModule& module) {
     return !module.IsStatusFlagOn(rule.statusFlags) ||
-           (rule.hideConfiguring && module.IsStatusFlagOn(DEV_STATUS_FLAG_CONFIGURING));
+           (rule.skipConfiguring && module.IsStatusFlagOn(DEV_STATUS_FLAG_CONFIGURING));
   });
   total = static_cast<int>(list.size());
   if (countOnly) return {};
