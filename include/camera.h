@@ -10,6 +10,7 @@
 #include <map>
 #include <string>
 
+#include "camstsinfo.h"
 #include "devicestatus.h"
 #include "packagetotals.h"
 #include "taggedfield.h"
@@ -74,6 +75,8 @@ class Camera : public TaggedRecord<CameraData::Fields> {
  public:
   /// Writes the row; a new row is given its host id. @return 0 on success, -1 on failure
   int Save();
+
+  CamStsInfo GetStsInfo() const { return CamStsInfo(*this); }
 };
 
 /// What a map of cameras is keyed by.
