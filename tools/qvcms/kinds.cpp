@@ -30,8 +30,16 @@ Kind Device(std::string_view name, const qv::record::AnyTable& table, const std:
 std::span<const Kind> Kinds() {
   static const std::vector<Kind> kinds = {
       {"server", &qv::server::ServerTable(), Role::Settings, "id", {"id", "model"}},
+      Device("iomodule", IOModuleTable(),
+             {"enabled", "vendor", "model", "host", "input_count", "output_count", "note"}),
       Device("pos", PosTable(), {"enabled", "vendor", "model", "host", "port", "note"}),
       Device("speaker", SpeakerTable(), {"enabled", "vendor", "model", "host", "volume", "note"}),
+      Device("controller", CtrlerTable(), {"enabled", "model", "host", "mac_addr", "status", "note"}),
+      {"door",
+       &DoorTable(),
+       Role::Settings,
+       "owner_zr_id",
+       {"id", "owner_zr_id", "id_on_rec_server", "name", "ctrler_id", "cam_id", "cam_zr_id", "status"}},
       Section("camera-detection-setting", CameraDetectionSettingTable()),
       Section("camera-device-output", CameraDeviceOutputTable()),
       Section("iomodule-setting", IOModuleSettingTable()),
