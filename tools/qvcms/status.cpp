@@ -1,0 +1,77 @@
+/// status: a slave's report handed to the library.
+
+#include <json/value.h>
+#include <qvjson.h>
+#include <slavezr.h>
+#include <slavezrstatus.h>
+
+#include "commands.h"
+#include "db/database.h"
+#include "document.h"
+#include "exitcodes.h"
+#include "host.h"
+#include "output.h"
+#include "qvwebapicmssyncutils.h"
+
+namespace qvcms {
+namespace {
+
+using qv::record::ListedRow;
+
+/// What is known of the slave so far. The report of a slave that was never paired is not for this host.
+SlaveZRStatus LoadStatus(int zr) {
+  SlaveZRStatus status;
+  status.ZrId = zr;
+  if (SlaveZRStatusLoad(status) != 0) {
+    throw Failure(kFailed, "server " + std::to_string(zr) +
+                               " is not known here, so nothing was applied: pair it first (qvcms pair " +
+                               std::to_string(zr) + " DOC)");
+  }
+  return status;
+}
+
+/// The record's members by their names; the cookie is a secret.
+ListedRow MembersOf(const SlaveZRStatus& status) {
+  ListedRow row;
+  const auto add = [&row](const char* name, const Json::Value& value) { row.emplace_back(name, value); };
+#define ADD(TYPE, NAME, INITIAL) add(#NAME, status.NAME);
+  SLAVE_ZR_STATUS_MEMBERS(ADD, add("ZrId", status.ZrId);)
+#undef ADD
+  for (auto& [name, value] : row) {
+    if (name == "strCookie" && !value.asString().empty()) value = "***";
+  }
+  return row;
+}
+
+std::string Text(Format format, const ListedRow& members) {
+  if (format == Format::Json) {
+    Json::Value object(Json::objectValue);
+    for (const auto& [name, value] : members) object[name] = value;
+    return JsonWrite(object, false) + '\n';
+  }
+  std::vector<ListedRow> rows;
+  for (const auto& [name, value] : members) rows.push_back({{"field", Json::Value(name)}, {"value", value}});
+  return FormatTable({"field", "value"}, rows, true);
+}
+
+}  // namespace
+
+int Run(const GlobalOptions& global, const StatusOptions& options) {
+  const Json::Value document = ReadDocument(options.document, global);
+  const Host host(global);
+  qv::db::UnitOfWork work;
+  SlaveZRStatus status = LoadStatus(options.zr);
+  try {
+    SaveSlaveStatus(document, status);
+  } catch (const Json::Exception& error) {
+    throw WrongType(options.document, document, error.what());
+  }
+  if (SlaveZRStatusSave(status) != 0) {
+    throw Failure(kFailed, "the record of server " + std::to_string(options.zr) + " cannot be written");
+  }
+  Print(Text(global.format, MembersOf(status)));
+  work.Commit();
+  return kDone;
+}
+
+}  // namespace qvcms
