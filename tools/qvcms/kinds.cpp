@@ -31,7 +31,12 @@ Kind Device(std::string_view name, const qv::record::AnyTable& table, const std:
 
 std::span<const Kind> Kinds() {
   static const std::vector<Kind> kinds = {
-      {"server", &qv::server::ServerTable(), Role::Settings, "id", {"id", "model"}},
+      {"server",
+       &qv::server::ServerTable(),
+       Role::Settings,
+       "id",
+       {"id", "model", "status", "cam_count", "iomodule_count", "trans_dev_count", "speaker_dev_count",
+        "acs_door_count", "tarn_version", "qv_version", "dp_version", "last_report"}},
       Device("camera", CameraTable(), {"enabled", "vendor", "model", "host", "resolution", "status"}),
       {"edge-storage",
        &EdgeStorageTable(),
