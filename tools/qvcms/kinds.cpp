@@ -39,7 +39,7 @@ std::span<const Kind> Kinds() {
        &DoorTable(),
        Role::Settings,
        "owner_zr_id",
-       {"id", "owner_zr_id", "id_on_rec_server", "name", "ctrler_id", "cam_id", "cam_zr_id", "status"}},
+       {"id", "id_on_rec_server", "owner_zr_id", "name", "ctrler_id", "cam_id", "cam_zr_id", "status"}},
       Section("camera-detection-setting", CameraDetectionSettingTable()),
       Section("camera-device-output", CameraDeviceOutputTable()),
       Section("iomodule-setting", IOModuleSettingTable()),
