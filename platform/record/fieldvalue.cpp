@@ -155,6 +155,29 @@ void ReadColumn(const Field& field, const db::Statement& row, int column, void* 
   }
 }
 
+void ReadColumnText(const Field& field, const char* text, void* record) {
+  const std::string value = text == nullptr ? "" : text;
+  switch (field.type) {
+    case ValueType::Int:
+      if (int& number = ValueAt<int>(field, record); !ParseNumber(value, number)) number = 0;
+      break;
+    case ValueType::Bool: {
+      int number = 0;
+      ValueAt<bool>(field, record) = ParseNumber(value, number) && number != 0;
+      break;
+    }
+    case ValueType::Real:
+      if (double& number = ValueAt<double>(field, record); !ParseNumber(value, number)) number = 0;
+      break;
+    case ValueType::Text:
+      ValueAt<std::string>(field, record) = value;
+      break;
+    case ValueType::Json:
+      ValueAt<JsonText>(field, record).text = value;
+      break;
+  }
+}
+
 void BindField(const Field& field, const void* record, db::Query& query) {
   switch (field.type) {
     case ValueType::Int: {

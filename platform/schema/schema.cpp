@@ -1,7 +1,10 @@
 /// The schema of the host's database: which tables there are, and the migrations that make them.
 #include <span>
 
+#include "../capability/capability.h"
 #include "../db/database.h"
+#include "../devices/camerareferences.h"
+#include "../devices/edgestoragetable.h"
 #include "../devices/emapitems.h"
 #include "../devices/posrules.h"
 #include "../devices/sections.h"
@@ -20,6 +23,8 @@ void CreateTables(db::Session& session) {
       &server::ServerTable(),
       &messages::MessageTable(),
       &devices::CameraTable(),
+      &devices::EdgeStorageTable(),
+      &capability::CapabilityFileTable(),
       &devices::IOModuleTable(),
       &devices::PosTable(),
       &devices::PosTextRuleTable(),
@@ -34,6 +39,8 @@ void CreateTables(db::Session& session) {
       &devices::IOModuleCamPairingTable(),
       &devices::PosEventConfTable(),
       &devices::EmapItemTable(),
+      &devices::LayoutItemTable(),
+      &devices::CameraGroupMemberTable(),
   };
   for (const record::AnyTable* table : tables) table->Create(session);
 }

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "capability/capability.h"
+#include "devices/edgestoragetable.h"
 #include "devices/sections.h"
 #include "devices/tables.h"
 #include "messages/outbox.h"
@@ -30,6 +32,12 @@ Kind Device(std::string_view name, const qv::record::AnyTable& table, const std:
 std::span<const Kind> Kinds() {
   static const std::vector<Kind> kinds = {
       {"server", &qv::server::ServerTable(), Role::Settings, "id", {"id", "model"}},
+      Device("camera", CameraTable(), {"enabled", "vendor", "model", "host", "resolution", "status"}),
+      {"edge-storage",
+       &EdgeStorageTable(),
+       Role::Settings,
+       "owner_zr_id",
+       {"id", "owner_zr_id", "camera_id", "enabled", "recording_mode", "storage_type", "size", "retention_days"}},
       Device("iomodule", IOModuleTable(),
              {"enabled", "vendor", "model", "host", "input_count", "output_count", "note"}),
       Device("pos", PosTable(), {"enabled", "vendor", "model", "host", "port", "note"}),
@@ -47,6 +55,11 @@ std::span<const Kind> Kinds() {
       Section("pos-event-conf", PosEventConfTable()),
       Section("ctrler-action-rule", CtrlerActionRuleTable()),
       Section("rec-share", RecShareTable()),
+      {"capability",
+       &qv::capability::CapabilityFileTable(),
+       Role::Settings,
+       "owner_zr_id",
+       {"id", "owner_zr_id", "vendor", "model", "path"}},
       {"message",
        &qv::messages::MessageTable(),
        Role::Outbox,

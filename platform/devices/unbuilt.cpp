@@ -1,2 +1,0 @@
-#include "recserversavers.h"
-int SaveCamObjFromRecServer(int, const Json::Value&, bool, bool, const std::string&) { return 0; }
