@@ -1,6 +1,8 @@
 /// The schema of the host's database: which tables there are, and the migrations that make them.
 #include <span>
 
+#include "../analytics/tables.h"
+#include "../analytics/taskgroups.h"
 #include "../db/database.h"
 #include "../devices/emapitems.h"
 #include "../devices/posrules.h"
@@ -31,6 +33,11 @@ void CreateTables(db::Session& session) {
       &devices::IOModuleCamPairingTable(),
       &devices::PosEventConfTable(),
       &devices::EmapItemTable(),
+      &analytics::IvaTaskTable(),
+      &analytics::FaceTaskTable(),
+      &analytics::CountingWidgetTable(),
+      &analytics::TaskGroupTable(),
+      &analytics::TaskGroupWidgetTable(),
   };
   for (const record::AnyTable* table : tables) table->Create(session);
 }
