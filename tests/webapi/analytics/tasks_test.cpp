@@ -136,7 +136,8 @@ TEST_F(Tasks, KeepWhatTheyAreGiven) {
   EXPECT_EQ(tasks.front().ToJson(true)["type"], 0);
 
   Json::Value listed;
-  for (const auto& [column, value] : qv::analytics::IvaTaskTable().List({})[0]) listed[column] = value;
+  const auto rows = qv::analytics::IvaTaskTable().List({});
+  for (const auto& [column, value] : rows.front()) listed[column] = value;
   EXPECT_EQ(listed["confidence"], 0.1) << "with the digits of a float";
   EXPECT_EQ(listed["extra"], Parse(R"({"lens":{"k":0.25},"type":"abc"})"));
 
