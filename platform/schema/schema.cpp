@@ -3,7 +3,10 @@
 
 #include "../analytics/tables.h"
 #include "../analytics/taskgroups.h"
+#include "../capability/capability.h"
 #include "../db/database.h"
+#include "../devices/camerareferences.h"
+#include "../devices/edgestoragetable.h"
 #include "../devices/emapitems.h"
 #include "../devices/posrules.h"
 #include "../devices/sections.h"
@@ -22,9 +25,14 @@ void CreateTables(db::Session& session) {
       &server::ServerTable(),
       &messages::MessageTable(),
       &devices::CameraTable(),
+      &devices::EdgeStorageTable(),
+      &capability::CapabilityFileTable(),
+      &devices::IOModuleTable(),
       &devices::PosTable(),
       &devices::PosTextRuleTable(),
       &devices::SpeakerTable(),
+      &devices::CtrlerTable(),
+      &devices::DoorTable(),
       &devices::CameraDetectionSettingTable(),
       &devices::CameraDeviceOutputTable(),
       &devices::RecShareTable(),
@@ -33,6 +41,8 @@ void CreateTables(db::Session& session) {
       &devices::IOModuleCamPairingTable(),
       &devices::PosEventConfTable(),
       &devices::EmapItemTable(),
+      &devices::LayoutItemTable(),
+      &devices::CameraGroupMemberTable(),
       &analytics::IvaTaskTable(),
       &analytics::FaceTaskTable(),
       &analytics::CountingWidgetTable(),

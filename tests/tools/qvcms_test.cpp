@@ -89,7 +89,7 @@ TEST_F(ToolTest, TellsWrongUsage) {
 
 TEST_F(ToolTest, AppliesASnapshotOnce) {
   Write("document", Devices(3, 2));
-  EXPECT_EQ(CountsOf(RunJson("pair 7 document --model QVR-3216"), "pos"), "3 0 0 0");
+  EXPECT_EQ(CountsOf(RunJson("pair 7 document --model QVA-3216"), "pos"), "3 0 0 0");
   Write("document", Devices(2, 2, "moved"));
   EXPECT_EQ(CountsOf(RunJson("plan 7 document"), "pos"), "0 2 1 0");
   EXPECT_EQ(Run("plan --exit-code 7 document").status, 2);
@@ -100,12 +100,43 @@ TEST_F(ToolTest, AppliesASnapshotOnce) {
   EXPECT_EQ(CountsOf(again, "server"), "0 0 0 1") << "the model given at pairing is remembered";
   EXPECT_EQ(Run("plan --exit-code 7 document").status, 0);
 
+  const Json::Value messages = RunJson("list message --zr 7");
+  std::string commands;
+  for (const Json::Value& message : messages)
+    commands += message["target"].asString() + ' ' + message["command"].asString() + '\n';
+  EXPECT_EQ(commands,
+            "hostd sync-face-database\nhostd sync-license-plate-database\n"
+            "qvactruled compound\nhostd sync-face-database\nqvactruled compound\nhostd sync-face-database\n")
+      << "pairing sends two, every update two, a plan none";
+
   const Json::Value rows = RunJson("list pos --zr 7");
   ASSERT_EQ(rows.size(), 2U);
   EXPECT_EQ(rows[1]["id_on_rec_server"], 2);
   EXPECT_EQ(rows[1]["owner_zr_id"], 7);
   EXPECT_EQ(rows[1]["note"], "moved");
   EXPECT_EQ(RunJson("list pos --zr 8").size(), 0U);
+}
+
+TEST_F(ToolTest, ConfiguringProtectsACamera) {
+  Write("paired", R"({"camera_info":[{"id":4,"name":"Gate","username":"u","password":"hidden-1",
+                      "edgeStorage":{"size":64,"encryption_password":"hidden-2"}}]})");
+  Write("snapshot", R"({"camera_info":[{"id":4,"name":"renamed"}]})");
+  ASSERT_EQ(Run("pair 7 paired").status, 0);
+  for (const char* list : {"list camera --wide", "-o json list camera", "list edge-storage --wide"}) {
+    const std::string listed = Run(list).out;
+    EXPECT_NE(listed.find("owner_zr_id"), std::string::npos) << list;
+    EXPECT_EQ(listed.find("hidden"), std::string::npos) << list;
+  }
+  EXPECT_EQ(Run("-o json configuring camera 1 on").out, "[\n{\"kind\":\"camera\",\"id\":1,\"configuring\":true}\n]\n");
+  EXPECT_EQ(CountsOf(RunJson("update 7 snapshot"), "camera"), "0 0 0 1");
+  EXPECT_EQ(RunJson("list camera")[0]["device_status_flags"], 32);
+  EXPECT_EQ(Run("configuring camera 1 off").status, 0);
+  EXPECT_EQ(CountsOf(RunJson("update 7 snapshot"), "camera"), "0 1 0 0");
+  EXPECT_EQ(RunJson("list camera")[0]["device_status_flags"], 0);
+  Write("snapshot", R"({"camera_info":[{"id":5,"edgeStorage":{}}]})");
+  EXPECT_EQ(CountsOf(RunJson("update 7 snapshot"), "edge-storage"), "1 0 1 0") << "it goes with its camera";
+  EXPECT_EQ(CountsOf(RunJson("update 7 snapshot"), "message"), "2 0 0 ");
+  EXPECT_EQ(Run("configuring camera 1 on").err, "qvcms: there is no camera with the id 1\n");
 }
 
 TEST_F(ToolTest, PlanLeavesTheHostAsItWas) {
@@ -115,7 +146,8 @@ TEST_F(ToolTest, PlanLeavesTheHostAsItWas) {
   ASSERT_EQ(Run("pair 7 document").status, 0);
   const auto before = DataFiles();
   Write("wrong", "{\"POS_info\":[{\"id\":9},{\"id\":[]}]}");
-  Write("document", Devices(1, 4, "moved"));
+  Write("document", R"({"camera_info":[{"id":1}],"camCapList":[{"camVendor":"v","camModel":"m",
+                        "capFileName":"0/v/m.cap","camCap":{}}]})");
   EXPECT_EQ(Run("plan 7 document --log-file data/log").status, 0);
   EXPECT_EQ(Run("plan 7 wrong").status, 65);
   EXPECT_EQ(Run("update 7 wrong").status, 65);

@@ -4,6 +4,8 @@
 
 #include "analytics/tables.h"
 #include "analytics/taskgroups.h"
+#include "capability/capability.h"
+#include "devices/edgestoragetable.h"
 #include "devices/sections.h"
 #include "devices/tables.h"
 #include "messages/outbox.h"
@@ -17,12 +19,12 @@ namespace {
 
 /// A section that the host keeps entry by entry.
 Kind Section(std::string_view name, const qv::record::AnyTable& table) {
-  return {name, &table, Role::Settings, "owner_zr_id", {"id", "owner_zr_id", "id_on_rec_server", "settings"}};
+  return {name, &table, Role::Settings, "owner_zr_id", {"id", "id_on_rec_server", "owner_zr_id", "settings"}};
 }
 
 /// Equipment; `columns` come after those that every device has.
 Kind Device(std::string_view name, const qv::record::AnyTable& table, const std::vector<std::string_view>& columns) {
-  Kind kind{name, &table, Role::Device, "owner_zr_id", {"id", "owner_zr_id", "id_on_rec_server", "name"}};
+  Kind kind{name, &table, Role::Device, "owner_zr_id", {"id", "id_on_rec_server", "owner_zr_id", "name"}};
   kind.columns.insert(kind.columns.end(), columns.begin(), columns.end());
   return kind;
 }
@@ -39,8 +41,22 @@ Kind Analytics(std::string_view name, const qv::record::AnyTable& table, const s
 std::span<const Kind> Kinds() {
   static const std::vector<Kind> kinds = {
       {"server", &qv::server::ServerTable(), Role::Settings, "id", {"id", "model"}},
+      Device("camera", CameraTable(), {"enabled", "vendor", "model", "host", "resolution", "status"}),
+      {"edge-storage",
+       &EdgeStorageTable(),
+       Role::Settings,
+       "owner_zr_id",
+       {"id", "owner_zr_id", "camera_id", "enabled", "recording_mode", "storage_type", "size", "retention_days"}},
+      Device("iomodule", IOModuleTable(),
+             {"enabled", "vendor", "model", "host", "input_count", "output_count", "note"}),
       Device("pos", PosTable(), {"enabled", "vendor", "model", "host", "port", "note"}),
       Device("speaker", SpeakerTable(), {"enabled", "vendor", "model", "host", "volume", "note"}),
+      Device("controller", CtrlerTable(), {"enabled", "model", "host", "mac_addr", "status", "note"}),
+      {"door",
+       &DoorTable(),
+       Role::Settings,
+       "owner_zr_id",
+       {"id", "owner_zr_id", "id_on_rec_server", "name", "ctrler_id", "cam_id", "cam_zr_id", "status"}},
       Analytics("iva-task", qv::analytics::IvaTaskTable(), {"camera_id", "type", "enable"}),
       Analytics("face-task", qv::analytics::FaceTaskTable(), {"camera_id", "enable", "face_groups"}),
       Analytics("counting-widget", qv::analytics::CountingWidgetTable(), {"iva_setting_id", "type", "capacity"}),
@@ -52,6 +68,11 @@ std::span<const Kind> Kinds() {
       Section("pos-event-conf", PosEventConfTable()),
       Section("ctrler-action-rule", CtrlerActionRuleTable()),
       Section("rec-share", RecShareTable()),
+      {"capability",
+       &qv::capability::CapabilityFileTable(),
+       Role::Settings,
+       "owner_zr_id",
+       {"id", "owner_zr_id", "vendor", "model", "path"}},
       {"message",
        &qv::messages::MessageTable(),
        Role::Outbox,
