@@ -1,6 +1,8 @@
 /// The schema of the host's database: which tables there are, and the migrations that make them.
 #include <span>
 
+#include "../analytics/tables.h"
+#include "../analytics/taskgroups.h"
 #include "../capability/capability.h"
 #include "../db/database.h"
 #include "../devices/camerareferences.h"
@@ -41,6 +43,11 @@ void CreateTables(db::Session& session) {
       &devices::EmapItemTable(),
       &devices::LayoutItemTable(),
       &devices::CameraGroupMemberTable(),
+      &analytics::IvaTaskTable(),
+      &analytics::FaceTaskTable(),
+      &analytics::CountingWidgetTable(),
+      &analytics::TaskGroupTable(),
+      &analytics::TaskGroupWidgetTable(),
   };
   for (const record::AnyTable* table : tables) table->Create(session);
 }
