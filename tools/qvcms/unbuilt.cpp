@@ -13,7 +13,6 @@ namespace {
 }  // namespace
 
 int Run(const GlobalOptions&, const StatusOptions&) { Refuse("status"); }
-int Run(const GlobalOptions&, const RemoveOptions&) { Refuse("remove"); }
 int Run(const GlobalOptions&, const ConfiguringOptions&) { Refuse("configuring"); }
 
 }  // namespace qvcms

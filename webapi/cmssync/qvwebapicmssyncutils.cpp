@@ -13,6 +13,7 @@
 #include "frame/posdata.h"
 #include "frame/speakerdata.h"
 #include "recserversavers.h"
+#include "removal/slaveremoval.h"
 #include "slavezr.h"
 
 namespace {
@@ -67,4 +68,15 @@ int SaveSlaveInfoPair(const SlaveZR& slave, const Json::Value& info, int zrId) {
     CmsHostdApi::NotifySyncLicensePlateDatabase(zrId);
   }
   return 0;
+}
+
+int RemoveSlaveData(int zrId) {
+  RemoveSlaveDevices(zrId);
+  return 0;
+}
+
+int SyncRelatedTableForSlaveDel(int zrId) {
+  const int result = RemoveSlaveRelations(zrId);
+  RemoveRtspKeyFile(zrId);
+  return result;
 }

@@ -27,4 +27,13 @@ QV_EXPORT int SaveSlaveInfoUpdate(const SlaveZR& slave, const Json::Value& info,
 
 /// Imports the configuration of a slave that has just been paired. Arguments and result as above.
 QV_EXPORT int SaveSlaveInfoPair(const SlaveZR& slave, const Json::Value& info, int zrId);
+
+/// Deletes the devices of a slave that the host stops managing.
+/// @return 0; failures are in the log only
+QV_EXPORT int RemoveSlaveData(int zrId);
+
+/// Deletes everything else that the host keeps about the slave, its action rules and its file of stream keys
+/// included, and the devices too. The file goes at once, whether or not the caller keeps the changes of the database.
+/// @return 0, or -1 when a step failed; which one, and a few failures that do not count, are in the log only
+QV_EXPORT int SyncRelatedTableForSlaveDel(int zrId);
 }
