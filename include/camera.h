@@ -1,7 +1,8 @@
 /// Network cameras.
 ///
 /// A `Camera` is one row of the host. List rows with `CamGetList`, compare one with a slave's entry (`IsCfgChged`),
-/// take the entry over (`InitCamObjByJson`), write it (`Save`).
+/// take the entry over (`InitCamObjByJson`), write it (`Save`). A camera that goes is deleted (`Delete`), then what
+/// refers to it (`SyncRelatedTableForCamDel`).
 #pragma once
 
 #include <json/value.h>
@@ -10,6 +11,7 @@
 #include <map>
 #include <string>
 
+#include "camfilterrule.h"
 #include "devicestatus.h"
 #include "packagetotals.h"
 #include "taggedfield.h"
@@ -72,9 +74,33 @@ CAMERA_FIELDS(QV_TAGGED_FIELD)
 
 class Camera : public TaggedRecord<CameraData::Fields> {
  public:
+  /// @return non-zero when applying the slave's entry would change this row
+  int IsCfgChged(Json::Value entry) const;
   /// Writes the row; a new row is given its host id. @return 0 on success, -1 on failure
   int Save();
+  /// @param notify  tell the message daemon that the host's cameras changed
+  /// @return 0 when the row is deleted or was not there, -1 on failure
+  int Delete(bool notify) const;
 };
+
+/// Takes a slave's entry into `camera`. Members that are absent, null or of an impossible type keep their value; keys
+/// that the record has no field for are kept in its extra text. The owner stays as it is.
+/// @param isNew          the camera becomes a new row: its host id is cleared, and state ("status") is taken too
+/// @param fromRecServer  the entry's "id" is the camera's id on the slave
+/// @param withStatus     take "status" into an existing row too; otherwise it is left to the status reports
+/// @return 0; -1 when the entry is no object: nothing changed but the host id of a new camera
+int InitCamObjByJson(const Json::Value& entry, Camera& camera, bool isNew, bool fromRecServer, bool withStatus);
+
+/// Lists cameras in order of their host ids. An empty list on failure.
+/// @param total        receives the number of cameras listed; 0 on failure
+/// @param beyondLimit  `total` counts all cameras that fit the rule, whatever its offset and limit
+std::list<Camera> CamGetList(CamFilterRule& rule, int& total, bool beyondLimit);
+
+/// Clears what refers to a deleted camera: edge storage, detection settings, device outputs, layout items, e-map
+/// items, membership in camera groups. All of it or, on failure, nothing.
+/// @param notify  tell the message daemon, so that clients drop what they show of the camera
+/// @return 0 on success, -1 on failure
+int SyncRelatedTableForCamDel(const Camera& camera, bool notify);
 
 /// What a map of cameras is keyed by.
 enum MAP_KEY_TYPE : int {

@@ -30,6 +30,10 @@ int SavePOSEventConfFromRecServer(int zrId, const Json::Value& section);
 /// @param notify  tell the message daemon which devices came
 int SavePOSFromRecServer(int zrId, const Json::Value& section, bool notify);
 int SaveSpeakerFromRecServer(int zrId, const Json::Value& section);
-int SaveCamObjFromRecServer(int zrId, const Json::Value& section, bool keepIds, bool notify, const std::string& origin);
+/// Cameras, and the edge storage of those that report some.
+/// @param evenConfiguring  overwrite cameras that a user is configuring on the host, too
+/// @param note             given to new cameras that report no note of their own; empty: none
+int SaveCamObjFromRecServer(int zrId, const Json::Value& section, bool evenConfiguring, bool notify,
+                            const std::string& note);
 int SaveIOModuleFromRecServer(int zrId, const Json::Value& section, bool notify);
 int SaveCtrlerFromRec(int zrId, const Json::Value& section);

@@ -30,7 +30,7 @@ int DelRecShareByZrId(int zrId);
 int DelAllEmapItemByZrId(int zrId);
 /// Items of live-view layouts that show a camera of the server.
 int DelLayoutAllItems(int zrId);
-/// The server's entries in all privilege profiles, and with the last of them the server's own row.
+/// The server's entries in all privilege profiles, and the server's own row, which they are tied to.
 int DelSlaveZRFromAllPrivProfile(int zrId);
 /// Camera migrations from and to the server.
 int DelMigrationByZrId(int zrId);

@@ -7,6 +7,7 @@
 
 #include <filesystem>
 #include <memory>
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
@@ -187,6 +188,10 @@ void CountFailure() noexcept;
 /// The path is refused (false) when it is empty, absolute, has "..", a NUL, is longer than the system allows, meets a
 /// symbolic link or a file on its way, or names a folder. Throws `Error` when the content cannot be stored.
 bool StageFile(std::string_view folder, std::string_view relative, std::string_view content);
+/// Where `StageFile` would put a file: `relative` without empty names and ".". None when it would refuse the path.
+std::optional<std::string> FilePlace(std::string_view folder, std::string_view relative);
+/// Whether the file is there with exactly this content, and nothing is staged that will change it.
+bool FileHolds(std::string_view folder, std::string_view relative, std::string_view content);
 /// As `StageFile`, for removing the file or the whole folder `relative`.
 bool StageRemoval(std::string_view folder, std::string_view relative);
 

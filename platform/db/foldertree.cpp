@@ -114,6 +114,12 @@ Place LookAt(int root, const PathNames& names) {
   return LookAtName(parent.get(), names.back());
 }
 
+FileDescriptor OpenFile(int root, const PathNames& names) {
+  const FileDescriptor parent = Walk(root, ParentOf(names), false);
+  if (!parent || LookAtName(parent.get(), names.back()) != Place::File) return {};
+  return FileDescriptor(openat(parent.get(), names.back().c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC));
+}
+
 Outcome MoveIntoPlace(int root, int from, const std::string& name, const PathNames& names, bool durable) {
   const FileDescriptor parent = Walk(root, ParentOf(names), true);
   if (!parent) return OutcomeOf(errno);

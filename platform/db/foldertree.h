@@ -32,6 +32,9 @@ enum class Outcome {
 enum class Place { Nothing, File, Folder, Obstructed /**< a link, or a file or link on the way */ };
 Place LookAt(int root, const PathNames& names);
 
+/// Opens the regular file at `names` for reading. Not open when there is none.
+FileDescriptor OpenFile(int root, const PathNames& names);
+
 /// Moves `<from>/<name>` to `names`, replacing a file there; makes the folders on the way with mode 0700.
 /// `durable`: the new place survives a power cut when this returns.
 Outcome MoveIntoPlace(int root, int from, const std::string& name, const PathNames& names, bool durable);

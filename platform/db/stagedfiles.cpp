@@ -124,6 +124,37 @@ void DeleteOperations(Session& session, std::int64_t last_id) {
   session.Prepare("DELETE FROM staged_file WHERE id <= $1").Bind(last_id).Run();
 }
 
+/// The names of a path that a file may have; none when it is refused.
+std::optional<PathNames> NamesOfFile(int root, std::string_view folder, std::string_view relative) {
+  std::optional<PathNames> names = NamesOf(folder, relative);
+  if (!names || relative.back() == '/') return std::nullopt;
+  const Place place = LookAt(root, *names);
+  if (place == Place::Folder || place == Place::Obstructed) return std::nullopt;
+  return names;
+}
+
+/// Whether something is staged for the file, or for a folder that it is in.
+bool IsStaged(Session& session, const PathNames& names) {
+  Query query =
+      session.Prepare("SELECT COUNT(*) FROM staged_file WHERE substr($1, 1, length(target) + 1)=target || '/'");
+  const std::string path = JoinNames(names) + '/';
+  query.Bind(std::string_view(path)).Next();
+  return query.Row().Int(0) > 0;
+}
+
+/// Whether all that can be read of `file` is `content`.
+bool Holds(const FileDescriptor& file, std::string_view content) {
+  char buffer[16384];
+  while (true) {
+    const ssize_t count = read(file.get(), buffer, sizeof buffer);
+    if (count < 0 && errno == EINTR) continue;
+    if (count <= 0) return count == 0 && content.empty();
+    const std::string_view part(buffer, static_cast<std::size_t>(count));
+    if (!content.starts_with(part)) return false;
+    content.remove_prefix(part.size());
+  }
+}
+
 /// Drops the staged files that no operation waits for, and the folder with the last one.
 void Sweep(int root, const FileDescriptor& staging, std::span<const Operation> waiting) {
   if (!staging) return;
@@ -186,12 +217,10 @@ void FinishStagedFilesOfOthers(Session& session) {
 }
 
 bool StageFile(std::string_view folder, std::string_view relative, std::string_view content) {
-  const std::optional<PathNames> names = NamesOf(folder, relative);
-  if (!names || relative.back() == '/') return false;
   Session& session = ThisThread();
   const FileDescriptor root = OpenRoot(session);
-  const Place place = LookAt(root.get(), *names);
-  if (place == Place::Folder || place == Place::Obstructed) return false;
+  const std::optional<PathNames> names = NamesOfFile(root.get(), folder, relative);
+  if (!names) return false;
 
   AllOrNothing step(session);
   const FileDescriptor staging = MakeStaging(root.get());
@@ -200,6 +229,23 @@ bool StageFile(std::string_view folder, std::string_view relative, std::string_v
   InsertOperation(session, kWrite, staged, JoinNames(*names));
   step.Keep();
   return true;
+}
+
+std::optional<std::string> FilePlace(std::string_view folder, std::string_view relative) {
+  std::optional<PathNames> names = NamesOfFile(OpenRoot(ThisThread()).get(), folder, relative);
+  if (!names) return std::nullopt;
+  const auto depth = static_cast<std::ptrdiff_t>(NamesOf(folder, "x")->size() - 1);
+  names->erase(names->begin(), names->begin() + depth);
+  return JoinNames(*names);
+}
+
+bool FileHolds(std::string_view folder, std::string_view relative, std::string_view content) {
+  Session& session = ThisThread();
+  const FileDescriptor root = OpenRoot(session);
+  const std::optional<PathNames> names = NamesOfFile(root.get(), folder, relative);
+  if (!names || IsStaged(session, *names)) return false;
+  const FileDescriptor file = OpenFile(root.get(), *names);
+  return file && Holds(file, content);
 }
 
 bool StageRemoval(std::string_view folder, std::string_view relative) {

@@ -1,6 +1,8 @@
 #include "camera.h"
 
 #include "../record/attempt.h"
+#include "camerafilter.h"
+#include "messagedaemon.h"
 #include "tables.h"
 
 namespace qv::devices {
@@ -15,8 +17,33 @@ const CameraTableType& CameraTable() {
 using namespace qv;           // NOLINT(google-build-using-namespace): what follows is the package's interface
 using namespace qv::devices;  // NOLINT(google-build-using-namespace)
 
+int Camera::IsCfgChged(Json::Value entry) const { return CameraTable().Differs(*this, entry) ? 1 : 0; }
+
 int Camera::Save() {
   return record::Attempt("save", "camera", GetId(), [&] { CameraTable().Save(*this); });
+}
+
+int Camera::Delete(bool notify) const {
+  const int result = record::Attempt("delete", "camera", GetId(), [&] { CameraTable().Delete(*this); });
+  if (result == 0 && notify) SendCamRelatedMsgToMsgD();
+  return result;
+}
+
+int InitCamObjByJson(const Json::Value& entry, Camera& camera, bool isNew, bool fromRecServer, bool withStatus) {
+  const int id_on_rec_server = camera.GetIdOnRecServer();
+  if (isNew) camera.SetId(0);
+  if (!CameraTable().Apply(camera, entry)) return -1;
+  if (!fromRecServer) camera.SetIdOnRecServer(id_on_rec_server);
+  if (withStatus && entry["status"].isInt()) camera.SetStatus(entry["status"].asInt());
+  return 0;
+}
+
+std::list<Camera> CamGetList(CamFilterRule& rule, int& total, bool beyondLimit) {
+  std::list<Camera> cameras;
+  int fitting = 0;
+  record::Attempt("list", "camera", 0, [&] { cameras = SelectCameras(rule, fitting); });
+  total = beyondLimit ? fitting : static_cast<int>(cameras.size());
+  return cameras;
 }
 
 int CamGetMapByZrId(std::map<int, Camera>& map, int zrId, MAP_KEY_TYPE keyType) {

@@ -31,6 +31,7 @@ record::Where Selection(const IPSpeakerFilterRule& rule) {
 using namespace qv;           // NOLINT(google-build-using-namespace): what follows is the package's interface
 using namespace qv::devices;  // NOLINT(google-build-using-namespace)
 
+// NOLINTNEXTLINE(performance-unnecessary-value-param): the package's signature
 int IPSpeaker::IsCfgChanged(Json::Value entry) const { return SpeakerTable().Differs(*this, entry) ? 1 : 0; }
 
 int IPSpeaker::SetByJsonWithDBColKey(const Json::Value& entry, bool fromRecServer, int hostId, bool withStatus) {

@@ -40,6 +40,7 @@ std::list<POS> Load(const record::Where& selection) {
 using namespace qv;           // NOLINT(google-build-using-namespace): what follows is the package's interface
 using namespace qv::devices;  // NOLINT(google-build-using-namespace)
 
+// NOLINTNEXTLINE(performance-unnecessary-value-param): the package's signature
 int POS::IsCfgChged(Json::Value entry) const {
   if (!entry.isObject()) return 0;
   const ReportedRule reported = ReadReportedRule(entry);
@@ -66,8 +67,9 @@ int POS::Save() {
   const int id = GetId();
   const int result = record::Attempt("save", "pos", id, [&] {
     db::AllOrNothing whole;
-    PosTable().Save(*this);
-    SaveRules(GetId(), rule_);
+    const bool row_written = PosTable().Save(*this);
+    // A terminal of which only the rules changed counts as updated too.
+    if (SaveRules(GetId(), rule_) && !row_written) db::CountChange(PosTable().name(), db::Change::Updated, 1);
     whole.Keep();
   });
   if (result != 0) SetId(id);

@@ -60,11 +60,11 @@ void LoadRules(std::list<POS>& list, const record::Where& selection) {
   }
 }
 
-void SaveRules(int pos_id, const PosParsingRule& rule) {
+bool SaveRules(int pos_id, const PosParsingRule& rule) {
   const record::Where of_this_terminal = record::Where().Is("pos_id", pos_id);
   PosParsingRule stored;
   for (const TextRuleRow& row : RuleTable().Select(of_this_terminal)) stored.rules.push_back(row.Rule());
-  if (stored == rule) return;
+  if (stored == rule) return false;
   RuleTable().DeleteWhere(of_this_terminal);
   int position = 0;
   for (const TextRule& text_rule : rule.rules) {
@@ -76,6 +76,7 @@ void SaveRules(int pos_id, const PosParsingRule& rule) {
     row.SetValue(text_rule.value);
     RuleTable().Save(row);
   }
+  return true;
 }
 
 }  // namespace qv::devices

@@ -22,8 +22,8 @@ ReportedRule ReadReportedRule(const Json::Value& entry);
 
 /// Gives each terminal of `list` its rules. @param selection the terminals that the list holds
 void LoadRules(std::list<POS>& list, const record::Where& selection);
-/// Makes `rule` the rules of terminal `pos_id`; writes nothing when they are so already.
-void SaveRules(int pos_id, const PosParsingRule& rule);
+/// Makes `rule` the rules of terminal `pos_id`. @return whether rows were written: none are when they are so already
+bool SaveRules(int pos_id, const PosParsingRule& rule);
 
 const record::AnyTable& PosTextRuleTable();
 

@@ -2,6 +2,7 @@
 
 #include <json/value.h>
 
+#include <string>
 #include <unordered_map>
 
 #include "../db/database.h"
@@ -47,8 +48,8 @@ class HostIdLookup {
   explicit HostIdLookup(int zr_id) : zr_id_(zr_id) {}
 
   /// Rewrites the id that `settings` holds under `key` to the host's. @return the host's id; 0 when there is none
-  int Rewrite(Json::Value& settings, const char* key, const record::AnyTable& devices) {
-    if (!settings.isObject() || !settings[key].isInt()) return 0;
+  int Rewrite(Json::Value& settings, const std::string& key, const record::AnyTable& devices) {
+    if (!settings.isObject() || !settings.isMember(key) || !settings[key].isInt()) return 0;
     const auto [ids, is_new] = ids_.try_emplace(&devices);
     if (is_new) ids->second = devices.HostIds(zr_id_);
     const auto found = ids->second.find(settings[key].asInt());

@@ -25,7 +25,9 @@ namespace {
 /// Set when a line of this thread could not be written.
 thread_local bool write_failed = false;
 
-void ReportOnStderr(const std::string& problem) { std::fprintf(stderr, "log: %s\n", EscapeLine(problem).c_str()); }
+void ReportOnStderr(const std::string& problem) {
+  static_cast<void>(std::fprintf(stderr, "log: %s\n", EscapeLine(problem).c_str()));  // the last resort
+}
 
 /// The file to append to, made readable for its owner alone before anything is in it.
 /// @return null when it cannot be opened, which has then been reported
@@ -109,7 +111,7 @@ std::optional<std::string> FormatText(const char* format, std::va_list args) {
   const auto size = static_cast<std::size_t>(length);
   if (size >= text.size()) {
     text.resize(size + 1);
-    std::vsnprintf(text.data(), text.size(), format, args);
+    static_cast<void>(std::vsnprintf(text.data(), text.size(), format, args));  // as the first time: it cannot fail
   }
   text.resize(size);
   return text;

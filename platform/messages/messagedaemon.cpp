@@ -49,10 +49,11 @@ int SendEmapUpdateMsgToMsgD(const std::list<int>& emapIds, UPDATE_TYPE type, boo
 }
 
 int SendUpdateMsgToMsgD(MSG_CMD_TYPE command, const std::list<int>& ids, UPDATE_TYPE type, bool settingsToo,
+                        // NOLINTNEXTLINE(performance-unnecessary-value-param): the package's signature
                         std::string origin, const std::list<unsigned>& receivers) {
   Json::Value payload = Update(ids, type);
   payload["settings"] = settingsToo;
-  payload["origin"] = std::move(origin);
+  payload["origin"] = origin;
   payload["receivers"] = Array(receivers);
   return Post(0, kMessageDaemon, std::to_string(command), payload);
 }

@@ -1,5 +1,6 @@
 /// A slave's entry beside a record: comparison, taking over, and the way back to JSON.
 #include "../db/database.h"
+#include "dbglog.h"
 #include "fieldindex.h"
 #include "fieldvalue.h"
 #include "qvjson.h"
@@ -46,6 +47,14 @@ const JsonText& ExtraOf(const Field& extra, const void* record) {
   return *static_cast<const JsonText*>(extra.at(const_cast<void*>(record)));
 }
 
+/// Tells the operator why something that a slave sent does not show on the host. The value stays unsaid: it may be a
+/// secret.
+void LogMisfit(const std::string& table, int host_id, const Field& field, Misfit misfit) {
+  QVPrintf(LOG_TYPE_DIAGNOSTIC, "DATABASE", "WARN", __FILE__, __LINE__, "Apply",
+           "The reported \"%s\" does not fit %s [%d]: %s\n", field.info.column, table.c_str(), host_id,
+           misfit == Misfit::RefuseEntry ? "the entry is refused" : "the value is kept as it was");
+}
+
 /// State belongs to the status reports once the row exists.
 bool IsKept(const Field& field, int host_id) { return field.info.role == FieldRole::Status && host_id != 0; }
 
@@ -69,24 +78,29 @@ bool AnyTable::Differs(const void* record, const Json::Value& entry) const {
   return !same || (index_->extra() != nullptr && unknown.DifferFrom(ExtraOf(*index_->extra(), record)));
 }
 
+bool AnyTable::Fits(const void* record, const Json::Value& entry) const {
+  const int host_id = HostId(record);
+  return index_->Walk(
+      entry,
+      [&](const Field& field, const Json::Value& value) {
+        if (IsKept(field, host_id) || CompareField(field, record, value) != Fit::Misfit) return true;
+        LogMisfit(name_, host_id, field, options_.misfit);
+        return false;
+      },
+      [](std::string_view, const Json::Value&) { return true; });
+}
+
 bool AnyTable::Apply(void* record, const Json::Value& entry) const {
   if (!entry.isObject()) return false;
   const int host_id = HostId(record);
-  const auto pass_over = [](std::string_view, const Json::Value&) { return true; };
-  if (options_.misfit == Misfit::RefuseEntry && !index_->Walk(
-                                                    entry,
-                                                    [&](const Field& field, const Json::Value& value) {
-                                                      return IsKept(field, host_id) ||
-                                                             CompareField(field, record, value) != Fit::Misfit;
-                                                    },
-                                                    pass_over)) {
-    return false;
-  }
+  if (options_.misfit == Misfit::RefuseEntry && !Fits(record, entry)) return false;
   UnknownMembers unknown;
   index_->Walk(
       entry,
       [&](const Field& field, const Json::Value& value) {
-        if (!IsKept(field, host_id)) TakeField(field, record, value);
+        if (!IsKept(field, host_id) && TakeField(field, record, value) == Fit::Misfit) {
+          LogMisfit(name_, host_id, field, options_.misfit);
+        }
         return true;
       },
       [&](std::string_view key, const Json::Value& value) {

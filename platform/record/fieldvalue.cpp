@@ -70,7 +70,7 @@ bool ToBool(const Json::Value& value, bool& flag) {
 }
 
 template <class T>
-Fit Take(T& held, T&& value, bool write) {
+Fit Take(T& held, T value, bool write) {
   if (held == value) return Fit::Same;
   if (write) held = std::forward<T>(value);
   return Fit::Differs;
@@ -102,15 +102,15 @@ Fit Take(const Field& field, void* record, const Json::Value& value, bool write)
   switch (field.type) {
     case ValueType::Int: {
       int number = 0;
-      return ToInt(value, number) ? Take(ValueAt<int>(field, record), std::move(number), write) : Fit::Misfit;
+      return ToInt(value, number) ? Take(ValueAt<int>(field, record), number, write) : Fit::Misfit;
     }
     case ValueType::Bool: {
       bool flag = false;
-      return ToBool(value, flag) ? Take(ValueAt<bool>(field, record), std::move(flag), write) : Fit::Misfit;
+      return ToBool(value, flag) ? Take(ValueAt<bool>(field, record), flag, write) : Fit::Misfit;
     }
     case ValueType::Real: {
       double number = 0;
-      return ToReal(value, number) ? Take(ValueAt<double>(field, record), std::move(number), write) : Fit::Misfit;
+      return ToReal(value, number) ? Take(ValueAt<double>(field, record), number, write) : Fit::Misfit;
     }
     case ValueType::Text:
       return TakeText(ValueAt<std::string>(field, record), value, write);
@@ -151,6 +151,29 @@ void ReadColumn(const Field& field, const db::Statement& row, int column, void* 
       break;
     case ValueType::Json:
       ValueAt<JsonText>(field, record).text = row.Text(column);
+      break;
+  }
+}
+
+void ReadColumnText(const Field& field, const char* text, void* record) {
+  const std::string value = text == nullptr ? "" : text;
+  switch (field.type) {
+    case ValueType::Int:
+      if (int& number = ValueAt<int>(field, record); !ParseNumber(value, number)) number = 0;
+      break;
+    case ValueType::Bool: {
+      int number = 0;
+      ValueAt<bool>(field, record) = ParseNumber(value, number) && number != 0;
+      break;
+    }
+    case ValueType::Real:
+      if (double& number = ValueAt<double>(field, record); !ParseNumber(value, number)) number = 0;
+      break;
+    case ValueType::Text:
+      ValueAt<std::string>(field, record) = value;
+      break;
+    case ValueType::Json:
+      ValueAt<JsonText>(field, record).text = value;
       break;
   }
 }

@@ -11,6 +11,8 @@ namespace qv::record {
 
 /// Column `column` of the current row into the record.
 void ReadColumn(const Field& field, const db::Statement& row, int column, void* record);
+/// The same for a column that came as text, null for an SQL NULL.
+void ReadColumnText(const Field& field, const char* text, void* record);
 /// The record's value as the query's next parameter.
 void BindField(const Field& field, const void* record, db::Query& query);
 /// The column for a listing: JSON text is unfolded and the secrets in it are masked.

@@ -5,6 +5,7 @@
 #include "../db/database.h"
 #include "fieldindex.h"
 #include "fieldvalue.h"
+#include "qvdb.h"
 
 namespace qv::record {
 namespace {
@@ -104,6 +105,10 @@ void AnyTable::SelectInto(const Where& where, void* context, void* (*next)(void*
     int column = 0;
     for (const Field& field : fields_) ReadColumn(field, query.Row(), column++, record);
   }
+}
+
+void AnyTable::ReadRow(void* record, DBResult_tag* result, unsigned row) const {
+  for (const Field& field : fields_) ReadColumnText(field, QVDBFetchField(result, row, field.info.column), record);
 }
 
 bool AnyTable::SaveRecord(void* record) const {

@@ -23,6 +23,8 @@
 
 #include "taggedfield.h"
 
+struct DBResult_tag;
+
 namespace qv::db {
 class Query;
 class Session;
@@ -107,6 +109,7 @@ class AnyTable {
 
  protected:
   void SelectInto(const Where& where, void* context, void* (*next)(void* context)) const;
+  void ReadRow(void* record, DBResult_tag* result, unsigned row) const;
   bool SaveRecord(void* record) const;
   bool Differs(const void* record, const Json::Value& entry) const;
   bool Apply(void* record, const Json::Value& entry) const;
@@ -115,6 +118,9 @@ class AnyTable {
 
  private:
   struct Statements;
+  /// Whether every member of `entry` fits its field; logs the first that does not.
+  bool Fits(const void* record, const Json::Value& entry) const;
+
   std::string name_;
   std::vector<Field> fields_;
   TableOptions options_;
@@ -166,6 +172,8 @@ class Table : public AnyTable {
     if (rows.empty()) return std::nullopt;
     return std::move(rows.front());
   }
+  /// Fills the record from a row of `QVDB::Execute`; columns that are SQL NULL or absent give blank values.
+  void ReadRow(Record& record, DBResult_tag* result, unsigned row) const { AnyTable::ReadRow(&record, result, row); }
   /// Inserts a record whose host id is 0 and gives it its id; otherwise writes the columns of its row, and only if
   /// one differs. @return whether a row was written
   bool Save(Record& record) const { return SaveRecord(&record); }

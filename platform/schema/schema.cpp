@@ -3,7 +3,10 @@
 #include <stdexcept>
 #include <string>
 
+#include "../capability/capability.h"
 #include "../db/database.h"
+#include "../devices/camerareferences.h"
+#include "../devices/edgestoragetable.h"
 #include "../devices/emapitems.h"
 #include "../devices/posrules.h"
 #include "../devices/sections.h"
@@ -22,6 +25,8 @@ std::span<const record::AnyTable* const> Tables() {
       &server::ServerTable(),
       &messages::MessageTable(),
       &devices::CameraTable(),
+      &devices::EdgeStorageTable(),
+      &capability::CapabilityFileTable(),
       &devices::PosTable(),
       &devices::PosTextRuleTable(),
       &devices::SpeakerTable(),
@@ -38,6 +43,8 @@ std::span<const record::AnyTable* const> Tables() {
       &server::EventMountTable(),
       &server::EventExportTable(),
       &server::DoorLayoutItemTable(),
+      &devices::LayoutItemTable(),
+      &devices::CameraGroupMemberTable(),
   };
   return tables;
 }

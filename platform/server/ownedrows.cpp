@@ -22,7 +22,6 @@ bool IsHeldFor(const record::AnyTable& table, int zr) {
 
 std::vector<record::Where> RowsOf(const record::AnyTable& table, int zr) {
   std::vector<record::Where> rows;
-  if (zr < 1) return rows;
   if (&table == &ServerTable()) rows.push_back(record::Where().Is("id", zr));
   for (const record::Field& field : table.fields()) {
     if (field.info.role == FieldRole::Owner) rows.push_back(record::Where().Is(field.info.column, zr));

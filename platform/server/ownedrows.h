@@ -10,8 +10,8 @@
 
 namespace qv::server {
 
-/// The rows of `table` that belong to the server `zr`, as conditions any of which may hold. None for an id below 1:
-/// under 0 stands what belongs to the host itself.
+/// The rows of `table` that belong to the server `zr`, as conditions any of which may hold. Under server 0 stands
+/// what belongs to the host itself.
 std::vector<record::Where> RowsOf(const record::AnyTable& table, int zr);
 
 /// Deletes them and counts them as removed. Throws `db::Error`.

@@ -2,7 +2,10 @@
 
 #include <initializer_list>
 
+#include "../capability/capability.h"
 #include "../db/database.h"
+#include "../devices/camerareferences.h"
+#include "../devices/edgestoragetable.h"
 #include "../devices/emapitems.h"
 #include "../devices/posrules.h"
 #include "../devices/sections.h"
@@ -18,49 +21,63 @@ using namespace qv;           // NOLINT(google-build-using-namespace): this file
 using namespace qv::devices;  // NOLINT(google-build-using-namespace)
 using namespace qv::server;   // NOLINT(google-build-using-namespace)
 
-/// Deletes the server's rows of `tables`, all or none. A kind is named by its last table; what depends on it comes
-/// before it, so that these rows are counted too instead of vanishing with their reference.
-int Delete(int zr, std::initializer_list<const record::AnyTable*> tables) {
-  const std::string& kind = std::data(tables)[tables.size() - 1]->name();
-  return record::Attempt("delete for the removed server the rows of", kind, zr, [&] {
+/// Runs `work`, which removes what `kind` holds for a server, all or nothing. The host itself is no slave.
+template <class Work>
+int Remove(int zr, const record::AnyTable& kind, Work&& work) {
+  if (zr < 1) return 0;
+  return record::Attempt("remove for the server the rows of", kind.name(), zr, [&] {
     db::AllOrNothing whole;
-    for (const record::AnyTable* table : tables) DeleteRowsOf(*table, zr);
+    work();
     whole.Keep();
+  });
+}
+
+/// Deletes the server's rows of `kind`, and before them those of `dependents`, which would go too: so they are counted.
+int Delete(int zr, const record::AnyTable& kind, std::initializer_list<const record::AnyTable*> dependents = {}) {
+  return Remove(zr, kind, [&] {
+    for (const record::AnyTable* dependent : dependents) DeleteRowsOf(*dependent, zr);
+    DeleteRowsOf(kind, zr);
   });
 }
 
 }  // namespace
 
 int CamDelByZrId(int zrId) {
-  return Delete(zrId, {&CameraDetectionSettingTable(), &CameraDeviceOutputTable(), &CameraTable()});
+  return Remove(zrId, CameraTable(), [&] {
+    capability::DeleteFilesOf(zrId);
+    for (const record::AnyTable* table :
+         {&EdgeStorageTable(), &CameraDetectionSettingTable(), &CameraDeviceOutputTable(), &CameraTable()}) {
+      DeleteRowsOf(*table, zrId);
+    }
+  });
 }
 
-int IOModuleDelByZrId(int zrId) { return Delete(zrId, {&IOModuleSettingTable(), &IOModuleCamPairingTable()}); }
+int IOModuleDelByZrId(int zrId) { return Delete(zrId, IOModuleSettingTable(), {&IOModuleCamPairingTable()}); }
 
-int POSDelByZrId(int zrId) { return Delete(zrId, {&PosTextRuleTable(), &PosEventConfTable(), &PosTable()}); }
+int POSDelByZrId(int zrId) { return Delete(zrId, PosTable(), {&PosTextRuleTable(), &PosEventConfTable()}); }
 
-int SpeakerDelByZrId(int zrId) { return Delete(zrId, {&SpeakerTable()}); }
+int SpeakerDelByZrId(int zrId) { return Delete(zrId, SpeakerTable()); }
 
-int CtrlerDelByZrId(int zrId) { return Delete(zrId, {&CtrlerActionRuleTable()}); }
+int CtrlerDelByZrId(int zrId) { return Delete(zrId, CtrlerActionRuleTable()); }
 
-int DelRecShareByZrId(int zrId) { return Delete(zrId, {&RecShareTable()}); }
+int DelRecShareByZrId(int zrId) { return Delete(zrId, RecShareTable()); }
 
-int DelAllEmapItemByZrId(int zrId) { return Delete(zrId, {&EmapItemTable()}); }
+int DelAllEmapItemByZrId(int zrId) { return Delete(zrId, EmapItemTable()); }
 
-int DelSlaveZRFromAllPrivProfile(int zrId) { return Delete(zrId, {&PrivilegeProfileServerTable(), &ServerTable()}); }
+int DelLayoutAllItems(int zrId) { return Delete(zrId, LayoutItemTable()); }
 
-int DelMigrationByZrId(int zrId) { return Delete(zrId, {&CameraMigrationTable()}); }
+int DelSlaveZRFromAllPrivProfile(int zrId) { return Delete(zrId, ServerTable(), {&PrivilegeProfileServerTable()}); }
 
-int DelEvtExpByZrId(int zrId) { return Delete(zrId, {&EventExportTable()}); }
+int DelMigrationByZrId(int zrId) { return Delete(zrId, CameraMigrationTable()); }
+
+int DelAllCamGrpCamByZrId(int zrId) { return Delete(zrId, CameraGroupMemberTable()); }
+
+int DelEvtExpByZrId(int zrId) { return Delete(zrId, EventExportTable()); }
 
 int OperateAllEvtMntByZrId(EVENT_MNT_OPERATE_TYPE operation, int zrId) {
-  return operation == EVENT_MNT_DELETE_ALL ? Delete(zrId, {&EventMountTable()}) : -1;
+  return operation == EVENT_MNT_DELETE_ALL ? Delete(zrId, EventMountTable()) : -1;
 }
 
 int ResetDoorLayoutItemByZrId(int zrId) {
-  return record::Attempt("reset for the removed server the rows of", DoorLayoutItemTable().name(), zrId, [&] {
-    db::AllOrNothing whole;
-    ResetDoorLayoutItems(zrId);
-    whole.Keep();
-  });
+  return Remove(zrId, DoorLayoutItemTable(), [&] { ResetDoorLayoutItems(zrId); });
 }

@@ -19,7 +19,7 @@ void NoteLogLine(const qv::log::Line& line) {
     Note(text);
     return;
   }
-  static const std::map<std::string, std::string> levels = {{"ERR", "1"},  {"NOTICE", "3"}, {"INFO", "4"},
+  static const std::map<std::string, std::string> levels = {{"ERR", "1"},    {"NOTICE", "3"}, {"INFO", "4"},
                                                             {"CHANGE", "5"}, {"DUMP", "7"},   {"-", "-"}};
   Note("log " + levels.at(line.level) + " " + line.function + " " + line.text);
 }

@@ -89,7 +89,7 @@ TEST_F(ToolTest, TellsWrongUsage) {
 
 TEST_F(ToolTest, AppliesASnapshotOnce) {
   Write("document", Devices(3, 2));
-  EXPECT_EQ(CountsOf(RunJson("pair 7 document --model QVR-3216"), "pos"), "3 0 0 0");
+  EXPECT_EQ(CountsOf(RunJson("pair 7 document --model QVA-3216"), "pos"), "3 0 0 0");
   Write("document", Devices(2, 2, "moved"));
   EXPECT_EQ(CountsOf(RunJson("plan 7 document"), "pos"), "0 2 1 0");
   EXPECT_EQ(Run("plan --exit-code 7 document").status, 2);
@@ -99,6 +99,15 @@ TEST_F(ToolTest, AppliesASnapshotOnce) {
   EXPECT_EQ(CountsOf(again, "speaker"), "0 0 0 2");
   EXPECT_EQ(CountsOf(again, "server"), "0 0 0 1") << "the model given at pairing is remembered";
   EXPECT_EQ(Run("plan --exit-code 7 document").status, 0);
+
+  const Json::Value messages = RunJson("list message --zr 7");
+  std::string commands;
+  for (const Json::Value& message : messages)
+    commands += message["target"].asString() + ' ' + message["command"].asString() + '\n';
+  EXPECT_EQ(commands,
+            "hostd sync-face-database\nhostd sync-license-plate-database\n"
+            "hostd sync-face-database\nhostd sync-face-database\n")
+      << "pairing sends two, every update one, a plan none";
 
   const Json::Value rows = RunJson("list pos --zr 7");
   ASSERT_EQ(rows.size(), 2U);

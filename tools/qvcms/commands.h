@@ -20,6 +20,8 @@ int Run(const GlobalOptions& global, const ListOptions& options);
 
 int Run(const GlobalOptions& global, const StatusOptions& options);
 int Run(const GlobalOptions& global, const RemoveOptions& options);
+
+/// Sets or clears a device's configuring flag and prints it.
 int Run(const GlobalOptions& global, const ConfiguringOptions& options);
 
 }  // namespace qvcms

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "capability/capability.h"
+#include "devices/edgestoragetable.h"
 #include "devices/sections.h"
 #include "devices/tables.h"
 #include "messages/outbox.h"
@@ -15,12 +17,12 @@ namespace {
 
 /// A section that the host keeps entry by entry.
 Kind Section(std::string_view name, const qv::record::AnyTable& table) {
-  return {name, &table, Role::Settings, "owner_zr_id", {"id", "owner_zr_id", "id_on_rec_server", "settings"}};
+  return {name, &table, Role::Settings, "owner_zr_id", {"id", "id_on_rec_server", "owner_zr_id", "settings"}};
 }
 
 /// Equipment; `columns` come after those that every device has.
 Kind Device(std::string_view name, const qv::record::AnyTable& table, const std::vector<std::string_view>& columns) {
-  Kind kind{name, &table, Role::Device, "owner_zr_id", {"id", "owner_zr_id", "id_on_rec_server", "name"}};
+  Kind kind{name, &table, Role::Device, "owner_zr_id", {"id", "id_on_rec_server", "owner_zr_id", "name"}};
   kind.columns.insert(kind.columns.end(), columns.begin(), columns.end());
   return kind;
 }
@@ -30,6 +32,12 @@ Kind Device(std::string_view name, const qv::record::AnyTable& table, const std:
 std::span<const Kind> Kinds() {
   static const std::vector<Kind> kinds = {
       {"server", &qv::server::ServerTable(), Role::Settings, "id", {"id", "model"}},
+      Device("camera", CameraTable(), {"enabled", "vendor", "model", "host", "resolution", "status"}),
+      {"edge-storage",
+       &EdgeStorageTable(),
+       Role::Settings,
+       "owner_zr_id",
+       {"id", "owner_zr_id", "camera_id", "enabled", "recording_mode", "storage_type", "size", "retention_days"}},
       Device("pos", PosTable(), {"enabled", "vendor", "model", "host", "port", "note"}),
       Device("speaker", SpeakerTable(), {"enabled", "vendor", "model", "host", "volume", "note"}),
       Section("camera-detection-setting", CameraDetectionSettingTable()),
@@ -39,6 +47,11 @@ std::span<const Kind> Kinds() {
       Section("pos-event-conf", PosEventConfTable()),
       Section("ctrler-action-rule", CtrlerActionRuleTable()),
       Section("rec-share", RecShareTable()),
+      {"capability",
+       &qv::capability::CapabilityFileTable(),
+       Role::Settings,
+       "owner_zr_id",
+       {"id", "owner_zr_id", "vendor", "model", "path"}},
       {"message",
        &qv::messages::MessageTable(),
        Role::Outbox,

@@ -101,7 +101,7 @@ class CommandLine {
 
   void AddImports() {
     AddImport(AddCommand("pair", "Take over everything of a newly paired slave",
-                         "  qvcms pair 7 examples/slave7-pair.json --model QVR-3216",
+                         "  qvcms pair 7 examples/slave7-pair.json --model QVA-3216",
                          [this] { return PairOptions{import_}; }));
     CLI::App* update =
         AddCommand("update", "Apply a slave's configuration snapshot", "  qvcms update 7 snapshot.json", [this] {
@@ -144,10 +144,10 @@ class CommandLine {
 
   void AddConfiguring() {
     CLI::App* configuring = AddCommand("configuring", "Mark a device as being configured on the host, or as free again",
-                                       "  qvcms configuring iomodule 3 on", [this] { return configuring_; });
-    configuring->add_option("DEVICE", configuring_.device, "camera or iomodule")
+                                       "  qvcms configuring camera 3 on", [this] { return configuring_; });
+    configuring->add_option("DEVICE", configuring_.device, "Kind of device")
         ->required()
-        ->check(CLI::IsMember({"camera", "iomodule"}));
+        ->check(CLI::IsMember(ConfigurableKindNames()));
     configuring->add_option("ID", configuring_.id, "Id of the device on the host")
         ->required()
         ->check(CLI::Range(1, INT_MAX));

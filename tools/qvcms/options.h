@@ -61,10 +61,13 @@ struct ListOptions {
 };
 
 struct ConfiguringOptions {
-  std::string device;  ///< "camera" or "iomodule"
+  std::string device;  ///< one of `ConfigurableKindNames`
   int id = 0;
   bool on = false;
 };
+
+/// The kinds of devices that users configure on the host.
+std::vector<std::string> ConfigurableKindNames();
 
 using Command = std::variant<PairOptions, UpdateOptions, PlanOptions, StatusOptions, RemoveOptions, ListOptions,
                              ConfiguringOptions>;

@@ -13,6 +13,5 @@ namespace {
 }  // namespace
 
 int Run(const GlobalOptions&, const StatusOptions&) { Refuse("status"); }
-int Run(const GlobalOptions&, const ConfiguringOptions&) { Refuse("configuring"); }
 
 }  // namespace qvcms

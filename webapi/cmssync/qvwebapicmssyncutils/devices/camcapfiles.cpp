@@ -1,3 +1,56 @@
 #include "camcapfiles.h"
 
-void SaveCamCapFiles(int, const Json::Value&) {}
+#include <pthread.h>
+
+#include <string>
+
+#include "camcap.h"
+#include "frame/logmessage.h"
+
+namespace {
+
+pthread_mutex_t capability_folder_mutex = PTHREAD_MUTEX_INITIALIZER;
+
+/// Keeps two snapshots from making the folder at the same time; the files need no such care.
+class FolderLock {
+ public:
+  FolderLock() { pthread_mutex_lock(&capability_folder_mutex); }
+  ~FolderLock() { pthread_mutex_unlock(&capability_folder_mutex); }
+  FolderLock(const FolderLock&) = delete;
+  FolderLock& operator=(const FolderLock&) = delete;
+};
+
+void MakeFolder() {
+  const FolderLock lock;
+  std::string path;
+  if (CheckAndMakeCapDir(path) != 0) CMS_LOG(3, "SaveCamCapFiles", "CheckAndMakeCapDir failed.\n");
+}
+
+std::string TextOf(const Json::Value& element, const char* key) {
+  return element.isMember(key) ? element[key].asString() : std::string();
+}
+
+/// The path that the element's file has on this host; empty when it has none.
+std::string FileName(const Json::Value& element, const std::string& model, int zrId) {
+  if (!element.isMember("capFileName")) return "";
+  std::string name = element["capFileName"].asString();
+  if (IsInteSupApi(model) == 0 && ReplaceZrIdInCapFilePath(name, zrId) != 0) {
+    CMS_LOG(3, "SaveCamCapFiles", "Failed to update zrId in cap file path. [%s]\n", name.c_str());
+    name.clear();
+  }
+  return name;
+}
+
+}  // namespace
+
+void SaveCamCapFiles(int zrId, const Json::Value& camCapList) {
+  if (camCapList.empty()) return;
+  MakeFolder();
+  for (const Json::Value& element : camCapList) {
+    const std::string vendor = TextOf(element, "camVendor");
+    const std::string model = TextOf(element, "camModel");
+    const std::string name = FileName(element, model, zrId);
+    if (vendor.empty() || model.empty() || name.empty() || !element.isMember("camCap")) continue;
+    CreateCapFileByJsonInterface(name, vendor, model, element["camCap"]);
+  }
+}

@@ -56,13 +56,13 @@ bool DbgLogLevelEnabled(int level) {
 }
 
 template <>
-const char* Enum2String<LOG_CATEG>(LOG_CATEG category) {
+const char* Enum2String<LOG_CATEG>(LOG_CATEG value) {
   static const QVEnum2StrMap<LOG_CATEG> names;
-  return FindName(names, category);
+  return FindName(names, value);
 }
 
 template <>
-const char* Enum2String<LOG_LEVEL>(LOG_LEVEL level) {
+const char* Enum2String<LOG_LEVEL>(LOG_LEVEL value) {
   static const QVEnum2StrMap<LOG_LEVEL> names;
-  return FindName(names, level);
+  return FindName(names, value);
 }

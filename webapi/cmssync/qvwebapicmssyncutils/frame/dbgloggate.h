@@ -13,6 +13,6 @@ bool DbgLogLevelEnabled(int level);
 template <class E>
 const char* Enum2String(E value);
 template <>
-const char* Enum2String<LOG_CATEG>(LOG_CATEG category);
+const char* Enum2String<LOG_CATEG>(LOG_CATEG value);
 template <>
-const char* Enum2String<LOG_LEVEL>(LOG_LEVEL level);
+const char* Enum2String<LOG_LEVEL>(LOG_LEVEL value);

@@ -1,0 +1,148 @@
+#include "capability.h"
+
+#include <algorithm>
+#include <charconv>
+#include <filesystem>
+#include <system_error>
+
+#include "../db/database.h"
+#include "../record/attempt.h"
+#include "camcap.h"
+#include "dbglog.h"
+#include "qvjson.h"
+#include "taggedfield.h"
+
+struct CapabilityFileData {
+  enum Fields : int { FIELD_COUNT = 5 };
+};
+
+// Its path is what a file is known by on its slave; the index over owner and id covers it.
+#define CAPABILITY_FILE_FIELDS(FIELD)                                   \
+  FIELD(CapabilityFileData, 0, int, Id, "id", HostId)                   \
+  FIELD(CapabilityFileData, 1, int, OwnerZrId, "owner_zr_id", Owner)    \
+  FIELD(CapabilityFileData, 2, std::string, Path, "path", IdOnSlave)    \
+  FIELD(CapabilityFileData, 3, std::string, Vendor, "vendor", HostOnly) \
+  FIELD(CapabilityFileData, 4, std::string, Model, "model", HostOnly)
+
+CAPABILITY_FILE_FIELDS(QV_TAGGED_FIELD)
+
+namespace qv::capability {
+namespace {
+
+class CapabilityFile : public TaggedRecord<CapabilityFileData::Fields> {};
+using Table = record::Table<CapabilityFile, CapabilityFileData::Fields>;
+
+const Table& Files() {
+  static const Table table("capability_file");
+  return table;
+}
+
+/// The first name of a path that is a number and followed by another; empty when there is none.
+std::string_view ServerName(std::string_view path) {
+  const std::size_t slash = path.find('/');
+  if (slash == 0 || slash == std::string_view::npos) return {};
+  const std::string_view name = path.substr(0, slash);
+  const bool is_number = std::all_of(name.begin(), name.end(), [](char c) { return c >= '0' && c <= '9'; });
+  return is_number ? name : std::string_view();
+}
+
+int OwnerOf(const std::string& path, const std::string& model) {
+  int owner = 0;
+  const std::string_view name = ServerName(path);
+  if (IsInteSupApi(model) == 0) std::from_chars(name.data(), name.data() + name.size(), owner);
+  return owner;
+}
+
+void Record(const std::string& path, const std::string& vendor, const std::string& model) {
+  const int owner = OwnerOf(path, model);
+  CapabilityFile file =
+      Files().Find(record::Where().Is("owner_zr_id", owner).Is("path", path)).value_or(CapabilityFile());
+  file.SetOwnerZrId(owner);
+  file.SetPath(path);
+  file.SetVendor(vendor);
+  file.SetModel(model);
+  Files().Save(file);
+}
+
+void Remove(const std::string& path) {
+  if (!db::StageRemoval(kFolder, path)) {
+    throw db::Error(db::Error::Kind::Statement, "a link is on the way to " + path);
+  }
+}
+
+int MakeFolder(const std::filesystem::path& folder) {
+  std::error_code error;
+  const std::filesystem::file_status status = std::filesystem::symlink_status(folder, error);
+  if (std::filesystem::is_directory(status)) return 0;
+  if (std::filesystem::exists(status))
+    error = std::make_error_code(std::errc::not_a_directory);
+  else if (db::UnitOfWork::Current() != nullptr)
+    return 0;
+  else if (std::filesystem::create_directory(folder, error))
+    return 0;
+  QVPrintf(LOG_TYPE_DIAGNOSTIC, "DATABASE", "ERR", "platform", __LINE__, "MakeFolder", "Failed to make %s: %s\n",
+           folder.c_str(), error.message().c_str());
+  return -1;
+}
+
+}  // namespace
+
+const record::AnyTable& CapabilityFileTable() { return Files(); }
+
+void DeleteFilesOf(int zr) {
+  const std::list<CapabilityFile> files = Files().Select(record::Where().Is("owner_zr_id", zr));
+  if (files.empty()) return;
+  for (const CapabilityFile& file : files) Remove(file.GetPath());
+  const std::string folder = std::to_string(zr);
+  const std::list<CapabilityFile> shared = Files().Select(record::Where().Is("owner_zr_id", 0));
+  const bool has_shared = std::any_of(shared.begin(), shared.end(), [&](const CapabilityFile& file) {
+    return file.GetPath().starts_with(folder + '/');
+  });
+  if (!has_shared) Remove(folder);
+  Files().DeleteWhere(record::Where().Is("owner_zr_id", zr));
+}
+
+}  // namespace qv::capability
+
+using namespace qv;              // NOLINT(google-build-using-namespace): what follows is the package's interface
+using namespace qv::capability;  // NOLINT(google-build-using-namespace)
+
+int CheckAndMakeCapDir(std::string& path) {
+  int result = -1;
+  record::Attempt("make the folder of", "capability_file", 0, [&] {
+    const std::filesystem::path folder = db::DataFolder() / kFolder;
+    path = folder.string();
+    result = MakeFolder(folder);
+  });
+  return result;
+}
+
+int IsInteSupApi(const std::string& model) { return model.ends_with("-API") ? 1 : 0; }
+
+int ReplaceZrIdInCapFilePath(std::string& path, int zrId) {
+  const std::string_view server = ServerName(path);
+  if (server.empty()) return -1;
+  std::string rewritten;
+  int result = -1;
+  record::Attempt("look up", "capability_file", 0, [&] {
+    const std::optional<std::string> place = db::FilePlace(kFolder, std::to_string(zrId) + path.substr(server.size()));
+    if (!place) return;
+    path = *place;
+    result = 0;
+  });
+  return result;
+}
+
+// NOLINTNEXTLINE(performance-unnecessary-value-param): the contract hands the description over by value
+int CreateCapFileByJsonInterface(const std::string& fileName, const std::string& vendor, const std::string& model,
+                                 Json::Value cap) {
+  return record::Attempt("write", "capability_file", 0, [&] {
+    db::AllOrNothing whole;
+    const std::string content = JsonWrite(cap, false) + '\n';
+    if (!db::FileHolds(kFolder, fileName, content) && !db::StageFile(kFolder, fileName, content)) {
+      throw db::Error(db::Error::Kind::Statement, "its path is refused");
+    }
+    Record(fileName, vendor, model);
+    whole.Keep();
+  });
+}

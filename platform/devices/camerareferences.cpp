@@ -1,0 +1,70 @@
+#include "camerareferences.h"
+
+#include "../db/database.h"
+#include "../record/attempt.h"
+#include "camera.h"
+#include "edgestoragetable.h"
+#include "emapitems.h"
+#include "messagedaemon.h"
+#include "sections.h"
+
+struct LayoutItemData {
+  enum Fields : int { FIELD_COUNT = 5 };
+};
+
+#define LAYOUT_ITEM_FIELDS(FIELD)                                                                  \
+  FIELD(LayoutItemData, 0, int, Id, "id", HostId)                                                  \
+  FIELD(LayoutItemData, 1, int, LayoutId, "layout_id", HostOnly)                                   \
+  FIELD(LayoutItemData, 2, int, Position, "position", HostOnly) /* cell, counted by rows from 0 */ \
+  FIELD(LayoutItemData, 3, int, StreamProfile, "stream_profile", HostOnly)                         \
+  FIELD(LayoutItemData, 4, int, CameraId, "camera_id", HostOnly, .references = "camera")
+
+LAYOUT_ITEM_FIELDS(QV_TAGGED_FIELD)
+
+struct CameraGroupMemberData {
+  enum Fields : int { FIELD_COUNT = 4 };
+};
+
+#define CAMERA_GROUP_MEMBER_FIELDS(FIELD)                              \
+  FIELD(CameraGroupMemberData, 0, int, Id, "id", HostId)               \
+  FIELD(CameraGroupMemberData, 1, int, GroupId, "group_id", HostOnly)  \
+  FIELD(CameraGroupMemberData, 2, int, Position, "position", HostOnly) \
+  FIELD(CameraGroupMemberData, 3, int, CameraId, "camera_id", HostOnly, .references = "camera")
+
+CAMERA_GROUP_MEMBER_FIELDS(QV_TAGGED_FIELD)
+
+namespace qv::devices {
+namespace {
+class LayoutItem : public TaggedRecord<LayoutItemData::Fields> {};
+class CameraGroupMember : public TaggedRecord<CameraGroupMemberData::Fields> {};
+}  // namespace
+
+const record::AnyTable& LayoutItemTable() {
+  static const record::Table<LayoutItem, LayoutItemData::Fields> table("layout_item");
+  return table;
+}
+
+const record::AnyTable& CameraGroupMemberTable() {
+  static const record::Table<CameraGroupMember, CameraGroupMemberData::Fields> table("camera_group_member");
+  return table;
+}
+
+}  // namespace qv::devices
+
+using namespace qv;           // NOLINT(google-build-using-namespace): what follows is the package's interface
+using namespace qv::devices;  // NOLINT(google-build-using-namespace)
+
+int SyncRelatedTableForCamDel(const Camera& camera, bool notify) {
+  const int result = record::Attempt("clean up after", "camera", camera.GetId(), [&] {
+    db::AllOrNothing whole;
+    // A database that enforces its references has emptied these already.
+    for (const record::AnyTable* table :
+         {static_cast<const record::AnyTable*>(&EdgeStorageTable()), &CameraDetectionSettingTable(),
+          &CameraDeviceOutputTable(), &LayoutItemTable(), &EmapItemTable(), &CameraGroupMemberTable()}) {
+      table->DeleteWhere(record::Where().Is("camera_id", camera.GetId()));
+    }
+    whole.Keep();
+  });
+  if (result == 0 && notify) SendCamRelatedMsgToMsgD();
+  return result;
+}

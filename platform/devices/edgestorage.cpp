@@ -1,0 +1,36 @@
+#include "edgestorage.h"
+
+#include "../db/driver.h"
+#include "../record/attempt.h"
+#include "edgestoragetable.h"
+
+namespace qv::devices {
+
+const record::Table<EdgeStorage, EdgeStorageData::Fields>& EdgeStorageTable() {
+  // The settings are the camera's, whatever ids the slave has for either.
+  static const record::Table<EdgeStorage, EdgeStorageData::Fields> table(gszTableEdgeStorageSettings,
+                                                                         {.own_keys = {"id", "cam_id"}});
+  return table;
+}
+
+}  // namespace qv::devices
+
+using namespace qv;           // NOLINT(google-build-using-namespace): what follows is the package's interface
+using namespace qv::devices;  // NOLINT(google-build-using-namespace)
+
+void EdgeStorage::PutRowIntoObj(DBResult_tag* result, unsigned row) { EdgeStorageTable().ReadRow(*this, result, row); }
+
+int EdgeStorage::IsCfgChged(const Json::Value& edge) const { return EdgeStorageTable().Differs(*this, edge) ? 1 : 0; }
+
+int EdgeStorage::SetByJson(const Camera& camera, const Json::Value& edge) {
+  SetCamId(camera.GetId());
+  SetOwnerZrId(camera.GetOwnerZrId());
+  return EdgeStorageTable().Apply(*this, edge) ? 0 : -1;
+}
+
+int EdgeStorage::Save() {
+  return record::Attempt("save", gszTableEdgeStorageSettings, GetId(), [&] {
+    if (GetCamId() == 0) throw db::Error(db::Error::Kind::Statement, "they belong to no camera");
+    EdgeStorageTable().Save(*this);
+  });
+}

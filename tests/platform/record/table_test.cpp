@@ -1,0 +1,151 @@
+#include "record/table.h"
+
+#include "db/database.h"
+#include "support/hosttest.h"
+#include "taggedfield.h"
+
+struct GadgetData {
+  enum Fields : int { FIELD_COUNT = 11 };
+};
+
+#define GADGET_FIELDS(FIELD)                                             \
+  FIELD(GadgetData, 0, int, Id, "id", HostId)                            \
+  FIELD(GadgetData, 1, int, IdOnSlave, "id_on_rec_server", IdOnSlave)    \
+  FIELD(GadgetData, 2, int, Owner, "owner_zr_id", Owner)                 \
+  FIELD(GadgetData, 3, int, Number, "number", Config, .default_int = 5)  \
+  FIELD(GadgetData, 4, bool, Flag, "flag", Config)                       \
+  FIELD(GadgetData, 5, double, Real, "real", Config)                     \
+  FIELD(GadgetData, 6, std::string, Text, "text", Config)                \
+  FIELD(GadgetData, 7, JsonText, Nested, "nested", Config)               \
+  FIELD(GadgetData, 8, std::string, Password, "password", Secret)        \
+  FIELD(GadgetData, 9, int, Peer, "peer", HostOnly, .references = "pos") \
+  FIELD(GadgetData, 10, JsonText, Extra, "extra", Extra)
+
+GADGET_FIELDS(QV_TAGGED_FIELD)
+
+namespace {
+
+using qv::record::Misfit;
+using qv::record::Table;
+using qv::record::Where;
+using support::Parse;
+using testing::ElementsAre;
+
+class Gadget : public TaggedRecord<GadgetData::Fields> {};
+using GadgetTable = Table<Gadget, GadgetData::Fields>;
+
+class TableTest : public support::HostTest {
+ protected:
+  TableTest() { gadgets_.Create(qv::db::ThisThread()); }
+
+  /// Takes `entry` into a new row, and reads the row back.
+  Gadget Stored(const std::string& entry) {
+    Gadget gadget;
+    EXPECT_TRUE(gadgets_.Apply(gadget, Parse(entry))) << entry;
+    gadgets_.Save(gadget);
+    return gadgets_.Find(Where().Is("id", gadget.GetId())).value();
+  }
+
+  const GadgetTable gadgets_{"gadget", {.own_keys = {"parts"}}};
+};
+
+TEST_F(TableTest, WhatWasStoredEqualsTheEntryItCameFrom) {
+  const struct {
+    std::string entry;
+    std::string other;  ///< must differ from it
+  } cases[] = {
+      {R"({"number":3})", R"({"number":4})"},
+      {R"({"number":3.0})", R"({"number":"4"})"},
+      {R"({"number":"-17"})", R"({"number":17})"},
+      {R"({"number":true})", R"({"number":0})"},
+      {R"({"flag":1})", R"({"flag":false})"},
+      {R"({"flag":"true"})", R"({"flag":0})"},
+      {R"({"real":0.1})", R"({"real":0.10000000001})"},
+      {R"({"real":1})", R"({"real":2})"},
+      {R"({"text":5})", R"({"text":"5.0"})"},
+      {R"({"text":""})", R"({"text":" "})"},
+      {R"({"text":"a\u0000b"})", R"({"text":"a"})"},
+      {R"({"nested":{"b":[1,2.5,null],"a":"é"}})", R"({"nested":{"b":[1,2.5,null],"a":"e"}})"},
+      {R"({"nested":{"x":1}})", R"({"nested":{"x":2}})"},
+      {R"({"password":"p"})", R"({"password":"q"})"},
+      {R"({"new_key":{"deep":[1]},"other":null})", R"({"new_key":{"deep":[1,2]}})"},
+      {R"({"new_key":1})", R"({"newer_key":1})"},
+      {R"({"parts":[1],"id":9})", R"({"id":8})"},
+  };
+  for (const auto& one : cases) {
+    const Gadget gadget = Stored(one.entry);
+    EXPECT_FALSE(gadgets_.Differs(gadget, Parse(one.entry))) << one.entry;
+    EXPECT_TRUE(gadgets_.Differs(gadget, Parse(one.other))) << one.other;
+  }
+  // The same meaning in another type is no difference, in a nested and in an extra value too.
+  const Gadget gadget = Stored(R"({"nested":{"x":1},"new_key":{"on":true}})");
+  EXPECT_FALSE(gadgets_.Differs(gadget, Parse(R"({"nested":{"x":1.0,"y":null},"new_key":{"on":1}})")));
+}
+
+TEST_F(TableTest, MembersThatAreNotReportedKeepTheirValue) {
+  Gadget gadget = Stored(R"({"id":4,"number":1,"text":"t","nested":{"a":1},"password":"p","one":1,"two":2})");
+  EXPECT_TRUE(gadgets_.Apply(gadget, Parse(R"({"number":null,"text":"u","two":3,"owner_zr_id":99,"peer":99})")));
+  EXPECT_EQ(gadget.GetIdOnSlave(), 4);
+  EXPECT_EQ(gadget.GetNumber(), 1);
+  EXPECT_EQ(gadget.GetText(), "u");
+  EXPECT_EQ(gadget.GetNested().text, R"({"a":1})");
+  EXPECT_EQ(gadget.GetPassword(), "p");
+  EXPECT_EQ(gadget.GetExtra().text, R"({"one":1,"two":3})");
+  EXPECT_EQ(gadget.GetOwner() + gadget.GetPeer(), 0) << "what is the host's own is never taken from a slave";
+  const Json::Value json = gadgets_.ToJson(gadget);
+  EXPECT_EQ(json["two"], 3);
+  EXPECT_FALSE(json.isMember("password"));
+}
+
+TEST_F(TableTest, MisfitsKeepTheMemberOrRefuseTheEntry) {
+  const GadgetTable strict("gadget", {.misfit = Misfit::RefuseEntry});
+  for (const char* value : {R"("x")", "[1]", "{}", "3000000000", "1e300"}) {
+    const Json::Value entry = Parse(R"({"flag":true,"number":)" + std::string(value) + "}");
+    Gadget gadget;
+    EXPECT_THAT(Journal([&] { EXPECT_TRUE(gadgets_.Apply(gadget, entry)); }),
+                ElementsAre("The reported \"number\" does not fit gadget [0]"));
+    EXPECT_EQ(gadget.GetNumber(), 5) << value;
+    EXPECT_TRUE(gadget.GetFlag()) << value;
+    EXPECT_FALSE(gadgets_.Differs(gadget, entry)) << "or each snapshot would write it again: " << value;
+
+    Gadget untouched;
+    Journal([&] { EXPECT_FALSE(strict.Apply(untouched, entry)) << value; });
+    EXPECT_FALSE(untouched.GetFlag()) << value;
+    EXPECT_TRUE(strict.Differs(untouched, entry)) << value;
+  }
+  Gadget gadget;
+  for (const char* entry : {"null", "[]", "5", R"("x")"}) EXPECT_FALSE(gadgets_.Apply(gadget, Parse(entry))) << entry;
+}
+
+TEST_F(TableTest, WritesOnlyWhatDiffersAndKeepsNoReferenceToNothing) {
+  Gadget gadget = Stored(R"({"number":1})");
+  EXPECT_FALSE(gadgets_.Save(gadget));
+  gadget.SetNumber(2);
+  EXPECT_TRUE(gadgets_.Save(gadget));
+  EXPECT_THAT(Rows("SELECT number,peer,text FROM gadget"), ElementsAre("2|null|"));
+  gadget.SetPeer(12);
+  EXPECT_THROW(gadgets_.Save(gadget), qv::db::Error) << "there is no such terminal";
+  Sql("INSERT INTO pos (id) VALUES (12)");
+  EXPECT_TRUE(gadgets_.Save(gadget));
+  Sql("DELETE FROM pos");
+  EXPECT_EQ(gadgets_.Count({}), 0) << "a row goes with the row that it refers to";
+}
+
+TEST_F(TableTest, SelectsByConditions) {
+  for (int i = 1; i <= 5; ++i) Stored(R"({"id":)" + std::to_string(10 * i) + R"(,"text":"t"})");
+  const auto ids = [&](const Where& where) {
+    std::list<int> found;
+    for (const Gadget& gadget : gadgets_.Select(where)) found.push_back(gadget.GetIdOnSlave());
+    return found;
+  };
+  EXPECT_THAT(ids(Where().In("id", {5, 1, 3})), ElementsAre(10, 30, 50));
+  EXPECT_THAT(ids(Where().In("id", {})), ElementsAre());
+  EXPECT_THAT(ids(Where().Is("text", "t").InRowsOf("id", "gadget", Where().In("id_on_rec_server", {20, 40}))),
+              ElementsAre(20, 40));
+  EXPECT_EQ(gadgets_.HostIds(0).at(40), 4);
+  const qv::record::ListedRow row = gadgets_.List(Where().Is("id", 1)).at(0);
+  EXPECT_EQ(row.size(), 10U) << "every field but the secret one";
+  for (const auto& [name, value] : row) EXPECT_NE(name, "password");
+}
+
+}  // namespace

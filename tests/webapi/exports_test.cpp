@@ -1,0 +1,112 @@
+#include <json/value.h>
+
+#include <cstdio>
+
+#include "db/database.h"
+#include "qvwebapicmssyncutils.h"
+#include "recserversavers.h"
+#include "slavezr.h"
+#include "support/hosttest.h"
+
+namespace {
+
+using support::Lines;
+using support::Parse;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+SlaveZR Slave(const std::string& model) {
+  SlaveZR slave;
+  slave.SetZrModel(model);
+  return slave;
+}
+
+/// One entry for every section that the package's savers take whole, beside a terminal and a speaker.
+constexpr const char* kSections = R"({
+  "camDetSetting": [{"id":1}], "camDeviceOutput": [{"id":1}], "recShare": [{"id":1}], "ctrler_info": [{"id":1}],
+  "iomoduleSetting": [{"id":1}], "iomoduleCamPairing": [{"id":1}], "POS_info": [{"id":1}],
+  "POS_eventconf": [{"id":1,"pos_id":1}], "speaker_info": [{"id":1}]})";
+
+class ExportsTest : public support::HostTest {
+ protected:
+  /// What a call writes and sends, without the rows of steps that the document does not speak of.
+  Lines Update(const SlaveZR& slave, const Json::Value& document) {
+    return Journal([&] { EXPECT_EQ(SaveSlaveInfoUpdate(slave, document, 7), 0); }, 1);
+  }
+};
+
+TEST_F(ExportsTest, UpdateTakesTheSectionsInTheirOrder) {
+  EXPECT_THAT(Update(Slave("QVA-20"), Parse(kSections)),
+              ElementsAre("insert camera_detection_setting 1", "insert camera_device_output 1", "insert rec_share 1",
+                          "insert ctrler_action_rule 1", "insert iomodule_setting 1", "insert iomodule_cam_pairing 1",
+                          "insert pos 1", "insert pos_event_conf 1", "insert ipspeaker 1",
+                          R"(message 7 hostd sync-face-database {"group_id":0})"));
+}
+
+TEST_F(ExportsTest, OnlyModelsWithAnalyticsHaveTheirDatabasesSynchronised) {
+  const Json::Value nothing(Json::objectValue);
+  const auto messages_to_hostd = [&](const std::string& model, auto call) {
+    Lines lines;
+    for (const std::string& line : Journal([&] { EXPECT_EQ(call(Slave(model), nothing, 7), 0); })) {
+      if (line.find("hostd") != std::string::npos) lines.push_back(line);
+    }
+    return lines;
+  };
+  EXPECT_THAT(messages_to_hostd("QVA-20", SaveSlaveInfoUpdate),
+              ElementsAre(R"(message 7 hostd sync-face-database {"group_id":0})"));
+  EXPECT_THAT(messages_to_hostd("QVA-20", SaveSlaveInfoPair),
+              ElementsAre(R"(message 7 hostd sync-face-database {"group_id":0})",
+                          "message 7 hostd sync-license-plate-database {}"));
+  EXPECT_THAT(messages_to_hostd("NVR-20", SaveSlaveInfoUpdate), IsEmpty());
+  EXPECT_THAT(messages_to_hostd("NVR-20", SaveSlaveInfoPair), IsEmpty());
+}
+
+TEST_F(ExportsTest, AnImpossibleDocumentLeavesAsAnExceptionAndTheUnitOfWorkGoesBack) {
+  Update(Slave(""), Parse(kSections));
+  const Lines before = Rows("SELECT id,name FROM pos");
+  for (const char* document : {"[]", "5", R"("x")", R"({"POS_info":[{"id":1,"name":"new"},{"id":{}}]})",
+                               R"({"POS_info":[{"id":"1"}]})", R"({"POS_info":[[]]})"}) {
+    const Json::Value info = Parse(document);
+    const auto apply = [&] {
+      qv::db::UnitOfWork work;
+      SaveSlaveInfoUpdate(Slave("QVA"), info, 7);
+      work.Commit();
+    };
+    EXPECT_THROW(apply(), Json::Exception) << document;
+    EXPECT_EQ(Rows("SELECT id,name FROM pos"), before) << document;
+  }
+}
+
+TEST_F(ExportsTest, SectionsAreReplacedAndTiedToTheirDevices) {
+  Sql("INSERT INTO camera (owner_zr_id,id_on_rec_server) VALUES (9,3),(7,3)");
+  const std::string section = R"({"camDetSetting":[{"id":1,"cam_id":3,"level":5},{"id":2,"cam_id":4}]})";
+  const auto save = [&](const std::string& document) {
+    return Journal([&] { SaveCamDetSettingFromRec(7, Parse(document)["camDetSetting"]); });
+  };
+  EXPECT_THAT(save(section), ElementsAre("insert camera_detection_setting 1", "insert camera_detection_setting 2"));
+  EXPECT_THAT(Rows("SELECT camera_id,settings FROM camera_detection_setting ORDER BY id"),
+              ElementsAre(R"(2|{"cam_id":2,"id":1,"level":5})", R"(null|{"cam_id":0,"id":2})"))
+      << "a camera of the same slave, or none";
+  EXPECT_THAT(save(section), IsEmpty());
+  EXPECT_THAT(save(R"({"camDetSetting":[{"id":2,"cam_id":3}]})"),
+              ElementsAre("update camera_detection_setting 2", "delete camera_detection_setting WHERE id=1"));
+  Refuse("INSERT", "camera_detection_setting", "NEW.id_on_rec_server=9");
+  EXPECT_THAT(
+      save(R"({"camDetSetting":[{"id":8},{"id":9}]})"),
+      ElementsAre("insert camera_detection_setting 3", "failed to save the section camera_detection_setting [7]"));
+  EXPECT_THAT(Rows("SELECT id FROM camera_detection_setting"), ElementsAre("2")) << "all of a section or nothing";
+  EXPECT_THAT(save("{}"), ElementsAre("delete camera_detection_setting WHERE id=2"));
+}
+
+/// The names that the built library defines for others.
+TEST(ExportsOfTheLibrary, AreTheContractsAlone) {
+  FILE* pipe = popen("nm -D --defined-only --format=posix " QVCMSSYNC_PATH, "r");
+  ASSERT_NE(pipe, nullptr);
+  std::vector<std::string> names;
+  char line[256];
+  while (fgets(line, sizeof line, pipe) != nullptr) names.push_back(std::string(line, std::string(line).find(' ')));
+  EXPECT_EQ(pclose(pipe), 0);
+  EXPECT_THAT(names, testing::UnorderedElementsAre("SaveSlaveInfoUpdate", "SaveSlaveInfoPair"));
+}
+
+}  // namespace

@@ -1,0 +1,47 @@
+#include "camedgedata.h"
+
+#include <memory>
+#include <sstream>
+
+#include "frame/logmessage.h"
+#include "qvdb.h"
+
+namespace {
+
+struct FreeResult {
+  void operator()(DBResult_tag* result) const { QVDBFreeResult(result); }
+};
+
+}  // namespace
+
+void LoadCamEdgeMap(int zrId, std::map<int, EdgeStorage>& map) {
+  std::ostringstream query;
+  query << "SELECT * FROM " << gszTableEdgeStorageSettings << " WHERE "
+        << "owner_zr_id=" << zrId;
+  DBResult_tag* result = nullptr;
+  if (QVDB::Execute(kDbInstanceMain, query.str(), &result, false, true, true, true) != 0) {
+    CMS_LOG_ALWAYS("LoadCamEdgeMap", "Execute sql failed.\n");
+    return;
+  }
+  const std::unique_ptr<DBResult_tag, FreeResult> owner(result);
+  for (unsigned row = 0; QVDBFetchRow(result, &row) == 0;) {
+    EdgeStorage edge;
+    edge.PutRowIntoObj(result, row);
+    map.try_emplace(edge.GetCamId(), edge);
+  }
+}
+
+// The words of the two messages are the wrong way round: operators' filters know them so, and count on it.
+void UpdateCamEdgeData(int zrId, const Camera& cam, const Json::Value& edge, std::map<int, EdgeStorage>& map) {
+  const auto found = map.find(cam.GetId());
+  if (found == map.end()) {
+    EdgeStorage added;
+    CMS_LOG(4, "UpdateCamEdgeData", "Update edge settings of cam [%d] from ZR [%d].\n", cam.GetId(), zrId);
+    added.SetByJson(cam, edge);
+    added.Save();
+  } else if (found->second.IsCfgChged(edge) != 0) {
+    CMS_LOG(4, "UpdateCamEdgeData", "Add edge settings of cam [%d] from ZR [%d].\n", cam.GetId(), zrId);
+    found->second.SetByJson(cam, edge);
+    found->second.Save();
+  }
+}
