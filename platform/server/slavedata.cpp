@@ -32,10 +32,17 @@ int Remove(int zr, const record::AnyTable& kind, Work&& work) {
   });
 }
 
+using Tables = std::initializer_list<const record::AnyTable*>;
+
+/// Deletes the server's rows of each table in turn.
+void DeleteRows(int zr, Tables tables) {
+  for (const record::AnyTable* table : tables) DeleteRowsOf(*table, zr);
+}
+
 /// Deletes the server's rows of `kind`, and before them those of `dependents`, which would go too: so they are counted.
-int Delete(int zr, const record::AnyTable& kind, std::initializer_list<const record::AnyTable*> dependents = {}) {
+int Delete(int zr, const record::AnyTable& kind, Tables dependents = {}) {
   return Remove(zr, kind, [&] {
-    for (const record::AnyTable* dependent : dependents) DeleteRowsOf(*dependent, zr);
+    DeleteRows(zr, dependents);
     DeleteRowsOf(kind, zr);
   });
 }
@@ -45,10 +52,7 @@ int Delete(int zr, const record::AnyTable& kind, std::initializer_list<const rec
 int CamDelByZrId(int zrId) {
   return Remove(zrId, CameraTable(), [&] {
     capability::DeleteFilesOf(zrId);
-    for (const record::AnyTable* table :
-         {&EdgeStorageTable(), &CameraDetectionSettingTable(), &CameraDeviceOutputTable(), &CameraTable()}) {
-      DeleteRowsOf(*table, zrId);
-    }
+    DeleteRows(zrId, {&EdgeStorageTable(), &CameraDetectionSettingTable(), &CameraDeviceOutputTable(), &CameraTable()});
   });
 }
 
