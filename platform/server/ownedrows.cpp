@@ -36,8 +36,10 @@ std::vector<record::Where> RowsOf(const record::AnyTable& table, int zr) {
   return rows;
 }
 
-void DeleteRowsOf(const record::AnyTable& table, int zr) {
-  for (const record::Where& rows : RowsOf(table, zr)) table.DeleteWhere(rows);
+std::int64_t DeleteRowsOf(const record::AnyTable& table, int zr) {
+  std::int64_t deleted = 0;
+  for (const record::Where& rows : RowsOf(table, zr)) deleted += table.DeleteWhere(rows);
+  return deleted;
 }
 
 std::vector<std::string> TablesHolding(int zr) {

@@ -14,8 +14,8 @@ namespace qv::server {
 /// what belongs to the host itself.
 std::vector<record::Where> RowsOf(const record::AnyTable& table, int zr);
 
-/// Deletes them and counts them as removed. Throws `db::Error`.
-void DeleteRowsOf(const record::AnyTable& table, int zr);
+/// Deletes them and counts them as removed. @return how many. Throws `db::Error`.
+std::int64_t DeleteRowsOf(const record::AnyTable& table, int zr);
 
 /// The tables, but for the outbox, that hold rows of the server `zr`. Throws `db::Error`.
 std::vector<std::string> TablesHolding(int zr);

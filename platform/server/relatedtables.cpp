@@ -56,12 +56,13 @@ struct DoorLayoutItemData {
 };
 
 // The server is noted beside the door, so that an item still tells whose door it showed when the door is gone.
-#define DOOR_LAYOUT_ITEM_FIELDS(FIELD)                               \
-  FIELD(DoorLayoutItemData, 0, int, Id, "id", HostId)                \
-  FIELD(DoorLayoutItemData, 1, int, LayoutId, "layout_id", HostOnly) \
-  FIELD(DoorLayoutItemData, 2, int, Position, "position", HostOnly)  \
-  FIELD(DoorLayoutItemData, 3, int, ZrId, "zr_id", Owner)            \
-  FIELD(DoorLayoutItemData, 4, int, DoorId, "door_id", HostOnly)     \
+#define DOOR_LAYOUT_ITEM_FIELDS(FIELD)                                                      \
+  FIELD(DoorLayoutItemData, 0, int, Id, "id", HostId)                                       \
+  FIELD(DoorLayoutItemData, 1, int, LayoutId, "layout_id", HostOnly)                        \
+  FIELD(DoorLayoutItemData, 2, int, Position, "position", HostOnly)                         \
+  FIELD(DoorLayoutItemData, 3, int, ZrId, "zr_id", Owner)                                   \
+  FIELD(DoorLayoutItemData, 4, int, DoorId, "door_id", HostOnly, .references = "axis_door", \
+        .on_delete = OnDelete::SetNull)                                                     \
   FIELD(DoorLayoutItemData, 5, std::string, Title, "title", HostOnly)
 
 PRIVILEGE_PROFILE_SERVER_FIELDS(QV_TAGGED_FIELD)

@@ -14,6 +14,7 @@
 #include "ownedrows.h"
 #include "relatedtables.h"
 #include "servers.h"
+#include "shmdbcache.h"
 
 namespace {
 
@@ -56,13 +57,19 @@ int CamDelByZrId(int zrId) {
   });
 }
 
-int IOModuleDelByZrId(int zrId) { return Delete(zrId, IOModuleSettingTable(), {&IOModuleCamPairingTable()}); }
+int IOModuleDelByZrId(int zrId) {
+  return Remove(zrId, IOModuleTable(), [&] {
+    DeleteRows(zrId, {&IOModuleSettingTable(), &IOModuleCamPairingTable()});
+    if (DeleteRowsOf(IOModuleTable(), zrId) == 0) return;
+    if (ShmDBCache* cache = QVShmDBCacheAt()) cache->RemoveIOModules(zrId);
+  });
+}
 
 int POSDelByZrId(int zrId) { return Delete(zrId, PosTable(), {&PosTextRuleTable(), &PosEventConfTable()}); }
 
 int SpeakerDelByZrId(int zrId) { return Delete(zrId, SpeakerTable()); }
 
-int CtrlerDelByZrId(int zrId) { return Delete(zrId, CtrlerActionRuleTable()); }
+int CtrlerDelByZrId(int zrId) { return Delete(zrId, CtrlerTable(), {&CtrlerActionRuleTable(), &DoorTable()}); }
 
 int DelRecShareByZrId(int zrId) { return Delete(zrId, RecShareTable()); }
 

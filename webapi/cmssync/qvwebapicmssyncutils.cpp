@@ -4,6 +4,7 @@
 #include "analytics/countingwidgets.h"
 #include "analytics/facetasks.h"
 #include "analytics/ivatasks.h"
+#include "axisacsctrler.h"
 #include "camera.h"
 #include "cmshostdapi.h"
 #include "devices/camcapfiles.h"
@@ -113,3 +114,5 @@ int SyncRelatedTableForSlaveDel(int zrId) {
   RemoveRtspKeyFile(zrId);
   return result;
 }
+
+int GetAxisDoorZrIdMap(std::unordered_map<int, int>& doorToZr) { return GetDoorZrIdMap(doorToZr); }

@@ -11,6 +11,8 @@
 
 #include <json/value.h>
 
+#include <unordered_map>
+
 class SlaveZR;
 struct SlaveZRStatus;
 
@@ -47,4 +49,8 @@ QV_EXPORT int RemoveSlaveData(int zrId);
 /// included, and the devices too. The file goes at once, whether or not the caller keeps the changes of the database.
 /// @return 0, or -1 when a step failed; which one, and a few failures that do not count, are in the log only
 QV_EXPORT int SyncRelatedTableForSlaveDel(int zrId);
+
+/// Fills `doorToZr` with the owning slave of every door of access controllers, by the door's host id.
+/// @return what the device library said: 0 on success, -1 on failure
+QV_EXPORT int GetAxisDoorZrIdMap(std::unordered_map<int, int>& doorToZr);
 }

@@ -7,7 +7,7 @@
 
 #include "frame/logmessage.h"
 #include "qvfile.h"
-#include "qvpackage.h"
+#include "rtspinfo.h"
 #include "slavedata.h"
 #include "status/actruledapi.h"
 
@@ -102,6 +102,6 @@ int RemoveSlaveRelations(int zrId) {
 }
 
 void RemoveRtspKeyFile(int zrId) {
-  const std::string path = QV_PACKAGE_DIR "/@rtsp_info/rtsp_key" + std::to_string(zrId);
+  const std::string path = RtspKeyFilePath(zrId);
   if (IsFileExist(path, false)) unlink(path.c_str());
 }
