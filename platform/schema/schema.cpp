@@ -3,6 +3,8 @@
 #include <stdexcept>
 #include <string>
 
+#include "../analytics/tables.h"
+#include "../analytics/taskgroups.h"
 #include "../capability/capability.h"
 #include "../db/database.h"
 #include "../devices/camerareferences.h"
@@ -48,6 +50,11 @@ std::span<const record::AnyTable* const> Tables() {
       &server::DoorLayoutItemTable(),
       &devices::LayoutItemTable(),
       &devices::CameraGroupMemberTable(),
+      &analytics::IvaTaskTable(),
+      &analytics::FaceTaskTable(),
+      &analytics::CountingWidgetTable(),
+      &analytics::TaskGroupTable(),
+      &analytics::TaskGroupWidgetTable(),
   };
   return tables;
 }

@@ -2,6 +2,8 @@
 
 #include <initializer_list>
 
+#include "../analytics/tables.h"
+#include "../analytics/taskgroups.h"
 #include "../capability/capability.h"
 #include "../db/database.h"
 #include "../devices/camerareferences.h"
@@ -53,6 +55,8 @@ int Delete(int zr, const record::AnyTable& kind, Tables dependents = {}) {
 int CamDelByZrId(int zrId) {
   return Remove(zrId, CameraTable(), [&] {
     capability::DeleteFilesOf(zrId);
+    DeleteRows(zrId, {&analytics::TaskGroupWidgetTable(), &analytics::TaskGroupTable(),
+                      &analytics::CountingWidgetTable(), &analytics::IvaTaskTable(), &analytics::FaceTaskTable()});
     DeleteRows(zrId, {&EdgeStorageTable(), &CameraDetectionSettingTable(), &CameraDeviceOutputTable(), &CameraTable()});
   });
 }
