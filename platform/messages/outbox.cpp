@@ -48,7 +48,7 @@ int Post(int zr_id, std::string_view target, std::string_view command, const Jso
 
 int PostInPlaceOfAll(int about, int zr_id, std::string_view target, std::string_view command,
                      const Json::Value& payload) {
-  return record::Attempt("send", "message", about, [&] {
+  return record::Attempt("send", "message", zr_id, [&] {
     db::AllOrNothing whole;
     Messages().DeleteWhere(record::Where().Is("zr_id", about));
     Add(zr_id, target, command, payload);
