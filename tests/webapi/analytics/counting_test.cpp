@@ -1,7 +1,7 @@
-#include "analytics/removal.h"
 #include "analytics/taskgroups.h"
 #include "analyticstest.h"
 #include "qvobjectcounting.h"
+#include "slavedata.h"
 
 namespace {
 
@@ -214,14 +214,8 @@ TEST_F(Counting, RowsGoWithWhatTheyBelongTo) {
   EXPECT_EQ(counts(), "3|2|3|2|3");
   Iva(Parse(R"({"iva_info":[]})"));
   EXPECT_EQ(counts(), "1|2|2|2|2");
-  for (const auto remove : {qv::analytics::CountingTaskGroupDelByZrId, qv::analytics::CountingWidgetDelByZrId,
-                            qv::analytics::IvaTaskDelByZrId, qv::analytics::FaceTaskDelByZrId}) {
-    EXPECT_EQ(remove(8), 0);
-  }
+  EXPECT_EQ(CamDelByZrId(8), 0);
   EXPECT_EQ(counts(), "0|1|0|1|0");
-  Break("face_task");
-  EXPECT_THAT(Journal([] { EXPECT_EQ(qv::analytics::FaceTaskDelByZrId(7), -1); }),
-              ElementsAre("failed to delete the rows of a server from face_task [7]"));
 }
 
 }  // namespace
