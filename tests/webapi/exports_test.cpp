@@ -40,8 +40,7 @@ TEST_F(ExportsTest, UpdateTakesTheSectionsInTheirOrder) {
               ElementsAre("message 0 msgd camera-related {}", "message 7 qvactruled compound null",
                           "insert camera_detection_setting 1", "insert camera_device_output 1", "insert rec_share 1",
                           "insert ctrler_action_rule 1", "insert iomodule_setting 1", "insert iomodule_cam_pairing 1",
-                          "insert pos 1", "insert pos_event_conf 1", "insert ipspeaker 1",
-                          "insert axis_acs_ctrler 1",
+                          "insert pos 1", "insert pos_event_conf 1", "insert ipspeaker 1", "insert axis_acs_ctrler 1",
                           R"(message 7 hostd sync-face-database {"group_id":0})"));
 }
 
@@ -108,7 +107,7 @@ TEST(ExportsOfTheLibrary, AreTheContractsAlone) {
   char line[256];
   while (fgets(line, sizeof line, pipe) != nullptr) names.push_back(std::string(line, std::string(line).find(' ')));
   EXPECT_EQ(pclose(pipe), 0);
-  EXPECT_THAT(names, testing::UnorderedElementsAre("SaveSlaveInfoUpdate", "SaveSlaveInfoPair"));
+  EXPECT_THAT(names, testing::UnorderedElementsAre("SaveSlaveInfoUpdate", "SaveSlaveInfoPair", "SaveSlaveStatus"));
 }
 
 }  // namespace
