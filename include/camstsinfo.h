@@ -7,6 +7,7 @@
 #include <json/value.h>
 
 #include <array>
+#include <cstddef>
 #include <list>
 #include <optional>
 #include <string>
@@ -15,7 +16,7 @@ class Camera;
 
 class CamStsInfo {
  public:
-  static constexpr int kProfileCount = 3;
+  static constexpr std::size_t kProfileCount = 3;
 
   /// @param camId  the camera's id on the host
   /// @param elem   what the slave reports: "status", "live_profile" (0 to 2), "stream_profile1" to "stream_profile3".

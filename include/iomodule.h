@@ -80,10 +80,10 @@ class IOModule : public TaggedRecord<IOModuleData::Fields> {
 int InitIOModuleByJson(const Json::Value& entry, IOModule& module, bool isNew, bool fromRecServer, bool withStatus);
 
 /// Which modules are meant: all criteria must hold; a criterion at its default admits every module, but for
-/// `hideConfiguring`, and for `ownerZrId` on a server that is no CMS host.
+/// `skipConfiguring`, and for `ownerZrId` on a server that is no CMS host.
 struct IOModuleFilterRule {
   bool enabledOnly = false;
-  bool hideConfiguring = true;           ///< leave out modules that a user is configuring; a sync must see them
+  bool skipConfiguring = true;           ///< leave out modules that a user is configuring; a sync must see them
   bool hostLocalOnly = false;            ///< only modules of the host itself
   bool newestFirst = false;              ///< in descending order of host ids
   int start = 0;                         ///< modules to pass over ...

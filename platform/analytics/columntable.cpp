@@ -1,6 +1,8 @@
 #include "columntable.h"
 
 #include <algorithm>
+#include <array>
+#include <charconv>
 #include <memory>
 
 #include "../db/database.h"
@@ -50,6 +52,15 @@ std::vector<record::Field> FieldsOf(std::span<const DBColumn> columns) {
 Json::Value Stored(const DBColumn& column, const DBMember& member) {
   Json::Value value = member.ToJson();
   return column.kind == DBColumnKind::Text ? Json::Value(value.asCString()) : value;
+}
+
+/// A float column's value with the digits that tell it from other floats, not those of the double that holds it.
+double Shortest(double stored) {
+  std::array<char, 32> digits;
+  const auto text = std::to_chars(digits.data(), digits.data() + digits.size(), NarrowToFloat(stored));
+  double value = 0;
+  std::from_chars(digits.data(), text.ptr, value);
+  return value;
 }
 
 /// Whether a slave's value is worth keeping beside a column that could not take it. Ids are the host's own.
@@ -183,6 +194,10 @@ int ColumnTable::DeleteRows(const record::Where& where, int id, bool must_exist)
 std::vector<record::ListedRow> ColumnTable::List(const record::Where& where) const {
   std::vector<record::ListedRow> rows = AnyTable::List(where);
   for (record::ListedRow& row : rows) {
+    for (std::size_t i = 0; i < columns_.size(); ++i) {
+      Json::Value& value = row[i].second;
+      if (columns_[i].kind == DBColumnKind::Real) value = Shortest(value.asDouble());
+    }
     Json::Value& extra = row[extra_].second;
     if (!extra.isObject()) continue;
     for (const std::string& name : extra.getMemberNames()) {

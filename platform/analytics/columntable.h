@@ -69,7 +69,7 @@ class ColumnTable : public record::AnyTable {
   /// Deletes the rows. @return 0 on success, -1 after one log line
   int DeleteRows(const record::Where& where, int id, bool must_exist = false) const;
 
-  /// As for every table; of the extra column, only what was reported without a column or not as the column holds it.
+  /// As for every table, floats with their own digits, and of the extra column only what holds a value.
   std::vector<record::ListedRow> List(const record::Where& where) const override;
 
  private:

@@ -16,7 +16,8 @@ constexpr const char* kProfileKeys[] = {"stream_profile1", "stream_profile2", "s
 static_assert(std::size(kProfileKeys) == CamStsInfo::kProfileCount);
 
 std::optional<int> ReportedInt(const Json::Value& value) {
-  return value.isNull() ? std::nullopt : std::optional<int>(value.asInt());
+  if (value.isNull()) return std::nullopt;
+  return value.asInt();
 }
 
 /// The camera as a row of values: id, status, live profile, profile texts. The values stand in the text, not in
@@ -24,7 +25,9 @@ std::optional<int> ReportedInt(const Json::Value& value) {
 std::string ValuesRow(const CamStsInfo& info) {
   std::string row = '(' + std::to_string(info.GetId()) + ',' + std::to_string(info.GetStatus()) + ',' +
                     std::to_string(info.GetLiveProfileNumber());
-  for (int i = 0; i < CamStsInfo::kProfileCount; ++i) row += ',' + QVDB::QuoteEscape(info.GetStreamProfile(i));
+  for (std::size_t i = 0; i < CamStsInfo::kProfileCount; ++i) {
+    row += ',' + QVDB::QuoteEscape(info.GetStreamProfile(static_cast<int>(i)));
+  }
   return row + ')';
 }
 
@@ -32,7 +35,7 @@ std::string ValuesRow(const CamStsInfo& info) {
 
 CamStsInfo::CamStsInfo(int camId, const Json::Value& elem)
     : id_(camId), status_(ReportedInt(elem["status"])), live_profile_(ReportedInt(elem["live_profile"])) {
-  for (std::size_t i = 0; i < profiles_.size(); ++i) {
+  for (std::size_t i = 0; i < kProfileCount; ++i) {
     const Json::Value& profile = elem[kProfileKeys[i]];
     if (!profile.isNull()) profiles_[i] = JsonWrite(profile, true);
   }
@@ -47,14 +50,14 @@ CamStsInfo::CamStsInfo(const Camera& camera)
 void CamStsInfo::TakeUnreported(const CamStsInfo& known) {
   if (!status_) status_ = known.status_;
   if (!live_profile_) live_profile_ = known.live_profile_;
-  for (std::size_t i = 0; i < profiles_.size(); ++i) {
+  for (std::size_t i = 0; i < kProfileCount; ++i) {
     if (!profiles_[i]) profiles_[i] = known.profiles_[i];
   }
 }
 
 int CamStsInfo::GetLiveProfile() const {
   const int number = GetLiveProfileNumber();
-  return number >= 0 && number < kProfileCount ? number : 0;
+  return number >= 0 && number < static_cast<int>(kProfileCount) ? number : 0;
 }
 
 const std::string& CamStsInfo::GetStreamProfile(int index) const {
@@ -68,7 +71,7 @@ std::string CamStsInfo::toString() const {
   text["id"] = id_;
   if (status_) text["status"] = *status_;
   if (live_profile_) text["live_profile"] = *live_profile_;
-  for (std::size_t i = 0; i < profiles_.size(); ++i) {
+  for (std::size_t i = 0; i < kProfileCount; ++i) {
     if (profiles_[i]) text[kProfileKeys[i]] = record::ParseStored(*profiles_[i]);
   }
   return JsonDump(text);

@@ -52,6 +52,7 @@ record::Where Selection(const IOModuleFilterRule& rule) {
 using namespace qv;           // NOLINT(google-build-using-namespace): what follows is the package's interface
 using namespace qv::devices;  // NOLINT(google-build-using-namespace)
 
+// NOLINTNEXTLINE(performance-unnecessary-value-param): the package's signature
 int IOModule::IsCfgChged(Json::Value entry) const { return IOModuleTable().Differs(*this, entry) ? 1 : 0; }
 
 int IOModule::Save(bool notify, bool settingsToo) {
@@ -79,7 +80,7 @@ std::list<IOModule> IOModuleGetList(IOModuleFilterRule& rule, int& total, bool c
   record::Attempt("list", "iomodule", 0, [&] { list = IOModuleTable().Select(Selection(rule)); });
   list.remove_if([&](const IOModule& module) {
     return !module.IsStatusFlagOn(rule.statusFlags) ||
-           (rule.hideConfiguring && module.IsStatusFlagOn(DEV_STATUS_FLAG_CONFIGURING));
+           (rule.skipConfiguring && module.IsStatusFlagOn(DEV_STATUS_FLAG_CONFIGURING));
   });
   total = static_cast<int>(list.size());
   if (countOnly) return {};

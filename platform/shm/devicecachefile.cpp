@@ -23,8 +23,9 @@ std::size_t SizeFor(std::uint32_t capacity) {
 class FileLock {
  public:
   explicit FileLock(int file) : file_(file) {
-    while ((held_ = flock(file_, LOCK_EX) == 0) == false && errno == EINTR) {
-    }
+    do {
+      held_ = flock(file_, LOCK_EX) == 0;
+    } while (!held_ && errno == EINTR);
   }
   ~FileLock() {
     if (held_) flock(file_, LOCK_UN);
@@ -71,7 +72,7 @@ std::unique_ptr<DeviceCacheFile> DeviceCacheFile::Open(const std::filesystem::pa
   db::FileDescriptor file(
       open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK, S_IRUSR | S_IWUSR));
   if (!file) return nullptr;
-  std::unique_ptr<DeviceCacheFile> cache(new DeviceCacheFile(std::move(file)));
+  auto cache = std::make_unique<DeviceCacheFile>(std::move(file));
   const FileLock lock(cache->file_.get());
   if (!lock.held() || !cache->Start()) return nullptr;
   return cache;

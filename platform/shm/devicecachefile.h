@@ -7,6 +7,7 @@
 #include <mutex>
 #include <span>
 #include <unordered_map>
+#include <utility>
 
 #include "../db/filedescriptor.h"
 #include "shmdbcache.h"
@@ -20,6 +21,8 @@ class DeviceCacheFile {
   /// Maps the file, which is made (mode 0600) when it is missing. Null when that fails, or when the file is none of
   /// this layout.
   static std::unique_ptr<DeviceCacheFile> Open(const std::filesystem::path& path);
+  /// For `Open`: a file that is not mapped yet.
+  explicit DeviceCacheFile(db::FileDescriptor file) : file_(std::move(file)) {}
   ~DeviceCacheFile();
   DeviceCacheFile(const DeviceCacheFile&) = delete;
   DeviceCacheFile& operator=(const DeviceCacheFile&) = delete;
@@ -34,8 +37,6 @@ class DeviceCacheFile {
   bool Forget(std::int32_t owner_zr_id);
 
  private:
-  explicit DeviceCacheFile(db::FileDescriptor file) : file_(std::move(file)) {}
-
   bool Start();
   bool Map();
   void Unmap() noexcept;

@@ -1,3 +1,4 @@
+#include "analytics/taskgroups.h"
 #include "analyticstest.h"
 #include "qvobjectcounting.h"
 #include "slavedata.h"
@@ -162,6 +163,8 @@ TEST_F(Counting, GroupsFollowTheSnapshot) {
   EXPECT_THAT(stored_members(), ElementsAre("1|2", "1|1", "3|3"));
   EXPECT_THAT(Rows("SELECT id,owner_zr_id,id_on_rec_server,name,extra FROM counting_task_group ORDER BY id"),
               ElementsAre("1|7|3|Sum|", "3|8|3||", "4|7|7||"));
+  const auto listed = qv::analytics::TaskGroupTable().List(qv::record::Where().Is("owner_zr_id", 7));
+  EXPECT_EQ(listed.front().back().second, Parse("[2,1]"));
   EXPECT_EQ(RunGroups("").size(), 4U);
   EXPECT_THAT(Rows("SELECT id FROM counting_task_group"), ElementsAre("3"));
 }

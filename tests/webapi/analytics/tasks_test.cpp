@@ -1,5 +1,6 @@
 #include <span>
 
+#include "analytics/tables.h"
 #include "analyticstest.h"
 #include "facesetting.h"
 #include "tavisetting.h"
@@ -133,6 +134,12 @@ TEST_F(Tasks, KeepWhatTheyAreGiven) {
   EXPECT_FALSE(json.isMember("dwell_time")) << "it was not reported";
   EXPECT_EQ(tasks.front().ToJson(true).size(), 80U);
   EXPECT_EQ(tasks.front().ToJson(true)["type"], 0);
+
+  Json::Value listed;
+  const auto rows = qv::analytics::IvaTaskTable().List({});
+  for (const auto& [column, value] : rows.front()) listed[column] = value;
+  EXPECT_EQ(listed["confidence"], 0.1) << "with the digits of a float";
+  EXPECT_EQ(listed["extra"], Parse(R"({"lens":{"k":0.25},"type":"abc"})"));
 
   IvaSettingFilterRule rule;
   rule.ids = std::vector<int>{1, 2};

@@ -104,9 +104,12 @@ TEST_F(IOModules, SettingsAndPairingsFollowModulesAndCameras) {
 TEST_F(IOModules, PairingTwiceDuplicatesNothing) {
   const Json::Value section = Parse(R"([{"id":1,"name":"A"},{"id":2,"port":"none","model":"M"},17])");
   const auto pair = [&] { EXPECT_EQ(0, SaveIOModuleFromRecServer(7, section, true)); };
-  EXPECT_THAT(Journal(pair), ElementsAre("insert iomodule 1", "insert iomodule 2",
-                                         R"(message 0 msgd iomodule-update {"ids":[1,2],"settings":true,"type":0})"));
-  EXPECT_THAT(Journal(pair), ElementsAre(R"(message 0 msgd iomodule-update {"ids":[1,2],"settings":true,"type":0})"));
+  EXPECT_THAT(Journal(pair),
+              ElementsAre("insert iomodule 1", R"(The reported "port" does not fit iomodule [0])", "insert iomodule 2",
+                          R"(message 0 msgd iomodule-update {"ids":[1,2],"settings":true,"type":0})"));
+  EXPECT_THAT(Journal(pair),
+              ElementsAre(R"(The reported "port" does not fit iomodule [2])",
+                          R"(message 0 msgd iomodule-update {"ids":[1,2],"settings":true,"type":0})"));
   EXPECT_THAT(Rows("SELECT id_on_rec_server,model,port FROM iomodule"), ElementsAre("1||80", "2|M|80"));
 }
 
@@ -122,7 +125,7 @@ TEST_F(IOModules, TheRuleSelects) {
     return ids + " of " + std::to_string(total);
   };
   EXPECT_EQ("134 of 3", listed([](IOModuleFilterRule&) {}));
-  EXPECT_EQ("234 of 3", listed([](IOModuleFilterRule& r) { r.ownerZrId = 7, r.hideConfiguring = false; }));
+  EXPECT_EQ("234 of 3", listed([](IOModuleFilterRule& r) { r.ownerZrId = 7, r.skipConfiguring = false; }));
   EXPECT_EQ("14 of 2", listed([](IOModuleFilterRule& r) { r.enabledOnly = true; }));
   EXPECT_EQ("1 of 1", listed([](IOModuleFilterRule& r) { r.hostLocalOnly = true; }));
   EXPECT_EQ("3 of 3", listed([](IOModuleFilterRule& r) { r.newestFirst = true, r.start = 1, r.limit = 1; }));

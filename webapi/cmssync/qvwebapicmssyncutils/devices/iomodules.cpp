@@ -19,7 +19,7 @@ class IOModuleKind {
   std::list<IOModule> List() const {
     IOModuleFilterRule rule;
     rule.ownerZrId = zr_id_;
-    rule.hideConfiguring = false;
+    rule.skipConfiguring = false;
     return IOModuleGetList(rule, QV_DUMMY_INT, false);
   }
   static int IdOnRecServer(const IOModule& module) { return module.GetIdOnRecServer(); }

@@ -10,6 +10,9 @@ void TakeText(const Json::Value& value, std::string& held) {
   held.swap(text);
 }
 
+/// Whether the value is the text "true". The conversion alone would make that text of the boolean as well.
+bool IsTextTrue(const Json::Value& value) { return value.asString() == "true" && value.isString(); }
+
 std::string SummaryText(const SlaveZRStatus& rec) {
   // No blank behind RecoverProgress: programs read this line.
   return StringPrintf(
@@ -55,8 +58,8 @@ void ReadRecoverProgress(const Json::Value& status, SlaveZRStatus& rec) {
 }
 
 void ReadCmsFlags(const Json::Value& status, SlaveZRStatus& rec) {
-  rec.blCmsLocked = status["cms_locked"].asString() == "true";
-  rec.blCmsMasked = status["cms_masked"].asString() == "true";
+  rec.blCmsLocked = IsTextTrue(status["cms_locked"]);
+  rec.blCmsMasked = IsTextTrue(status["cms_masked"]);
 }
 
 void LogZrInfo(const SlaveZRStatus& rec) { CMS_LOG(7, "SaveSlaveStatus", "ZrInfo: %s\n", SummaryText(rec).c_str()); }
