@@ -57,7 +57,7 @@ TEST_F(ToolTest, RefusesWhatItCannotReadOrUse) {
       {"update 7 id --max-size 10", 65, "qvcms: id: "},
       {"update 7 id", 65, "qvcms: id: POS_info[1].id: wrong type: "},
       {"update 7 entry", 65, "qvcms: entry: speaker_info[0]: wrong type: "},
-      {"status 7 id", 1, "qvcms: status: not built yet"},
+      {"status 7 id", 1, "qvcms: server 7 is not known here, so nothing was applied: pair it first"},
   };
   for (const Case& refused : cases) {
     const Result result = Run(refused.arguments);
@@ -193,6 +193,43 @@ TEST_F(ToolTest, AsksBeforeItRemovesMostDevices) {
     }
     EXPECT_EQ(rows(), static_cast<unsigned>(sizes.terminals + sizes.speakers)) << slave;
   }
+}
+
+TEST_F(ToolTest, StoresAStatusReport) {
+  Write("document", Devices(2, 1));
+  ASSERT_EQ(Run("pair 7 document").status, 0);
+  Write("report",
+        R"({"status":1,"cam_count":12,"qv_version":"9.1","cookie":"c00kie","POS_info":[{"id":2,"status":3}]})");
+  const Json::Value record = RunJson("status 7 report");
+  EXPECT_EQ(record["CamCnt"], 12);
+  EXPECT_EQ(record["strCookie"], "***");
+  EXPECT_EQ(RunJson("list pos")[1]["status"], 3);
+  const Json::Value server = RunJson("list server")[0];
+  EXPECT_EQ(server["qv_version"], "9.1");
+  EXPECT_EQ(server["last_report"].asString().size(), 20U);
+  EXPECT_FALSE(server.isMember("cookie"));
+  EXPECT_EQ(RunJson("list message").size(), 2U);
+
+  Write("report", R"({"status":0,"qv_version":"9.2","POS_info":[{"id":2,"status":4}]})");
+  const std::string table = Run("status 7 report").out;
+  EXPECT_NE(table.find("\nCamCnt                  12\n"), std::string::npos) << table;
+  EXPECT_EQ(RunJson("list pos")[1]["status"], 3) << "the slave is offline";
+  EXPECT_EQ(RunJson("list message").size(), 2U);
+
+  const std::pair<const char*, const char*> faults[] = {
+      {R"({"status":[]})", "status"},
+      {R"({"status":1,"qv_version":"9.3","POS_info":[{"id":2,"status":5}],"recover_progress":{}})", "recover_progress"},
+      {R"({"status":1,"qv_version":"9.3","cms_locked":[]})", "cms_locked"},
+      {R"({"status":1,"POS_info":[{"id":1},{"id":2,"status":"x"}]})", "POS_info[1].status"},
+      {R"({"status":1,"POS_info":[{"id":2,"status":5},{"id":"x","status":"x"}]})", "POS_info[1].id"}};
+  for (const auto& [report, place] : faults) {
+    Write("report", report);
+    const Result refused = Run("status 7 report");
+    EXPECT_EQ(refused.status, 65) << report;
+    EXPECT_EQ(refused.err.rfind(std::string("qvcms: report: ") + place + ": wrong type: ", 0), 0U) << refused.err;
+  }
+  EXPECT_EQ(RunJson("list server")[0]["qv_version"], "9.2");
+  EXPECT_EQ(RunJson("list pos")[1]["status"], 3);
 }
 
 TEST_F(ToolTest, PrintsTablesThatStayInTheirLines) {

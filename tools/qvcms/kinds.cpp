@@ -40,7 +40,12 @@ Kind Analytics(std::string_view name, const qv::record::AnyTable& table, const s
 
 std::span<const Kind> Kinds() {
   static const std::vector<Kind> kinds = {
-      {"server", &qv::server::ServerTable(), Role::Settings, "id", {"id", "model"}},
+      {"server",
+       &qv::server::ServerTable(),
+       Role::Settings,
+       "id",
+       {"id", "model", "status", "cam_count", "iomodule_count", "trans_dev_count", "speaker_dev_count",
+        "acs_door_count", "tarn_version", "qv_version", "dp_version", "last_report"}},
       Device("camera", CameraTable(), {"enabled", "vendor", "model", "host", "resolution", "status"}),
       {"edge-storage",
        &EdgeStorageTable(),
