@@ -212,7 +212,7 @@ TEST_F(ToolTest, StoresAStatusReport) {
 
   Write("report", R"({"status":0,"qv_version":"9.2","POS_info":[{"id":2,"status":4}]})");
   const std::string table = Run("status 7 report").out;
-  EXPECT_NE(table.find("\nCamCnt                  12\n"), std::string::npos) << table;
+  EXPECT_NE(table.find("\nCamCnt               12\n"), std::string::npos) << table;
   EXPECT_EQ(RunJson("list pos")[1]["status"], 3) << "the slave is offline";
   EXPECT_EQ(RunJson("list message").size(), 2U);
 
