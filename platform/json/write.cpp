@@ -1,6 +1,9 @@
+#include "write.h"
+
 #include <array>
 #include <charconv>
 #include <cmath>
+#include <type_traits>
 
 #include "qvjson.h"
 
@@ -12,26 +15,56 @@ namespace {
 enum class Layout { Compact, Indented };
 enum class Secrets { Shown, Hidden };
 
-template <class Number>
-void AppendNumber(std::string& out, Number number) {
+/// Takes a text in pieces and keeps it.
+class Collector {
+ public:
+  void operator+=(char letter) { text_ += letter; }
+  void operator+=(std::string_view text) { text_ += text; }
+  std::string Take() { return std::move(text_); }
+
+ private:
+  std::string text_;
+};
+
+/// Takes a text in pieces and compares it with one that is there already.
+class Matcher {
+ public:
+  explicit Matcher(std::string_view expected) : rest_(expected) {}
+
+  void operator+=(char letter) { *this += std::string_view(&letter, 1); }
+  void operator+=(std::string_view text) {
+    matches_ = matches_ && rest_.starts_with(text);
+    if (matches_) rest_.remove_prefix(text.size());
+  }
+  bool AtEnd() const { return matches_ && rest_.empty(); }
+
+ private:
+  std::string_view rest_;  ///< of the text, as long as it matches
+  bool matches_ = true;
+};
+
+template <class Output, class Number>
+void AppendNumber(Output& out, Number number) {
   std::array<char, 32> digits;
   const auto result = std::to_chars(digits.data(), digits.data() + digits.size(), number);
-  out.append(digits.data(), result.ptr);
-}
-
-void AppendDouble(std::string& out, double number) {
-  if (!std::isfinite(number)) {
-    out += "null";
-    return;
-  }
-  const std::size_t begin = out.size();
-  AppendNumber(out, number);
-  if (out.find_first_of(".e", begin) == std::string::npos) {
+  const std::string_view text(digits.data(), result.ptr);
+  out += text;
+  if (std::is_same_v<Number, double> && text.find_first_of(".e") == std::string_view::npos) {
     out += ".0";
   }
 }
 
-void AppendString(std::string& out, std::string_view text) {
+template <class Output>
+void AppendDouble(Output& out, double number) {
+  if (std::isfinite(number)) {
+    AppendNumber(out, number);
+  } else {
+    out += "null";
+  }
+}
+
+template <class Output>
+void AppendString(Output& out, std::string_view text) {
   static constexpr char kHex[] = "0123456789abcdef";
   out += '"';
   std::size_t kept = 0;  // everything before it is in `out`
@@ -73,9 +106,10 @@ void AppendString(std::string& out, std::string_view text) {
   out += '"';
 }
 
+template <class Output>
 class TextWriter {
  public:
-  TextWriter(Layout layout, Secrets secrets) : layout_(layout), secrets_(secrets) {}
+  TextWriter(Output& out, Layout layout, Secrets secrets) : out_(out), layout_(layout), secrets_(secrets) {}
 
   void Append(const Json::Value& value) {
     switch (value.type()) {
@@ -109,8 +143,6 @@ class TextWriter {
         break;
     }
   }
-
-  std::string Take() { return std::move(out_); }
 
  private:
   void AppendArray(const Json::Value& array) {
@@ -171,21 +203,23 @@ class TextWriter {
   void AppendLineBreak() {
     if (layout_ == Layout::Indented) {
       out_ += '\n';
-      out_.append(2 * depth_, ' ');
+      for (std::size_t i = 0; i < depth_; ++i) {
+        out_ += "  ";
+      }
     }
   }
 
+  Output& out_;
   const Layout layout_;
   const Secrets secrets_;
-  std::string out_;
   std::size_t depth_ = 0;
   bool is_empty_ = true;  ///< no element yet since the last bracket was opened
 };
 
 std::string Write(const Json::Value& value, Layout layout, Secrets secrets) {
-  TextWriter writer(layout, secrets);
-  writer.Append(value);
-  return writer.Take();
+  Collector out;
+  TextWriter(out, layout, secrets).Append(value);
+  return out.Take();
 }
 
 }  // namespace
@@ -195,3 +229,9 @@ std::string JsonWrite(const Json::Value& value, bool compact) {
 }
 
 std::string JsonDump(const Json::Value& value) { return Write(value, Layout::Compact, Secrets::Hidden); }
+
+bool qv::json::IsWrittenAs(const Json::Value& value, std::string_view text) {
+  Matcher out(text);
+  TextWriter(out, Layout::Compact, Secrets::Shown).Append(value);
+  return out.AtEnd();
+}

@@ -1,0 +1,8 @@
+/// The cases, each group in the file of its name.
+#pragma once
+
+namespace bench {
+
+void RegisterSnapshotCases();
+
+}  // namespace bench
