@@ -12,6 +12,7 @@
 #include <string>
 
 #include "camfilterrule.h"
+#include "camstsinfo.h"
 #include "devicestatus.h"
 #include "packagetotals.h"
 #include "taggedfield.h"
@@ -81,6 +82,8 @@ class Camera : public TaggedRecord<CameraData::Fields> {
   /// @param notify  tell the message daemon that the host's cameras changed
   /// @return 0 when the row is deleted or was not there, -1 on failure
   int Delete(bool notify) const;
+
+  CamStsInfo GetStsInfo() const { return CamStsInfo(*this); }
 };
 
 /// Takes a slave's entry into `camera`. Members that are absent, null or of an impossible type keep their value; keys

@@ -4,6 +4,7 @@
 #include <json/value.h>
 
 #include <list>
+#include <map>
 #include <string>
 
 #include "packagetotals.h"
@@ -51,6 +52,13 @@ struct IPSpeakerData {
 
 IP_SPEAKER_FIELDS(QV_TAGGED_FIELD)
 
+/// A speaker's state: its id on the host and its status.
+struct SpeakerStsInfo {
+  int id = 0;
+  int status = 0;
+  bool operator==(const SpeakerStsInfo&) const = default;
+};
+
 class IPSpeaker : public TaggedRecord<IPSpeakerData::Fields> {
  public:
   /// @return non-zero when applying the slave's entry would change this row, or when the entry cannot be taken
@@ -65,6 +73,8 @@ class IPSpeaker : public TaggedRecord<IPSpeakerData::Fields> {
   int Save();
   /// @return 0 when the row is deleted or was not there, -1 on failure
   int Delete() const;
+
+  SpeakerStsInfo GetStsInfo() const { return {GetId(), GetStatusOnRecServer()}; }
 };
 
 /// Which speakers are meant; a criterion that is unset admits every row.
@@ -77,6 +87,11 @@ struct IPSpeakerFilterRule {
 
 /// Lists speakers in order of their host ids. @param total receives their number. An empty list on failure.
 std::list<IPSpeaker> IPSpeakerGetList(const IPSpeakerFilterRule& rule, int& total);
+
+/// The speakers of one server by their ids on it; of several with one id, the one with the lowest host id.
+/// @param disabledToo  false leaves out disabled speakers
+/// @return the speakers; none on failure
+std::map<int, IPSpeaker> GetSpeakerMapOnRecServer(int zrId, bool disabledToo);
 
 namespace SpeakerSync {
 /// Clears what refers to a deleted speaker (e-map items). @return 0 on success, -1 on failure

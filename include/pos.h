@@ -7,6 +7,7 @@
 #include <json/value.h>
 
 #include <list>
+#include <map>
 #include <string>
 #include <utility>
 #include <vector>
@@ -75,6 +76,13 @@ struct PosParsingRule {
   bool operator==(const PosParsingRule&) const = default;
 };
 
+/// A terminal's state: its id on the host and its status.
+struct POSStsInfo {
+  int id = 0;
+  int status = 0;
+  bool operator==(const POSStsInfo&) const = default;
+};
+
 class POS : public TaggedRecord<POSData::Fields> {
  public:
   /// @return non-zero when applying the slave's entry would change this row, or when the entry cannot be taken
@@ -90,6 +98,7 @@ class POS : public TaggedRecord<POSData::Fields> {
   /// @return 0 when the row is deleted or was not there, -1 on failure
   int Delete() const;
 
+  POSStsInfo GetStsInfo() const { return {GetId(), GetStatus()}; }
   const PosParsingRule& GetParsingRule() const { return rule_; }
   void SetParsingRule(PosParsingRule rule) { rule_ = std::move(rule); }
 
@@ -107,6 +116,12 @@ struct POSFilterRule {
 
 /// Lists terminals in order of their host ids. @return 0 on success, -1 on failure (the list is empty then)
 int GetPOSListByRule(const POSFilterRule& rule, std::list<POS>& list);
+
+/// The terminals of one server by their ids on it, without their parsing rules; of several with one id, the one with
+/// the lowest host id.
+/// @param disabledToo  false leaves out disabled terminals
+/// @return the terminals; none on failure
+std::map<int, POS> GetPOSMapOnRecServer(int zrId, bool disabledToo);
 
 /// Clears what refers to a deleted terminal (e-map items, event configuration). @return 0 on success, -1 on failure
 int SyncRelatedTableForPOSDel(const POS& pos);

@@ -1,7 +1,11 @@
 #include "capability.h"
 
+#include <sys/stat.h>
+
 #include <algorithm>
+#include <cerrno>
 #include <charconv>
+#include <cstring>
 #include <filesystem>
 #include <system_error>
 
@@ -64,18 +68,15 @@ void Record(const std::string& path, const std::string& vendor, const std::strin
   Files().Save(file);
 }
 
+/// Within a unit of work the folder comes with the first file that the commit moves into it.
 int MakeFolder(const std::filesystem::path& folder) {
-  std::error_code error;
-  const std::filesystem::file_status status = std::filesystem::symlink_status(folder, error);
-  if (std::filesystem::is_directory(status)) return 0;
-  if (std::filesystem::exists(status))
-    error = std::make_error_code(std::errc::not_a_directory);
-  else if (db::UnitOfWork::Current() != nullptr)
-    return 0;
-  else if (std::filesystem::create_directory(folder, error))
-    return 0;
-  QVPrintf(LOG_TYPE_DIAGNOSTIC, "DATABASE", "ERR", "platform", __LINE__, "MakeFolder", "Failed to make %s: %s\n",
-           folder.c_str(), error.message().c_str());
+  const bool at_commit = db::UnitOfWork::Current() != nullptr;
+  const int reason = !at_commit && mkdir(folder.c_str(), S_IRWXU) != 0 ? errno : EEXIST;
+  std::error_code unreadable;  // whatever is there then is no folder
+  const std::filesystem::file_status status = std::filesystem::symlink_status(folder, unreadable);
+  if (std::filesystem::is_directory(status) || (at_commit && !std::filesystem::exists(status))) return 0;
+  QVPrintf(LOG_TYPE_DIAGNOSTIC, "DATABASE", "ERR", __FILE__, __LINE__, "MakeFolder", "Failed to make %s: %s\n",
+           folder.c_str(), std::strerror(reason));
   return -1;
 }
 
@@ -114,7 +115,7 @@ int ReplaceZrIdInCapFilePath(std::string& path, int zrId) {
   return result;
 }
 
-// NOLINTNEXTLINE(performance-unnecessary-value-param): the contract hands the description over by value
+// NOLINTNEXTLINE(performance-unnecessary-value-param): the package's signature
 int CreateCapFileByJsonInterface(const std::string& fileName, const std::string& vendor, const std::string& model,
                                  Json::Value cap) {
   return record::Attempt("write", "capability_file", 0, [&] {

@@ -6,6 +6,7 @@
 #pragma once
 
 #include <filesystem>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <span>
@@ -171,11 +172,17 @@ class AllOrNothing {
   Session& session_;
   std::unique_ptr<Transaction> transaction_;  ///< null: a savepoint in an open transaction
   std::vector<UnitOfWork::Count> counts_before_;
+  std::size_t actions_before_ = 0;  ///< those that `OnCommit` had been given
   bool kept_ = false;
 };
 
 /// Records that `rows` rows of `kind` were added, updated or removed, for the open unit of work if there is one.
 void CountChange(std::string_view kind, Change change, std::int64_t rows);
+
+/// Runs `action` once the open transaction is committed, never when it goes back; at once when none is open. For what
+/// lies outside the database and must not run ahead of it. It is called with the writer lock held, must not use the
+/// database, and its exceptions are its own loss.
+void OnCommit(std::function<void()> action);
 
 /// Writes `content` to `relative` (below `folder`, a folder inside the data folder) when the open unit of work
 /// commits, or at once without one. The file has mode 0600 from its first moment; folders are made as needed.

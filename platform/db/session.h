@@ -2,6 +2,7 @@
 #pragma once
 
 #include <chrono>
+#include <functional>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -40,9 +41,10 @@ struct Session::State {
   std::unordered_map<std::string, StatementPool, TextHash, std::equal_to<>> statements;
   Statistics statistics;
   UnitOfWork* unit = nullptr;
-  int writer_holds = 0;         ///< how often this thread took the writer lock
-  bool in_transaction = false;  ///< a `Transaction` is open, though its database may have lost it
-  bool has_staged = false;      ///< the open transaction staged a file or a removal
+  int writer_holds = 0;                          ///< how often this thread took the writer lock
+  bool in_transaction = false;                   ///< a `Transaction` is open, though its database may have lost it
+  bool has_staged = false;                       ///< the open transaction staged a file or a removal
+  std::vector<std::function<void()>> on_commit;  ///< what the open transaction brings about
 
   /// Throws `Error` (Lost) when the database has dropped the transaction that is open.
   void CheckNotLost() const {

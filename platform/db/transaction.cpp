@@ -1,8 +1,25 @@
 #include "transaction.h"
 
+#include <exception>
+#include <utility>
+
+#include "dbglog.h"
 #include "stagedfiles.h"
 
 namespace qv::db {
+namespace {
+
+/// The commit stands, whatever becomes of what follows it.
+void RunQuietly(const std::function<void()>& action) noexcept {
+  try {
+    action();
+  } catch (const std::exception& error) {
+    QVPrintf(LOG_TYPE_DIAGNOSTIC, "DATABASE", "ERR", "platform", __LINE__, "Commit",
+             "Failed to carry out what follows a commit: %s\n", error.what());
+  }
+}
+
+}  // namespace
 
 Transaction::Transaction(Session& session, std::chrono::milliseconds limit)
     : session_(session), hold_(session.state(), limit) {
@@ -19,6 +36,7 @@ Transaction::~Transaction() {
   Session::State& state = session_.state();
   state.connection->Rollback();
   state.in_transaction = false;
+  state.on_commit.clear();
   if (state.has_staged) FinishStagedFilesQuietly(session_);
 }
 
@@ -30,6 +48,7 @@ void Transaction::Commit() {
   open_ = false;
   state.in_transaction = false;
   if (state.has_staged) FinishStagedFilesQuietly(session_);
+  for (const auto& action : std::exchange(state.on_commit, {})) RunQuietly(action);
   state.connection->Checkpoint();
 }
 

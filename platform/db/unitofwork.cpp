@@ -43,6 +43,7 @@ AllOrNothing::AllOrNothing(Session& session, Patience patience) : session_(sessi
     return;
   }
   if (state.unit != nullptr) counts_before_ = state.unit->counts_;
+  actions_before_ = state.on_commit.size();
   session.Prepare(kSetSavepoint).Run();
 }
 
@@ -63,6 +64,7 @@ void AllOrNothing::Keep() {
 void AllOrNothing::GoBack() noexcept {
   Session::State& state = session_.state();
   if (state.unit != nullptr) state.unit->counts_ = std::move(counts_before_);
+  state.on_commit.resize(std::min(actions_before_, state.on_commit.size()));
   if (!state.in_transaction || !state.connection->InTransaction()) return;
   try {
     session_.Prepare(kReturnToSavepoint).Run();
@@ -70,6 +72,15 @@ void AllOrNothing::GoBack() noexcept {
   } catch (const std::exception&) {
     // Half of a step must not be committed with the rest: whoever goes on finds the transaction lost.
     state.connection->Rollback();
+  }
+}
+
+void OnCommit(std::function<void()> action) {
+  Session::State& state = ThisThread().state();
+  if (state.in_transaction) {
+    state.on_commit.push_back(std::move(action));
+  } else {
+    action();
   }
 }
 

@@ -17,6 +17,7 @@ const CameraTableType& CameraTable() {
 using namespace qv;           // NOLINT(google-build-using-namespace): what follows is the package's interface
 using namespace qv::devices;  // NOLINT(google-build-using-namespace)
 
+// NOLINTNEXTLINE(performance-unnecessary-value-param): the package's signature
 int Camera::IsCfgChged(Json::Value entry) const { return CameraTable().Differs(*this, entry) ? 1 : 0; }
 
 int Camera::Save() {

@@ -62,6 +62,17 @@ std::list<IPSpeaker> IPSpeakerGetList(const IPSpeakerFilterRule& rule, int& tota
   return list;
 }
 
+std::map<int, IPSpeaker> GetSpeakerMapOnRecServer(int zrId, bool disabledToo) {
+  IPSpeakerFilterRule rule;
+  rule.ownerZrIds = std::list<int>{zrId};
+  if (!disabledToo) rule.enabled = true;
+  std::map<int, IPSpeaker> map;
+  for (IPSpeaker& speaker : IPSpeakerGetList(rule, QV_DUMMY_INT)) {
+    map.emplace(speaker.GetIdOnRecServer(), std::move(speaker));
+  }
+  return map;
+}
+
 int SpeakerSync::SyncRelatedTableForSpeakerDel(const IPSpeaker& speaker) {
   return record::Attempt("clean up after", "ipspeaker", speaker.GetId(),
                          [&] { EmapItemTable().DeleteWhere(record::Where().Is("speaker_id", speaker.GetId())); });

@@ -85,6 +85,17 @@ int GetPOSListByRule(const POSFilterRule& rule, std::list<POS>& list) {
   return record::Attempt("list", "pos", 0, [&] { list = Load(Selection(rule)); });
 }
 
+std::map<int, POS> GetPOSMapOnRecServer(int zrId, bool disabledToo) {
+  record::Where where;
+  where.Is("owner_zr_id", zrId);
+  if (!disabledToo) where.Is("enabled", 1);
+  std::map<int, POS> map;
+  record::Attempt("list", "pos", 0, [&] {
+    for (POS& pos : PosTable().Select(where)) map.emplace(pos.GetIdOnRecServer(), std::move(pos));
+  });
+  return map;
+}
+
 int SyncRelatedTableForPOSDel(const POS& pos) {
   return record::Attempt("clean up after", "pos", pos.GetId(), [&] {
     db::AllOrNothing whole;

@@ -2,19 +2,17 @@
 
 #include <json/value.h>
 
-#include <string>
-#include <unordered_map>
-
 #include "../db/database.h"
 #include "../record/attempt.h"
 #include "../record/fieldvalue.h"
 #include "../record/import.h"
+#include "hostids.h"
 #include "qvjson.h"
 #include "recserversavers.h"
 #include "tables.h"
 
 struct SectionEntryData {
-  enum Fields : int { FIELD_COUNT = 6 };
+  enum Fields : int { FIELD_COUNT = 7 };
 };
 
 // The references are also in the settings, under the keys that the slave uses, as ids of the host.
@@ -24,7 +22,8 @@ struct SectionEntryData {
   FIELD(SectionEntryData, 2, int, OwnerZrId, "owner_zr_id", Owner)                         \
   FIELD(SectionEntryData, 3, int, CameraId, "camera_id", HostOnly, .references = "camera") \
   FIELD(SectionEntryData, 4, int, PosId, "pos_id", HostOnly, .references = "pos")          \
-  FIELD(SectionEntryData, 5, JsonText, Settings, "settings", HostOnly)
+  FIELD(SectionEntryData, 5, JsonText, Settings, "settings", HostOnly)                     \
+  FIELD(SectionEntryData, 6, int, IOModuleId, "iomodule_id", HostOnly, .references = "iomodule")
 
 SECTION_ENTRY_FIELDS(QV_TAGGED_FIELD)
 
@@ -42,37 +41,19 @@ const SectionTable kIOModuleSettings("iomodule_setting");
 const SectionTable kIOModuleCamPairings("iomodule_cam_pairing");
 const SectionTable kPosEventConfs("pos_event_conf");
 
-/// Translates the ids of a slave's devices; each kind's ids are loaded when an entry first names one.
-class HostIdLookup {
- public:
-  explicit HostIdLookup(int zr_id) : zr_id_(zr_id) {}
-
-  /// Rewrites the id that `settings` holds under `key` to the host's. @return the host's id; 0 when there is none
-  int Rewrite(Json::Value& settings, const std::string& key, const record::AnyTable& devices) {
-    if (!settings.isObject() || !settings.isMember(key) || !settings[key].isInt()) return 0;
-    const auto [ids, is_new] = ids_.try_emplace(&devices);
-    if (is_new) ids->second = devices.HostIds(zr_id_);
-    const auto found = ids->second.find(settings[key].asInt());
-    const int host_id = found == ids->second.end() ? 0 : found->second;
-    settings[key] = host_id;
-    return host_id;
-  }
-
- private:
-  int zr_id_;
-  std::unordered_map<const record::AnyTable*, std::unordered_map<int, int>> ids_;
-};
-
 /// Takes `entry` into `row`. @return whether the row must be written
 bool Take(SectionEntry& row, const Json::Value& entry, HostIdLookup& lookup) {
   Json::Value settings = entry;
   const int camera_id = lookup.Rewrite(settings, "cam_id", CameraTable());
+  const int iomodule_id = lookup.Rewrite(settings, "iomodule_id", IOModuleTable());
   const int pos_id = lookup.Rewrite(settings, "pos_id", PosTable());
-  const bool same = row.GetId() != 0 && camera_id == row.GetCameraId() && pos_id == row.GetPosId() &&
+  const bool same = row.GetId() != 0 && camera_id == row.GetCameraId() && iomodule_id == row.GetIOModuleId() &&
+                    pos_id == row.GetPosId() &&
                     QVJson::CheckEqual(record::ParseStored(row.GetSettings().text), settings);
   if (same) return false;
   row.SetIdOnRecServer(record::EntryId(entry));
   row.SetCameraId(camera_id);
+  row.SetIOModuleId(iomodule_id);
   row.SetPosId(pos_id);
   row.SetSettings({JsonWrite(settings, true)});
   return true;

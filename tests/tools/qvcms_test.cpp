@@ -57,7 +57,7 @@ TEST_F(ToolTest, RefusesWhatItCannotReadOrUse) {
       {"update 7 id --max-size 10", 65, "qvcms: id: "},
       {"update 7 id", 65, "qvcms: id: POS_info[1].id: wrong type: "},
       {"update 7 entry", 65, "qvcms: entry: speaker_info[0]: wrong type: "},
-      {"status 7 id", 1, "qvcms: status: not built yet"},
+      {"status 7 id", 1, "qvcms: server 7 is not known here, so nothing was applied: pair it first"},
   };
   for (const Case& refused : cases) {
     const Result result = Run(refused.arguments);
@@ -106,8 +106,8 @@ TEST_F(ToolTest, AppliesASnapshotOnce) {
     commands += message["target"].asString() + ' ' + message["command"].asString() + '\n';
   EXPECT_EQ(commands,
             "hostd sync-face-database\nhostd sync-license-plate-database\n"
-            "hostd sync-face-database\nhostd sync-face-database\n")
-      << "pairing sends two, every update one, a plan none";
+            "qvactruled compound\nhostd sync-face-database\nqvactruled compound\nhostd sync-face-database\n")
+      << "pairing sends two, every update two, a plan none";
 
   const Json::Value rows = RunJson("list pos --zr 7");
   ASSERT_EQ(rows.size(), 2U);
@@ -117,6 +117,28 @@ TEST_F(ToolTest, AppliesASnapshotOnce) {
   EXPECT_EQ(RunJson("list pos --zr 8").size(), 0U);
 }
 
+TEST_F(ToolTest, ConfiguringProtectsACamera) {
+  Write("paired", R"({"camera_info":[{"id":4,"name":"Gate","username":"u","password":"hidden-1",
+                      "edgeStorage":{"size":64,"encryption_password":"hidden-2"}}]})");
+  Write("snapshot", R"({"camera_info":[{"id":4,"name":"renamed"}]})");
+  ASSERT_EQ(Run("pair 7 paired").status, 0);
+  for (const char* list : {"list camera --wide", "-o json list camera", "list edge-storage --wide"}) {
+    const std::string listed = Run(list).out;
+    EXPECT_NE(listed.find("owner_zr_id"), std::string::npos) << list;
+    EXPECT_EQ(listed.find("hidden"), std::string::npos) << list;
+  }
+  EXPECT_EQ(Run("-o json configuring camera 1 on").out, "[\n{\"kind\":\"camera\",\"id\":1,\"configuring\":true}\n]\n");
+  EXPECT_EQ(CountsOf(RunJson("update 7 snapshot"), "camera"), "0 0 0 1");
+  EXPECT_EQ(RunJson("list camera")[0]["device_status_flags"], 32);
+  EXPECT_EQ(Run("configuring camera 1 off").status, 0);
+  EXPECT_EQ(CountsOf(RunJson("update 7 snapshot"), "camera"), "0 1 0 0");
+  EXPECT_EQ(RunJson("list camera")[0]["device_status_flags"], 0);
+  Write("snapshot", R"({"camera_info":[{"id":5,"edgeStorage":{}}]})");
+  EXPECT_EQ(CountsOf(RunJson("update 7 snapshot"), "edge-storage"), "1 0 1 0") << "it goes with its camera";
+  EXPECT_EQ(CountsOf(RunJson("update 7 snapshot"), "message"), "2 0 0 ");
+  EXPECT_EQ(Run("configuring camera 1 on").err, "qvcms: there is no camera with the id 1\n");
+}
+
 TEST_F(ToolTest, PlanLeavesTheHostAsItWas) {
   Write("document", Devices(3, 2));
   EXPECT_EQ(Run("plan 7 document").status, 0);
@@ -124,7 +146,8 @@ TEST_F(ToolTest, PlanLeavesTheHostAsItWas) {
   ASSERT_EQ(Run("pair 7 document").status, 0);
   const auto before = DataFiles();
   Write("wrong", "{\"POS_info\":[{\"id\":9},{\"id\":[]}]}");
-  Write("document", Devices(1, 4, "moved"));
+  Write("document", R"({"camera_info":[{"id":1}],"camCapList":[{"camVendor":"v","camModel":"m",
+                        "capFileName":"0/v/m.cap","camCap":{}}]})");
   EXPECT_EQ(Run("plan 7 document --log-file data/log").status, 0);
   EXPECT_EQ(Run("plan 7 wrong").status, 65);
   EXPECT_EQ(Run("update 7 wrong").status, 65);
@@ -170,6 +193,43 @@ TEST_F(ToolTest, AsksBeforeItRemovesMostDevices) {
     }
     EXPECT_EQ(rows(), static_cast<unsigned>(sizes.terminals + sizes.speakers)) << slave;
   }
+}
+
+TEST_F(ToolTest, StoresAStatusReport) {
+  Write("document", Devices(2, 1));
+  ASSERT_EQ(Run("pair 7 document").status, 0);
+  Write("report",
+        R"({"status":1,"cam_count":12,"qv_version":"9.1","cookie":"c00kie","POS_info":[{"id":2,"status":3}]})");
+  const Json::Value record = RunJson("status 7 report");
+  EXPECT_EQ(record["CamCnt"], 12);
+  EXPECT_EQ(record["strCookie"], "***");
+  EXPECT_EQ(RunJson("list pos")[1]["status"], 3);
+  const Json::Value server = RunJson("list server")[0];
+  EXPECT_EQ(server["qv_version"], "9.1");
+  EXPECT_EQ(server["last_report"].asString().size(), 20U);
+  EXPECT_FALSE(server.isMember("cookie"));
+  EXPECT_EQ(RunJson("list message").size(), 2U);
+
+  Write("report", R"({"status":0,"qv_version":"9.2","POS_info":[{"id":2,"status":4}]})");
+  const std::string table = Run("status 7 report").out;
+  EXPECT_NE(table.find("\nCamCnt                  12\n"), std::string::npos) << table;
+  EXPECT_EQ(RunJson("list pos")[1]["status"], 3) << "the slave is offline";
+  EXPECT_EQ(RunJson("list message").size(), 2U);
+
+  const std::pair<const char*, const char*> faults[] = {
+      {R"({"status":[]})", "status"},
+      {R"({"status":1,"qv_version":"9.3","POS_info":[{"id":2,"status":5}],"recover_progress":{}})", "recover_progress"},
+      {R"({"status":1,"qv_version":"9.3","cms_locked":[]})", "cms_locked"},
+      {R"({"status":1,"POS_info":[{"id":1},{"id":2,"status":"x"}]})", "POS_info[1].status"},
+      {R"({"status":1,"POS_info":[{"id":2,"status":5},{"id":"x","status":"x"}]})", "POS_info[1].id"}};
+  for (const auto& [report, place] : faults) {
+    Write("report", report);
+    const Result refused = Run("status 7 report");
+    EXPECT_EQ(refused.status, 65) << report;
+    EXPECT_EQ(refused.err.rfind(std::string("qvcms: report: ") + place + ": wrong type: ", 0), 0U) << refused.err;
+  }
+  EXPECT_EQ(RunJson("list server")[0]["qv_version"], "9.2");
+  EXPECT_EQ(RunJson("list pos")[1]["status"], 3);
 }
 
 TEST_F(ToolTest, PrintsTablesThatStayInTheirLines) {

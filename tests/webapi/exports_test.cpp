@@ -37,9 +37,11 @@ class ExportsTest : public support::HostTest {
 
 TEST_F(ExportsTest, UpdateTakesTheSectionsInTheirOrder) {
   EXPECT_THAT(Update(Slave("QVA-20"), Parse(kSections)),
-              ElementsAre("insert camera_detection_setting 1", "insert camera_device_output 1", "insert rec_share 1",
+              ElementsAre("message 0 msgd camera-related {}", "message 7 qvactruled compound null",
+                          "insert camera_detection_setting 1", "insert camera_device_output 1", "insert rec_share 1",
                           "insert ctrler_action_rule 1", "insert iomodule_setting 1", "insert iomodule_cam_pairing 1",
                           "insert pos 1", "insert pos_event_conf 1", "insert ipspeaker 1",
+                          "insert axis_acs_ctrler 1",
                           R"(message 7 hostd sync-face-database {"group_id":0})"));
 }
 

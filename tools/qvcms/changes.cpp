@@ -14,8 +14,6 @@ namespace {
 
 constexpr std::int64_t kFewDevices = 10;  ///< fewer may all go without asking
 
-std::int64_t RowsOf(const Kind& kind, int zr) { return kind.table->Count(qv::record::Where().Is(kind.owner, zr)); }
-
 bool IsExcessive(std::int64_t removed, std::int64_t before) { return before >= kFewDevices && 2 * removed > before; }
 
 std::string Share(std::int64_t removed, std::int64_t before, std::string_view what) {
@@ -43,22 +41,38 @@ ListedRow MakeRow(std::string_view kind, const UnitOfWork::Count& count, const J
 
 ChangeReport::ChangeReport(const UnitOfWork& work, int zr) : work_(&work), zr_(zr) {
   for (const Kind& kind : Kinds()) {
-    if (kind.role == Role::Device) devices_before_[&kind] = RowsOf(kind, zr);
+    if (kind.role != Role::Outbox) before_[&kind] = RowsOf(kind, zr);
   }
 }
 
+ChangeReport::Rows ChangeReport::RowsOf(const Kind& kind, int zr) {
+  using qv::record::Where;
+  return {kind.table->Count(Where().Is(kind.owner, zr)), kind.table->Count(Where().Is(kind.owner, 0))};
+}
+
 UnitOfWork::Count ChangeReport::CountOf(const Kind& kind) const {
-  for (const UnitOfWork::Count& count : work_->counts()) {
-    if (count.kind == kind.table->name()) return count;
+  UnitOfWork::Count count{.kind = kind.table->name()};
+  for (const UnitOfWork::Count& changed : work_->counts()) {
+    if (changed.kind == count.kind) count = changed;
   }
-  return {.kind = kind.table->name()};
+  // What went with a device that it referred to was deleted by the database, uncounted.
+  if (const auto before = before_.find(&kind); before != before_.end()) {
+    const Rows after = RowsOf(kind, zr_);
+    count.removed =
+        static_cast<int>(before->second.owned + before->second.shared + count.added - after.owned - after.shared);
+  }
+  return count;
 }
 
 std::string ChangeReport::Text(Format format) const {
   std::vector<ListedRow> rows;
   for (const Kind& kind : Kinds()) {
     const UnitOfWork::Count count = CountOf(kind);
-    const std::int64_t unchanged = RowsOf(kind, zr_) - count.added - count.updated;
+    if (kind.role == Role::Outbox) {  // some messages are about no single slave, so nobody knows how many waited
+      rows.push_back(MakeRow(kind.name, count, Json::Value()));
+      continue;
+    }
+    const std::int64_t unchanged = std::max<std::int64_t>(0, before_.at(&kind).owned - count.updated - count.removed);
     if (kind.role == Role::Settings && !IsChange(count) && unchanged == 0) continue;
     rows.push_back(MakeRow(kind.name, count, Json::Value(static_cast<Json::Int64>(unchanged))));
   }
@@ -85,7 +99,7 @@ std::string ChangeReport::ExcessiveRemovals() const {
   std::int64_t all_removed = 0;
   for (const Kind& kind : Kinds()) {
     if (kind.role != Role::Device) continue;
-    const std::int64_t before = devices_before_.at(&kind);
+    const std::int64_t before = before_.at(&kind).owned;
     const std::int64_t removed = CountOf(kind).removed;
     all_before += before;
     all_removed += removed;

@@ -30,7 +30,13 @@ class ChangeReport {
 
   const qv::db::UnitOfWork* work_;
   int zr_;
-  std::map<const Kind*, std::int64_t> devices_before_;
+  /// How many rows of a kind there are.
+  struct Rows {
+    std::int64_t owned = 0;   ///< by the slave
+    std::int64_t shared = 0;  ///< by no single slave
+  };
+  static Rows RowsOf(const Kind& kind, int zr);
+  std::map<const Kind*, Rows> before_;
 };
 
 }  // namespace qvcms

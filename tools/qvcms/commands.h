@@ -18,7 +18,10 @@ int Run(const GlobalOptions& global, const PlanOptions& options);
 /// Prints the rows of one kind.
 int Run(const GlobalOptions& global, const ListOptions& options);
 
+/// Applies a status report to a slave that has been paired, stores what it says of the slave itself with the time, and
+/// prints that.
 int Run(const GlobalOptions& global, const StatusOptions& options);
+
 int Run(const GlobalOptions& global, const RemoveOptions& options);
 
 /// Sets or clears a device's configuring flag and prints it.

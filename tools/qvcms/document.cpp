@@ -43,9 +43,12 @@ Json::Value ReadDocument(const std::string& path, const GlobalOptions& options) 
 }
 
 Failure WrongType(const std::string& path, const Json::Value& document, const std::string& reason) {
-  const std::string fault = FindFault(document);
-  const std::string place = DisplayName(path) + (fault.empty() ? "" : ": " + fault);
-  return Failure(kBadDocument, place + ": wrong type: " + reason + "; nothing was applied");
+  return WrongTypeAt(path, FindFault(document), reason);
+}
+
+Failure WrongTypeAt(const std::string& path, const std::string& place, const std::string& reason) {
+  const std::string where = DisplayName(path) + (place.empty() ? "" : ": " + place);
+  return Failure(kBadDocument, where + ": wrong type: " + reason + "; nothing was applied");
 }
 
 }  // namespace qvcms

@@ -12,7 +12,6 @@ namespace {
 
 }  // namespace
 
-int Run(const GlobalOptions&, const StatusOptions&) { Refuse("status"); }
 int Run(const GlobalOptions&, const RemoveOptions&) { Refuse("remove"); }
 
 }  // namespace qvcms

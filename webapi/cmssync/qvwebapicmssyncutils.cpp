@@ -14,6 +14,10 @@
 #include "frame/speakerdata.h"
 #include "recserversavers.h"
 #include "slavezr.h"
+#include "status/camerastatus.h"
+#include "status/ctrlerstatus.h"
+#include "status/devicestatus.h"
+#include "status/slavestatus.h"
 
 namespace {
 
@@ -23,6 +27,21 @@ void UpdateAnalytics(const Json::Value& info, int zrId) {
   UpdateCountingWidgetInfo(info, zrId);
   UpdateCountingTaskGroupInfo(info, zrId);
   UpdateFaceInfo(info, zrId, camMap, false);
+}
+
+bool HasEntries(const Json::Value& status, const char* section) {
+  return status.isMember(section) && !status[section].empty();
+}
+
+/// A step that takes the whole report is handed an empty section too.
+void UpdateDeviceStatus(const Json::Value& status, int zrId, CachedCamMap& camMap) {
+  if (HasEntries(status, "camera_info")) UpdateCamInfo(zrId, status["camera_info"], camMap);
+  if (status.isMember("face_info")) UpdateFaceInfo(status, zrId, camMap, true);
+  if (status.isMember("iva_info")) UpdateIvaInfo(status, zrId, camMap, true);
+  if (HasEntries(status, "iomodule_info")) BatUpdateIOMod(zrId, status["iomodule_info"]);
+  if (status.isMember("POS_info")) BatUpdatePOS(status, zrId);
+  if (HasEntries(status, "speaker_info")) BatUpdateSpeaker(zrId, status["speaker_info"]);
+  if (status.isMember("ctrler_info")) UpdateCtrlerStatus(status, zrId);
 }
 
 }  // namespace
@@ -66,5 +85,19 @@ int SaveSlaveInfoPair(const SlaveZR& slave, const Json::Value& info, int zrId) {
     CmsHostdApi::NotifySyncFaceDatabase(zrId, 0);
     CmsHostdApi::NotifySyncLicensePlateDatabase(zrId);
   }
+  return 0;
+}
+
+int SaveSlaveStatus(const Json::Value& status, SlaveZRStatus& rec) {
+  ReadServerState(status, rec);
+  CachedCamMap camMap(rec.ZrId, MAP_KEY_ID_ON_REC_SERVER);
+  if (IsZrOnlineSts(static_cast<SLAVE_ZR_CONN_STATUS>(rec.Status))) {
+    ReadOnlineState(status, rec);
+    UpdateDeviceStatus(status, rec.ZrId, camMap);
+    ReadRecoverProgress(status, rec);
+  }
+  if (status.isMember("camCapList")) SaveCamCapFiles(rec.ZrId, status["camCapList"]);
+  ReadCmsFlags(status, rec);
+  LogZrInfo(rec);
   return 0;
 }

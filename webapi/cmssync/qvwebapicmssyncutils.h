@@ -12,6 +12,7 @@
 #include <json/value.h>
 
 class SlaveZR;
+struct SlaveZRStatus;
 
 #define QV_EXPORT __attribute__((visibility("default")))
 
@@ -27,4 +28,14 @@ QV_EXPORT int SaveSlaveInfoUpdate(const SlaveZR& slave, const Json::Value& info,
 
 /// Imports the configuration of a slave that has just been paired. Arguments and result as above.
 QV_EXPORT int SaveSlaveInfoPair(const SlaveZR& slave, const Json::Value& info, int zrId);
+
+/// Applies a slave's periodic status report: reads what it says of the slave into the caller's record and, while the
+/// slave is online, writes the status of its devices to the host. What equals what the host has is not written again.
+/// The record itself is the caller's to store.
+/// @param status  the report, a JSON object
+/// @param rec     the slave's record with `ZrId` set. Members that the report does not reach, as those of the devices
+///                while the slave is offline, keep their values. When an exception leaves the function, the record is
+///                filled in part
+/// @return 0
+QV_EXPORT int SaveSlaveStatus(const Json::Value& status, SlaveZRStatus& rec);
 }

@@ -1,5 +1,5 @@
-#include "qvwebapicmssyncutils.h"
-#include "slavezr.h"
+#include "frame/posdata.h"
+
 #include "support/hosttest.h"
 
 namespace {
@@ -12,8 +12,7 @@ using testing::IsEmpty;
 class PosDataTest : public support::HostTest {
  protected:
   Lines Update(const std::string& pos_info, int level = 7) {
-    return Journal([&] { EXPECT_EQ(SaveSlaveInfoUpdate(SlaveZR(), Parse(R"({"POS_info":)" + pos_info + "}"), 7), 0); },
-                   level);
+    return Journal([&] { ReconcilePOSs(7, Parse(pos_info)); }, level);
   }
   Lines Stored() { return Rows("SELECT id,owner_zr_id,id_on_rec_server,name FROM pos ORDER BY id"); }
 };
@@ -50,8 +49,7 @@ TEST_F(PosDataTest, ReadsSectionsOfAnyShape) {
   EXPECT_THAT(Update(R"({"x":{"id":0,"name":"renamed"}})", 1), ElementsAre("update pos 1"));
   EXPECT_THAT(Update(R"("text")", 1), ElementsAre("delete pos WHERE id=1"));
   Update(R"([{"id":1}])");
-  EXPECT_THAT(Journal([] { SaveSlaveInfoUpdate(SlaveZR(), Json::Value(), 7); }, 1),
-              ElementsAre("delete pos WHERE id=2"));
+  EXPECT_THAT(Journal([] { ReconcilePOSs(7, Json::Value()); }, 1), ElementsAre("delete pos WHERE id=2"));
 }
 
 TEST_F(PosDataTest, KeepsARowWhoseEntryIsRefused) {

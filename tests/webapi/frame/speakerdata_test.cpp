@@ -1,5 +1,5 @@
-#include "qvwebapicmssyncutils.h"
-#include "slavezr.h"
+#include "frame/speakerdata.h"
+
 #include "support/hosttest.h"
 
 namespace {
@@ -12,9 +12,7 @@ using testing::IsEmpty;
 class SpeakerDataTest : public support::HostTest {
  protected:
   Lines Update(const std::string& speaker_info, int level = 7) {
-    return Journal(
-        [&] { EXPECT_EQ(SaveSlaveInfoUpdate(SlaveZR(), Parse(R"({"speaker_info":)" + speaker_info + "}"), 7), 0); },
-        level);
+    return Journal([&] { ReconcileSpeakers(7, Parse(speaker_info)); }, level);
   }
 };
 

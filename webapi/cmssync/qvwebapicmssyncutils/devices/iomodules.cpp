@@ -1,3 +1,72 @@
 #include "iomodules.h"
 
-int UpdateIOModuleData(int, const Json::Value&) { return 0; }
+#include <functional>
+
+#include "frame/idlist.h"
+#include "frame/reconcile.h"
+#include "iomodule.h"
+
+namespace {
+
+class IOModuleKind {
+ public:
+  using Device = IOModule;
+  static constexpr const char* kUpdateFunction = "UpdateIOModuleData";
+  static constexpr const char* kRemoveFunction = "RemoveExtraIOMods";
+
+  explicit IOModuleKind(int zr_id) : zr_id_(zr_id) {}
+
+  std::list<IOModule> List() const {
+    IOModuleFilterRule rule;
+    rule.ownerZrId = zr_id_;
+    rule.skipConfiguring = false;
+    return IOModuleGetList(rule, QV_DUMMY_INT, false);
+  }
+  static int IdOnRecServer(const IOModule& module) { return module.GetIdOnRecServer(); }
+  static bool IsChanged(const IOModule& module, const Json::Value& entry) { return module.IsCfgChged(entry) != 0; }
+
+  void Update(IOModule& module, const Json::Value& entry) const {
+    if (module.IsStatusFlagOn(DEV_STATUS_FLAG_CONFIGURING)) {
+      CMS_LOG(4, kUpdateFunction, "Skip to update IOMod [%d] on ZR [%d] due configuring.\n", module.GetId(), zr_id_);
+      return;
+    }
+    CMS_LOG(4, kUpdateFunction, "Update IOMod [%d] on ZR [%d].\n", module.GetId(), zr_id_);
+    Take(module, entry, false);
+  }
+  void Add(IOModule& module, const Json::Value& entry) const {
+    Take(module, entry, true);
+    CMS_LOG(4, kUpdateFunction, "Add IO module [%d] from ZR [%d].\n", module.GetId(), zr_id_);
+  }
+
+  void LogExtra(const std::list<IOModule>& extra) const {
+    const std::list<int> ids = Transform2List(extra, std::mem_fn(&IOModule::GetId));
+    CMS_LOG(3, kRemoveFunction, "Remove extra IOMods [%s] on ZR [%d].\n",
+            Iter2String(ids.begin(), ids.end(), ",").c_str(), zr_id_);
+  }
+  bool Delete(const IOModule& module) const {
+    // "IO mode" is the wording that log filters in the field look for.
+    CMS_LOG(4, kRemoveFunction, "Remove IO mode [%d] on ZR [%d].\n", module.GetId(), zr_id_);
+    if (module.Delete() == 0) return true;
+    CMS_LOG(1, kRemoveFunction, "Failed while delete IO module [%d].\n", module.GetId());
+    return false;
+  }
+  static bool SyncRelatedTables(const IOModule& module) { return SyncRelatedTableForIOModuleDel(module) == 0; }
+
+ private:
+  /// The module is written whatever became of the entry, so that it belongs to its server in any case.
+  void Take(IOModule& module, const Json::Value& entry, bool is_new) const {
+    InitIOModuleByJson(entry, module, is_new, true, false);
+    module.SetOwnerZrId(zr_id_);
+    module.Save(false, false);
+  }
+
+  int zr_id_;
+};
+
+}  // namespace
+
+int UpdateIOModuleData(int zrId, const Json::Value& mods) {
+  IOModuleKind kind(zrId);
+  RemoveExtraDevices(kind, UpdateDevices(kind, mods));
+  return 0;
+}

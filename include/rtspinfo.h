@@ -1,0 +1,21 @@
+/// Key files: for each slave one file with the RTSP keys of its cameras, which the streaming service reads. They are
+/// secrets: mode 0600 from the moment they exist, in a folder of mode 0700.
+///
+/// A file is one JSON object: host id of the camera, in decimal, to key.
+#pragma once
+
+#include <map>
+#include <string>
+
+/// Where the key file of slave `zrId` is.
+std::string RtspKeyFilePath(int zrId);
+
+/// Puts a file with `keys` in the place of `path`, in one step: whoever opens it finds the old file or the whole new
+/// one. A link at `path` is replaced, not followed. Makes the file's folder as needed.
+/// @return 0 on success, -1 after one log line on failure
+int SetRtspInfoToConf(const std::string& path, const std::map<int, std::string>& keys);
+
+/// Gives the file to the package's user and group. On a system that has no such user it stays whose it is.
+/// @param followLink  what a link at `path` points to is given away, not the link
+/// @return 0 on success, -1 when there is no such file or it cannot be given away
+int SetFileOwnerToQV(const std::string& path, bool followLink);

@@ -1,0 +1,65 @@
+/// The periodic status of a recording server (slave), as the host keeps it.
+///
+/// Usage: set `ZrId`, fill the record with what is known so far (`SlaveZRStatusLoad`), hand it with the slave's report
+/// to `SaveSlaveStatus`, store the result (`SlaveZRStatusSave`).
+#pragma once
+
+#include <string>
+
+/// How the host and a slave stand to each other, as the slave's report says it.
+enum SLAVE_ZR_CONN_STATUS : int {
+  SLAVE_ZR_DISCONNECTED = 0,  ///< also what a report without "status" counts as
+  SLAVE_ZR_CONNECTED = 1,
+  SLAVE_ZR_LOGIN_FAILED = 2,
+  SLAVE_ZR_INCOMPATIBLE = 3,  ///< its version does not go with the host's
+  SLAVE_ZR_RECOVERING = 4,    ///< connected, while recordings are being recovered
+  SLAVE_ZR_SHUT_DOWN = 5,
+};
+
+/// Whether a slave with this status can be worked with, so that what it says of its devices counts.
+bool IsZrOnlineSts(SLAVE_ZR_CONN_STATUS status);
+
+/// The members of `SlaveZRStatus` in their order, but for `ZrId`, which comes where `AT_ID` stands: type, name and the
+/// value in a record that nobody has filled.
+#define SLAVE_ZR_STATUS_MEMBERS(MEMBER, AT_ID)                                                          \
+  MEMBER(int, Status, SLAVE_ZR_DISCONNECTED) /* a SLAVE_ZR_CONN_STATUS; numbers of newer slaves too */  \
+  MEMBER(int, PkgStatus, 0)                  /* state of the recording package */                       \
+  MEMBER(int, VolStatus, 0)                  /* state of the storage volume */                          \
+  AT_ID                                                                                                 \
+  MEMBER(int, CamCnt, 0)                                                                                \
+  MEMBER(int, IOModCnt, 0)                                                                              \
+  MEMBER(int, TransDevCnt, 0) /* POS terminals */                                                       \
+  MEMBER(int, SpeakerDevCnt, 0)                                                                         \
+  MEMBER(int, DoorCnt, 0)                                                                               \
+  MEMBER(double, VolSpace, -1.0) /* as the slave figures it; -1: it does not say */                     \
+  MEMBER(bool, isBeta, false)    /* runs a beta build */                                                \
+  MEMBER(bool, blCmsLocked, false)                                                                      \
+  MEMBER(bool, blCmsMasked, false)                                                                      \
+  MEMBER(bool, blHasAAC, false)  /* can handle AAC audio */                                             \
+  MEMBER(bool, blHasHEVC, false) /* can handle HEVC video */                                            \
+  MEMBER(int, ORUPkgStatus, 0)   /* state of the media-extension package */                             \
+  MEMBER(bool, blRecEncryptEnabled, false)                                                              \
+  MEMBER(int, LoginError, 0)         /* of the host's last contact with the slave; the host's to set */ \
+  MEMBER(std::string, strCookie, {}) /* a secret */                                                     \
+  MEMBER(std::string, strSerialNum, {})                                                                 \
+  MEMBER(std::string, strTarnVersion, {}) /* of the operating system */                                 \
+  MEMBER(std::string, strQVVersion, {})   /* of the recording package */                                \
+  MEMBER(std::string, strDPVersion, {})   /* of the device pack */                                      \
+  MEMBER(int, RecoverProgress, 0)         /* of a recovery that is running, percent */
+
+#define SLAVE_ZR_STATUS_MEMBER(TYPE, NAME, INITIAL) TYPE NAME = INITIAL;
+
+/// One slave's status.
+struct SlaveZRStatus {
+  SLAVE_ZR_STATUS_MEMBERS(SLAVE_ZR_STATUS_MEMBER, int ZrId = 0;)  ///< ZrId: id of the slave in the CMS
+};
+
+#undef SLAVE_ZR_STATUS_MEMBER
+
+/// Fills `record` with the status that is stored of slave `record.ZrId`.
+/// @return 0; -1 when the host does not know the slave or cannot read its row: the record is unchanged
+int SlaveZRStatusLoad(SlaveZRStatus& record);
+
+/// Stores the status in the row of slave `record.ZrId`, with the present time as that of its last report.
+/// @return 0; -1 when the host does not know the slave or cannot write its row
+int SlaveZRStatusSave(const SlaveZRStatus& record);

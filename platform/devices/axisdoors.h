@@ -1,0 +1,26 @@
+/// The doors of access controllers: a table of their own, one row per door.
+#pragma once
+
+#include <json/value.h>
+
+#include <list>
+
+#include "../record/table.h"
+#include "axisacsctrler.h"
+#include "hostids.h"
+
+namespace qv::devices {
+
+/// The key under which an entry reports a controller's doors.
+inline constexpr const char* kDoorKey = "door";
+/// A door entry that has it is in the host's terms, one that lacks it in those of its server.
+inline constexpr const char* kHostTermsKey = "id_on_rec";
+
+/// Gives each controller of `list` its doors. @param selection the controllers that the list holds
+void LoadDoors(std::list<AxisAcsCtrler>& list, const record::Where& selection);
+/// Takes a controller's door entries as `AxisAcsCtrler::SetByJson` says. @param lookup ids on the controller's server
+void TakeDoors(std::list<AxisDoor>& doors, const Json::Value& reported, int zr_id, HostIdLookup& lookup);
+/// Writes the doors of a controller that has its row; new ones are given their host ids.
+void SaveDoors(std::list<AxisDoor>& doors, const AxisAcsCtrler& ctrler);
+
+}  // namespace qv::devices

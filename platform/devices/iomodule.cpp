@@ -1,0 +1,127 @@
+#include "iomodule.h"
+
+#include "../db/database.h"
+#include "../record/attempt.h"
+#include "../record/import.h"
+#include "emapitems.h"
+#include "listing.h"
+#include "messagedaemon.h"
+#include "recserversavers.h"
+#include "sections.h"
+#include "tables.h"
+
+namespace qv::devices {
+
+const IOModuleTableType& IOModuleTable() {
+  static const IOModuleTableType table("iomodule");
+  return table;
+}
+
+namespace {
+
+record::Where Selection(const IOModuleFilterRule& rule) {
+  record::Where where;
+  if (rule.enabledOnly) where.Is("enabled", 1);
+  if (rule.hostLocalOnly) where.Is("owner_zr_id", 0);
+  const std::pair<const char*, int> numbers[] = {{"owner_zr_id", rule.ownerZrId},
+                                                 {"status_on_rec_server", rule.status},
+                                                 {"id_on_rec_server", rule.idOnRecServer},
+                                                 {"port", rule.port}};
+  for (const auto& [column, number] : numbers) {
+    if (number != -1) where.Is(column, number);
+  }
+  const std::pair<const char*, const std::string&> texts[] = {{"name", rule.name},
+                                                              {"vendor", rule.vendor},
+                                                              {"model", rule.model},
+                                                              {"firmware_version", rule.firmwareVersion},
+                                                              {"mac_address", rule.macAddress},
+                                                              {"serial_number", rule.serialNumber},
+                                                              {"host", rule.host},
+                                                              {"time_zone", rule.timeZone},
+                                                              {"location", rule.location},
+                                                              {"note", rule.note}};
+  for (const auto& [column, text] : texts) {
+    if (!text.empty()) where.Is(column, text);
+  }
+  return where;
+}
+
+}  // namespace
+}  // namespace qv::devices
+
+using namespace qv;           // NOLINT(google-build-using-namespace): what follows is the package's interface
+using namespace qv::devices;  // NOLINT(google-build-using-namespace)
+
+int IOModule::IsCfgChged(Json::Value entry) const { return IOModuleTable().Differs(*this, entry) ? 1 : 0; }
+
+int IOModule::Save(bool notify, bool settingsToo) {
+  const int result = record::Attempt("save", "iomodule", GetId(), [&] { IOModuleTable().Save(*this); });
+  if (result == 0 && notify) SendIOModUpdateMsgToMsgD({GetId()}, UPDATE_TYPE_CHANGED, settingsToo);
+  return result;
+}
+
+int IOModule::Delete() const {
+  return record::Attempt("delete", "iomodule", GetId(), [&] { IOModuleTable().Delete(*this); });
+}
+
+int InitIOModuleByJson(const Json::Value& entry, IOModule& module, bool isNew, bool fromRecServer, bool withStatus) {
+  if (!entry.isObject()) return -1;
+  if (isNew) module.SetId(0);
+  const int id_on_rec_server = module.GetIdOnRecServer();
+  IOModuleTable().Apply(module, entry);
+  if (!fromRecServer) module.SetIdOnRecServer(id_on_rec_server);
+  if (withStatus && entry["status"].isInt()) module.SetStatusOnRecServer(entry["status"].asInt());
+  return 0;
+}
+
+std::list<IOModule> IOModuleGetList(IOModuleFilterRule& rule, int& total, bool countOnly) {
+  std::list<IOModule> list;
+  record::Attempt("list", "iomodule", 0, [&] { list = IOModuleTable().Select(Selection(rule)); });
+  list.remove_if([&](const IOModule& module) {
+    return !module.IsStatusFlagOn(rule.statusFlags) ||
+           (rule.skipConfiguring && module.IsStatusFlagOn(DEV_STATUS_FLAG_CONFIGURING));
+  });
+  total = static_cast<int>(list.size());
+  if (countOnly) return {};
+  if (rule.newestFirst) list.reverse();
+  KeepPage(list, rule.start, rule.limit);
+  return list;
+}
+
+std::map<int, IOModule> GetIOModuleMapOnRecServer(int zrId, bool disabledToo) {
+  std::map<int, IOModule> map;
+  record::Attempt("list", "iomodule", 0, [&] {
+    record::Where where = record::Where().Is("owner_zr_id", zrId);
+    if (!disabledToo) where.Is("enabled", 1);
+    for (IOModule& module : IOModuleTable().Select(where)) {
+      const int id = module.GetIdOnRecServer();
+      map.emplace(id, std::move(module));
+    }
+  });
+  return map;
+}
+
+int SyncRelatedTableForIOModuleDel(const IOModule& module) {
+  return record::Attempt("clean up after", "iomodule", module.GetId(), [&] {
+    db::AllOrNothing whole;
+    const record::Where of_this_module = record::Where().Is("iomodule_id", module.GetId());
+    EmapItemTable().DeleteWhere(of_this_module);
+    IOModuleSettingTable().DeleteWhere(of_this_module);
+    IOModuleCamPairingTable().DeleteWhere(of_this_module);
+    whole.Keep();
+  });
+}
+
+int SaveIOModuleFromRecServer(int zrId, const Json::Value& section, bool notify) {
+  std::list<int> ids;
+  const int result = record::Attempt("import the section of", "iomodule", zrId, [&] {
+    record::ImportSection(IOModuleTable().Select(record::Where().Is("owner_zr_id", zrId)), zrId, section,
+                          [&](IOModule& module, const Json::Value& entry) {
+                            if (InitIOModuleByJson(entry, module, module.GetId() == 0, true, false) == 0 &&
+                                module.Save(false, false) == 0)
+                              ids.push_back(module.GetId());
+                          });
+  });
+  if (result == 0 && notify) SendIOModUpdateMsgToMsgD(ids, UPDATE_TYPE_CHANGED, true);
+  return result;
+}

@@ -1,0 +1,103 @@
+#include "rtspinfo.h"
+
+#include <fcntl.h>
+#include <json/value.h>
+#include <pwd.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
+#include <vector>
+
+#include "../db/filedescriptor.h"
+#include "../record/attempt.h"
+#include "qvjson.h"
+#include "qvpackage.h"
+
+using qv::db::FileDescriptor;
+
+namespace {
+
+constexpr const char* kPackageUser = "Quorvane";
+
+[[noreturn]] void Fail(const std::string& what) {
+  throw qv::db::Error(qv::db::Error::Kind::Unusable, "cannot " + what + ": " + std::strerror(errno));
+}
+
+/// Opens the folder, made with mode 0700 if it is missing, and waits until no other process writes in it.
+FileDescriptor OpenLocked(const std::filesystem::path& folder) {
+  std::error_code ignored;  // the next step fails too, and says why
+  std::filesystem::create_directories(folder.parent_path(), ignored);
+  if (mkdir(folder.c_str(), S_IRWXU) != 0 && errno != EEXIST) Fail("make " + folder.string());
+  FileDescriptor opened(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+  if (!opened || flock(opened.get(), LOCK_EX) != 0) Fail("use " + folder.string());
+  return opened;
+}
+
+void WriteAll(int file, std::string_view content, const std::string& name) {
+  while (!content.empty()) {
+    const ssize_t written = write(file, content.data(), content.size());
+    if (written < 0 && errno == EINTR) continue;
+    if (written < 0) Fail("write " + name);
+    content.remove_prefix(static_cast<std::size_t>(written));
+  }
+  if (fsync(file) != 0) Fail("write " + name);
+}
+
+/// Writes `<name>.new` and renames it. A killed process leaves that file, which the next one to come replaces.
+void Replace(int folder, const std::string& name, const std::string& content) {
+  const std::string fresh = name + ".new";
+  unlinkat(folder, fresh.c_str(), 0);
+  const FileDescriptor file(
+      openat(folder, fresh.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, S_IRUSR | S_IWUSR));
+  if (!file) Fail("make " + fresh);
+  try {
+    WriteAll(file.get(), content, fresh);
+    if (renameat(folder, fresh.c_str(), folder, name.c_str()) != 0) Fail("replace " + name);
+  } catch (...) {
+    unlinkat(folder, fresh.c_str(), 0);
+    throw;
+  }
+}
+
+/// The package's user, with its texts in `memory`; no name when the system has no such user.
+/// @return 0, or the error of the look-up
+int FindPackageUser(passwd& user, std::vector<char>& memory) {
+  passwd* found = nullptr;
+  int error = ERANGE;
+  while (error == ERANGE) {
+    memory.resize(memory.size() + 1024);
+    error = getpwnam_r(kPackageUser, &user, memory.data(), memory.size(), &found);
+  }
+  if (found == nullptr) user.pw_name = nullptr;
+  // Some directories report a user whom they do not have as an error.
+  return error == ENOENT || error == ESRCH ? 0 : error;
+}
+
+}  // namespace
+
+std::string RtspKeyFilePath(int zrId) { return QV_PACKAGE_DIR "/@rtsp_info/rtsp_key" + std::to_string(zrId); }
+
+int SetRtspInfoToConf(const std::string& path, const std::map<int, std::string>& keys) {
+  Json::Value content(Json::objectValue);
+  for (const auto& [camera, key] : keys) content[std::to_string(camera)] = key;
+  return qv::record::Attempt("write", "key file", 0, [&] {
+    const std::filesystem::path file(path);
+    const FileDescriptor folder = OpenLocked(file.parent_path());
+    Replace(folder.get(), file.filename().string(), JsonWrite(content, true) + '\n');
+  });
+}
+
+int SetFileOwnerToQV(const std::string& path, bool followLink) {
+  const int link = followLink ? 0 : AT_SYMLINK_NOFOLLOW;
+  struct stat file {};
+  if (fstatat(AT_FDCWD, path.c_str(), &file, link) != 0) return -1;
+  passwd user{};
+  std::vector<char> memory;
+  if (FindPackageUser(user, memory) != 0) return -1;
+  if (user.pw_name == nullptr || (file.st_uid == user.pw_uid && file.st_gid == user.pw_gid)) return 0;
+  return fchownat(AT_FDCWD, path.c_str(), user.pw_uid, user.pw_gid, link) == 0 ? 0 : -1;
+}

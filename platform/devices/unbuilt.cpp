@@ -1,3 +1,0 @@
-#include "recserversavers.h"
-int SaveIOModuleFromRecServer(int, const Json::Value&, bool) { return 0; }
-int SaveCtrlerFromRec(int, const Json::Value&) { return 0; }

@@ -1,0 +1,63 @@
+#include <chrono>
+#include <ctime>
+
+#include "../record/attempt.h"
+#include "servers.h"
+#include "slavezrstatus.h"
+
+namespace {
+
+using qv::record::Attempt;
+using qv::server::ServerTable;
+
+std::optional<SlaveZR> FindServer(int zrId) { return ServerTable().Find(qv::record::Where().Is("id", zrId)); }
+
+/// The present time, in UTC, by ISO 8601.
+std::string Now() {
+  const std::time_t now = std::chrono::system_clock::to_time_t(std::chrono::system_clock::now());
+  std::tm parts{};
+  gmtime_r(&now, &parts);
+  char text[sizeof "2000-01-01T00:00:00Z"];
+  return std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%SZ", &parts) > 0 ? text : "";
+}
+
+void Take(const SlaveZR& row, SlaveZRStatus& record) {
+#define TAKE(TYPE, NAME, INITIAL) record.NAME = row.Get##NAME();
+  SLAVE_ZR_STATUS_MEMBERS(TAKE, )
+#undef TAKE
+}
+
+void Take(const SlaveZRStatus& record, SlaveZR& row) {
+#define TAKE(TYPE, NAME, INITIAL) row.Set##NAME(record.NAME);
+  SLAVE_ZR_STATUS_MEMBERS(TAKE, )
+#undef TAKE
+}
+
+}  // namespace
+
+bool IsZrOnlineSts(SLAVE_ZR_CONN_STATUS status) {
+  return status == SLAVE_ZR_CONNECTED || status == SLAVE_ZR_RECOVERING;
+}
+
+int SlaveZRStatusLoad(SlaveZRStatus& record) {
+  bool known = false;
+  const int result = Attempt("load the status of", "server", record.ZrId, [&] {
+    const std::optional<SlaveZR> row = FindServer(record.ZrId);
+    known = row.has_value();
+    if (known) Take(*row, record);
+  });
+  return known ? result : -1;
+}
+
+int SlaveZRStatusSave(const SlaveZRStatus& record) {
+  bool known = false;
+  const int result = Attempt("save the status of", "server", record.ZrId, [&] {
+    std::optional<SlaveZR> row = FindServer(record.ZrId);
+    known = row.has_value();
+    if (!known) return;
+    Take(record, *row);
+    row->SetLastReport(Now());
+    ServerTable().Save(*row);
+  });
+  return known ? result : -1;
+}

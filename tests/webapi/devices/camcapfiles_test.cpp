@@ -1,0 +1,109 @@
+#include "devices/camcapfiles.h"
+
+#include <fstream>
+
+#include "db/database.h"
+#include "support/hosttest.h"
+
+namespace {
+
+using support::Lines;
+using support::Parse;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+Json::Value Element(const std::string& name, const std::string& model = "M1") {
+  Json::Value element;
+  element["camVendor"] = "Acme";
+  element["camModel"] = model;
+  element["capFileName"] = name;
+  element["camCap"]["ptz"] = true;
+  return element;
+}
+
+Json::Value ListOf(const Json::Value& element) {
+  Json::Value list;
+  list.append(element);
+  return list;
+}
+
+class CamCapFilesTest : public support::HostTest {
+ protected:
+  Lines Save(const Json::Value& list) {
+    return Journal([&] { SaveCamCapFiles(7, list); });
+  }
+  /// Files and links of the data folder but the database's, with the files' contents.
+  Lines Files() const {
+    Lines files;
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(folder())) {
+      const std::string name = entry.path().lexically_relative(folder()).string();
+      if (entry.is_directory() || name.starts_with("qvcms.db") || name == "writer.lock") continue;
+      std::ifstream file(entry.path());
+      files.push_back(name + "=" + std::string(std::istreambuf_iterator<char>(file), {}));
+    }
+    std::sort(files.begin(), files.end());
+    return files;
+  }
+};
+
+TEST_F(CamCapFilesTest, AreWrittenOnceUnderTheHostsId) {
+  EXPECT_THAT(Save(Parse("[]")), IsEmpty());
+  EXPECT_FALSE(std::filesystem::exists(folder() / "capability"));
+  const Json::Value list = Parse(R"([
+    {"camVendor":"Acme","camModel":"M1","capFileName":"3/acme/./M1.cap","camCap":{"ptz":true}},
+    {"camVendor":"Acme","camModel":"M2-API","capFileName":"3/acme/M2.cap","camCap":{}},
+    {"camVendor":"","camModel":"M3","capFileName":"3/a","camCap":{}}, {"camVendor":"Acme","capFileName":"3/b","camCap":{}},
+    {"camVendor":"Acme","camModel":"M3","camCap":{}}, {"camVendor":"Acme","camModel":"M3","capFileName":"3/c"}, null])");
+  Save(list);
+  const auto files = ElementsAre("capability/3/acme/M2.cap={}\n", "capability/7/acme/M1.cap={\n  \"ptz\": true\n}\n");
+  EXPECT_THAT(Files(), files);
+  EXPECT_THAT(Rows("SELECT owner_zr_id,path,vendor,model FROM capability_file"),
+              ElementsAre("7|7/acme/M1.cap|Acme|M1", "0|3/acme/M2.cap|Acme|M2-API"));
+  EXPECT_THAT(Save(list), IsEmpty()) << "what is on the disk already is not written again";
+
+  // A damaged file is written anew, and the last of two descriptions of one file stays.
+  std::ofstream(folder() / "capability/7/acme/M1.cap") << "{";
+  {
+    qv::db::UnitOfWork work;
+    Json::Value both = list;
+    both[0]["camCap"]["ptz"] = false;
+    both.append(list[0]);
+    SaveCamCapFiles(7, both);
+    work.Commit();
+  }
+  EXPECT_THAT(Files(), files);
+}
+
+TEST_F(CamCapFilesTest, NoNameLeadsOutOfTheFolder) {
+  const std::filesystem::path outside = folder() / "outside";
+  std::filesystem::create_directories(folder() / "capability/7/folder");
+  std::filesystem::create_directory(outside);
+  std::filesystem::create_directory_symlink(outside, folder() / "capability/7/link");
+  std::filesystem::create_symlink(outside / "planted", folder() / "capability/7/M.cap");
+  const Lines before = Files();
+  for (const std::string name : {"../../x", "/etc/x", "0/../../x", "0/..", "0/link/x", "0/M.cap", "0/folder", "0/x/",
+                                  "0/", "0//", "0", "", "/0/x", "acme/x", "-1/x", "0x/x"}) {
+    EXPECT_THAT(Save(ListOf(Element(name))),
+                ElementsAre("log 3 SaveCamCapFiles Failed to update zrId in cap file path. [" + name + "]"));
+  }
+  EXPECT_THAT(Save(ListOf(Element(std::string("0/a\0/../x", 9)))),
+              ElementsAre("log 3 SaveCamCapFiles Failed to update zrId in cap file path. [0/a]"));
+  for (const char* name : {"../../x", "/etc/x", "7/link/x", "7/M.cap"}) {
+    EXPECT_THAT(Save(ListOf(Element(name, "M-API"))), ElementsAre("failed to write capability_file [0]")) << name;
+  }
+  EXPECT_EQ(Files(), before);
+  EXPECT_THAT(Rows("SELECT path FROM capability_file"), IsEmpty());
+}
+
+TEST_F(CamCapFilesTest, GoOnWithoutTheFolder) {
+  std::ofstream(folder() / "capability") << "in the way";
+  Json::Value list = ListOf(Element("0/a"));
+  list.append(Element("0/b", "M-API"));
+  EXPECT_THAT(Save(list), ElementsAre("failed to make " + (folder() / "capability").string(),
+                                      "log 3 SaveCamCapFiles CheckAndMakeCapDir failed.",
+                                      "log 3 SaveCamCapFiles Failed to update zrId in cap file path. [0/a]",
+                                      "failed to write capability_file [0]"));
+  EXPECT_THAT(Files(), ElementsAre("capability=in the way"));
+}
+
+}  // namespace

@@ -1,0 +1,151 @@
+#include "devices/cameras.h"
+
+#include "db/database.h"
+#include "devicestatus.h"
+#include "support/hosttest.h"
+
+namespace {
+
+using support::Lines;
+using support::Parse;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+constexpr const char* kRelated = "message 0 msgd camera-related {}";
+
+class CamerasTest : public support::HostTest {
+ protected:
+  Lines Update(const std::string& camera_info, int level = 7) {
+    return Journal([&] { EXPECT_EQ(UpdateCameraData(7, Parse(camera_info)), 0); }, level);
+  }
+  /// Four cameras of slave 7, with the host ids 1 to 4, and one of slave 8.
+  void HoldCameras() {
+    Sql("INSERT INTO camera (owner_zr_id,id_on_rec_server,name,motion_event_type) VALUES (7,11,'A',9),(7,12,'B',9),"
+        "(7,13,'C',9),(7,14,'D',9),(8,11,'other slave',9)");
+  }
+};
+
+TEST_F(CamerasTest, FollowTheSnapshot) {
+  HoldCameras();
+  Sql("INSERT INTO edge_storage_settings (owner_zr_id,camera_id,size) VALUES (7,2,64),(7,3,64)");
+  // Changed, new and disabled, unchanged; the last two are gone.
+  EXPECT_THAT(Update(R"([{"id":12,"name":"BB","edgeStorage":{"size":128}},
+                         {"id":15,"name":"E","enabled":false,"edgeStorage":{"size":32}},
+                         {"id":13,"name":"C","edgeStorage":{"size":64.0}}])"),
+              ElementsAre("log 4 UpdateCameraData Update cam [2] on ZR [7].", "update camera 2",
+                          "log 4 UpdateCamEdgeData Add edge settings of cam [2] from ZR [7].",
+                          "update edge_storage_settings 1",  //
+                          "insert camera 6", "log 4 UpdateCameraData Add cam [6] from ZR [7].",
+                          "log 4 UpdateCamEdgeData Update edge settings of cam [6] from ZR [7].",
+                          "insert edge_storage_settings 3",  //
+                          kRelated,
+                          R"(message 7 qvactruled compound {"source":[{"id":"2,3","srcType":0,"status":1},)"
+                          R"({"id":"6","srcType":0,"status":2}]})",
+                          "log 3 RemoveExtraCams Remove extra cameras [1,4] on ZR [7].", "delete camera WHERE id=1",
+                          "delete camera WHERE id=4"));
+  EXPECT_THAT(Rows("SELECT id,owner_zr_id,id_on_rec_server,name,motion_event_type FROM camera"),
+              ElementsAre("2|7|12|BB|9", "3|7|13|C|9", "5|8|11|other slave|9", "6|7|15|E|0"));
+  EXPECT_THAT(Rows("SELECT camera_id,owner_zr_id,size FROM edge_storage_settings"),
+              ElementsAre("2|7|128", "3|7|64", "6|7|32"));
+}
+
+TEST_F(CamerasTest, LeaveACameraAloneThatIsBeingConfigured) {
+  HoldCameras();
+  Sql("UPDATE camera SET device_status_flags=37 WHERE id<3");
+  EXPECT_THAT(Update(R"([{"id":11,"name":"new","enabled":false,"edgeStorage":{"size":8}},{"id":12,"name":"B"},
+                         {"id":13},{"id":14}])"),
+              ElementsAre("log 5 UpdateCameraData Skip to update cam [1] on ZR [7] due configuring.",
+                          "log 4 UpdateCamEdgeData Update edge settings of cam [1] from ZR [7].",
+                          "insert edge_storage_settings 1", kRelated,
+                          R"(message 7 qvactruled compound {"source":[{"id":"1,2,3,4","srcType":0,"status":1}]})"))
+      << "it is listed as the host has it";
+  EXPECT_THAT(Rows("SELECT name,enabled FROM camera WHERE id=1"), ElementsAre("A|1"));
+}
+
+TEST_F(CamerasTest, AllGoWhenNoneAreReported) {
+  for (const char* nothing : {"null", "[]", "{}"}) {
+    Sql("INSERT INTO camera (id,owner_zr_id,id_on_rec_server) VALUES (1,7,1),(2,7,2),(3,8,1)");
+    EXPECT_THAT(Update(nothing), ElementsAre(kRelated, "message 7 qvactruled compound null",
+                                             "log 3 RemoveExtraCams Remove extra cameras [1,2] on ZR [7].",
+                                             "delete camera WHERE id=1", "delete camera WHERE id=2"))
+        << nothing;
+    Sql("DELETE FROM camera");
+  }
+}
+
+TEST_F(CamerasTest, MatchEachRowOnce) {
+  EXPECT_THAT(Update(R"([{"id":5,"name":"a"},{"id":5,"name":"b"},{"name":"no id"},null])", 3),
+              ElementsAre("insert camera 1", "insert camera 2", "insert camera 3", "insert camera 4", kRelated,
+                          R"(message 7 qvactruled compound {"source":[{"id":"1,2,3,4","srcType":0,"status":1}]})"));
+  EXPECT_THAT(Update(R"([{"id":5,"name":"b"}])", 3),
+              ElementsAre("update camera 1", kRelated,
+                          R"(message 7 qvactruled compound {"source":[{"id":"1","srcType":0,"status":1}]})",
+                          "log 3 RemoveExtraCams Remove extra cameras [2,3,4] on ZR [7].", "delete camera WHERE id=2",
+                          "delete camera WHERE id=3", "delete camera WHERE id=4"));
+}
+
+TEST_F(CamerasTest, TheFirstOfSeveralEdgeRowsCounts) {
+  HoldCameras();
+  Sql("INSERT INTO edge_storage_settings (owner_zr_id,camera_id,size,schedule,extra,encryption_password) VALUES"
+      "(7,1,64,'{\"days\":[1]}','{\"slot\":2}','it''s'),(7,1,128,'','',''),(8,2,5,'','','')");
+  const char* const stays = R"([{"id":11,"edgeStorage":{"id":90,"cam_id":11,"size":"64","schedule":{"days":[1.0]},
+      "slot":2,"encryption_password":"it's","overwrite":1}},{"id":12},{"id":13},{"id":14}])";
+  const std::string listed = R"(message 7 qvactruled compound {"source":[{"id":"1,2,3,4","srcType":0,"status":1}]})";
+  EXPECT_THAT(Update(stays), ElementsAre(kRelated, listed));
+  EXPECT_THAT(Update(R"([{"id":11,"edgeStorage":{"size":128}},{"id":12},{"id":13},{"id":14}])", 3),
+              ElementsAre("update edge_storage_settings 1", kRelated, listed));
+}
+
+TEST_F(CamerasTest, GoOnAfterFailures) {
+  HoldCameras();
+  Refuse("DELETE", "camera", "OLD.id=2");
+  Refuse("UPDATE", "camera", "OLD.id=4");
+  Break("layout_item");
+  const std::string listed = R"(message 7 qvactruled compound {"source":[{"id":"4","srcType":0,"status":1}]})";
+  EXPECT_THAT(Update(R"([{"id":14,"name":"DD"}])", 4),
+              ElementsAre("log 4 UpdateCameraData Update cam [4] on ZR [7].", "failed to save camera [4]", kRelated,
+                          listed, "log 3 RemoveExtraCams Remove extra cameras [1,2,3] on ZR [7].",
+                          "delete camera WHERE id=1", "failed to clean up after camera [1]",
+                          "log 1 RemoveExtraCams Failed to sync related tables.",  //
+                          "failed to delete camera [2]", "log 1 RemoveExtraCams Failed while delete camera [2].",
+                          "delete camera WHERE id=3", "failed to clean up after camera [3]",
+                          "log 1 RemoveExtraCams Failed to sync related tables."));
+
+  Break("edge_storage_settings");
+  EXPECT_THAT(Update(R"([{"id":14,"edgeStorage":{}},{"id":12}])", 1),
+              ElementsAre("failed to execute a command on database [0]", "log - LoadCamEdgeMap Execute sql failed.",
+                          "failed to save edge_storage_settings [0]", kRelated,
+                          R"(message 7 qvactruled compound {"source":[{"id":"4,2","srcType":0,"status":1}]})"));
+
+  Break("camera");
+  EXPECT_THAT(Update(R"([{"id":14,"name":"DD"}])", 4),
+              ElementsAre("failed to list camera [0]", "failed to execute a command on database [0]",
+                          "log - LoadCamEdgeMap Execute sql failed.", "failed to save camera [0]",
+                          "log 4 UpdateCameraData Add cam [0] from ZR [7].", kRelated,
+                          R"(message 7 qvactruled compound {"source":[{"id":"0","srcType":0,"status":1}]})"))
+      << "what cannot be listed is not removed";
+}
+
+TEST_F(CamerasTest, AThousandUnchangedCamerasWriteNothing) {
+  Json::Value cameras;
+  for (int id = 1; id <= 1000; ++id) {
+    Json::Value camera = Parse(R"({"enabled":1,"frame_rate":"25","quality":70.0,"retention_days":null,"new_key":0.1,
+                                   "stream_profile1":{"codec":"H.265"},"edgeStorage":{"size":64,"enabled":1}})");
+    camera["id"] = id;
+    camera["name"] = "camera " + std::to_string(id);
+    cameras.append(camera);
+  }
+  const auto apply = [&] {
+    return Journal([&] {
+      qv::db::UnitOfWork work;
+      UpdateCameraData(7, cameras);
+      work.Commit();
+    });
+  };
+  EXPECT_EQ(apply().size(), 4002U);
+  const Lines again = apply();
+  ASSERT_EQ(again.size(), 2U) << "the two messages alone";
+  EXPECT_EQ(again[0], kRelated);
+}
+
+}  // namespace

@@ -1,0 +1,66 @@
+#include "status/rtspkeys.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <mutex>
+
+#include "frame/logmessage.h"
+#include "rtspinfo.h"
+
+namespace {
+
+/// The last key of every camera, for the life of the process; a camera that has gone keeps its entry.
+struct KnownKeys {
+  std::mutex mutex;  ///< held while the file is written too
+  std::map<int, std::string> keys;
+};
+
+KnownKeys& TheKnownKeys() {
+  static KnownKeys known;
+  return known;
+}
+
+/// @return whether a key was new
+bool Remember(const std::map<int, std::string>& keys, std::map<int, std::string>& known) {
+  bool changed = false;
+  for (const auto& [camera, key] : keys) {
+    const auto [held, is_new] = known.try_emplace(camera, key);
+    if (!is_new && held->second == key) continue;
+    held->second = key;
+    changed = true;
+  }
+  return changed;
+}
+
+/// Takes the keys out of the file at once: from here to its new content, old keys are not served.
+/// @return 0, or the error. A link is an error (ELOOP): truncate64 would empty what it points to
+int Truncate(const std::string& path) {
+  const int file = open(path.c_str(), O_WRONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
+  if (file < 0) return errno;
+  const int error = ftruncate64(file, 0) == 0 ? 0 : errno;
+  close(file);
+  return error;
+}
+
+void WriteKeyFile(int zrId, const std::map<int, std::string>& keys) {
+  CMS_LOG(5, "CheckToUpdateRtspKey", "Update rtsp key for zr [%d]\n", zrId);
+  const std::string path = RtspKeyFilePath(zrId);
+  if (const int error = Truncate(path); error != 0 && error != ENOENT) {
+    CMS_LOG(1, "CheckToUpdateRtspKey", "Failed to truncate %s to 0. Err [%d]\n", path.c_str(), error);
+  }
+  SetRtspInfoToConf(path, keys);
+  if (SetFileOwnerToQV(path, false) != 0) {
+    CMS_LOG(1, "CheckToUpdateRtspKey", "Failed to modify owner of file [%s].\n", path.c_str());
+  }
+}
+
+}  // namespace
+
+void CheckToUpdateRtspKey(int zrId, const std::map<int, std::string>& keys) {
+  if (keys.empty()) return;
+  KnownKeys& known = TheKnownKeys();
+  const std::lock_guard guard(known.mutex);
+  if (Remember(keys, known.keys)) WriteKeyFile(zrId, keys);
+}
