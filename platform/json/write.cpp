@@ -148,7 +148,8 @@ class TextWriter {
   void AppendArray(const Json::Value& array) {
     Begin('[');
     Json::ArrayIndex next = 0;
-    for (auto element = array.begin(); element != array.end(); ++element, ++next) {
+    const auto last = array.end();
+    for (auto element = array.begin(); element != last; ++element, ++next) {
       for (; next < element.index(); ++next) {  // a gap, which jsoncpp does not store
         BeginElement();
         out_ += "null";
@@ -161,7 +162,8 @@ class TextWriter {
 
   void AppendObject(const Json::Value& object) {
     Begin('{');
-    for (auto member = object.begin(); member != object.end(); ++member) {
+    const auto last = object.end();
+    for (auto member = object.begin(); member != last; ++member) {
       const char* name_end = nullptr;
       const char* const name_begin = member.memberName(&name_end);
       const std::string_view name(name_begin, name_end);

@@ -6,6 +6,7 @@
 
 #include "../db/database.h"
 #include "../json/document.h"
+#include "../json/write.h"
 #include "qvjson.h"
 
 namespace qv::record {
@@ -90,10 +91,9 @@ Fit TakeText(std::string& held, const Json::Value& value, bool write) {
 }
 
 Fit TakeJson(JsonText& held, const Json::Value& value, bool write) {
-  std::string text = JsonWrite(value, true);
-  if (held.text == text) return Fit::Same;
+  if (json::IsWrittenAs(value, held.text)) return Fit::Same;
   if (!held.text.empty() && QVJson::CheckEqual(ParseStored(held.text), value)) return Fit::Same;
-  if (write) held.text = std::move(text);
+  if (write) held.text = JsonWrite(value, true);
   return Fit::Differs;
 }
 
