@@ -95,9 +95,10 @@ class AxisAcsCtrler : public TaggedRecord<AxisAcsCtrlerData::Fields> {
   /// "zr_id" the server, "door" its doors. Members that are absent, null or of an impossible type leave their fields as
   /// they are; "status" is taken into a new controller or door only.
   ///
-  /// A door entry with "id_on_rec" is in the host's terms as well: it goes to the door whose host id is its "id", or
-  /// becomes a new door. One without it still speaks as its server does ("id" and "cam_id" are ids there): it goes to
-  /// the door at its position, or becomes a new door, tied to the host's copy of the camera. No door is ever dropped.
+  /// Doors are paired by position: each entry goes to the door at its position, or becomes a new door. An entry that
+  /// has "id_on_rec" and as "id" the host id of its door is in the host's terms as well; any other still speaks as its
+  /// server does ("id" and "cam_id" are ids there) and is tied to the host's copy of the camera. No door is ever
+  /// dropped.
   /// @return non-zero when taken; 0 when the entry is no object or the cameras cannot be looked up: nothing changed
   int SetByJson(const Json::Value& entry);
   /// Writes the row and the rows of its doors, those that differ, all or none. A new controller or door is given its

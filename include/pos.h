@@ -14,6 +14,7 @@
 
 #include "qvoptional.h"
 #include "taggedfield.h"
+#include "textruletype.h"
 
 struct POSData {
   enum Fields : int { FIELD_COUNT = 31 };
@@ -53,13 +54,6 @@ struct POSData {
   FIELD(POSData, 30, JsonText, Extra, "extra", Extra)
 
 POS_FIELDS(QV_TAGGED_FIELD)
-
-/// What a text rule does with the receipt text that it finds.
-enum TEXT_RULE_TYPE : int {
-  TEXT_RULE_HIGHLIGHT = 0,
-  TEXT_RULE_REPLACE = 1,
-  TEXT_RULE_DROP = 2,
-};
 
 /// One rule for reading a receipt: texts that match `pattern` are highlighted, replaced by `value`, or dropped.
 struct TextRule {

@@ -10,7 +10,7 @@
 /// A database of the package. The numbers are the package's; one database may serve several of them.
 using DB_INSTANCE = int;
 
-inline constexpr DB_INSTANCE kDbInstanceMain = 0;      ///< cameras, I/O modules, edge storage
+inline constexpr DB_INSTANCE kDbInstanceMain = 0;      ///< cameras, I/O modules, edge storage, analytics
 inline constexpr DB_INSTANCE kDbInstancePos = 9;       ///< POS terminals
 inline constexpr DB_INSTANCE kDbInstanceSpeaker = 13;  ///< IP speakers
 

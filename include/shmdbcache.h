@@ -3,8 +3,8 @@
 ///
 /// It is the file `device-cache.shm` in the data folder, mapped by every process that uses it. Layout, in the byte
 /// order of the machine: a `ShmDBCacheHeader`, then `capacity` times a `ShmDBCacheEntry`, of which the first `count`
-/// are in use, in no order. It holds the modules whose status has changed since it was made; of others, ask the
-/// database.
+/// are in use, in no order; one with the host id 0 speaks of no module any more. It holds the modules whose status has
+/// changed since it was made; of others, ask the database.
 ///
 /// A reader maps the file and
 ///
@@ -51,6 +51,8 @@ class ShmDBCache {
   /// Enters the status of I/O modules of slave `zrId`: when the open unit of work commits, or at once without one.
   /// What has no room because the file cannot grow is left out, after one log line.
   void BatUpdateIOModule(int zrId, std::list<IOModStsInfo>& changed);
+  /// Forgets the I/O modules of slave `zrId`: when the open unit of work commits, or at once without one.
+  void RemoveIOModules(int zrId);
 };
 
 /// The cache of the open data folder; its file is made on first use. Null when it cannot be mapped, or when what is

@@ -68,6 +68,12 @@ void Record(const std::string& path, const std::string& vendor, const std::strin
   Files().Save(file);
 }
 
+void Remove(const std::string& path) {
+  if (!db::StageRemoval(kFolder, path)) {
+    throw db::Error(db::Error::Kind::Statement, "a link is on the way to " + path);
+  }
+}
+
 /// Within a unit of work the folder comes with the first file that the commit moves into it.
 int MakeFolder(const std::filesystem::path& folder) {
   const bool at_commit = db::UnitOfWork::Current() != nullptr;
@@ -83,6 +89,19 @@ int MakeFolder(const std::filesystem::path& folder) {
 }  // namespace
 
 const record::AnyTable& CapabilityFileTable() { return Files(); }
+
+void DeleteFilesOf(int zr) {
+  const std::list<CapabilityFile> files = Files().Select(record::Where().Is("owner_zr_id", zr));
+  if (files.empty()) return;
+  for (const CapabilityFile& file : files) Remove(file.GetPath());
+  const std::string folder = std::to_string(zr);
+  const std::list<CapabilityFile> shared = Files().Select(record::Where().Is("owner_zr_id", 0));
+  const bool has_shared = std::any_of(shared.begin(), shared.end(), [&](const CapabilityFile& file) {
+    return file.GetPath().starts_with(folder + '/');
+  });
+  if (!has_shared) Remove(folder);
+  Files().DeleteWhere(record::Where().Is("owner_zr_id", zr));
+}
 
 }  // namespace qv::capability
 

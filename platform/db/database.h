@@ -142,14 +142,18 @@ class UnitOfWork {
     int added = 0, updated = 0, removed = 0;
   };
   const std::vector<Count>& counts() const { return counts_; }
+  /// Operations inside it that failed and were logged, for a caller that wants all or nothing.
+  int failures() const { return failures_; }
 
  private:
   friend class AllOrNothing;
   friend void CountChange(std::string_view kind, Change change, std::int64_t rows);
+  friend void CountFailure() noexcept;
 
   Session& session_;
   std::unique_ptr<Transaction> transaction_;
   std::vector<Count> counts_;
+  int failures_ = 0;
 };
 
 /// Marks a point that a failure in the middle of several statements goes back to. Inside a unit of work it is a
@@ -178,6 +182,8 @@ class AllOrNothing {
 
 /// Records that `rows` rows of `kind` were added, updated or removed, for the open unit of work if there is one.
 void CountChange(std::string_view kind, Change change, std::int64_t rows);
+/// Records that an operation failed, for the open unit of work if there is one.
+void CountFailure() noexcept;
 
 /// Runs `action` once the open transaction is committed, never when it goes back; at once when none is open. For what
 /// lies outside the database and must not run ahead of it. It is called with the writer lock held, must not use the

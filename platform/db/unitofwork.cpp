@@ -94,4 +94,12 @@ void CountChange(std::string_view kind, Change change, std::int64_t rows) {
   total += static_cast<int>(rows);
 }
 
+void CountFailure() noexcept {
+  try {
+    if (UnitOfWork* unit = UnitOfWork::Current()) ++unit->failures_;
+  } catch (const Error&) {
+    // This thread cannot connect, so it has no unit of work.
+  }
+}
+
 }  // namespace qv::db

@@ -1,7 +1,6 @@
 #include "axisdoors.h"
 
 #include <unordered_map>
-#include <vector>
 
 #include "../db/database.h"
 #include "../record/attempt.h"
@@ -17,10 +16,16 @@ const DoorTableType& DoorTable() {
 
 namespace {
 
+/// Whether someone has put the entry into the host's terms, for this door. A server may use the key for itself.
+bool IsInHostTerms(const Json::Value& entry, const AxisDoor& door) {
+  return entry.isObject() && entry.isMember(kHostTermsKey) && record::EntryId(entry) == door.GetId();
+}
+
 /// A door entry as its server reports it, in the host's terms.
-Json::Value InHostTerms(const Json::Value& reported, int zr_id, HostIdLookup& lookup) {
+Json::Value InHostTerms(const Json::Value& reported, int host_id, int zr_id, HostIdLookup& lookup) {
   Json::Value entry = reported;
   entry[kHostTermsKey] = record::EntryId(reported);
+  entry["id"] = host_id;
   const Json::Value& camera = reported["cam_id"];
   const int camera_id = camera.isInt() ? lookup.Find(CameraTable(), camera.asInt()) : 0;
   entry["cam_id"] = camera_id;
@@ -42,24 +47,17 @@ void LoadDoors(std::list<AxisAcsCtrler>& list, const record::Where& selection) {
 
 void TakeDoors(std::list<AxisDoor>& doors, const Json::Value& reported, int zr_id, HostIdLookup& lookup) {
   if (!reported.isArray()) return;
-  std::vector<AxisDoor*> held;  // a list's elements stay where they are when doors are added
-  std::unordered_map<int, AxisDoor*> by_host_id;
-  for (AxisDoor& door : doors) {
-    held.push_back(&door);
-    if (door.GetId() != 0) by_host_id.emplace(door.GetId(), &door);
-  }
-  const auto door_of = [&](const Json::Value& entry, std::size_t position) -> AxisDoor& {
-    if (!entry.isMember(kHostTermsKey)) return position < held.size() ? *held[position] : doors.emplace_back();
-    const auto found = by_host_id.find(record::EntryId(entry));
-    return found != by_host_id.end() ? *found->second : doors.emplace_back();
-  };
-  for (Json::ArrayIndex i = 0; i < reported.size(); ++i) {
-    const Json::Value& entry = reported[i];
-    if (!entry.isObject()) continue;
-    AxisDoor& door = door_of(entry, i);
-    Json::Value known = entry.isMember(kHostTermsKey) ? entry : InHostTerms(entry, zr_id, lookup);
-    known["id"] = door.GetId();  // an id that is none of this controller's doors is not taken over
-    door.SetByJson(known);
+  auto next = doors.begin();
+  for (const Json::Value& entry : reported) {
+    const bool is_new = next == doors.end();
+    AxisDoor& door = is_new ? doors.emplace_back() : *next++;
+    if (!is_new && IsInHostTerms(entry, door)) {
+      door.SetByJson(entry);
+    } else if (entry.isObject()) {
+      door.SetByJson(InHostTerms(entry, door.GetId(), zr_id, lookup));
+    } else if (is_new) {
+      doors.pop_back();
+    }
   }
 }
 

@@ -13,7 +13,7 @@ namespace qv::devices {
 
 /// The key under which an entry reports a controller's doors.
 inline constexpr const char* kDoorKey = "door";
-/// A door entry that has it is in the host's terms, one that lacks it in those of its server.
+/// An entry in the host's terms has the id on its server under this key.
 inline constexpr const char* kHostTermsKey = "id_on_rec";
 
 /// Gives each controller of `list` its doors. @param selection the controllers that the list holds

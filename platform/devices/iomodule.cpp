@@ -52,6 +52,7 @@ record::Where Selection(const IOModuleFilterRule& rule) {
 using namespace qv;           // NOLINT(google-build-using-namespace): what follows is the package's interface
 using namespace qv::devices;  // NOLINT(google-build-using-namespace)
 
+// NOLINTNEXTLINE(performance-unnecessary-value-param): the package's signature
 int IOModule::IsCfgChged(Json::Value entry) const { return IOModuleTable().Differs(*this, entry) ? 1 : 0; }
 
 int IOModule::Save(bool notify, bool settingsToo) {

@@ -245,7 +245,7 @@ Fit TakeField(const Field& field, void* record, const Json::Value& value) { retu
 Json::Value ParseStored(std::string_view text) {
   if (text.empty()) return {};
   try {
-    return json::ReadDocument(text, json::ReadLimits{});
+    return json::ReadDocument(text, json::ReadLimits{.depth = json::kMaxDepth});
   } catch (const json::DocumentError&) {
     return {};
   }

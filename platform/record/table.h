@@ -100,7 +100,7 @@ class AnyTable {
   /// Makes the table and its indexes.
   void Create(db::Session& session) const;
 
-  std::vector<ListedRow> List(const Where& where) const;
+  virtual std::vector<ListedRow> List(const Where& where) const;
   std::int64_t Count(const Where& where) const;
   /// The host ids of a server's rows by their ids on that server; of several rows with one id, the first.
   std::unordered_map<int, int> HostIds(int zrId) const;

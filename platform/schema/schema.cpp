@@ -1,6 +1,10 @@
 /// The schema of the host's database: which tables there are, and the migrations that make them.
-#include <span>
+#include <algorithm>
+#include <stdexcept>
+#include <string>
 
+#include "../analytics/tables.h"
+#include "../analytics/taskgroups.h"
 #include "../capability/capability.h"
 #include "../db/database.h"
 #include "../devices/camerareferences.h"
@@ -10,15 +14,15 @@
 #include "../devices/sections.h"
 #include "../devices/tables.h"
 #include "../messages/outbox.h"
+#include "../server/relatedtables.h"
 #include "../server/servers.h"
 #include "../server/settings.h"
+#include "tables.h"
 
 namespace qv::schema {
-namespace {
 
-/// Version 1: every table, in an order in which references point backwards.
-void CreateTables(db::Session& session) {
-  const record::AnyTable* const tables[] = {
+std::span<const record::AnyTable* const> Tables() {
+  static const record::AnyTable* const tables[] = {
       &server::SettingTable(),
       &server::ServerTable(),
       &messages::MessageTable(),
@@ -39,10 +43,35 @@ void CreateTables(db::Session& session) {
       &devices::IOModuleCamPairingTable(),
       &devices::PosEventConfTable(),
       &devices::EmapItemTable(),
+      &server::PrivilegeProfileServerTable(),
+      &server::CameraMigrationTable(),
+      &server::EventMountTable(),
+      &server::EventExportTable(),
+      &server::DoorLayoutItemTable(),
       &devices::LayoutItemTable(),
       &devices::CameraGroupMemberTable(),
+      &analytics::IvaTaskTable(),
+      &analytics::FaceTaskTable(),
+      &analytics::CountingWidgetTable(),
+      &analytics::TaskGroupTable(),
+      &analytics::TaskGroupWidgetTable(),
   };
-  for (const record::AnyTable* table : tables) table->Create(session);
+  return tables;
+}
+
+const record::AnyTable& TableNamed(std::string_view name) {
+  const std::span<const record::AnyTable* const> tables = Tables();
+  const auto found =
+      std::find_if(tables.begin(), tables.end(), [&](const record::AnyTable* table) { return table->name() == name; });
+  if (found == tables.end()) throw std::logic_error("no table " + std::string(name));
+  return **found;
+}
+
+namespace {
+
+/// Version 1: every table.
+void CreateTables(db::Session& session) {
+  for (const record::AnyTable* table : Tables()) table->Create(session);
 }
 
 constexpr db::Migration kMigrations[] = {{1, CreateTables}};

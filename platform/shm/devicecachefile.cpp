@@ -105,6 +105,22 @@ bool DeviceCacheFile::Update(std::span<const ShmDBCacheEntry> values) {
   return has_room;
 }
 
+bool DeviceCacheFile::Forget(std::int32_t owner_zr_id) {
+  const std::lock_guard guard(mutex_);
+  const FileLock lock(file_.get());
+  if (!lock.held() || !Map()) return false;
+  const WriteSection section(header());
+  for (std::uint32_t i = 0; i < header().count; ++i) {
+    ShmDBCacheEntry& held = entry(i);
+    if (held.owner_zr_id != owner_zr_id) continue;
+    index_.erase(held.host_id);
+    Store(held.host_id, 0);
+    Store(held.owner_zr_id, 0);
+    Store(held.status, 0);
+  }
+  return true;
+}
+
 /// With the file locked: makes the cache ready, or finds that it is none.
 bool DeviceCacheFile::Start() {
   struct stat status {};

@@ -32,6 +32,9 @@ class DeviceCacheFile {
   /// Enters the values: the entry with the same host id is overwritten, or a new one is made.
   /// @return false when the file cannot grow: what has an entry is entered, the rest is left out
   bool Update(std::span<const ShmDBCacheEntry> values);
+  /// Clears the entries of that owner. Their places are not used again: other writers know them by their number.
+  /// @return false when the file cannot be mapped
+  bool Forget(std::int32_t owner_zr_id);
 
  private:
   bool Start();

@@ -55,6 +55,14 @@ void ShmDBCache::BatUpdateIOModule(int zrId, std::list<IOModStsInfo>& changed) {
   });
 }
 
+void ShmDBCache::RemoveIOModules(int zrId) {
+  qv::db::OnCommit([file = TheOpenCache().Get(), zrId] {
+    if (file && file->Forget(zrId)) return;
+    QVPrintf(LOG_TYPE_DIAGNOSTIC, "DATABASE", "ERR", "platform", __LINE__, "RemoveIOModules",
+             "Failed to forget the modules of server [%d] in the device cache: it cannot be mapped\n", zrId);
+  });
+}
+
 ShmDBCache* QVShmDBCacheAt() {
   static ShmDBCache cache;
   return TheOpenCache().Get() ? &cache : nullptr;

@@ -48,11 +48,13 @@ class NotingStatement : public WrappedStatement {
       Note("message " + bound_[1] + " " + bound_[2] + " " + bound_[3] + " " + bound_[4]);
     } else if (sql_.starts_with("INSERT") && row) {
       Note("insert " + Word(2) + " " + std::to_string(Int(0)));
+    } else if (sql_.starts_with("UPDATE") && row) {
+      Note("update " + Word(1) + " " + std::to_string(Int(0)));
     } else if (!row && connection_.Changes() > 0 && !bound_.empty()) {
       if (sql_.starts_with("INSERT") && ColumnCount() == 0) Note("insert " + Word(2) + " " + bound_.rbegin()->second);
       if (sql_.starts_with("UPDATE")) Note("update " + Word(1) + " " + bound_.rbegin()->second);
       if (sql_.starts_with("DELETE")) Note("delete " + Word(2) + Condition());
-    } else if (!row && bound_.empty() && sql_.starts_with("UPDATE")) {
+    } else if (!row && bound_.empty() && sql_.starts_with("UPDATE") && ColumnCount() == 0) {
       Note("execute " + sql_);
     }
     return row;

@@ -108,7 +108,9 @@ TEST(ExportsOfTheLibrary, AreTheContractsAlone) {
   char line[256];
   while (fgets(line, sizeof line, pipe) != nullptr) names.push_back(std::string(line, std::string(line).find(' ')));
   EXPECT_EQ(pclose(pipe), 0);
-  EXPECT_THAT(names, testing::UnorderedElementsAre("SaveSlaveInfoUpdate", "SaveSlaveInfoPair"));
+  EXPECT_THAT(names,
+              testing::UnorderedElementsAre("SaveSlaveInfoUpdate", "SaveSlaveInfoPair", "SaveSlaveStatus",
+                                            "RemoveSlaveData", "SyncRelatedTableForSlaveDel", "GetAxisDoorZrIdMap"));
 }
 
 }  // namespace

@@ -27,6 +27,14 @@ const Kind* KindOfTable(std::string_view table) {
   return nullptr;
 }
 
+/// What the kind of a table is called on the command line, or would be.
+std::string NameOf(std::string_view table) {
+  if (const Kind* kind = KindOfTable(table)) return std::string(kind->name);
+  std::string name(table);
+  std::replace(name.begin(), name.end(), '_', '-');
+  return name;
+}
+
 bool IsChange(const UnitOfWork::Count& count) { return count.added + count.updated + count.removed > 0; }
 
 ListedRow MakeRow(std::string_view kind, const UnitOfWork::Count& count, const Json::Value& unchanged) {
@@ -79,11 +87,20 @@ std::string ChangeReport::Text(Format format) const {
   // Rows that belong to rows of a listed kind have no owner of their own, so nobody knows how many stayed.
   for (const UnitOfWork::Count& count : work_->counts()) {
     if (KindOfTable(count.kind) != nullptr || !IsChange(count)) continue;
-    std::string name(count.kind);
-    std::replace(name.begin(), name.end(), '_', '-');
-    rows.push_back(MakeRow(name, count, Json::Value()));
+    rows.push_back(MakeRow(NameOf(count.kind), count, Json::Value()));
   }
   return FormatRows(format, {"kind", "added", "updated", "removed", "unchanged"}, rows, true);
+}
+
+std::string ChangeReport::RemovalText(Format format) const {
+  std::vector<ListedRow> rows;
+  for (const UnitOfWork::Count& count : work_->counts()) {
+    if (count.removed + count.updated == 0) continue;
+    rows.push_back({{"kind", Json::Value(NameOf(count.kind))},
+                    {"removed", Json::Value(count.removed)},
+                    {"updated", Json::Value(count.updated)}});
+  }
+  return FormatRows(format, {"kind", "removed", "updated"}, rows, true);
 }
 
 bool ChangeReport::HasChanges() const {

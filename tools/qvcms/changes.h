@@ -19,6 +19,8 @@ class ChangeReport {
   /// One line per kind: rows added, updated, removed, and those left as they were. Kinds of settings that the slave
   /// has nothing of are left out.
   std::string Text(Format format) const;
+  /// What a removal did, one line per kind: rows removed, and rows of others that no longer speak of the slave.
+  std::string RemovalText(Format format) const;
   /// Whether rows were added, updated or removed. Messages are none of these.
   bool HasChanges() const;
   /// Says which removals are more than a snapshot is trusted with: more than half of ten or more devices, of one kind

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "analytics/tables.h"
+#include "analytics/taskgroups.h"
 #include "capability/capability.h"
 #include "devices/edgestoragetable.h"
 #include "devices/sections.h"
@@ -24,6 +26,13 @@ Kind Section(std::string_view name, const qv::record::AnyTable& table) {
 Kind Device(std::string_view name, const qv::record::AnyTable& table, const std::vector<std::string_view>& columns) {
   Kind kind{name, &table, Role::Device, "owner_zr_id", {"id", "id_on_rec_server", "owner_zr_id", "name"}};
   kind.columns.insert(kind.columns.end(), columns.begin(), columns.end());
+  return kind;
+}
+
+/// Analytics of a slave's cameras: it goes with them, so only they are guarded.
+Kind Analytics(std::string_view name, const qv::record::AnyTable& table, const std::vector<std::string_view>& columns) {
+  Kind kind = Device(name, table, columns);
+  kind.role = Role::Settings;
   return kind;
 }
 
@@ -53,6 +62,10 @@ std::span<const Kind> Kinds() {
        Role::Settings,
        "owner_zr_id",
        {"id", "owner_zr_id", "id_on_rec_server", "name", "ctrler_id", "cam_id", "cam_zr_id", "status"}},
+      Analytics("iva-task", qv::analytics::IvaTaskTable(), {"camera_id", "type", "enable"}),
+      Analytics("face-task", qv::analytics::FaceTaskTable(), {"camera_id", "enable", "face_groups"}),
+      Analytics("counting-widget", qv::analytics::CountingWidgetTable(), {"iva_setting_id", "type", "capacity"}),
+      Analytics("counting-group", qv::analytics::TaskGroupTable(), {"widget_ids"}),
       Section("camera-detection-setting", CameraDetectionSettingTable()),
       Section("camera-device-output", CameraDeviceOutputTable()),
       Section("iomodule-setting", IOModuleSettingTable()),

@@ -1,5 +1,7 @@
 /// list: the rows of one kind.
 
+#include <algorithm>
+
 #include "commands.h"
 #include "exitcodes.h"
 #include "host.h"
@@ -15,6 +17,9 @@ std::vector<std::string> ShownColumns(const Kind& kind, bool wide) {
   std::vector<std::string> columns;
   for (const qv::record::Field& field : kind.table->fields()) {
     if (field.info.role != FieldRole::Secret) columns.emplace_back(field.info.column);
+  }
+  for (const std::string_view column : kind.columns) {  // what a kind tells of other tables' rows is no field
+    if (std::find(columns.begin(), columns.end(), column) == columns.end()) columns.emplace_back(column);
   }
   return columns;
 }

@@ -4,6 +4,7 @@
 #include "analytics/countingwidgets.h"
 #include "analytics/facetasks.h"
 #include "analytics/ivatasks.h"
+#include "axisacsctrler.h"
 #include "camera.h"
 #include "cmshostdapi.h"
 #include "devices/camcapfiles.h"
@@ -13,6 +14,7 @@
 #include "frame/posdata.h"
 #include "frame/speakerdata.h"
 #include "recserversavers.h"
+#include "removal/slaveremoval.h"
 #include "slavezr.h"
 #include "status/camerastatus.h"
 #include "status/ctrlerstatus.h"
@@ -101,3 +103,16 @@ int SaveSlaveStatus(const Json::Value& status, SlaveZRStatus& rec) {
   LogZrInfo(rec);
   return 0;
 }
+
+int RemoveSlaveData(int zrId) {
+  RemoveSlaveDevices(zrId);
+  return 0;
+}
+
+int SyncRelatedTableForSlaveDel(int zrId) {
+  const int result = RemoveSlaveRelations(zrId);
+  RemoveRtspKeyFile(zrId);
+  return result;
+}
+
+int GetAxisDoorZrIdMap(std::unordered_map<int, int>& doorToZr) { return GetDoorZrIdMap(doorToZr); }

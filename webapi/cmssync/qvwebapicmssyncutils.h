@@ -11,6 +11,8 @@
 
 #include <json/value.h>
 
+#include <unordered_map>
+
 class SlaveZR;
 struct SlaveZRStatus;
 
@@ -38,4 +40,17 @@ QV_EXPORT int SaveSlaveInfoPair(const SlaveZR& slave, const Json::Value& info, i
 ///                filled in part
 /// @return 0
 QV_EXPORT int SaveSlaveStatus(const Json::Value& status, SlaveZRStatus& rec);
+
+/// Deletes the devices of a slave that the host stops managing.
+/// @return 0; failures are in the log only
+QV_EXPORT int RemoveSlaveData(int zrId);
+
+/// Deletes everything else that the host keeps about the slave, its action rules and its file of stream keys
+/// included, and the devices too. The file goes at once, whether or not the caller keeps the changes of the database.
+/// @return 0, or -1 when a step failed; which one, and a few failures that do not count, are in the log only
+QV_EXPORT int SyncRelatedTableForSlaveDel(int zrId);
+
+/// Fills `doorToZr` with the owning slave of every door of access controllers, by the door's host id.
+/// @return what the device library said: 0 on success, -1 on failure
+QV_EXPORT int GetAxisDoorZrIdMap(std::unordered_map<int, int>& doorToZr);
 }

@@ -65,7 +65,8 @@ TEST_F(Ctrlers, DoorsArePairedByPosition) {
   EXPECT_THAT(Rows(kDoors), ElementsAre("1|1|7|12|X|null|0", "2|1|7|0||41|7", "3|1|7|0||null|0"));
   EXPECT_THAT(Update(two), IsEmpty());
   // One more than the host has: its id on the slave is that of a door of the host.
-  const std::string four = R"([{"id":5,"door":[{"id":21},{"id":22},{"id":23},{"id":1,"cam_id":2,"name":"new"}]}])";
+  const std::string four =
+      R"([{"id":5,"door":[{"id":21},{"id":22},{"id":23},{"id":1,"id_on_rec":0,"cam_id":2,"name":"new"},3]}])";
   EXPECT_THAT(Update(four),
               ElementsAre("update axis_door 1", "update axis_door 2", "update axis_door 3", "insert axis_door 4"));
   EXPECT_THAT(Rows(kDoors),

@@ -1,3 +1,44 @@
 #include "facetasks.h"
 
-void UpdateFaceInfo(const Json::Value&, int, CachedCamMap&, bool) {}
+#include "analytics/tasksync.h"
+#include "facesetting.h"
+
+namespace {
+
+struct FaceFacts {
+  using Task = FaceSetting;
+  using FilterRule = FaceSettingFilterRule;
+  static constexpr const char* kSection = "face_info";
+  static constexpr const char* kKeptKeys[] = {"id", "task_id"};
+
+  static void LogNoCameras(int zrId) {
+    CMS_LOG_AT(1, 356, "UpdateFaceInfo", "Failed to get cam map of ZR [%d].\n", zrId);
+  }
+  static void LogNoList(int zrId) {
+    CMS_LOG_AT(1, 361, "UpdateFaceInfo", "Failed to get FaceTask list of ZR [%d].\n", zrId);
+  }
+  static void LogNoCamera(int slaveCamId, int zrId) {
+    CMS_LOG_AT(1, 371, "UpdateFaceInfo", "Cam[%d]: Load from Zr[%d] failed.\n", slaveCamId, zrId);
+  }
+  static void LogChanged(int hostId, const Json::Value& original, const Json::Value& task) {
+    CMS_LOG_AT(5, 402, "UpdateFaceInfo", "Face Task[%d] info changed.\n", hostId);
+    CMS_LOG_AT(7, 403, "UpdateFaceInfo", "Original Task info: [%s]\n", JsonDump(original).c_str());
+    CMS_LOG_AT(7, 404, "UpdateFaceInfo", "New      Task info: [%s]\n", JsonDump(task).c_str());
+  }
+  static void LogExtra(int zrId) {
+    CMS_LOG_AT(5, 417, "UpdateFaceInfo", "Delete Extra Face Task in db from ZR[%d].\n", zrId);
+  }
+  static void LogDeleteFailed(int hostId, int zrId) {
+    CMS_LOG_AT(1, 420, "UpdateFaceInfo", "Failed to delete Face task[%d] of slave[%d] .\n", hostId, zrId);
+  }
+  static void LogNew(int zrId, const Json::Value& task) {
+    CMS_LOG_AT(5, 427, "UpdateFaceInfo", "Get a new Face task from ZR[%d].\n", zrId);
+    CMS_LOG_AT(7, 428, "UpdateFaceInfo", "New Task info: [%s]\n", JsonDump(task).c_str());
+  }
+};
+
+}  // namespace
+
+void UpdateFaceInfo(const Json::Value& info, int zrId, CachedCamMap& camMap, bool updateOnly) {
+  SyncTasks<FaceFacts>(info, zrId, camMap, updateOnly);
+}

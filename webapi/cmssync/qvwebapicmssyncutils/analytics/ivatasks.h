@@ -4,4 +4,9 @@
 #include <json/value.h>
 
 class CachedCamMap;
+
+/// Brings the host's copies of slave `zrId`'s IVA tasks in line with the document's "iva_info" list; a document without
+/// it touches nothing.
+/// @param camMap      the slave's cameras by their ids there
+/// @param updateOnly  rewrite changed tasks only: neither delete nor insert
 void UpdateIvaInfo(const Json::Value& info, int zrId, CachedCamMap& camMap, bool updateOnly);

@@ -1,0 +1,69 @@
+/// Choices that analytics tasks offer. The numbers are shared with the slaves; a number that is not listed is kept as
+/// it is.
+#pragma once
+
+/// The stream of the camera that a task analyses.
+enum CAM_PROFILE_TYPE : int {
+  CAM_PROFILE_HIGH_QUALITY = 0,
+  CAM_PROFILE_BALANCED = 1,
+  CAM_PROFILE_LOW_BANDWIDTH = 2,
+};
+
+/// What a task detects; the index of its name in `kTaviDetectionNames`.
+enum TAVI_ANALYZE_TYPE : int {
+  TAVI_ANALYZE_OBJECT_TRACKING = 0,
+  TAVI_ANALYZE_MOTION_DETECTION = 1,
+  TAVI_ANALYZE_NON_IDLE_ZONE = 2,
+  TAVI_ANALYZE_PEOPLE_COUNTING_WALL_MOUNT = 3,
+  TAVI_ANALYZE_FOREIGN_OBJECT = 4,
+  TAVI_ANALYZE_MISSING_OBJECT = 5,
+  TAVI_ANALYZE_PEOPLE_COUNTING_CEILING_MOUNT = 6,
+  TAVI_ANALYZE_OBJECT_DETECTION = 7,
+};
+
+enum TAVI_SENSE_LEVEL : int {
+  TAVI_SENSE_LOW = 0,
+  TAVI_SENSE_MEDIUM = 1,
+  TAVI_SENSE_HIGH = 2,
+};
+
+/// Bits: what is written into the picture.
+enum TAVI_DISPLAY_INFO : int {
+  TAVI_DISPLAY_INFO_NONE = 0,
+  TAVI_DISPLAY_INFO_NAME = 1,
+  TAVI_DISPLAY_INFO_COUNT = 2,
+  TAVI_DISPLAY_INFO_TIME = 4,
+};
+
+enum TAVI_DISPLAY_POS : int {
+  TAVI_DISPLAY_POS_TOP_LEFT = 0,
+  TAVI_DISPLAY_POS_TOP_RIGHT = 1,
+  TAVI_DISPLAY_POS_BOTTOM_LEFT = 2,
+  TAVI_DISPLAY_POS_BOTTOM_RIGHT = 3,
+};
+
+enum TAVI_FREQUENCY : int {
+  TAVI_FREQUENCY_ALWAYS = 0,
+  TAVI_FREQUENCY_EVERY_SECOND = 1,
+  TAVI_FREQUENCY_EVERY_MINUTE = 2,
+  TAVI_FREQUENCY_ONCE_PER_OBJECT = 3,
+};
+
+enum REGION_TYPE : int {
+  REGION_TYPE_WHOLE_PICTURE = 0,
+  REGION_TYPE_INSIDE = 1,
+  REGION_TYPE_OUTSIDE = 2,
+};
+
+enum OBJ_SIZE_OPTION : int {
+  OBJ_SIZE_ANY = 0,
+  OBJ_SIZE_PICTURE = 1,  ///< limits as parts of the picture
+  OBJ_SIZE_REAL = 2,     ///< limits in metres, for a calibrated camera
+};
+
+enum TAVI_DAY_NIGHT_FILTER_MODE : int {
+  TAVI_DAY_NIGHT_FILTER_OFF = 0,
+  TAVI_DAY_NIGHT_FILTER_DAY_ONLY = 1,
+  TAVI_DAY_NIGHT_FILTER_NIGHT_ONLY = 2,
+  TAVI_DAY_NIGHT_FILTER_AUTOMATIC = 3,
+};

@@ -1,0 +1,50 @@
+/// Takes a slave's entry apart member by member.
+#pragma once
+
+#include <json/value.h>
+
+#include <string>
+
+namespace qv::analytics {
+
+/// Every member that is read leaves the entry; what is left in the end has no field.
+class EntryReader {
+ public:
+  /// @param entry  an object
+  explicit EntryReader(const Json::Value& entry) : rest_(entry) {}
+
+  /// Reads a member into `value` unless it is absent or null.
+  template <class T>
+  void Read(const char* name, T& value) {
+    const Json::Value member = Take(name);
+    if (member.isNull()) return;
+    if constexpr (std::is_same_v<T, std::string>) {
+      fits_ = fits_ && !member.isArray() && !member.isObject();
+      if (fits_) value = member.asString();
+    } else {
+      fits_ = fits_ && member.isInt();
+      if (fits_) value = static_cast<T>(member.asInt());
+    }
+  }
+  Json::Value Take(const char* name) {
+    Json::Value member;
+    rest_.removeMember(name, &member);
+    return member;
+  }
+  /// Whether every member that was read had a possible type.
+  bool fits() const { return fits_; }
+  /// The members that nobody read, without those that are null.
+  Json::Value Rest() const {
+    Json::Value rest = rest_;
+    for (const std::string& name : rest_.getMemberNames()) {
+      if (rest_[name].isNull()) rest.removeMember(name);
+    }
+    return rest;
+  }
+
+ private:
+  Json::Value rest_;
+  bool fits_ = true;
+};
+
+}  // namespace qv::analytics

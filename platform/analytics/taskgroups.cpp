@@ -1,0 +1,178 @@
+#include "taskgroups.h"
+
+#include "../db/database.h"
+#include "../record/attempt.h"
+#include "../record/fieldvalue.h"
+#include "entryreader.h"
+#include "qvjson.h"
+#include "qvobjectcounting.h"
+
+struct TaskGroupData {
+  enum Fields : int { FIELD_COUNT = 5 };
+};
+
+#define TASK_GROUP_FIELDS(FIELD)                                             \
+  FIELD(TaskGroupData, 0, int, Id, "id", HostId)                             \
+  FIELD(TaskGroupData, 1, int, IdOnRecServer, "id_on_rec_server", IdOnSlave) \
+  FIELD(TaskGroupData, 2, int, OwnerZrId, "owner_zr_id", Owner)              \
+  FIELD(TaskGroupData, 3, std::string, Name, "name", Config)                 \
+  FIELD(TaskGroupData, 4, JsonText, Extra, "extra", Extra)
+
+TASK_GROUP_FIELDS(QV_TAGGED_FIELD)
+
+struct TaskGroupWidgetData {
+  enum Fields : int { FIELD_COUNT = 4 };
+};
+
+#define TASK_GROUP_WIDGET_FIELDS(FIELD)                                                                  \
+  FIELD(TaskGroupWidgetData, 0, int, Id, "id", HostId)                                                   \
+  FIELD(TaskGroupWidgetData, 1, int, GroupId, "group_id", HostOnly, .references = "counting_task_group") \
+  FIELD(TaskGroupWidgetData, 2, int, Position, "position", HostOnly)                                     \
+  FIELD(TaskGroupWidgetData, 3, int, WidgetId, "widget_id", HostOnly, .references = "counting_widget")
+
+TASK_GROUP_WIDGET_FIELDS(QV_TAGGED_FIELD)
+
+namespace qv::analytics {
+namespace {
+
+using record::Where;
+
+class GroupRow : public TaggedRecord<TaskGroupData::Fields> {};
+class GroupWidgetRow : public TaggedRecord<TaskGroupWidgetData::Fields> {};
+
+using GroupWidgets = record::Table<GroupWidgetRow, TaskGroupWidgetData::Fields>;
+const GroupWidgets& WidgetTable() {
+  static const GroupWidgets table("counting_task_group_widget");
+  return table;
+}
+
+/// The widgets of the groups that `groups` means, by group, in order of their positions.
+std::map<int, std::list<int>> WidgetsOf(const Where& groups) {
+  std::map<int, std::map<int, int>> by_position;
+  for (const GroupWidgetRow& row : WidgetTable().Select(Where().InRowsOf("group_id", "counting_task_group", groups))) {
+    by_position[row.GetGroupId()][row.GetPosition()] = row.GetWidgetId();
+  }
+  std::map<int, std::list<int>> widgets;
+  for (const auto& [group, positions] : by_position) {
+    for (const auto& [position, widget] : positions) widgets[group].push_back(widget);
+  }
+  return widgets;
+}
+
+class GroupTable : public record::Table<GroupRow, TaskGroupData::Fields> {
+ public:
+  GroupTable() : Table("counting_task_group") {}
+  /// With the widgets of each group.
+  std::vector<record::ListedRow> List(const Where& where) const override {
+    std::vector<record::ListedRow> rows = Table::List(where);
+    std::map<int, std::list<int>> widgets = WidgetsOf(where);
+    for (record::ListedRow& row : rows) {
+      Json::Value ids(Json::arrayValue);
+      for (const int id : widgets[row.front().second.asInt()]) ids.append(id);
+      row.emplace_back("widget_ids", std::move(ids));
+    }
+    return rows;
+  }
+};
+
+const GroupTable& Groups() {
+  static const GroupTable table;
+  return table;
+}
+
+void SaveWidgets(int group_id, const std::list<int>& widgets) {
+  const Where of_this_group = Where().Is("group_id", group_id);
+  if (WidgetsOf(Where().Is("id", group_id))[group_id] == widgets) return;
+  WidgetTable().DeleteWhere(of_this_group);
+  int position = 0;
+  for (const int widget : widgets) {
+    GroupWidgetRow row;
+    row.SetGroupId(group_id);
+    row.SetPosition(position++);
+    row.SetWidgetId(widget);
+    WidgetTable().Save(row);
+  }
+}
+
+std::vector<QvObjectCounting::CountingTaskGroup> Load(const Where& where) {
+  std::map<int, std::list<int>> widgets = WidgetsOf(where);
+  std::vector<QvObjectCounting::CountingTaskGroup> groups;
+  for (const GroupRow& row : Groups().Select(where)) {
+    groups.push_back({.id = row.GetId(),
+                      .idOnRecServer = row.GetIdOnRecServer(),
+                      .ownerZrId = row.GetOwnerZrId(),
+                      .widgetIds = std::move(widgets[row.GetId()]),
+                      .name = row.GetName(),
+                      .others = record::ParseStored(row.GetExtra().text)});
+  }
+  return groups;
+}
+
+}  // namespace
+
+const record::AnyTable& TaskGroupTable() { return Groups(); }
+const record::AnyTable& TaskGroupWidgetTable() { return WidgetTable(); }
+
+}  // namespace qv::analytics
+
+namespace QvObjectCounting {
+
+using namespace qv;             // NOLINT(google-build-using-namespace): what follows is the package's interface
+using namespace qv::analytics;  // NOLINT(google-build-using-namespace)
+
+Optional<CountingTaskGroup> CountingTaskGroup::CreateCountingTaskGroupFromJson(const Json::Value& json) {
+  if (!json.isObject() || !json["id"].isInt()) return {};
+  CountingTaskGroup group;
+  EntryReader entry(json);
+  entry.Read("id", group.id);
+  entry.Read("name", group.name);
+  for (const char* const key : {"id_on_rec_server", "owner_zr_id"}) entry.Take(key);  // the host's to say
+  const Json::Value widgets = entry.Take("widget_ids");
+  if (!entry.fits() || !(widgets.isNull() || widgets.isArray())) return {};
+  for (const Json::Value& widget : widgets) {
+    if (!widget.isInt()) return {};
+    group.widgetIds.push_back(widget.asInt());
+  }
+  group.others = entry.Rest();
+  return group;
+}
+
+Optional<CountingTaskGroup> TaviCountingTaskGroup::Storage::LoadByIdOnRecServer(int idOnRecServer,
+                                                                                int ownerZrId) const {
+  Optional<CountingTaskGroup> group;
+  record::Attempt("load", "counting_task_group", 0, [&] {
+    std::vector<CountingTaskGroup> found =
+        Load(Where().Is("owner_zr_id", ownerZrId).Is("id_on_rec_server", idOnRecServer));
+    if (!found.empty()) group = std::move(found.front());
+  });
+  return group;
+}
+
+Optional<int> TaviCountingTaskGroup::Storage::Save(const CountingTaskGroup& group) const {
+  GroupRow row;
+  row.SetId(group.id);
+  row.SetIdOnRecServer(group.idOnRecServer);
+  row.SetOwnerZrId(group.ownerZrId);
+  row.SetName(group.name);
+  if (!group.others.empty()) row.SetExtra({JsonWrite(group.others, true)});
+  const int status = record::Attempt("save", "counting_task_group", group.id, [&] {
+    db::AllOrNothing whole;
+    Groups().Save(row);
+    SaveWidgets(row.GetId(), group.widgetIds);
+    whole.Keep();
+  });
+  if (status != 0) return {};
+  return row.GetId();
+}
+
+Optional<std::vector<CountingTaskGroup>> TaviCountingTaskGroup::Storage::LoadByOwnerZrId(int ownerZrId) const {
+  Optional<std::vector<CountingTaskGroup>> groups;
+  record::Attempt("list", "counting_task_group", 0, [&] { groups = Load(Where().Is("owner_zr_id", ownerZrId)); });
+  return groups;
+}
+
+int TaviCountingTaskGroup::Storage::DeleteById(int id) const {
+  return record::Attempt("delete", "counting_task_group", id, [&] { Groups().DeleteWhere(Where().Is("id", id)); });
+}
+
+}  // namespace QvObjectCounting

@@ -1,0 +1,53 @@
+#include "ownedrows.h"
+
+#include "../messages/outbox.h"
+#include "../schema/tables.h"
+#include "servers.h"
+
+namespace qv::server {
+namespace {
+
+bool GoesWith(const record::Field& field) {
+  return field.info.references != nullptr && field.info.on_delete == OnDelete::Cascade;
+}
+
+bool IsHeldFor(const record::AnyTable& table, int zr) {
+  for (const record::Where& rows : RowsOf(table, zr)) {
+    if (table.Count(rows) > 0) return true;
+  }
+  return false;
+}
+
+}  // namespace
+
+std::vector<record::Where> RowsOf(const record::AnyTable& table, int zr) {
+  std::vector<record::Where> rows;
+  if (&table == &ServerTable()) rows.push_back(record::Where().Is("id", zr));
+  for (const record::Field& field : table.fields()) {
+    if (field.info.role == FieldRole::Owner) rows.push_back(record::Where().Is(field.info.column, zr));
+  }
+  if (!rows.empty()) return rows;
+  for (const record::Field& field : table.fields()) {
+    if (!GoesWith(field)) continue;
+    for (const record::Where& referenced : RowsOf(schema::TableNamed(field.info.references), zr)) {
+      rows.push_back(record::Where().InRowsOf(field.info.column, field.info.references, referenced));
+    }
+  }
+  return rows;
+}
+
+std::int64_t DeleteRowsOf(const record::AnyTable& table, int zr) {
+  std::int64_t deleted = 0;
+  for (const record::Where& rows : RowsOf(table, zr)) deleted += table.DeleteWhere(rows);
+  return deleted;
+}
+
+std::vector<std::string> TablesHolding(int zr) {
+  std::vector<std::string> names;
+  for (const record::AnyTable* table : schema::Tables()) {
+    if (table != &messages::MessageTable() && IsHeldFor(*table, zr)) names.push_back(table->name());
+  }
+  return names;
+}
+
+}  // namespace qv::server

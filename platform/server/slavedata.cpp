@@ -1,0 +1,98 @@
+#include "slavedata.h"
+
+#include <initializer_list>
+
+#include "../analytics/tables.h"
+#include "../analytics/taskgroups.h"
+#include "../capability/capability.h"
+#include "../db/database.h"
+#include "../devices/camerareferences.h"
+#include "../devices/edgestoragetable.h"
+#include "../devices/emapitems.h"
+#include "../devices/posrules.h"
+#include "../devices/sections.h"
+#include "../devices/tables.h"
+#include "../record/attempt.h"
+#include "ownedrows.h"
+#include "relatedtables.h"
+#include "servers.h"
+#include "shmdbcache.h"
+
+namespace {
+
+using namespace qv;           // NOLINT(google-build-using-namespace): this file is about the tables of all parts
+using namespace qv::devices;  // NOLINT(google-build-using-namespace)
+using namespace qv::server;   // NOLINT(google-build-using-namespace)
+
+/// Runs `work`, which removes what `kind` holds for a server, all or nothing. The host itself is no slave.
+template <class Work>
+int Remove(int zr, const record::AnyTable& kind, Work&& work) {
+  if (zr < 1) return 0;
+  return record::Attempt("remove for the server the rows of", kind.name(), zr, [&] {
+    db::AllOrNothing whole;
+    work();
+    whole.Keep();
+  });
+}
+
+using Tables = std::initializer_list<const record::AnyTable*>;
+
+/// Deletes the server's rows of each table in turn.
+void DeleteRows(int zr, Tables tables) {
+  for (const record::AnyTable* table : tables) DeleteRowsOf(*table, zr);
+}
+
+/// Deletes the server's rows of `kind`, and before them those of `dependents`, which would go too: so they are counted.
+int Delete(int zr, const record::AnyTable& kind, Tables dependents = {}) {
+  return Remove(zr, kind, [&] {
+    DeleteRows(zr, dependents);
+    DeleteRowsOf(kind, zr);
+  });
+}
+
+}  // namespace
+
+int CamDelByZrId(int zrId) {
+  return Remove(zrId, CameraTable(), [&] {
+    capability::DeleteFilesOf(zrId);
+    DeleteRows(zrId, {&analytics::TaskGroupWidgetTable(), &analytics::TaskGroupTable(),
+                      &analytics::CountingWidgetTable(), &analytics::IvaTaskTable(), &analytics::FaceTaskTable()});
+    DeleteRows(zrId, {&EdgeStorageTable(), &CameraDetectionSettingTable(), &CameraDeviceOutputTable(), &CameraTable()});
+  });
+}
+
+int IOModuleDelByZrId(int zrId) {
+  return Remove(zrId, IOModuleTable(), [&] {
+    DeleteRows(zrId, {&IOModuleSettingTable(), &IOModuleCamPairingTable()});
+    if (DeleteRowsOf(IOModuleTable(), zrId) == 0) return;
+    if (ShmDBCache* cache = QVShmDBCacheAt()) cache->RemoveIOModules(zrId);
+  });
+}
+
+int POSDelByZrId(int zrId) { return Delete(zrId, PosTable(), {&PosTextRuleTable(), &PosEventConfTable()}); }
+
+int SpeakerDelByZrId(int zrId) { return Delete(zrId, SpeakerTable()); }
+
+int CtrlerDelByZrId(int zrId) { return Delete(zrId, CtrlerTable(), {&CtrlerActionRuleTable(), &DoorTable()}); }
+
+int DelRecShareByZrId(int zrId) { return Delete(zrId, RecShareTable()); }
+
+int DelAllEmapItemByZrId(int zrId) { return Delete(zrId, EmapItemTable()); }
+
+int DelLayoutAllItems(int zrId) { return Delete(zrId, LayoutItemTable()); }
+
+int DelSlaveZRFromAllPrivProfile(int zrId) { return Delete(zrId, ServerTable(), {&PrivilegeProfileServerTable()}); }
+
+int DelMigrationByZrId(int zrId) { return Delete(zrId, CameraMigrationTable()); }
+
+int DelAllCamGrpCamByZrId(int zrId) { return Delete(zrId, CameraGroupMemberTable()); }
+
+int DelEvtExpByZrId(int zrId) { return Delete(zrId, EventExportTable()); }
+
+int OperateAllEvtMntByZrId(EVENT_MNT_OPERATE_TYPE operation, int zrId) {
+  return operation == EVENT_MNT_DELETE_ALL ? Delete(zrId, EventMountTable()) : -1;
+}
+
+int ResetDoorLayoutItemByZrId(int zrId) {
+  return Remove(zrId, DoorLayoutItemTable(), [&] { ResetDoorLayoutItems(zrId); });
+}

@@ -1,0 +1,52 @@
+#include "db/database.h"
+#include "toolrunner.h"
+
+namespace qv::test {
+namespace {
+
+class RemoveTest : public ToolTest {
+ protected:
+  void Execute(const std::string& sql) const {
+    db::Open(folder_ / "data", {});
+    db::ThisThread().Execute(sql);
+    db::Close();
+  }
+};
+
+TEST_F(RemoveTest, TakesAServerWholeOrNotAtAll) {
+  Write("document", R"({"camera_info":[{"id":1},{"id":2}],"speaker_info":[{"id":1}],"recShare":[{"id":1}]})");
+  ASSERT_EQ(Run("pair 7 document").status, 0);
+  ASSERT_EQ(Run("pair 71 document").status, 0);
+  const Json::Value others = RunJson("list camera --zr 71");
+
+  // A speaker that stays does not count for the library's result.
+  Execute("CREATE TRIGGER refuse BEFORE DELETE ON ipspeaker BEGIN SELECT RAISE(ABORT, 'refused'); END");
+  const Result refused = Run("remove 7");
+  EXPECT_EQ(refused.status, 1);
+  EXPECT_EQ(refused.out, "");
+  EXPECT_NE(refused.err.find("\nqvcms: server 7 is not removed: a step failed, "), std::string::npos) << refused.err;
+  EXPECT_EQ(RunJson("list camera --zr 7").size(), 2U) << "nothing was applied";
+  Execute("DROP TRIGGER refuse");
+
+  // Rows that the steps leave behind.
+  Execute("CREATE TRIGGER revive AFTER DELETE ON rec_share BEGIN INSERT INTO rec_share (owner_zr_id) VALUES (7); END");
+  const Result left = Run("remove 7");
+  EXPECT_EQ(left.status, 1);
+  EXPECT_NE(left.err.find("rows of it would stay in rec_share; nothing was applied"), std::string::npos) << left.err;
+  Execute("DROP TRIGGER revive");
+
+  const Json::Value removed = RunJson("remove 7");
+  std::map<std::string, int> counts;
+  for (const Json::Value& row : removed) counts[row["kind"].asString()] = row["removed"].asInt();
+  EXPECT_EQ(counts, (std::map<std::string, int>{{"camera", 2}, {"rec-share", 1}, {"server", 1}, {"speaker", 1}}));
+  EXPECT_EQ(RunJson("list camera"), others);
+  EXPECT_EQ(RunJson("list server").size(), 1U);
+
+  const Result again = Run("remove 7");
+  EXPECT_EQ(again.status, 0);
+  EXPECT_EQ(again.out, "nothing was held for server 7\n");
+  EXPECT_EQ(RunJson("remove 7").size(), 0U);
+}
+
+}  // namespace
+}  // namespace qv::test

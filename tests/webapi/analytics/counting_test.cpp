@@ -1,0 +1,221 @@
+#include "analytics/taskgroups.h"
+#include "analyticstest.h"
+#include "qvobjectcounting.h"
+#include "slavedata.h"
+
+namespace {
+
+using support::Lines;
+using support::Parse;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+const std::string kRegion = R"("type":1,"region":[{"x":0.1,"y":0.1},{"x":0.9,"y":0.1},{"x":0.5,"y":0.75}])";
+const std::string kFence = R"("type":2,"fence":[{"x":0,"y":0.5},{"x":1,"y":0.5}])";
+const std::string kFailed = "failed to execute a command on database [0]";
+
+std::string Widget(int id, int task, const std::string& kind, const std::string& name = "") {
+  return "{\"id\":" + std::to_string(id) + ",\"iva_setting_id\":" + std::to_string(task) + ",\"name\":\"" + name +
+         "\"," + kind + "}";
+}
+
+class Counting : public AnalyticsTest {
+ protected:
+  /// Host tasks 1 and 2 of slave 7 (tasks 31 and 32 there), host task 3 of slave 8 (task 31 there).
+  Counting() {
+    Iva(Parse(R"({"iva_info":[{"id":31,"camera_id":1},{"id":32,"camera_id":2}]})"));
+    Iva(Parse(R"({"iva_info":[{"id":31,"camera_id":1}]})"), 8);
+  }
+  Lines RunWidgets(const std::string& entries, int zr = 7) {
+    return Journal([&] { Widgets(entries, zr); });
+  }
+  Lines RunGroups(const std::string& entries, int zr = 7) {
+    return Journal([&] { Groups(entries, zr); });
+  }
+  static Lines StoredWidgets() {
+    return Rows("SELECT id,owner_zr_id,id_on_rec_server,iva_setting_id,type,name FROM counting_widget ORDER BY id");
+  }
+  static std::string Message(int level, const std::string& text) {
+    return "log " + std::to_string(level) + " UpdateCountingWidgetInfo " + text;
+  }
+};
+
+TEST_F(Counting, WidgetsFollowTheSnapshot) {
+  const std::string first = Widget(5, 31, kRegion, "Door") + "," + Widget(6, 31, kFence, "Gate");
+  EXPECT_THAT(RunWidgets(first), ElementsAre("insert counting_widget 1", "insert counting_widget 2"));
+  EXPECT_THAT(RunWidgets(first), IsEmpty());
+  EXPECT_THAT(RunWidgets(Widget(5, 31, kRegion, "Other"), 8), ElementsAre("insert counting_widget 3"));
+  // Changed; moved to another task; new.
+  EXPECT_THAT(
+      RunWidgets(Widget(6, 31, kFence, "South") + "," + Widget(5, 32, kRegion, "Door") + "," + Widget(8, 32, kFence)),
+      ElementsAre("update counting_widget 2", "insert counting_widget 4", "insert counting_widget 5"));
+  EXPECT_THAT(StoredWidgets(),
+              ElementsAre("1|7|5|1|1|Door", "2|7|6|1|2|South", "3|8|5|3|1|Other", "4|7|5|2|1|Door", "5|7|8|2|2|"));
+  const auto ids = QvObjectCounting::GetWidgetCmsInfo2IdMap();
+  EXPECT_EQ(ids, (std::map<std::pair<int, int>, int>{{{7, 5}, 4}, {{7, 6}, 2}, {{7, 8}, 5}, {{8, 5}, 3}}));
+
+  EXPECT_THAT(Journal([] { UpdateCountingWidgetInfo(Parse("{}"), 7); }), IsEmpty());
+  EXPECT_THAT(
+      RunWidgets(Widget(8, 32, kFence)),
+      ElementsAre(Message(5, "Delete counting widget [1] from db."), "delete counting_widget WHERE id=1 AND type=1",
+                  Message(5, "Delete counting widget [2] from db."), "delete counting_widget WHERE id=2 AND type=2",
+                  Message(5, "Delete counting widget [4] from db."), "delete counting_widget WHERE id=4 AND type=1"));
+  EXPECT_EQ(RunWidgets("").size(), 2U);
+  EXPECT_THAT(StoredWidgets(), ElementsAre("3|8|5|3|1|Other"));
+}
+
+TEST_F(Counting, AWidgetThatCannotBeSavedKeepsItsRow) {
+  RunWidgets(Widget(5, 31, kRegion) + "," + Widget(6, 31, kFence) + "," + Widget(7, 31, kFence) + "," +
+             Widget(8, 31, kFence));
+  EXPECT_THAT(
+      RunWidgets(Widget(5, 31, "\"type\":3") + "," + Widget(6, 39, kFence) + "," + Widget(7, 31, "\"type\":2") + "," +
+                 Widget(8, 31, R"("type":1,"region":[{"x":0,"y":"a"}])")),
+      ElementsAre(Message(1, "Unknown widget type [3]."), Message(1, "Failed to load task[39] from rec server[7]."),
+                  Message(1, "Failed to convert json to fence widget."),
+                  Message(1, "Failed to convert json to region widget.")));
+  EXPECT_EQ(StoredWidgets().size(), 4U);
+  Refuse("UPDATE", "counting_widget");
+  Refuse("DELETE", "counting_widget", "OLD.id=2");
+  Sql("INSERT INTO counting_widget (iva_setting_id,id_on_rec_server,type,owner_zr_id) VALUES (1,9,4,7)");
+  EXPECT_THAT(
+      RunWidgets(Widget(5, 31, kRegion, "renamed")),
+      ElementsAre(kFailed, Message(5, "Delete counting widget [2] from db."), "failed to delete counting_widget [2]",
+                  Message(5, "Delete counting widget [3] from db."), "delete counting_widget WHERE id=3 AND type=2",
+                  Message(5, "Delete counting widget [4] from db."), "delete counting_widget WHERE id=4 AND type=2",
+                  Message(5, "Delete counting widget [5] from db."), Message(1, "Unknown widget type [4].")));
+  EXPECT_THAT(Rows("SELECT id FROM counting_widget"), ElementsAre("1", "2", "5"));
+}
+
+TEST_F(Counting, MessagesNameTheirPlaces) {
+  const std::string function = " UpdateCountingWidgetInfo:";
+  Widgets(Widget(5, 31, kFence));
+  Sql("INSERT INTO counting_widget (iva_setting_id,id_on_rec_server,type,owner_zr_id) VALUES (1,9,4,7)");
+  EXPECT_THAT(Messages([] {
+                Widgets(Widget(1, 39, kFence) + "," + Widget(2, 31, "\"type\":1") + "," + Widget(3, 31, "\"type\":2") +
+                        "," + Widget(4, 31, "\"type\":0"));
+                Break("counting_widget");
+                Widgets("");
+                Break("iva_task");
+                Widgets("");
+              }),
+              ElementsAre("ERR" + function + "211 Failed to load task[39] from rec server[7].",
+                          "ERR" + function + "230 Failed to convert json to region widget.",
+                          "ERR" + function + "238 Failed to convert json to fence widget.",
+                          "ERR" + function + "243 Unknown widget type [0].",
+                          "CHANGE" + function + "267 Delete counting widget [1] from db.",
+                          "CHANGE" + function + "267 Delete counting widget [2] from db.",
+                          "ERR" + function + "273 Unknown widget type [4].",
+                          "ERR" + function + "261 Failed to get counting widgets from db.",
+                          "ERR" + function + "252 Failed to get IvaTasks list of ZR [7]."));
+}
+
+TEST_F(Counting, ConvertersTakeWhatMakesAWidget) {
+  using Converter = QvObjectCounting::CountingWidgetConverter;
+  const Optional<QvObjectCounting::RegionWidget> region = Converter::Convert2RegionWidget(Parse(
+      R"({"id":4,"id_on_rec_server":3,"iva_setting_id":2,"name":"N","detect_type":1,"calculation_type":2,"capacity":8,
+                "colour":"red","none":null,)" +
+      kRegion + "}"));
+  ASSERT_TRUE(region);
+  EXPECT_EQ(region.Value().id * 1000 + region.Value().idOnRecServer * 100 + region.Value().taskId * 10 +
+                region.Value().capacity,
+            4328);
+  EXPECT_EQ(region.Value().detectType, COUNTING_WIDGET_DETECT_VEHICLE);
+  EXPECT_EQ(region.Value().calculationType, COUNTING_WIDGET_CALCULATION_INSIDE);
+  EXPECT_EQ(region.Value().region[2], (QvObjectCounting::Point{0.5, 0.75}));
+  EXPECT_EQ(region.Value().others, Parse(R"({"colour":"red"})"));
+  for (const char* const json : {"[]", "{}", R"({"region":[{"x":0,"y":0},{"x":1,"y":1}]})", R"({"region":[1,2,3]})",
+                                 R"({"region":[{"x":0},{"x":0},{"x":0}]})"}) {
+    EXPECT_FALSE(Converter::Convert2RegionWidget(Parse(json))) << json;
+  }
+  for (const char* const member : {R"("name":[])", R"("capacity":"a")", R"("id":{})", R"("detect_type":1.5)"}) {
+    EXPECT_FALSE(Converter::Convert2FenceWidget(Parse("{" + kFence + "," + member + "}"))) << member;
+  }
+}
+
+TEST_F(Counting, GroupsFollowTheSnapshot) {
+  const std::string function = "UpdateCountingTaskGroupInfo ";
+  RunWidgets(Widget(5, 31, kRegion) + "," + Widget(6, 32, kFence));
+  RunWidgets(Widget(9, 31, kRegion), 8);
+  const Lines members = {"1|1", "1|2", "2|2"};
+  const auto stored_members = [] {
+    return Rows("SELECT group_id,widget_id FROM counting_task_group_widget ORDER BY group_id,position");
+  };
+  // Widget 9 is another slave's.
+  EXPECT_THAT(RunGroups(R"({"id":3,"name":"Both","widget_ids":[5,6],"colour":"red"},{"id":4,"widget_ids":[9,6]})"),
+              ElementsAre("insert counting_task_group 1", "insert counting_task_group_widget 1",
+                          "insert counting_task_group_widget 2",
+                          "log 1 " + function + "Failed to find widget id [9] on ZR id [7].",
+                          "insert counting_task_group 2", "insert counting_task_group_widget 3"));
+  EXPECT_EQ(stored_members(), members);
+  EXPECT_THAT(RunGroups(R"({"id":3,"name":"Both","widget_ids":[5,6],"colour":"red"},{"id":4,"widget_ids":[6]})"),
+              IsEmpty());
+  EXPECT_THAT(Journal([] { UpdateCountingTaskGroupInfo(Parse("{}"), 7); }), IsEmpty());
+  EXPECT_THAT(RunGroups(R"({"id":3,"widget_ids":[9]})", 8),
+              ElementsAre("insert counting_task_group 3", "insert counting_task_group_widget 4"));
+
+  EXPECT_THAT(
+      RunGroups(R"({"id":3,"name":"Sum","widget_ids":[6,5]},{"id":7,"widget_ids":[1]})"),
+      ElementsAre("update counting_task_group 1", "delete counting_task_group_widget WHERE group_id=1",
+                  "insert counting_task_group_widget 5", "insert counting_task_group_widget 6",
+                  "log 1 " + function + "Failed to find widget id [1] on ZR id [7].", "insert counting_task_group 4",
+                  "log 5 " + function + "Delete counting task group [2] from db.",
+                  "delete counting_task_group WHERE id=2"));
+  EXPECT_THAT(stored_members(), ElementsAre("1|2", "1|1", "3|3"));
+  EXPECT_THAT(Rows("SELECT id,owner_zr_id,id_on_rec_server,name,extra FROM counting_task_group ORDER BY id"),
+              ElementsAre("1|7|3|Sum|", "3|8|3||", "4|7|7||"));
+  const auto listed = qv::analytics::TaskGroupTable().List(qv::record::Where().Is("owner_zr_id", 7));
+  EXPECT_EQ(listed.front().back().second, Parse("[2,1]"));
+  EXPECT_EQ(RunGroups("").size(), 4U);
+  EXPECT_THAT(Rows("SELECT id FROM counting_task_group"), ElementsAre("3"));
+}
+
+TEST_F(Counting, AGroupThatCannotBeSavedLosesItsCopy) {
+  const std::string function = " UpdateCountingTaskGroupInfo:";
+  RunWidgets(Widget(5, 31, kRegion));
+  RunGroups(R"({"id":1},{"id":2,"name":"A"},{"id":3},{"id":4})");
+  Refuse("UPDATE", "counting_task_group", "NEW.name='no'");
+  Refuse("INSERT", "counting_task_group_widget");
+  EXPECT_THAT(Messages([] {
+                Groups(R"({"id":1,"widget_ids":[5]},{"id":2,"name":"no"},{"id":3,"widget_ids":{}},{"id":4},
+                          {"id":9,"widget_ids":[5,6]},{},[],{"id":4,"widget_ids":["a"]},{"id":4,"name":[]})");
+              }),
+              ElementsAre("ERR" + function + "318 Failed to save id [1] on zr id [7] counting task group to db.",
+                          "ERR" + function + "318 Failed to save id [2] on zr id [7] counting task group to db.",
+                          "ERR" + function + "291 Failed to convert json to counting task group.",
+                          "ERR" + function + "299 Failed to find widget id [6] on ZR id [7].",
+                          "ERR" + function + "318 Failed to save id [0] on zr id [7] counting task group to db.",
+                          "ERR" + function + "291 Failed to convert json to counting task group.",
+                          "ERR" + function + "291 Failed to convert json to counting task group.",
+                          "ERR" + function + "291 Failed to convert json to counting task group.",
+                          "ERR" + function + "291 Failed to convert json to counting task group.",
+                          "CHANGE" + function + "333 Delete counting task group [1] from db.",
+                          "CHANGE" + function + "333 Delete counting task group [2] from db.",
+                          "CHANGE" + function + "333 Delete counting task group [3] from db."));
+  EXPECT_THAT(Rows("SELECT id_on_rec_server FROM counting_task_group"), ElementsAre("4"));
+  Break("counting_task_group");
+  EXPECT_THAT(Messages([] { Groups(""); }),
+              ElementsAre("ERR" + function + "327 Failed to load all task groups on ZR id [7]."));
+}
+
+TEST_F(Counting, RowsGoWithWhatTheyBelongTo) {
+  const auto counts = [] {
+    return Rows(
+        "SELECT (SELECT COUNT(*) FROM iva_task),(SELECT COUNT(*) FROM face_task),(SELECT COUNT(*) FROM "
+        "counting_widget),"
+        "(SELECT COUNT(*) FROM counting_task_group),(SELECT COUNT(*) FROM counting_task_group_widget)")[0];
+  };
+  for (const int zr : {7, 8}) {
+    Widgets(Widget(5, 31, kRegion) + "," + Widget(6, 31, kFence), zr);
+    Groups(R"({"id":1,"widget_ids":[5,6]})", zr);
+    Face(Parse(R"({"face_info":[{"id":1,"camera_id":1}]})"), zr);
+  }
+  EXPECT_EQ(counts(), "3|2|4|2|4");
+  Widgets(Widget(5, 31, kRegion));
+  EXPECT_EQ(counts(), "3|2|3|2|3");
+  Iva(Parse(R"({"iva_info":[]})"));
+  EXPECT_EQ(counts(), "1|2|2|2|2");
+  EXPECT_EQ(CamDelByZrId(8), 0);
+  EXPECT_EQ(counts(), "0|1|0|1|0");
+}
+
+}  // namespace

@@ -1,0 +1,44 @@
+/// remove: everything that the host holds for a slave goes.
+
+#include <string>
+
+#include "changes.h"
+#include "commands.h"
+#include "exitcodes.h"
+#include "host.h"
+#include "output.h"
+#include "qvwebapicmssyncutils.h"
+#include "server/ownedrows.h"
+
+namespace qvcms {
+namespace {
+
+/// Throws `Failure` when the library could not delete something, or did not know of it.
+void CheckNothingIsLeft(const qv::db::UnitOfWork& work, int zr, int result) {
+  const std::string server = "server " + std::to_string(zr);
+  if (result != 0 || work.failures() > 0) {
+    throw Failure(kFailed, server + " is not removed: a step failed, the log tells which; nothing was applied");
+  }
+  std::string tables;
+  for (const std::string& table : qv::server::TablesHolding(zr)) tables += (tables.empty() ? "" : ", ") + table;
+  if (!tables.empty()) {
+    throw Failure(kFailed, server + " is not removed: rows of it would stay in " + tables + "; nothing was applied");
+  }
+}
+
+}  // namespace
+
+int Run(const GlobalOptions& global, const RemoveOptions& options) {
+  const Host host(global);
+  qv::db::UnitOfWork work;
+  const ChangeReport report(work, options.zr);
+  const int result = SyncRelatedTableForSlaveDel(options.zr);
+  RemoveSlaveData(options.zr);
+  CheckNothingIsLeft(work, options.zr, result);
+  const bool tell = global.format == Format::Table && !report.HasChanges();
+  Print(tell ? "nothing was held for server " + std::to_string(options.zr) + '\n' : report.RemovalText(global.format));
+  work.Commit();
+  return kDone;
+}
+
+}  // namespace qvcms
