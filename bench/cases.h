@@ -4,5 +4,8 @@
 namespace bench {
 
 void RegisterSnapshotCases();
+void RegisterStatusCases();
+void RegisterCommandCases();
+void RegisterFleet();
 
 }  // namespace bench

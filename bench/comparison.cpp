@@ -10,11 +10,11 @@
 namespace bench {
 namespace {
 
-/// Seconds of processor time of this thread: what other programs do meanwhile does not count, what the kernel does
-/// for this thread (reading and writing files) does.
-double ThreadTime() {
+/// By the clock of a thread, what other programs do meanwhile does not count; what the kernel does for this thread
+/// (reading and writing files) does.
+double Seconds(clockid_t clock) {
   timespec time{};
-  clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
+  clock_gettime(clock, &time);
   return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) / 1e9;
 }
 
@@ -28,11 +28,12 @@ struct Current {
 };
 std::unique_ptr<Current> current;
 
-double Turn(const Contender& contender) {
+double Turn(const Contender& contender, bool waits) {
+  const clockid_t clock = waits ? CLOCK_MONOTONIC : CLOCK_THREAD_CPUTIME_ID;
   if (contender.prepare) contender.prepare();
-  const double start = ThreadTime();
+  const double start = Seconds(clock);
   contender.run();
-  const double taken = ThreadTime() - start;
+  const double taken = Seconds(clock) - start;
   if (contender.check) contender.check();
   return taken / contender.entries;
 }
@@ -41,13 +42,14 @@ void Repeat(benchmark::State& state, const std::string& name, const std::functio
   if (!current || current->name != name) {
     current.reset();
     current = std::make_unique<Current>(Current{name, make()});
-    for (const Contender& contender : current->comparison.contenders) Turn(contender);  // warms up
+    for (const Contender& contender : current->comparison.contenders) Turn(contender, false);  // warms up
   }
   const Comparison& comparison = current->comparison;
   std::vector<double> times(comparison.contenders.size());
   for ([[maybe_unused]] auto iteration : state) {
     for (int round = 0; round < comparison.rounds; ++round) {
-      for (std::size_t i = 0; i < times.size(); ++i) times[i] += Turn(comparison.contenders[i]) / comparison.rounds;
+      for (std::size_t i = 0; i < times.size(); ++i)
+        times[i] += Turn(comparison.contenders[i], comparison.waits) / comparison.rounds;
     }
     state.SetIterationTime(times[0]);
   }

@@ -26,6 +26,7 @@ struct Goal {
 struct Comparison {
   std::vector<Contender> contenders;
   std::vector<Goal> goals;
+  bool waits = false;                      ///< the work waits for the disk: measured by the clock on the wall
   int rounds = 1;                          ///< turns that make one repetition
   std::function<std::string()> note = {};  ///< for the table, asked for after the last turn
 };

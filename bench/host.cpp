@@ -6,6 +6,7 @@
 #include "columns.h"
 #include "qvwebapicmssyncutils.h"
 #include "slavezr.h"
+#include "slavezrstatus.h"
 
 namespace bench {
 namespace {
@@ -18,6 +19,19 @@ std::string ForeignRows(int count) {
          ") INSERT INTO camera (owner_zr_id,id_on_rec_server,name,host,vendor,model,stream_profile1) "
          "SELECT 1000+n/100,n%100,'Camera '||n,'192.0.2.'||(n%254),'Opticworks','OW-5240-DN',"
          "'{\"bit_rate\":4096,\"codec\":\"H.265\",\"frame_rate\":25}' FROM number";
+}
+
+/// Runs `call` and commits. @return the camera rows that it wrote
+template <class Call>
+int InUnitOfWork(Call&& call) {
+  qv::db::UnitOfWork work;
+  call();
+  int written = 0;
+  for (const auto& count : work.counts()) {
+    if (count.kind == "camera") written = count.added + count.updated + count.removed;
+  }
+  work.Commit();
+  return written;
 }
 
 }  // namespace
@@ -55,21 +69,32 @@ void Host::Use() {
 }
 
 int Host::Apply(const Json::Value& snapshot, int zr) {
+  return Count([&] { return InUnitOfWork([&] { SaveSlaveInfoUpdate(SlaveZR(), snapshot, zr); }); });
+}
+
+int Host::ApplyStatus(const Json::Value& report) {
+  return Count([&] { return ApplyReport(report, kZr); });
+}
+
+int Host::ApplyReport(const Json::Value& report, int zr) {
+  SlaveZRStatus status;
+  status.ZrId = zr;
+  return InUnitOfWork([&] { SaveSlaveStatus(report, status); });
+}
+
+int Host::Count(const std::function<int()>& call) {
   const qv::db::Session::Statistics before = qv::db::ThisThread().statistics();
-  int written = 0;
-  {
-    qv::db::UnitOfWork work;
-    SaveSlaveInfoUpdate(SlaveZR(), snapshot, zr);
-    for (const auto& count : work.counts()) {
-      if (count.kind == "camera") written = count.added + count.updated + count.removed;
-    }
-    work.Commit();
-  }
+  const int written = call();
   const qv::db::Session::Statistics after = qv::db::ThisThread().statistics();
   last_call_ = {after.prepared - before.prepared, after.executed - before.executed};
   if (!called_) first_call_ = last_call_;
   called_ = true;
   return written;
+}
+
+std::uintmax_t Host::DatabaseSize() const {
+  return std::filesystem::file_size(folder_.path() / "qvcms.db") +
+         std::filesystem::file_size(folder_.path() / "qvcms.db-wal");
 }
 
 std::filesystem::path Host::CopyDatabase(const std::string& name) {

@@ -4,6 +4,7 @@
 #include <json/value.h>
 
 #include <filesystem>
+#include <functional>
 #include <memory>
 #include <string>
 
@@ -38,6 +39,11 @@ class Host {
   void Use();
   /// Applies a snapshot of slave `zr` through the export, in one unit of work. @return the camera rows written
   int Apply(const Json::Value& snapshot, int zr = kZr);
+  /// Applies a status report in the same way.
+  int ApplyStatus(const Json::Value& report);
+  /// The same for any slave, on the connection of the calling thread. @return the camera rows written
+  static int ApplyReport(const Json::Value& report, int zr);
+  std::uintmax_t DatabaseSize() const;
   /// Another database like this one, for a yardstick.
   std::filesystem::path CopyDatabase(const std::string& name);
   /// A connection beside the library's, for looking at the result.
@@ -47,6 +53,9 @@ class Host {
   std::string Statements() const;
 
  private:
+  /// Runs `call`, and notes the statements that it took.
+  int Count(const std::function<int()>& call);
+
   Folder folder_;
   qv::db::Durability durability_;
   std::unique_ptr<RawDatabase> raw_;

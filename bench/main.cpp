@@ -5,5 +5,8 @@
 
 int main(int argc, char** argv) {
   bench::RegisterSnapshotCases();
+  bench::RegisterStatusCases();
+  bench::RegisterCommandCases();
+  bench::RegisterFleet();
   return bench::RunAll(argc, argv);
 }

@@ -34,7 +34,7 @@ std::string Parameters(std::size_t count) {
 SnapshotFloor::SnapshotFloor(const std::filesystem::path& file)
     : database_(file, false),
       select_(database_.Prepare("SELECT id,id_on_rec_server," + ColumnNames(ReportedCameraColumns()) +
-                                " FROM camera WHERE owner_zr_id=?1 ORDER BY id")),
+                                " FROM camera WHERE owner_zr_id=?1")),
       insert_(database_.Prepare("INSERT INTO camera (" + ColumnNames(ReportedCameraColumns()) +
                                 ",owner_zr_id) VALUES (" + Parameters(ReportedCameraColumns().size() + 1) + ")")),
       update_(database_.Prepare("UPDATE camera SET " + Assignments() + " WHERE id=?")),

@@ -81,18 +81,14 @@ AnyTable::~AnyTable() = default;
 void AnyTable::Create(db::Session& session) const {
   std::string columns;
   std::string indexes;
-  std::string lookup;
   for (const Field& field : fields_) {
     columns += (columns.empty() ? "\n  " : ",\n  ") + ColumnDefinition(field, session.connection().IdentityColumn());
-    if (field.info.role == FieldRole::Owner || field.info.role == FieldRole::IdOnSlave) {
-      lookup += (lookup.empty() ? "" : ",") + std::string(field.info.column);
-    }
-    if (field.info.references != nullptr) {
+    // By the owner alone: a server's rows then come out of the index in the order of their ids, without being sorted.
+    if (field.info.role == FieldRole::Owner || field.info.references != nullptr) {
       indexes +=
           "CREATE INDEX " + name_ + "_by_" + field.info.column + " ON " + name_ + " (" + field.info.column + ");";
     }
   }
-  if (!lookup.empty()) indexes += "CREATE INDEX " + name_ + "_by_owner ON " + name_ + " (" + lookup + ");";
   session.Execute("CREATE TABLE " + name_ + " (" + columns + ");" + indexes);
 }
 
