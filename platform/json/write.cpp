@@ -33,14 +33,27 @@ class Matcher {
 
   void operator+=(char letter) { *this += std::string_view(&letter, 1); }
   void operator+=(std::string_view text) {
-    matches_ = matches_ && rest_.starts_with(text);
-    if (matches_) rest_.remove_prefix(text.size());
+    if (!matches_) return;
+    if (rest_.starts_with(text)) {
+      rest_.remove_prefix(text.size());
+    } else {
+      matches_ = false;
+      other_integer_ = IsInteger(text) && IsInteger(rest_.substr(0, rest_.find_first_of(",]}")));
+    }
   }
-  bool AtEnd() const { return matches_ && rest_.empty(); }
+  qv::json::Written Result() const {
+    if (matches_ && rest_.empty()) return qv::json::Written::Same;
+    return other_integer_ ? qv::json::Written::Differs : qv::json::Written::Unclear;
+  }
 
  private:
+  static bool IsInteger(std::string_view text) {
+    return !text.empty() && text.find_first_not_of("-0123456789") == std::string_view::npos;
+  }
+
   std::string_view rest_;  ///< of the text, as long as it matches
   bool matches_ = true;
+  bool other_integer_ = false;  ///< what did not match are two integers, which are written in one way only
 };
 
 template <class Output, class Number>
@@ -232,8 +245,8 @@ std::string JsonWrite(const Json::Value& value, bool compact) {
 
 std::string JsonDump(const Json::Value& value) { return Write(value, Layout::Compact, Secrets::Hidden); }
 
-bool qv::json::IsWrittenAs(const Json::Value& value, std::string_view text) {
+qv::json::Written qv::json::CompareWritten(const Json::Value& value, std::string_view text) {
   Matcher out(text);
   TextWriter(out, Layout::Compact, Secrets::Shown).Append(value);
-  return out.AtEnd();
+  return out.Result();
 }

@@ -91,8 +91,11 @@ Fit TakeText(std::string& held, const Json::Value& value, bool write) {
 }
 
 Fit TakeJson(JsonText& held, const Json::Value& value, bool write) {
-  if (json::IsWrittenAs(value, held.text)) return Fit::Same;
-  if (!held.text.empty() && QVJson::CheckEqual(ParseStored(held.text), value)) return Fit::Same;
+  const json::Written written = json::CompareWritten(value, held.text);
+  if (written == json::Written::Same) return Fit::Same;
+  if (written == json::Written::Unclear && !held.text.empty() && QVJson::CheckEqual(ParseStored(held.text), value)) {
+    return Fit::Same;
+  }
   if (write) held.text = JsonWrite(value, true);
   return Fit::Differs;
 }
