@@ -26,7 +26,7 @@ std::string MergeText() {
 
 SetMerge::SetMerge(const std::filesystem::path& file) : database_(file, false) {
   database_.Execute(
-      "DROP INDEX camera_by_owner_zr_id; CREATE UNIQUE INDEX camera_by_owner_zr_id ON camera "
+      "DROP INDEX camera_by_owner_zr_id; CREATE UNIQUE INDEX camera_by_owner ON camera "
       "(owner_zr_id,id_on_rec_server)");
   merge_ = database_.Prepare(MergeText());
   delete_ = database_.Prepare(

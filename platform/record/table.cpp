@@ -57,45 +57,46 @@ struct AnyTable::Statements {
   std::string insert_with_id;
   /// Every column but the id, and only where one differs; the id comes last.
   std::string update;
-  /// The same for a row that stays with its owner: all but the owner, then the id and the owner. Most rows stay, and
+  /// The same for a row that stays with its owner: all but the owner, then the owner and the id. Most rows stay, and
   /// this leaves the owner's index alone. Empty for a kind without owners.
   std::string update_of_owner;
+  const Field* owner = nullptr;  ///< the first, of a kind that has several
 
   Statements(const std::string& table, const std::vector<Field>& fields) {
     std::vector<std::string> written;
     std::vector<std::string> without_owner;
-    const char* owner = nullptr;
+    owner = FindOwner(fields);
     for (const Field& field : fields) {
       columns += (columns.empty() ? "" : ",") + std::string(field.info.column);
       if (field.info.role == FieldRole::HostId) continue;
       written.emplace_back(field.info.column);
-      if (field.info.role == FieldRole::Owner) {
-        owner = field.info.column;
-      } else {
-        without_owner.emplace_back(field.info.column);
-      }
+      if (&field == owner) continue;
+      without_owner.emplace_back(field.info.column);
     }
     insert =
         "INSERT INTO " + table + " (" + Join(written) + ") VALUES (" + Parameters(written.size()) + ") RETURNING id";
     insert_with_id =
         "INSERT INTO " + table + " (" + Join(written) + ",id) VALUES (" + Parameters(written.size() + 1) + ")";
-    update = Update(table, written, "");
-    if (owner != nullptr) {
-      update_of_owner =
-          Update(table, without_owner, " AND " + std::string(owner) + "=$" + std::to_string(without_owner.size() + 2));
-    }
+    update = Update(table, written, nullptr);
+    if (owner != nullptr) update_of_owner = Update(table, without_owner, owner->info.column);
   }
 
  private:
-  static std::string Update(const std::string& table, const std::vector<std::string>& set,
-                            const std::string& condition) {
-    std::string assignments;
+  static const Field* FindOwner(const std::vector<Field>& fields) {
+    const auto found = std::find_if(fields.begin(), fields.end(),
+                                    [](const Field& field) { return field.info.role == FieldRole::Owner; });
+    return found == fields.end() ? nullptr : &*found;
+  }
+  static std::string Update(const std::string& table, const std::vector<std::string>& set, const char* owner) {
+    std::string sql;
     std::size_t number = 0;
     for (const std::string& column : set) {
-      assignments += (assignments.empty() ? "" : ",") + column + "=$" + std::to_string(++number);
+      sql += (sql.empty() ? "" : ",") + column + "=$" + std::to_string(++number);
     }
-    return "UPDATE " + table + " SET " + assignments + " WHERE id=$" + std::to_string(set.size() + 1) + condition +
-           " AND (" + Join(set) + ") IS DISTINCT FROM (" + Parameters(set.size()) + ")";
+    sql = "UPDATE " + table + " SET " + sql + " WHERE ";
+    if (owner != nullptr) sql += std::string(owner) + "=$" + std::to_string(++number) + " AND ";
+    return sql + "id=$" + std::to_string(++number) + " AND (" + Join(set) + ") IS DISTINCT FROM (" +
+           Parameters(set.size()) + ")";
   }
 };
 
@@ -113,11 +114,9 @@ void AnyTable::Create(db::Session& session) const {
   std::string indexes;
   for (const Field& field : fields_) {
     columns += (columns.empty() ? "\n  " : ",\n  ") + ColumnDefinition(field, session.connection().IdentityColumn());
+    if (field.info.role != FieldRole::Owner && field.info.references == nullptr) continue;
     // By the owner alone: a server's rows then come out of the index in the order of their ids, without being sorted.
-    if (field.info.role == FieldRole::Owner || field.info.references != nullptr) {
-      indexes +=
-          "CREATE INDEX " + name_ + "_by_" + field.info.column + " ON " + name_ + " (" + field.info.column + ");";
-    }
+    indexes += "CREATE INDEX " + name_ + "_by_" + field.info.column + " ON " + name_ + " (" + field.info.column + ");";
   }
   session.Execute("CREATE TABLE " + name_ + " (" + columns + ");" + indexes);
 }
@@ -156,19 +155,13 @@ bool AnyTable::SaveRecord(void* record) const {
 bool AnyTable::UpdateRecord(const void* record) const {
   const int id = HostId(record);
   std::int64_t written = 0;
-  if (!statements_->update_of_owner.empty()) {
+  if (const Field* owner = statements_->owner) {
     db::Query query = db::ThisThread().Prepare(statements_->update_of_owner);
-    const Field* owner = nullptr;
     for (const Field& field : fields_) {
-      if (field.info.role == FieldRole::Owner) {
-        owner = &field;
-      } else if (field.info.role != FieldRole::HostId) {
-        BindField(field, record, query);
-      }
+      if (field.info.role != FieldRole::HostId && &field != owner) BindField(field, record, query);
     }
-    query.Bind(id);
     BindField(*owner, record, query);
-    written = query.Run();
+    written = query.Bind(id).Run();
   }
   if (written == 0) {  // nothing differs, or the row changes its owner
     db::Query query = db::ThisThread().Prepare(statements_->update);
