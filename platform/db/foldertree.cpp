@@ -120,22 +120,16 @@ FileDescriptor OpenFile(int root, const PathNames& names) {
   return FileDescriptor(openat(parent.get(), names.back().c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC));
 }
 
-Outcome MoveIntoPlace(int root, int from, const std::string& name, const PathNames& names, bool durable) {
+Outcome MoveIntoPlace(int root, int from, const std::string& name, const PathNames& names) {
   const FileDescriptor parent = Walk(root, ParentOf(names), true);
   if (!parent) return OutcomeOf(errno);
   const Place place = LookAtName(parent.get(), names.back());
   if (place != Place::Nothing && place != Place::File) return Outcome::Refused;
   if (renameat(from, name.c_str(), parent.get(), names.back().c_str()) != 0) return OutcomeOf(errno);
-  if (!durable) return Outcome::Done;
-  // The folders above may be new too.
-  for (std::size_t depth = 0; depth < names.size(); ++depth) {
-    const FileDescriptor folder = Walk(root, std::span(names).first(depth), false);
-    if (!folder || fsync(folder.get()) != 0) return Outcome::Failed;
-  }
   return Outcome::Done;
 }
 
-Outcome RemoveAll(int root, const PathNames& names, bool durable) {
+Outcome RemoveAll(int root, const PathNames& names) {
   const FileDescriptor parent = Walk(root, ParentOf(names), false);
   if (!parent) return errno == ENOENT ? Outcome::Done : OutcomeOf(errno);
   if (LookAtName(parent.get(), names.back()) == Place::Obstructed) return Outcome::Refused;
@@ -143,7 +137,16 @@ Outcome RemoveAll(int root, const PathNames& names, bool durable) {
     errno = error;
     return OutcomeOf(error);
   }
-  return durable && fsync(parent.get()) != 0 ? Outcome::Failed : Outcome::Done;
+  return Outcome::Done;
+}
+
+bool SyncFolders(int root, const std::set<PathNames>& folders) {
+  for (const PathNames& names : folders) {
+    const FileDescriptor folder = Walk(root, names, false);
+    if (!folder && errno == ENOENT) continue;
+    if (!folder || fsync(folder.get()) != 0) return false;
+  }
+  return true;
 }
 
 FileDescriptor OpenFolderIn(int parent, const std::string& name) {

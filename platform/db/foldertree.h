@@ -3,6 +3,7 @@
 #pragma once
 
 #include <optional>
+#include <set>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -36,12 +37,15 @@ Place LookAt(int root, const PathNames& names);
 FileDescriptor OpenFile(int root, const PathNames& names);
 
 /// Moves `<from>/<name>` to `names`, replacing a file there; makes the folders on the way with mode 0700.
-/// `durable`: the new place survives a power cut when this returns.
-Outcome MoveIntoPlace(int root, int from, const std::string& name, const PathNames& names, bool durable);
+Outcome MoveIntoPlace(int root, int from, const std::string& name, const PathNames& names);
 
 /// Removes a file, or a folder with all that it holds; links in it are removed, not followed. Done when there is
 /// nothing to remove.
-Outcome RemoveAll(int root, const PathNames& names, bool durable);
+Outcome RemoveAll(int root, const PathNames& names);
+
+/// Makes what changed in these folders survive a power cut; a folder that is not there (any more) is passed over.
+/// @return false, with `errno`, when one of them cannot be written
+bool SyncFolders(int root, const std::set<PathNames>& folders);
 
 /// Opens the folder `name` in `parent`. Not open, with `errno`, when there is none or `name` is a link.
 FileDescriptor OpenFolderIn(int parent, const std::string& name);

@@ -3,10 +3,10 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 
-#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <cstring>
+#include <set>
 #include <system_error>
 
 #include "dbglog.h"
@@ -61,7 +61,7 @@ void WriteContent(int file, std::string_view content) {
 }
 
 /// @return the name of the new file in the staging folder
-std::string WriteStaged(int staging, std::string_view content, bool durable) {
+std::string WriteStaged(int staging, std::string_view content) {
   static std::atomic<std::uint64_t> counter{0};
   std::string name = std::to_string(getpid()) + "-" + std::to_string(++counter);
   const FileDescriptor file(
@@ -69,7 +69,6 @@ std::string WriteStaged(int staging, std::string_view content, bool durable) {
   if (!file) FailStaging("cannot make a staged file");
   try {
     WriteContent(file.get(), content);
-    if (durable && fsync(file.get()) != 0) FailStaging("cannot write a staged file");
   } catch (const Error&) {
     unlinkat(staging, name.c_str(), 0);
     throw;
@@ -110,14 +109,27 @@ std::size_t CountDone(const std::vector<Operation>& operations, const FileDescri
   return done;
 }
 
-Outcome CarryOut(const Operation& operation, int root, int staging, bool durable) {
+Outcome CarryOut(const Operation& operation, int root, int staging) {
   const PathNames target = SplitNames(operation.target);
-  const Outcome outcome = operation.is_write ? MoveIntoPlace(root, staging, operation.staged, target, durable)
-                                             : RemoveAll(root, target, durable);
+  const Outcome outcome =
+      operation.is_write ? MoveIntoPlace(root, staging, operation.staged, target) : RemoveAll(root, target);
   const std::string what = (operation.is_write ? "write " : "remove ") + operation.target;
   if (outcome == Outcome::Failed) LogFailure("Cannot " + what + " yet: " + std::strerror(errno));
   if (outcome == Outcome::Refused) LogFailure("Cannot " + what + ": a link, a file or a folder is in the way");
   return outcome;
+}
+
+/// The folders that the operations change: those on the way may be new too.
+std::set<PathNames> FoldersOf(std::span<const Operation> operations) {
+  std::set<PathNames> folders;
+  for (const Operation& operation : operations) {
+    PathNames names = SplitNames(operation.target);
+    while (!names.empty()) {
+      names.pop_back();
+      if (!folders.insert(names).second) break;
+    }
+  }
+  return folders;
 }
 
 void DeleteOperations(Session& session, std::int64_t last_id) {
@@ -134,12 +146,14 @@ std::optional<PathNames> NamesOfFile(int root, std::string_view folder, std::str
 }
 
 /// Whether something is staged for the file, or for a folder that it is in.
-bool IsStaged(Session& session, const PathNames& names) {
-  Query query =
-      session.Prepare("SELECT COUNT(*) FROM staged_file WHERE substr($1, 1, length(target) + 1)=target || '/'");
-  const std::string path = JoinNames(names) + '/';
-  query.Bind(std::string_view(path)).Next();
-  return query.Row().Int(0) > 0;
+bool IsStaged(Session& session, PathNames names) {
+  for (; !names.empty(); names.pop_back()) {
+    Query query = session.Prepare("SELECT COUNT(*) FROM staged_file WHERE target=$1");
+    const std::string path = JoinNames(names);
+    query.Bind(std::string_view(path)).Next();
+    if (query.Row().Int(0) > 0) return true;
+  }
+  return false;
 }
 
 /// Whether all that can be read of `file` is `content`.
@@ -158,10 +172,10 @@ bool Holds(const FileDescriptor& file, std::string_view content) {
 /// Drops the staged files that no operation waits for, and the folder with the last one.
 void Sweep(int root, const FileDescriptor& staging, std::span<const Operation> waiting) {
   if (!staging) return;
+  std::set<std::string_view> needed;
+  for (const Operation& operation : waiting) needed.insert(operation.staged);
   for (const std::string& name : NamesIn(staging.get())) {
-    const bool is_needed = std::any_of(waiting.begin(), waiting.end(),
-                                       [&](const Operation& operation) { return operation.staged == name; });
-    if (!is_needed) unlinkat(staging.get(), name.c_str(), 0);
+    if (!needed.contains(name)) unlinkat(staging.get(), name.c_str(), 0);
   }
   if (waiting.empty()) unlinkat(root, std::string(kStaging).c_str(), AT_REMOVEDIR);
 }
@@ -174,6 +188,7 @@ void CreateStagedFileTable(Session& session) {
       .Prepare("CREATE TABLE IF NOT EXISTS staged_file (id " + identity +
                ", operation TEXT NOT NULL, staged TEXT NOT NULL, target TEXT NOT NULL)")
       .Run();
+  session.Prepare("CREATE INDEX IF NOT EXISTS staged_file_by_target ON staged_file (target)").Run();
 }
 
 void SyncStagedFiles(Session& session) {
@@ -181,6 +196,11 @@ void SyncStagedFiles(Session& session) {
   const FileDescriptor root = OpenRoot(session);
   const FileDescriptor staging = OpenFolderIn(root.get(), std::string(kStaging));
   if (!staging) return;  // removals only
+  // All at once, just before they are needed: the first write of the file system's journal serves the others too.
+  for (const std::string& name : NamesIn(staging.get())) {
+    const FileDescriptor file(openat(staging.get(), name.c_str(), O_RDONLY | O_NOFOLLOW | O_CLOEXEC));
+    if (!file || fsync(file.get()) != 0) FailStaging("cannot write a staged file");
+  }
   if (fsync(staging.get()) != 0 || fsync(root.get()) != 0) FailStaging("cannot write the staging folder");
 }
 
@@ -189,10 +209,9 @@ void FinishStagedFiles(Session& session) {
   const FileDescriptor root = OpenRoot(session);
   const FileDescriptor staging = OpenFolderIn(root.get(), std::string(kStaging));
   std::size_t done = CountDone(operations, staging);
-  while (done < operations.size() &&
-         CarryOut(operations[done], root.get(), staging.get(), IsDurable(session)) != Outcome::Failed) {
-    ++done;
-  }
+  while (done < operations.size() && CarryOut(operations[done], root.get(), staging.get()) != Outcome::Failed) ++done;
+  const std::span<const Operation> finished = std::span(operations).first(done);
+  if (IsDurable(session) && !SyncFolders(root.get(), FoldersOf(finished))) FailStaging("cannot write a folder");
   if (done > 0) DeleteOperations(session, operations[done - 1].id);
   Sweep(root.get(), staging, std::span(operations).subspan(done));
 }
@@ -225,7 +244,7 @@ bool StageFile(std::string_view folder, std::string_view relative, std::string_v
   AllOrNothing step(session);
   const FileDescriptor staging = MakeStaging(root.get());
   session.state().has_staged = true;  // also when the rest fails: what it left is to be swept
-  const std::string staged = WriteStaged(staging.get(), content, IsDurable(session));
+  const std::string staged = WriteStaged(staging.get(), content);
   InsertOperation(session, kWrite, staged, JoinNames(*names));
   step.Keep();
   return true;

@@ -5,6 +5,7 @@
 #include "../record/import.h"
 #include "emapitems.h"
 #include "recserversavers.h"
+#include "selection.h"
 #include "tables.h"
 
 namespace qv::devices {
@@ -14,18 +15,6 @@ const SpeakerTableType& SpeakerTable() {
   return table;
 }
 
-namespace {
-
-record::Where Selection(const IPSpeakerFilterRule& rule) {
-  record::Where where;
-  if (rule.ids) where.In("id", rule.ids.Value());
-  if (rule.ownerZrIds) where.In("owner_zr_id", rule.ownerZrIds.Value());
-  if (rule.enabled) where.Is("enabled", rule.enabled.Value() ? 1 : 0);
-  if (rule.hostLocalOnly && rule.hostLocalOnly.Value()) where.Is("owner_zr_id", 0);
-  return where;
-}
-
-}  // namespace
 }  // namespace qv::devices
 
 using namespace qv;           // NOLINT(google-build-using-namespace): what follows is the package's interface
@@ -57,7 +46,7 @@ int IPSpeaker::Delete() const {
 
 std::list<IPSpeaker> IPSpeakerGetList(const IPSpeakerFilterRule& rule, int& total) {
   std::list<IPSpeaker> list;
-  record::Attempt("list", "ipspeaker", 0, [&] { list = SpeakerTable().Select(Selection(rule)); });
+  record::Attempt("list", "ipspeaker", 0, [&] { list = SpeakerTable().Select(SelectionOf(rule)); });
   total = static_cast<int>(list.size());
   return list;
 }

@@ -8,6 +8,7 @@
 #include "posrules.h"
 #include "recserversavers.h"
 #include "sections.h"
+#include "selection.h"
 #include "tables.h"
 
 namespace qv::devices {
@@ -18,15 +19,6 @@ const PosTableType& PosTable() {
 }
 
 namespace {
-
-record::Where Selection(const POSFilterRule& rule) {
-  record::Where where;
-  if (rule.ids) where.In("id", rule.ids.Value());
-  if (rule.ownerZrIds) where.In("owner_zr_id", rule.ownerZrIds.Value());
-  if (rule.enabled) where.Is("enabled", rule.enabled.Value() ? 1 : 0);
-  if (rule.hostLocalOnly && rule.hostLocalOnly.Value()) where.Is("owner_zr_id", 0);
-  return where;
-}
 
 std::list<POS> Load(const record::Where& selection) {
   std::list<POS> list = PosTable().Select(selection);
@@ -82,7 +74,7 @@ int POS::Delete() const {
 
 int GetPOSListByRule(const POSFilterRule& rule, std::list<POS>& list) {
   list.clear();
-  return record::Attempt("list", "pos", 0, [&] { list = Load(Selection(rule)); });
+  return record::Attempt("list", "pos", 0, [&] { list = Load(SelectionOf(rule)); });
 }
 
 std::map<int, POS> GetPOSMapOnRecServer(int zrId, bool disabledToo) {

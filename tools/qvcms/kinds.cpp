@@ -61,7 +61,7 @@ std::span<const Kind> Kinds() {
        &DoorTable(),
        Role::Settings,
        "owner_zr_id",
-       {"id", "owner_zr_id", "id_on_rec_server", "name", "ctrler_id", "cam_id", "cam_zr_id", "status"}},
+       {"id", "id_on_rec_server", "owner_zr_id", "name", "ctrler_id", "cam_id", "cam_zr_id", "status"}},
       Analytics("iva-task", qv::analytics::IvaTaskTable(), {"camera_id", "type", "enable"}),
       Analytics("face-task", qv::analytics::FaceTaskTable(), {"camera_id", "enable", "face_groups"}),
       Analytics("counting-widget", qv::analytics::CountingWidgetTable(), {"iva_setting_id", "type", "capacity"}),

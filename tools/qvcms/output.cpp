@@ -95,8 +95,11 @@ std::string FormatTable(const std::vector<std::string>& header, const std::vecto
   std::vector<int> widths(header.size(), 0);
   for (std::size_t column = 0; column < header.size(); ++column) {
     for (const std::vector<Cell>& line : lines) widths[column] = std::max(widths[column], line[column].width);
-    // A column's name stands above its figures.
-    if (lines.size() > 1) lines[0][column].number = lines[1][column].number;
+    // A column of figures is aligned with its name at the right, any other one at the left.
+    const bool numbers = std::all_of(lines.begin() + 1, lines.end(), [&](const std::vector<Cell>& line) {
+      return line[column].number || line[column].text.empty();
+    });
+    for (std::vector<Cell>& line : lines) line[column].number = numbers && lines.size() > 1;
   }
   std::string text;
   for (const std::vector<Cell>& line : lines) AppendLine(text, line, widths);

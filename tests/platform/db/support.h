@@ -16,6 +16,7 @@
 
 #include "db/database.h"
 #include "db/sqlite/sqlitedriver.h"
+#include "support/wrappeddriver.h"
 
 namespace qv::db::test {
 
@@ -23,29 +24,16 @@ inline constexpr Migration kItemSchema[] = {
     {1, [](Session& session) { session.Execute("CREATE TABLE item (name TEXT UNIQUE, value INTEGER)"); }}};
 
 /// The real driver, with a function called after every commit.
-class CommitWatcher : public Connection {
+class CommitWatcher : public support::WrappedConnection {
  public:
   CommitWatcher(std::unique_ptr<Connection> inner, std::function<void()> committed)
-      : inner_(std::move(inner)), committed_(std::move(committed)) {}
-  std::unique_ptr<Statement> Prepare(const char* sql, bool keep, const char** rest) override {
-    return inner_->Prepare(sql, keep, rest);
-  }
-  std::int64_t Changes() const override { return inner_->Changes(); }
-  void Begin() override { inner_->Begin(); }
+      : WrappedConnection(std::move(inner)), committed_(std::move(committed)) {}
   void Commit() override {
-    inner_->Commit();
+    WrappedConnection::Commit();
     committed_();
   }
-  void Rollback() noexcept override { inner_->Rollback(); }
-  bool InTransaction() const override { return inner_->InTransaction(); }
-  bool NeedsSetUp() override { return inner_->NeedsSetUp(); }
-  void SetUp() override { inner_->SetUp(); }
-  std::string_view IdentityColumn() const override { return inner_->IdentityColumn(); }
-  void Checkpoint() noexcept override { inner_->Checkpoint(); }
-  void PrepareToClose(bool last_words) noexcept override { inner_->PrepareToClose(last_words); }
 
  private:
-  std::unique_ptr<Connection> inner_;
   std::function<void()> committed_;
 };
 

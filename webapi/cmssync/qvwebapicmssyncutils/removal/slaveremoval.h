@@ -9,5 +9,6 @@ void RemoveSlaveDevices(int zrId);
 int RemoveSlaveRelations(int zrId);
 
 /// Deletes the file with the keys of the slave's camera streams, if there is one. This cannot be taken back: when the
-/// caller goes back to the rows of before, a status report of the slave brings the file back.
+/// caller goes back to the rows of before, the file comes back with a status report that a process handles which has
+/// not written these keys yet.
 void RemoveRtspKeyFile(int zrId);
