@@ -73,6 +73,14 @@ DocumentError TooLarge(const ReadLimits& limits) {
   return {"larger than " + std::to_string(limits.size) + " bytes", 0, 0};
 }
 
+/// A parser whose buffers serve the next document too: the host's own rows hold many small ones, whose parsing costs
+/// less than buffers do.
+simdjson::dom::parser& ParserOfSmallDocuments() {
+  thread_local simdjson::dom::parser parser;
+  return parser;
+}
+constexpr std::size_t kSmallDocument = 4096;  ///< bytes
+
 /// @param is_padded the parser may look at `SIMDJSON_PADDING` bytes behind the text; otherwise it copies the text
 Json::Value Read(std::string_view text, bool is_padded, const ReadLimits& limits) {
   if (text.size() > limits.size) {
@@ -80,9 +88,14 @@ Json::Value Read(std::string_view text, bool is_padded, const ReadLimits& limits
   }
   const std::size_t depth = std::min(limits.depth, kMaxDepth);
   if (!text.starts_with("\xEF\xBB\xBF")) {
-    simdjson::dom::parser parser;
+    simdjson::dom::parser parser_of_its_own;
+    const bool is_small = text.size() <= kSmallDocument;
+    simdjson::dom::parser& parser = is_small ? ParserOfSmallDocuments() : parser_of_its_own;
+    simdjson::error_code error = simdjson::SUCCESS;
     // The parser counts the document as a level of its own.
-    simdjson::error_code error = parser.allocate(std::max<std::size_t>(text.size(), 1), depth + 1);
+    if (!is_small || parser.max_depth() != depth + 1 || parser.capacity() < kSmallDocument) {
+      error = parser.allocate(is_small ? kSmallDocument : text.size(), depth + 1);
+    }
     simdjson::dom::element root;
     if (error == simdjson::SUCCESS) {
       error = parser.parse(text.data(), text.size(), !is_padded).get(root);

@@ -1,6 +1,9 @@
+#include "write.h"
+
 #include <array>
 #include <charconv>
 #include <cmath>
+#include <type_traits>
 
 #include "qvjson.h"
 
@@ -12,26 +15,69 @@ namespace {
 enum class Layout { Compact, Indented };
 enum class Secrets { Shown, Hidden };
 
-template <class Number>
-void AppendNumber(std::string& out, Number number) {
+/// Takes a text in pieces and keeps it.
+class Collector {
+ public:
+  void operator+=(char letter) { text_ += letter; }
+  void operator+=(std::string_view text) { text_ += text; }
+  std::string Take() { return std::move(text_); }
+
+ private:
+  std::string text_;
+};
+
+/// Takes a text in pieces and compares it with one that is there already.
+class Matcher {
+ public:
+  explicit Matcher(std::string_view expected) : rest_(expected) {}
+
+  void operator+=(char letter) { *this += std::string_view(&letter, 1); }
+  void operator+=(std::string_view text) {
+    if (!matches_) return;
+    if (rest_.starts_with(text)) {
+      rest_.remove_prefix(text.size());
+    } else {
+      matches_ = false;
+      other_integer_ = IsInteger(text) && IsInteger(rest_.substr(0, rest_.find_first_of(",]}")));
+    }
+  }
+  qv::json::Written Result() const {
+    if (matches_ && rest_.empty()) return qv::json::Written::Same;
+    return other_integer_ ? qv::json::Written::Differs : qv::json::Written::Unclear;
+  }
+
+ private:
+  static bool IsInteger(std::string_view text) {
+    return !text.empty() && text.find_first_not_of("-0123456789") == std::string_view::npos;
+  }
+
+  std::string_view rest_;  ///< of the text, as long as it matches
+  bool matches_ = true;
+  bool other_integer_ = false;  ///< what did not match are two integers, which are written in one way only
+};
+
+template <class Output, class Number>
+void AppendNumber(Output& out, Number number) {
   std::array<char, 32> digits;
   const auto result = std::to_chars(digits.data(), digits.data() + digits.size(), number);
-  out.append(digits.data(), result.ptr);
-}
-
-void AppendDouble(std::string& out, double number) {
-  if (!std::isfinite(number)) {
-    out += "null";
-    return;
-  }
-  const std::size_t begin = out.size();
-  AppendNumber(out, number);
-  if (out.find_first_of(".e", begin) == std::string::npos) {
+  const std::string_view text(digits.data(), result.ptr);
+  out += text;
+  if (std::is_same_v<Number, double> && text.find_first_of(".e") == std::string_view::npos) {
     out += ".0";
   }
 }
 
-void AppendString(std::string& out, std::string_view text) {
+template <class Output>
+void AppendDouble(Output& out, double number) {
+  if (std::isfinite(number)) {
+    AppendNumber(out, number);
+  } else {
+    out += "null";
+  }
+}
+
+template <class Output>
+void AppendString(Output& out, std::string_view text) {
   static constexpr char kHex[] = "0123456789abcdef";
   out += '"';
   std::size_t kept = 0;  // everything before it is in `out`
@@ -73,9 +119,10 @@ void AppendString(std::string& out, std::string_view text) {
   out += '"';
 }
 
+template <class Output>
 class TextWriter {
  public:
-  TextWriter(Layout layout, Secrets secrets) : layout_(layout), secrets_(secrets) {}
+  TextWriter(Output& out, Layout layout, Secrets secrets) : out_(out), layout_(layout), secrets_(secrets) {}
 
   void Append(const Json::Value& value) {
     switch (value.type()) {
@@ -110,13 +157,12 @@ class TextWriter {
     }
   }
 
-  std::string Take() { return std::move(out_); }
-
  private:
   void AppendArray(const Json::Value& array) {
     Begin('[');
     Json::ArrayIndex next = 0;
-    for (auto element = array.begin(); element != array.end(); ++element, ++next) {
+    const auto last = array.end();
+    for (auto element = array.begin(); element != last; ++element, ++next) {
       for (; next < element.index(); ++next) {  // a gap, which jsoncpp does not store
         BeginElement();
         out_ += "null";
@@ -129,7 +175,8 @@ class TextWriter {
 
   void AppendObject(const Json::Value& object) {
     Begin('{');
-    for (auto member = object.begin(); member != object.end(); ++member) {
+    const auto last = object.end();
+    for (auto member = object.begin(); member != last; ++member) {
       const char* name_end = nullptr;
       const char* const name_begin = member.memberName(&name_end);
       const std::string_view name(name_begin, name_end);
@@ -171,21 +218,23 @@ class TextWriter {
   void AppendLineBreak() {
     if (layout_ == Layout::Indented) {
       out_ += '\n';
-      out_.append(2 * depth_, ' ');
+      for (std::size_t i = 0; i < depth_; ++i) {
+        out_ += "  ";
+      }
     }
   }
 
+  Output& out_;
   const Layout layout_;
   const Secrets secrets_;
-  std::string out_;
   std::size_t depth_ = 0;
   bool is_empty_ = true;  ///< no element yet since the last bracket was opened
 };
 
 std::string Write(const Json::Value& value, Layout layout, Secrets secrets) {
-  TextWriter writer(layout, secrets);
-  writer.Append(value);
-  return writer.Take();
+  Collector out;
+  TextWriter(out, layout, secrets).Append(value);
+  return out.Take();
 }
 
 }  // namespace
@@ -195,3 +244,9 @@ std::string JsonWrite(const Json::Value& value, bool compact) {
 }
 
 std::string JsonDump(const Json::Value& value) { return Write(value, Layout::Compact, Secrets::Hidden); }
+
+qv::json::Written qv::json::CompareWritten(const Json::Value& value, std::string_view text) {
+  Matcher out(text);
+  TextWriter(out, Layout::Compact, Secrets::Shown).Append(value);
+  return out.Result();
+}

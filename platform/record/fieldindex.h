@@ -25,7 +25,8 @@ class FieldIndex {
   template <class Known, class Unknown>
   bool Walk(const Json::Value& entry, Known&& known, Unknown&& unknown) const {
     auto slot = slots_.begin();
-    for (auto member = entry.begin(); member != entry.end(); ++member) {
+    const auto last = entry.end();
+    for (auto member = entry.begin(); member != last; ++member) {
       const char* end = nullptr;
       const char* begin = member.memberName(&end);
       const std::string_view key(begin, static_cast<std::size_t>(end - begin));

@@ -6,6 +6,7 @@
 
 #include "../db/database.h"
 #include "../json/document.h"
+#include "../json/write.h"
 #include "qvjson.h"
 
 namespace qv::record {
@@ -90,10 +91,12 @@ Fit TakeText(std::string& held, const Json::Value& value, bool write) {
 }
 
 Fit TakeJson(JsonText& held, const Json::Value& value, bool write) {
-  std::string text = JsonWrite(value, true);
-  if (held.text == text) return Fit::Same;
-  if (!held.text.empty() && QVJson::CheckEqual(ParseStored(held.text), value)) return Fit::Same;
-  if (write) held.text = std::move(text);
+  const json::Written written = json::CompareWritten(value, held.text);
+  if (written == json::Written::Same) return Fit::Same;
+  if (written == json::Written::Unclear && !held.text.empty() && QVJson::CheckEqual(ParseStored(held.text), value)) {
+    return Fit::Same;
+  }
+  if (write) held.text = JsonWrite(value, true);
   return Fit::Differs;
 }
 

@@ -42,6 +42,12 @@ std::string Parameters(std::size_t count) {
   return text;
 }
 
+std::string Join(const std::vector<std::string>& names) {
+  std::string text;
+  for (const std::string& name : names) text += (text.empty() ? "" : ",") + name;
+  return text;
+}
+
 }  // namespace
 
 /// Parameters appear in ascending order in every text, since drivers number them by first appearance.
@@ -49,23 +55,48 @@ struct AnyTable::Statements {
   std::string columns;  ///< all, in order of the fields
   std::string insert;   ///< every column but the id; returns the id
   std::string insert_with_id;
-  std::string update;  ///< every column but the id, and only where one differs; the id comes last
+  /// Every column but the id, and only where one differs; the id comes last.
+  std::string update;
+  /// The same for a row that stays with its owner: all but the owner, then the owner and the id. Most rows stay, and
+  /// this leaves the owner's index alone. Empty for a kind without owners.
+  std::string update_of_owner;
+  const Field* owner = nullptr;  ///< the first, of a kind that has several
 
   Statements(const std::string& table, const std::vector<Field>& fields) {
-    std::string written;
-    std::string assignments;
-    std::size_t count = 0;
+    std::vector<std::string> written;
+    std::vector<std::string> without_owner;
+    owner = FindOwner(fields);
     for (const Field& field : fields) {
       columns += (columns.empty() ? "" : ",") + std::string(field.info.column);
       if (field.info.role == FieldRole::HostId) continue;
-      ++count;
-      written += (written.empty() ? "" : ",") + std::string(field.info.column);
-      assignments += (assignments.empty() ? "" : ",") + std::string(field.info.column) + "=$" + std::to_string(count);
+      written.emplace_back(field.info.column);
+      if (&field == owner) continue;
+      without_owner.emplace_back(field.info.column);
     }
-    insert = "INSERT INTO " + table + " (" + written + ") VALUES (" + Parameters(count) + ") RETURNING id";
-    insert_with_id = "INSERT INTO " + table + " (" + written + ",id) VALUES (" + Parameters(count + 1) + ")";
-    update = "UPDATE " + table + " SET " + assignments + " WHERE id=$" + std::to_string(count + 1) + " AND (" +
-             written + ") IS DISTINCT FROM (" + Parameters(count) + ")";
+    insert =
+        "INSERT INTO " + table + " (" + Join(written) + ") VALUES (" + Parameters(written.size()) + ") RETURNING id";
+    insert_with_id =
+        "INSERT INTO " + table + " (" + Join(written) + ",id) VALUES (" + Parameters(written.size() + 1) + ")";
+    update = Update(table, written, nullptr);
+    if (owner != nullptr) update_of_owner = Update(table, without_owner, owner->info.column);
+  }
+
+ private:
+  static const Field* FindOwner(const std::vector<Field>& fields) {
+    const auto found = std::find_if(fields.begin(), fields.end(),
+                                    [](const Field& field) { return field.info.role == FieldRole::Owner; });
+    return found == fields.end() ? nullptr : &*found;
+  }
+  static std::string Update(const std::string& table, const std::vector<std::string>& set, const char* owner) {
+    std::string sql;
+    std::size_t number = 0;
+    for (const std::string& column : set) {
+      sql += (sql.empty() ? "" : ",") + column + "=$" + std::to_string(++number);
+    }
+    sql = "UPDATE " + table + " SET " + sql + " WHERE ";
+    if (owner != nullptr) sql += std::string(owner) + "=$" + std::to_string(++number) + " AND ";
+    return sql + "id=$" + std::to_string(++number) + " AND (" + Join(set) + ") IS DISTINCT FROM (" +
+           Parameters(set.size()) + ")";
   }
 };
 
@@ -81,18 +112,12 @@ AnyTable::~AnyTable() = default;
 void AnyTable::Create(db::Session& session) const {
   std::string columns;
   std::string indexes;
-  std::string lookup;
   for (const Field& field : fields_) {
     columns += (columns.empty() ? "\n  " : ",\n  ") + ColumnDefinition(field, session.connection().IdentityColumn());
-    if (field.info.role == FieldRole::Owner || field.info.role == FieldRole::IdOnSlave) {
-      lookup += (lookup.empty() ? "" : ",") + std::string(field.info.column);
-    }
-    if (field.info.references != nullptr) {
-      indexes +=
-          "CREATE INDEX " + name_ + "_by_" + field.info.column + " ON " + name_ + " (" + field.info.column + ");";
-    }
+    if (field.info.role != FieldRole::Owner && field.info.references == nullptr) continue;
+    // By the owner alone: a server's rows then come out of the index in the order of their ids, without being sorted.
+    indexes += "CREATE INDEX " + name_ + "_by_" + field.info.column + " ON " + name_ + " (" + field.info.column + ");";
   }
-  if (!lookup.empty()) indexes += "CREATE INDEX " + name_ + "_by_owner ON " + name_ + " (" + lookup + ");";
   session.Execute("CREATE TABLE " + name_ + " (" + columns + ");" + indexes);
 }
 
@@ -113,19 +138,39 @@ void AnyTable::ReadRow(void* record, DBResult_tag* result, unsigned row) const {
 
 bool AnyTable::SaveRecord(void* record) const {
   const int id = HostId(record);
-  const bool insert = id == 0 || (options_.caller_assigns_id && Count(Where().Is("id", id)) == 0);
-  const std::string& text = !insert ? statements_->update : id == 0 ? statements_->insert : statements_->insert_with_id;
-  db::Query query = db::ThisThread().Prepare(text);
+  if (id != 0 && !(options_.caller_assigns_id && Count(Where().Is("id", id)) == 0)) return UpdateRecord(record);
+  db::Query query = db::ThisThread().Prepare(id == 0 ? statements_->insert : statements_->insert_with_id);
   for (const Field& field : fields_) {
     if (field.info.role != FieldRole::HostId) BindField(field, record, query);
   }
-  if (insert && id == 0) {
+  if (id == 0) {
     *static_cast<int*>(index_->host_id().at(record)) = static_cast<int>(query.RunForId());
-    db::CountChange(name_, db::Change::Added, 1);
-    return true;
+  } else {
+    query.Bind(id).Run();
   }
-  const std::int64_t written = query.Bind(id).Run();
-  db::CountChange(name_, insert ? db::Change::Added : db::Change::Updated, written);
+  db::CountChange(name_, db::Change::Added, 1);
+  return true;
+}
+
+bool AnyTable::UpdateRecord(const void* record) const {
+  const int id = HostId(record);
+  std::int64_t written = 0;
+  if (const Field* owner = statements_->owner) {
+    db::Query query = db::ThisThread().Prepare(statements_->update_of_owner);
+    for (const Field& field : fields_) {
+      if (field.info.role != FieldRole::HostId && &field != owner) BindField(field, record, query);
+    }
+    BindField(*owner, record, query);
+    written = query.Bind(id).Run();
+  }
+  if (written == 0) {  // nothing differs, or the row changes its owner
+    db::Query query = db::ThisThread().Prepare(statements_->update);
+    for (const Field& field : fields_) {
+      if (field.info.role != FieldRole::HostId) BindField(field, record, query);
+    }
+    written = query.Bind(id).Run();
+  }
+  db::CountChange(name_, db::Change::Updated, written);
   return written > 0;
 }
 

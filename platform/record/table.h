@@ -118,6 +118,7 @@ class AnyTable {
 
  private:
   struct Statements;
+  bool UpdateRecord(const void* record) const;
   /// Whether every member of `entry` fits its field; logs the first that does not.
   bool Fits(const void* record, const Json::Value& entry) const;
 

@@ -40,8 +40,7 @@ TEST_F(ExportsTest, UpdateTakesTheSectionsInTheirOrder) {
               ElementsAre("message 0 msgd camera-related {}", "message 7 qvactruled compound null",
                           "insert camera_detection_setting 1", "insert camera_device_output 1", "insert rec_share 1",
                           "insert ctrler_action_rule 1", "insert iomodule_setting 1", "insert iomodule_cam_pairing 1",
-                          "insert pos 1", "insert pos_event_conf 1", "insert ipspeaker 1",
-                          "insert axis_acs_ctrler 1",
+                          "insert pos 1", "insert pos_event_conf 1", "insert ipspeaker 1", "insert axis_acs_ctrler 1",
                           R"(message 7 hostd sync-face-database {"group_id":0})"));
 }
 
@@ -111,6 +110,27 @@ TEST(ExportsOfTheLibrary, AreTheContractsAlone) {
   EXPECT_THAT(names,
               testing::UnorderedElementsAre("SaveSlaveInfoUpdate", "SaveSlaveInfoPair", "SaveSlaveStatus",
                                             "RemoveSlaveData", "SyncRelatedTableForSlaveDel", "GetAxisDoorZrIdMap"));
+}
+
+TEST_F(ExportsTest, AnUnchangedSnapshotTakesAsManyStatementsForManyDevicesAsForFew) {
+  const auto statements_for = [](int zr, int count) {
+    Json::Value snapshot;
+    for (int id = 1; id <= count; ++id) {
+      for (const char* section : {"camera_info", "iomodule_info", "POS_info", "speaker_info"}) {
+        snapshot[section][id - 1]["id"] = id;
+      }
+      snapshot["camera_info"][id - 1]["stream_profile1"]["bit_rate"] = 1000 + id;
+      snapshot["camera_info"][id - 1]["edgeStorage"]["enabled"] = true;
+    }
+    SaveSlaveInfoUpdate(Slave("QVA-3216"), snapshot, zr);
+    const qv::db::Session::Statistics before = qv::db::ThisThread().statistics();
+    SaveSlaveInfoUpdate(Slave("QVA-3216"), snapshot, zr);
+    const qv::db::Session::Statistics after = qv::db::ThisThread().statistics();
+    return std::pair(after.prepared - before.prepared, after.executed - before.executed);
+  };
+  const auto few = statements_for(1, 2);
+  EXPECT_GT(few.second, 0U);
+  EXPECT_EQ(statements_for(2, 300), few);
 }
 
 }  // namespace

@@ -6,6 +6,7 @@
 #include <string>
 
 #include "json/document.h"
+#include "json/write.h"
 
 namespace {
 
@@ -77,6 +78,33 @@ TEST(CheckEqual, ComparesWhatTheDatabaseKeeps) {
   for (const auto& [left, right, equal] : cases) {
     EXPECT_EQ(QVJson::CheckEqual(Parse(left), Parse(right)), equal) << left << ' ' << right;
     EXPECT_EQ(QVJson::CheckEqual(Parse(right), Parse(left)), equal) << right << ' ' << left;
+  }
+}
+
+TEST(CompareWritten, JudgesAsTheComparisonOfTheValuesDoes) {
+  using qv::json::Written;
+  const struct {
+    const char* value;
+    const char* stored;
+    Written expected;
+  } cases[] = {
+      {R"({"a":[1,"x"],"b":true})", R"({"a":[1,"x"],"b":true})", Written::Same},
+      {R"("a\nb")", R"("a\nb")", Written::Same},
+      {R"("a\nb")", R"("a\\nb")", Written::Unclear},
+      {"[1,25,3]", "[1,30,3]", Written::Differs},
+      {R"({"a":-1})", R"({"a":7})", Written::Differs},
+      // What may mean the same is not judged by its text.
+      {"5", "5.0", Written::Unclear},
+      {"5", "6.0", Written::Unclear},
+      {"5", R"("5")", Written::Unclear},
+      {"7", "true", Written::Unclear},
+      {"[7]", "[4e1]", Written::Unclear},
+      {R"({"b":1})", R"({"a":null,"b":1})", Written::Unclear},
+      {R"({"a":1})", R"({"a":1,"b":null})", Written::Unclear},
+      {"[1]", "", Written::Unclear},
+  };
+  for (const auto& [value, stored, expected] : cases) {
+    EXPECT_EQ(qv::json::CompareWritten(Parse(value), stored), expected) << value << ' ' << stored;
   }
 }
 

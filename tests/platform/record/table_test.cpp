@@ -123,6 +123,10 @@ TEST_F(TableTest, WritesOnlyWhatDiffersAndKeepsNoReferenceToNothing) {
   gadget.SetNumber(2);
   EXPECT_TRUE(gadgets_.Save(gadget));
   EXPECT_THAT(Rows("SELECT number,peer,text FROM gadget"), ElementsAre("2|null|"));
+  gadget.SetOwner(9);
+  gadget.SetNumber(3);
+  EXPECT_TRUE(gadgets_.Save(gadget)) << "a row may change its owner";
+  EXPECT_THAT(Rows("SELECT number,owner_zr_id FROM gadget"), ElementsAre("3|9"));
   gadget.SetPeer(12);
   EXPECT_THROW(gadgets_.Save(gadget), qv::db::Error) << "there is no such terminal";
   Sql("INSERT INTO pos (id) VALUES (12)");

@@ -124,7 +124,7 @@ TEST_F(Ctrlers, AFailedListStopsTheStepAndNothingElse) {
 
 TEST_F(Ctrlers, AFailedCameraMapCountsAsUnknownCameras) {
   Update(R"([{"id":5,"door":[{"id":11,"cam_id":1}]}])");
-  Sql("DROP INDEX camera_by_owner; ALTER TABLE camera DROP COLUMN owner_zr_id");
+  Sql("DROP INDEX camera_by_owner_zr_id; ALTER TABLE camera DROP COLUMN owner_zr_id");
   EXPECT_THAT(Update(R"([{"id":5,"door":[{"id":11,"cam_id":1}]},{"id":6,"door":[{"id":1,"cam_id":1}]}])"),
               ElementsAre("failed to list camera [0]", "update axis_door 1",
                           "failed to import the section of axis_acs_ctrler [7]"));

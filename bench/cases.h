@@ -1,0 +1,11 @@
+/// The cases, each group in the file of its name.
+#pragma once
+
+namespace bench {
+
+void RegisterSnapshotCases();
+void RegisterStatusCases();
+void RegisterCommandCases();
+void RegisterFleet();
+
+}  // namespace bench
