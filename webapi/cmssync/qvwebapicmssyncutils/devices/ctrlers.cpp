@@ -64,9 +64,8 @@ int UpdateCtrlerData(int zrId, const Json::Value& ctrlers) {
     CMS_LOG_ALWAYS("UpdateCtrlerData", "Failed to get access ctrler list.\n");
     return -1;
   }
-  // Only doors of controllers that the host has refer to cameras here; most slaves have cameras and no doors.
   std::map<int, Camera> cameras;
-  if (!list.empty()) CamGetMapByZrId(cameras, zrId, MAP_KEY_ID_ON_REC_SERVER);
+  CamGetMapByZrId(cameras, zrId, MAP_KEY_ID_ON_REC_SERVER);
 
   RowsById<AxisAcsCtrler> rows(std::move(list), std::mem_fn(&AxisAcsCtrler::GetIdOnRec));
   Json::Value added;
