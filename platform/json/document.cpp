@@ -37,6 +37,29 @@ DocumentError ErrorAt(std::string_view text, const Problem& problem) {
   return {problem.reason, line, column};
 }
 
+/// A value of two bytes becomes a node of a hundred: a text of such would take the host's memory many times over. What
+/// reading takes may come to this many times the text, so that applying it has room too.
+constexpr std::size_t kMaxMemoryPerByte = 17;
+constexpr std::size_t kAlwaysAllowed = std::size_t{16} * 1024 * 1024;
+
+/// What the parser and the values take, in bytes, estimated from the characters that begin or join values.
+std::size_t EstimateMemory(std::string_view text) {
+  constexpr std::size_t kValue = 116;
+  constexpr std::size_t kName = 48;
+  constexpr std::size_t kContainer = 72;
+  const auto count = [&](char character) {
+    return static_cast<std::size_t>(std::count(text.begin(), text.end(), character));
+  };
+  const std::size_t containers = count('{') + count('[');
+  return text.size() + (count(',') + containers) * kValue + count(':') * kName + containers * kContainer;
+}
+
+void CheckMemory(std::string_view text) {
+  const std::size_t memory = EstimateMemory(text);
+  if (memory <= kAlwaysAllowed || memory / kMaxMemoryPerByte <= text.size()) return;
+  throw DocumentError("too many values for its size: it would take " + std::to_string(memory >> 20) + " MiB", 0, 0);
+}
+
 /// Reads what the fast parser refuses and is a document none the less: one with an integer of more than 64 bits.
 Json::Value ReadWithLargeIntegers(std::string_view text) {
   Json::CharReaderBuilder builder;
@@ -103,6 +126,9 @@ Json::Value Read(std::string_view text, bool is_padded, const ReadLimits& limits
     if (error == simdjson::MEMALLOC) {
       throw std::bad_alloc();
     }
+    if (error == simdjson::SUCCESS) {
+      CheckMemory(text);
+    }
     Json::Value value;
     if (error == simdjson::SUCCESS && Converter().Convert(root, value, depth)) {
       return value;
@@ -111,6 +137,7 @@ Json::Value Read(std::string_view text, bool is_padded, const ReadLimits& limits
   if (const std::optional<Problem> problem = FindProblem(text, depth)) {
     throw ErrorAt(text, *problem);
   }
+  CheckMemory(text);
   return ReadWithLargeIntegers(text);
 }
 

@@ -1,5 +1,6 @@
 /// Reading a JSON document that somebody else wrote, strictly: UTF-8 without a byte order mark, one value and nothing
-/// after it, no member twice, no number that a double cannot hold, limited in size and depth.
+/// after it, no member twice, no number that a double cannot hold, limited in size and depth, and in the memory that
+/// its values take for its size.
 ///
 ///     Json::Value document = qv::json::ReadDocumentFile("snapshot.json", {});
 ///
