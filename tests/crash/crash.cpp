@@ -1,0 +1,290 @@
+/// Runs documents through qvcms processes that die at random, and compares what they leave with what undisturbed
+/// ones left.
+///
+///     qv_crash QVCMS CALLS_LIBRARY EXAMPLES [--kills N] [--power full|normal] [--seed N]
+///
+/// First every command of the list runs undisturbed, twice, and the state after each is kept. Then the list runs over
+/// and over with SIGKILL, sent after a random time or in front of a random call that changes files. After each the
+/// next process must start at once, the database be sound, and database and files be as before or as after the
+/// command. With --power each death is a power cut: what was not synced is taken back to what was.
+
+#include <fcntl.h>
+#include <signal.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <optional>
+#include <random>
+#include <sstream>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "support/hoststate.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using Clock = std::chrono::steady_clock;
+using std::chrono::microseconds;
+
+/// DOC stands for the folder of documents. Each command changes something.
+constexpr const char* kCommands[] = {
+    "pair 7 DOC/slave7-pair.json --model QVA-3216",
+    "update 7 DOC/slave7-snapshot-1.json",
+    "status 7 DOC/slave7-status.json",
+    "pair 8 DOC/slave7-snapshot-1.json",
+    "update 7 DOC/slave7-snapshot-2.json --allow-removals",
+    "configuring camera 1 on",
+    "update 8 DOC/slave7-snapshot-2.json --model QVA-3216",
+    "status 8 DOC/slave7-status.json",
+    "update 7 DOC/slave7-snapshot-1.json",
+    "remove 8",
+    "remove 7",
+};
+
+[[noreturn]] void Fail(const std::string& what) {
+  fprintf(stderr, "crash: %s\n", what.c_str());
+  exit(1);
+}
+
+struct Arguments {
+  fs::path qvcms, calls_library, examples;
+  int kills = 50;
+  std::string power = {};  ///< empty: the machine goes on
+  unsigned seed = 1;
+};
+
+Arguments ParseArguments(int argc, char** argv) {
+  if (argc < 4) Fail("usage: qv_crash QVCMS CALLS_LIBRARY EXAMPLES [--kills N] [--power full|normal] [--seed N]");
+  Arguments arguments{.qvcms = argv[1], .calls_library = argv[2], .examples = argv[3]};
+  for (int i = 4; i + 1 < argc; i += 2) {
+    const std::string name = argv[i];
+    if (name == "--kills") arguments.kills = atoi(argv[i + 1]);
+    if (name == "--power") arguments.power = argv[i + 1];
+    if (name == "--seed") arguments.seed = static_cast<unsigned>(atoi(argv[i + 1]));
+  }
+  return arguments;
+}
+
+struct State {
+  std::vector<std::string> rows;
+  std::vector<std::string> files;
+  bool operator==(const State&) const = default;
+};
+
+struct Figures {
+  int runs = 0, timed = 0, at_calls = 0, old_states = 0, new_states = 0, lost_commits = 0;
+  int before_commit = 0;  ///< files were staged, nothing was committed
+  int before_moves = 0;   ///< committed, files still to be moved
+};
+
+class Harness {
+ public:
+  explicit Harness(Arguments arguments) : arguments_(std::move(arguments)), random_(arguments_.seed) {
+    std::string pattern = (fs::temp_directory_path() / "qvcrash-XXXXXX").string();
+    if (mkdtemp(pattern.data()) == nullptr) Fail("no temporary folder");
+    root_ = pattern;
+    fs::create_directory(root_ / "synced");
+  }
+  ~Harness() { fs::remove_all(root_); }
+  Harness(const Harness&) = delete;
+  Harness& operator=(const Harness&) = delete;
+
+  void Run() {
+    Learn();
+    while (Kills() < arguments_.kills) RunList();
+    printf("crash%s: %d kills in %d runs (%d after a time, %d in front of a call), %zu commands\n",
+           arguments_.power.empty() ? "" : (" with power cuts, synchronous=" + arguments_.power).c_str(), Kills(),
+           figures_.runs, figures_.timed, figures_.at_calls, std::size(kCommands));
+    printf(
+        "crash: %d left the old state, %d the new one; %d with staged files before the commit, %d between the "
+        "commit and the moving of its files; %d commits lost\n",
+        figures_.old_states, figures_.new_states, figures_.before_commit, figures_.before_moves, figures_.lost_commits);
+    if (figures_.old_states == 0 || figures_.new_states == 0) Fail("the kills came too early or too late to tell");
+  }
+
+ private:
+  /// Starts "qvcms ARGUMENTS" on `folder`; `at` is the call that it dies in front of, 0: none.
+  pid_t Start(const fs::path& folder, const std::string& command, long at) const {
+    std::vector<std::string> words = {arguments_.qvcms.string(), "--data-dir", folder.string(), "--synchronous",
+                                      arguments_.power == "normal" || arguments_.power.empty() ? "normal" : "full"};
+    std::istringstream text(command);
+    for (std::string word; text >> word;) {
+      if (word.starts_with("DOC/")) word = (arguments_.examples / word.substr(4)).string();
+      words.push_back(word);
+    }
+    std::vector<char*> pointers;
+    for (std::string& word : words) pointers.push_back(word.data());
+    pointers.push_back(nullptr);
+    const pid_t child = fork();
+    if (child != 0) return child;
+    setenv("LD_PRELOAD", arguments_.calls_library.c_str(), 1);
+    setenv("QV_CRASH_AT", std::to_string(at).c_str(), 1);
+    setenv("QV_CRASH_COUNT", (root_ / "count").c_str(), 1);
+    if (!arguments_.power.empty()) setenv("QV_CRASH_SYNCED", (root_ / "synced").c_str(), 1);
+    const int out = open((root_ / "out").c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0600);
+    dup2(out, STDOUT_FILENO);
+    dup2(out, STDERR_FILENO);
+    execv(pointers[0], pointers.data());
+    _exit(127);
+  }
+
+  /// @return whether the process was killed; any end but that and exit status 0 is a failure
+  bool WasKilled(pid_t child, const std::string& command) const {
+    int status = 0;
+    waitpid(child, &status, 0);
+    if (WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL) return true;
+    if (!WIFEXITED(status) || WEXITSTATUS(status) != 0) {
+      Fail(command + ": status " + std::to_string(status) + "\n" + support::ReadWholeFile(root_ / "out"));
+    }
+    return false;
+  }
+
+  void RunUndisturbed(const fs::path& folder, const std::string& command) const {
+    if (WasKilled(Start(folder, command, 0), command)) Fail(command + ": killed by somebody else");
+  }
+
+  State Look(const fs::path& folder) const {
+    return {.rows = support::DumpDatabase(folder), .files = support::DumpFiles(folder)};
+  }
+
+  /// The states after each command, the number of calls and the time that it takes.
+  void Learn() {
+    for (const char* folder : {"first", "second"}) {
+      std::vector<State> states;
+      RunUndisturbed(root_ / folder, "list server");
+      states.push_back(Look(root_ / folder));
+      calls_.assign(1, 0);
+      for (const char* command : kCommands) {
+        const Clock::time_point begin = Clock::now();
+        RunUndisturbed(root_ / folder, command);
+        times_.push_back(std::chrono::duration_cast<microseconds>(Clock::now() - begin));
+        calls_.push_back(atol(support::ReadWholeFile(root_ / "count").c_str()));
+        states.push_back(Look(root_ / folder));
+        if (states.back() == states[states.size() - 2]) Fail(std::string(command) + ": changes nothing");
+      }
+      if (!states_.empty() && states != states_) Fail("two undisturbed runs differ");
+      states_ = std::move(states);
+    }
+  }
+
+  void RunList() {
+    const fs::path folder = root_ / "data";
+    fs::remove_all(folder);
+    RunUndisturbed(folder, "list server");
+    for (std::size_t i = 0; i < std::size(kCommands);) {
+      const bool killed = RunToDeath(folder, i);
+      if (!killed && fs::exists(folder / "staging")) Fail(std::string(kCommands[i]) + ": leaves staged files");
+      if (!arguments_.power.empty()) CutPower(folder);
+      i = Check(folder, i, killed);
+      if (Kills() >= arguments_.kills) return;
+    }
+  }
+
+  bool RunToDeath(const fs::path& folder, std::size_t i) {
+    ++figures_.runs;
+    // Half of the deaths after a time, half in front of a call; a few runs reach their end.
+    if (random_() % 2 == 0) {
+      const pid_t child = Start(folder, kCommands[i], 0);
+      const auto longest = static_cast<unsigned>(times_[i].count() * 11 / 10 + 1);
+      std::this_thread::sleep_for(microseconds(random_() % longest));
+      kill(child, SIGKILL);
+      const bool killed = WasKilled(child, kCommands[i]);
+      if (killed) ++figures_.timed;
+      return killed;
+    }
+    const long at = 1 + static_cast<long>(random_() % static_cast<unsigned long>(calls_[i + 1] * 5 / 4 + 1));
+    const bool killed = WasKilled(Start(folder, kCommands[i], at), kCommands[i]);
+    if (killed) ++figures_.at_calls;
+    return killed;
+  }
+
+  /// What was never synced is as if never written.
+  void CutPower(const fs::path& folder) const {
+    fs::remove(folder / "qvcms.db-shm");
+    for (const auto& entry : fs::recursive_directory_iterator(folder)) {
+      const fs::path name = entry.path().filename();
+      if (!entry.is_regular_file() || name == "writer.lock" || name == "device-cache.shm") continue;
+      struct stat status {};
+      if (stat(entry.path().c_str(), &status) != 0) Fail("cannot look at " + entry.path().string());
+      const fs::path synced = root_ / "synced" / std::to_string(status.st_ino);
+      const std::string content = fs::exists(synced) ? support::ReadWholeFile(synced) : "";
+      std::ofstream(entry.path(), std::ios::binary | std::ios::trunc) << content;
+    }
+  }
+
+  void CountWhatWasPending(const fs::path& folder) {
+    if (!fs::exists(folder / "staging") || fs::is_empty(folder / "staging")) return;
+    const fs::path copy = root_ / "copy";
+    fs::remove_all(copy);
+    fs::create_directory(copy);
+    for (const char* name : {"qvcms.db", "qvcms.db-wal"}) {
+      if (fs::exists(folder / name)) fs::copy_file(folder / name, copy / name);
+    }
+    const bool committed = support::QueryFolder(copy, "SELECT COUNT(*) FROM staged_file").front() != "0";
+    ++(committed ? figures_.before_moves : figures_.before_commit);
+  }
+
+  /// @return the command to run next
+  std::size_t Check(const fs::path& folder, std::size_t i, bool killed) {
+    const std::string where = std::string(kCommands[i]) + " (seed " + std::to_string(arguments_.seed) + ", run " +
+                              std::to_string(figures_.runs) + "): ";
+    if (killed) CountWhatWasPending(folder);
+    const Clock::time_point begin = Clock::now();
+    RunUndisturbed(folder, "list server");
+    if (Clock::now() - begin > std::chrono::seconds(5)) Fail(where + "something holds the next process up");
+    if (const auto damage = support::FindDamage(folder); !damage.empty()) Fail(where + damage.front());
+
+    const State state = Look(folder);
+    const bool files_count = arguments_.power != "normal";  // there, files are synced by nobody
+    const auto is = [&](const State& other) {
+      return state.rows == other.rows && (!files_count || state.files == other.files);
+    };
+    if (is(states_[i + 1])) {
+      ++figures_.new_states;
+      return i + 1;
+    }
+    const bool may_be_old = killed || arguments_.power == "normal";
+    if (may_be_old && is(states_[i])) {
+      ++figures_.old_states;
+      if (!killed) ++figures_.lost_commits;
+      return i;
+    }
+    for (std::size_t earlier = i; arguments_.power == "normal" && earlier-- > 0;) {
+      if (!is(states_[earlier])) continue;
+      figures_.lost_commits += static_cast<int>(i - earlier) + (killed ? 0 : 1);
+      return earlier;
+    }
+    Fail(where + (killed ? "killed, " : "done, ") +
+         "neither the state before nor the one after; against the one before\n  " +
+         support::FirstDifference(state.rows, states_[i].rows) + "\n  " +
+         support::FirstDifference(state.files, states_[i].files) + "\n against the one after\n  " +
+         support::FirstDifference(state.rows, states_[i + 1].rows) + "\n  " +
+         support::FirstDifference(state.files, states_[i + 1].files));
+  }
+
+  int Kills() const { return figures_.timed + figures_.at_calls; }
+
+  Arguments arguments_;
+  std::mt19937 random_;
+  fs::path root_;
+  std::vector<State> states_;  ///< before the first command, and after each
+  std::vector<long> calls_;
+  std::vector<microseconds> times_;
+  Figures figures_;
+};
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  Harness(ParseArguments(argc, argv)).Run();
+  return 0;
+}

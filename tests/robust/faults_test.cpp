@@ -1,0 +1,303 @@
+/// Every call of the database may fail: what each export then leaves behind.
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sqlite3.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <cstdlib>
+#include <utility>
+
+#include "calls.h"
+#include "db/database.h"
+#include "db/sqlite/sqlitedriver.h"
+#include "log/log.h"
+#include "support/hoststate.h"
+#include "support/wrappeddriver.h"
+
+namespace {
+
+using qv::db::Error;
+using support::Call;
+using Lines = std::vector<std::string>;
+namespace fs = std::filesystem;
+
+/// Which call of the database fails, and how.
+struct Fault {
+  Error::Kind kind = Error::Kind::Statement;
+  bool lasts = false;
+  long at = 0;  ///< 0: none
+  long calls = 0;
+  bool is_committed = false;       ///< a transaction has been committed
+  bool came_after_commit = false;  ///< the first failure did not come before that
+
+  bool Strikes() {
+    ++calls;
+    if (calls == at) came_after_commit = is_committed;
+    return at > 0 && (calls == at || (lasts && calls > at));
+  }
+};
+Fault fault;
+
+class FaultyStatement : public support::WrappedStatement {
+ public:
+  FaultyStatement(std::unique_ptr<qv::db::Statement> inner, qv::db::Connection& connection)
+      : WrappedStatement(std::move(inner)), connection_(connection) {}
+  bool Step() override {
+    if (fault.Strikes()) Fail(connection_);
+    return WrappedStatement::Step();
+  }
+  [[noreturn]] static void Fail(qv::db::Connection& connection) {
+    if (fault.kind == Error::Kind::Lost) connection.Rollback();
+    throw Error(fault.kind, "a planted fault");
+  }
+
+ private:
+  qv::db::Connection& connection_;
+};
+
+class FaultyConnection : public support::WrappedConnection {
+ public:
+  using WrappedConnection::WrappedConnection;
+  std::unique_ptr<qv::db::Statement> Prepare(const char* sql, bool keep, const char** rest) override {
+    if (fault.Strikes()) FaultyStatement::Fail(*this);
+    auto statement = WrappedConnection::Prepare(sql, keep, rest);
+    return statement ? std::make_unique<FaultyStatement>(std::move(statement), *this) : nullptr;
+  }
+  void Begin() override {
+    if (fault.Strikes()) FaultyStatement::Fail(*this);
+    WrappedConnection::Begin();
+  }
+  void Commit() override {
+    if (fault.Strikes()) FaultyStatement::Fail(*this);
+    WrappedConnection::Commit();
+    fault.is_committed = true;
+  }
+};
+
+class FaultsTest : public testing::Test {
+ protected:
+  void SetUp() override {
+    std::string pattern = testing::TempDir() + "qvfaults-XXXXXX";
+    ASSERT_NE(mkdtemp(pattern.data()), nullptr);
+    root_ = pattern;
+    folder_ = root_ / "data";
+    qv::log::SetSink([this](const qv::log::Line&) { ++log_lines_; });
+    fault = {};
+    Open();
+    support::Prepare();
+    qv::db::Close();
+    fs::rename(folder_, root_ / "paired");
+    Reset();
+    old_ = Look();
+  }
+  void TearDown() override {
+    qv::db::Close();
+    qv::log::Reset();
+    fs::remove_all(root_);
+  }
+
+  /// Back to the host as it was paired.
+  void Reset() {
+    fs::remove_all(folder_);
+    fs::copy(root_ / "paired", folder_, fs::copy_options::recursive);
+  }
+  void Open(std::chrono::milliseconds busy_timeout = std::chrono::seconds(5)) const {
+    qv::db::Options options;
+    options.driver = {.busy_timeout = busy_timeout, .durability = qv::db::Durability::Process};
+    options.factory = [](const fs::path& folder, const qv::db::DriverOptions& driver) {
+      return std::make_unique<FaultyConnection>(qv::db::OpenSqlite(folder, driver));
+    };
+    qv::db::Open(folder_, options);
+  }
+  using State = std::pair<Lines, Lines>;
+  State Look() const { return {support::DumpDatabase(folder_), support::DumpFiles(folder_)}; }
+
+  /// Runs the call, in one unit of work if asked. @return whether it was committed, or ran without a unit of work
+  static bool RunCall(const Call& call, bool in_unit) {
+    try {
+      if (!in_unit) {
+        call.run();
+        return true;
+      }
+      qv::db::UnitOfWork unit;
+      call.run();
+      unit.Commit();
+      return true;
+    } catch (const Error&) {
+      return false;
+    }
+  }
+
+  /// Runs `work` in a process of its own with the folder open. @return its exit status: 0 done, 1 failed by an error
+  template <class Work>
+  int InProcess(Work&& work) {
+    const pid_t child = fork();
+    if (child == 0) {
+      int status = 0;
+      try {
+        work();
+      } catch (const Error& error) {
+        status = 1;
+      }
+      qv::db::Close();
+      _exit(status);
+    }
+    int status = 0;
+    waitpid(child, &status, 0);
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
+  }
+
+  fs::path root_;
+  fs::path folder_;
+  State old_;
+  int log_lines_ = 0;
+};
+
+bool IsLong() { return std::getenv("QV_LONG_TESTS") != nullptr; }
+
+struct Manner {
+  const char* name;
+  Error::Kind kind;
+  bool lasts;
+  bool in_unit;
+};
+constexpr Manner kManners[] = {
+    {"one statement", Error::Kind::Statement, false, true},  {"all from then on", Error::Kind::Statement, true, true},
+    {"lost once", Error::Kind::Lost, false, true},           {"lost for good", Error::Kind::Lost, true, true},
+    {"one, no unit", Error::Kind::Statement, false, false},  {"all, no unit", Error::Kind::Statement, true, false},
+    {"lost once, no unit", Error::Kind::Lost, false, false},
+};
+
+TEST_F(FaultsTest, LeaveTheOldOrTheNewState) {
+  int points = 0;
+  for (const Call& call : support::Calls()) {
+    for (const Manner& manner : kManners) {
+      State done;
+      bool touched = true;
+      // A short run tries some calls only, never the same ones for two manners.
+      const long stride = IsLong() ? 1 : 97;
+      for (long at = 0; touched; at += at == 0 ? 1 + (points % stride) : stride) {
+        Reset();
+        Open();
+        const std::string where = std::string(call.name) + ", " + manner.name + ", call " + std::to_string(at);
+        fault = {.kind = manner.kind, .lasts = manner.lasts, .at = at};
+        log_lines_ = 0;
+        const bool committed = RunCall(call, manner.in_unit);
+        touched = at == 0 || fault.calls >= at;
+        const bool files_wait = manner.in_unit && fault.came_after_commit;
+        fault = {};
+        qv::db::Close();
+        if (files_wait) {
+          Open();  // carries out what the commit staged
+          qv::db::Close();
+        }
+        ++points;
+        ASSERT_THAT(support::FindDamage(folder_), testing::IsEmpty()) << where;
+        const State now = Look();
+        if (at == 0) {
+          ASSERT_TRUE(committed) << where;
+          done = now;
+        } else if (!touched || files_wait) {
+          ASSERT_TRUE(now == done) << where << support::FirstDifference(now.first, done.first);
+        } else if (manner.in_unit && (!committed || manner.kind == Error::Kind::Lost)) {
+          ASSERT_FALSE(committed) << where << ": committed after its transaction was lost";
+          ASSERT_TRUE(now == old_) << where << support::FirstDifference(now.first, old_.first);
+        }
+        ASSERT_TRUE(at == 0 || !touched || !committed || log_lines_ > 0) << where << ": nothing was said";
+      }
+    }
+  }
+  RecordProperty("points", points);
+  printf("%d fault points\n", points);
+}
+
+TEST_F(FaultsTest, AFullDiskLeavesTheOldStateOrTheNew) {
+  const rlim_t step = IsLong() ? 4096 : 65536 + 4096;
+  int refused = 0;
+  for (const Call& call : support::Calls()) {
+    int status = 1;
+    for (rlim_t limit = 0; status != 0; limit += step) {
+      ASSERT_LT(limit, 100'000'000) << call.name;
+      Reset();
+      status = InProcess([&] {
+        std::signal(SIGXFSZ, SIG_IGN);
+        const rlimit size{.rlim_cur = limit, .rlim_max = RLIM_INFINITY};
+        setrlimit(RLIMIT_FSIZE, &size);
+        Open();
+        qv::db::UnitOfWork unit;
+        call.run();
+        unit.Commit();
+      });
+      ASSERT_THAT(status, testing::AnyOf(0, 1)) << call.name << " at " << limit;
+      ASSERT_THAT(support::FindDamage(folder_), testing::IsEmpty()) << call.name << " at " << limit;
+      if (status == 0) break;
+      ASSERT_TRUE(Look() == old_) << call.name << " at " << limit;
+      ++refused;
+    }
+  }
+  EXPECT_GT(refused, 0);
+}
+
+TEST_F(FaultsTest, AFullDatabaseLosesTheUnitOfWork) {
+  Open();
+  qv::db::ThisThread().Execute("PRAGMA max_page_count = 1");  // no more than there are
+  Json::Value large;
+  large["speaker_info"][0]["id"] = 1;
+  large["speaker_info"][0]["name"] = std::string(1'000'000, 'x');
+  const Call update{"update", [&] { SaveSlaveInfoUpdate(support::Slave(), large, support::kSlave); }};
+  EXPECT_FALSE(RunCall(update, true));
+  qv::db::Close();
+  EXPECT_TRUE(Look() == old_);
+}
+
+TEST_F(FaultsTest, AReadOnlyFolderIsRefusedWithItsName) {
+  // Root may write everywhere: somebody else tries.
+  for (const auto& entry : fs::recursive_directory_iterator(root_)) {
+    ASSERT_TRUE(getuid() != 0 || lchown(entry.path().c_str(), 65534, 65534) == 0);
+  }
+  fs::permissions(root_, fs::perms(0755));
+  fs::permissions(folder_, fs::perms::owner_read | fs::perms::owner_exec);
+  fs::permissions(folder_ / "qvcms.db", fs::perms::owner_read);
+  EXPECT_EQ(InProcess([&] {
+              if (getuid() == 0 && setuid(65534) != 0) _exit(9);
+              try {
+                Open();
+              } catch (const Error& error) {
+                const bool names_it = std::string(error.what()).find("writable for this user") != std::string::npos;
+                _exit(error.kind() == Error::Kind::Unusable && names_it ? 5 : 6);
+              }
+            }),
+            5);
+  fs::permissions(folder_, fs::perms::owner_all);
+}
+
+TEST_F(FaultsTest, AnotherWriterIsWaitedForAndThenReported) {
+  Open(std::chrono::milliseconds(20));
+  sqlite3* other = nullptr;
+  ASSERT_EQ(sqlite3_open((folder_ / "qvcms.db").c_str(), &other), SQLITE_OK);
+  ASSERT_EQ(sqlite3_exec(other, "BEGIN IMMEDIATE", nullptr, nullptr, nullptr), SQLITE_OK);
+  const Call& status = support::Calls()[2];
+  try {
+    qv::db::UnitOfWork unit;
+    ADD_FAILURE() << "two writers at once";
+  } catch (const Error& error) {
+    EXPECT_EQ(error.kind(), Error::Kind::Busy) << error.what();
+  }
+  log_lines_ = 0;
+  EXPECT_TRUE(RunCall(status, false)) << "without a unit of work each step fails for itself";
+  EXPECT_GT(log_lines_, 0);
+  ASSERT_EQ(sqlite3_exec(other, "ROLLBACK", nullptr, nullptr, nullptr), SQLITE_OK);
+  sqlite3_close(other);
+  EXPECT_EQ(support::QueryFolder(folder_, "SELECT COUNT(*) FROM message"),
+            Lines{std::to_string(std::count_if(old_.first.begin(), old_.first.end(),
+                                               [](const std::string& line) { return line.starts_with("message "); }))});
+  EXPECT_TRUE(RunCall(status, true));
+  qv::db::Close();
+  EXPECT_FALSE(Look() == old_);
+}
+
+}  // namespace

@@ -1,0 +1,124 @@
+/// Passwords and stream keys: in no log, message, listing or error, and in no file that others may read.
+
+#include <gmock/gmock.h>
+#include <json/writer.h>
+#include <sqlite3.h>
+#include <sys/stat.h>
+
+#include "calls.h"
+#include "rtspinfo.h"
+#include "support/hoststate.h"
+#include "tools/toolrunner.h"
+
+namespace qv::test {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr const char* kPassword = "canaryPassword'\\u0022x";
+constexpr const char* kCanaries[] = {"canaryPassword", "canaryKey", "canaryUser", "canaryUnknown"};
+
+/// Puts canaries in every place of `value` that keeps a secret.
+void Plant(Json::Value& value) {
+  if (value.isArray()) {
+    for (Json::Value& inner : value) Plant(inner);
+  }
+  if (!value.isObject()) return;
+  for (const std::string& name : value.getMemberNames()) {
+    if (name == "password" || name == "encryption_password") value[name] = kPassword;
+    if (name == "username" || name == "sip_account") value[name] = "canaryUser";
+    Plant(value[name]);
+  }
+  if (value.isMember("password")) value["api_password"] = "canaryUnknown";  // of a newer slave
+}
+
+void PlantInReport(Json::Value& report) {
+  for (Json::Value& camera : report["camera_info"]) camera["rtsp_key"] = "canaryKey";
+}
+
+class SecretsTest : public ToolTest {
+ protected:
+  void WriteDocument(const std::string& name, const Json::Value& document) const {
+    Write(name, Json::writeString(Json::StreamWriterBuilder(), document));
+  }
+  /// Runs the command and looks for canaries in all that it says.
+  void ExpectSilence(const std::string& command, int status = 0) const {
+    const Result result = Run("--log-level 7 --log-file log " + command);
+    EXPECT_EQ(result.status, status) << command << result.err;
+    for (const char* canary : kCanaries) {
+      EXPECT_EQ(result.out.find(canary), std::string::npos) << canary << " in the output of " << command;
+      EXPECT_EQ(result.err.find(canary), std::string::npos) << canary << " in the errors of " << command;
+      EXPECT_EQ(ReadWhole(folder_ / "log").find(canary), std::string::npos) << canary << " in the log of " << command;
+    }
+  }
+  /// Every file below `root` that holds a canary must be its owner's alone, in a folder that is. @return how many
+  static int CheckModes(const fs::path& root) {
+    int found = 0;
+    for (const auto& entry : fs::recursive_directory_iterator(root)) {
+      if (!entry.is_regular_file()) continue;
+      const std::string content = ReadWhole(entry.path());
+      if (content.find("canary") == std::string::npos) continue;
+      ++found;
+      EXPECT_EQ(entry.status().permissions(), fs::perms(0600)) << entry.path();
+      EXPECT_EQ(fs::status(entry.path().parent_path()).permissions(), fs::perms(0700)) << entry.path();
+    }
+    return found;
+  }
+};
+
+TEST_F(SecretsTest, ReachNobody) {
+  const mode_t mask = umask(0);   // the caller's mask must not matter
+  constexpr int kSlave = 424242;  // the folder of key files is shared by all tests
+  const std::string zr = std::to_string(kSlave) + " ";
+  for (const char* name : {"slave7-pair", "slave7-snapshot-1", "slave7-snapshot-2"}) {
+    Json::Value document = support::Example(name);
+    Plant(document);
+    WriteDocument(name, document);
+  }
+  Json::Value report = support::Example("slave7-status");
+  PlantInReport(report);
+  WriteDocument("report", report);
+  Json::Value wrong = support::Example("slave7-pair", 1);
+  Json::Value nested;
+  nested[kPassword] = kPassword;
+  wrong["camera_info"][0]["password"] = nested;
+  wrong["POS_info"][0]["password"].swap(nested);
+  wrong["speaker_info"][0]["id"] = kPassword;
+  WriteDocument("wrong", wrong);
+  Write("broken", R"({"camera_info":[{"id":1,"password":"canaryPassword","name":"x"},])");
+
+  ExpectSilence("pair " + zr + "slave7-pair --model QVA-3216");
+  // Whoever reads the database meanwhile keeps the files of its log in being.
+  sqlite3* reader = nullptr;
+  ASSERT_EQ(sqlite3_open((folder_ / "data/qvcms.db").c_str(), &reader), SQLITE_OK);
+  ASSERT_EQ(sqlite3_exec(reader, "BEGIN; SELECT COUNT(*) FROM camera", nullptr, nullptr, nullptr), SQLITE_OK);
+  ExpectSilence("update " + zr + "slave7-snapshot-1");
+  ExpectSilence("status " + zr + "report");
+  ExpectSilence("-o json status " + zr + "report");
+  ExpectSilence("plan " + zr + "slave7-snapshot-2");
+  ExpectSilence("update " + zr + "wrong --allow-removals", 65);
+  ExpectSilence("update " + zr + "broken", 65);
+  EXPECT_TRUE(fs::exists(folder_ / "data/qvcms.db-wal"));
+  for (const auto& entry : fs::directory_iterator(folder_ / "data")) {
+    EXPECT_TRUE(!entry.is_regular_file() || entry.status().permissions() == fs::perms(0600)) << entry.path();
+  }
+  EXPECT_GE(CheckModes(folder_ / "data"), 2) << "the database and its log hold the passwords";
+  const fs::path keys = fs::path(RtspKeyFilePath(kSlave));
+  EXPECT_NE(ReadWhole(keys).find("canaryKey"), std::string::npos) << keys;
+  EXPECT_EQ(CheckModes(keys.parent_path()), 1);
+  sqlite3_close(reader);
+
+  for (const char* kind : {"server", "camera", "edge-storage", "iomodule", "pos", "speaker", "controller", "door",
+                           "iva-task", "face-task", "counting-widget", "counting-group", "capability", "message"}) {
+    ExpectSilence(std::string("list --wide ") + kind);
+    ExpectSilence(std::string("-o json list ") + kind);
+  }
+  ExpectSilence("remove " + zr);
+  EXPECT_FALSE(fs::exists(keys));
+  EXPECT_EQ(fs::status(folder_ / "data").permissions(), fs::perms(0700));
+  EXPECT_EQ(fs::status(folder_ / "log").permissions(), fs::perms(0600));
+  umask(mask);
+}
+
+}  // namespace
+}  // namespace qv::test

@@ -1,0 +1,117 @@
+#include "hoststate.h"
+
+#include <sqlite3.h>
+
+#include <algorithm>
+#include <fstream>
+#include <iterator>
+#include <memory>
+#include <stdexcept>
+
+namespace support {
+namespace {
+
+struct Close {
+  void operator()(sqlite3* database) const { sqlite3_close_v2(database); }
+  void operator()(sqlite3_stmt* statement) const { sqlite3_finalize(statement); }
+};
+using Database = std::unique_ptr<sqlite3, Close>;
+
+Database Open(const std::filesystem::path& folder) {
+  sqlite3* opened = nullptr;
+  const int code = sqlite3_open_v2((folder / "qvcms.db").c_str(), &opened, SQLITE_OPEN_READWRITE, nullptr);
+  Database database(opened);
+  if (code != SQLITE_OK) throw std::runtime_error("cannot open the database in " + folder.string());
+  // Looking must not tidy up: the next process shall find what the last one left.
+  sqlite3_db_config(opened, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
+  return database;
+}
+
+std::vector<std::string> Select(sqlite3* database, const std::string& sql) {
+  sqlite3_stmt* prepared = nullptr;
+  if (sqlite3_prepare_v2(database, sql.c_str(), -1, &prepared, nullptr) != SQLITE_OK) {
+    throw std::runtime_error(sql + ": " + sqlite3_errmsg(database));
+  }
+  const std::unique_ptr<sqlite3_stmt, Close> statement(prepared);
+  std::vector<std::string> rows;
+  int code = SQLITE_ROW;
+  while ((code = sqlite3_step(prepared)) == SQLITE_ROW) {
+    std::string& row = rows.emplace_back();
+    for (int column = 0; column < sqlite3_column_count(prepared); ++column) {
+      if (column > 0) row += '|';
+      const auto* text = reinterpret_cast<const char*>(sqlite3_column_text(prepared, column));
+      row += text == nullptr ? "null" : std::string(text);
+    }
+  }
+  if (code != SQLITE_DONE) throw std::runtime_error(sql + ": " + sqlite3_errmsg(database));
+  return rows;
+}
+
+/// The columns of `table` as a list for SELECT.
+std::string ColumnsOf(sqlite3* database, const std::string& table) {
+  std::string columns;
+  for (const std::string& name : Select(database, "SELECT name FROM pragma_table_info('" + table + "')")) {
+    if (name == "last_report") continue;
+    columns += (columns.empty() ? "\"" : ", \"") + name + "\"";
+  }
+  return columns;
+}
+
+bool IsDatabaseFile(const std::string& name) {
+  return name.starts_with("qvcms.db") || name == "writer.lock" || name == "device-cache.shm" ||
+         name.starts_with("staging");
+}
+
+}  // namespace
+
+std::vector<std::string> DumpDatabase(const std::filesystem::path& folder) {
+  const Database database = Open(folder);
+  std::vector<std::string> lines;
+  for (const std::string& table :
+       Select(database.get(), "SELECT name FROM sqlite_schema WHERE type = 'table' ORDER BY name")) {
+    const std::string columns = ColumnsOf(database.get(), table);
+    for (std::string& row : Select(database.get(), "SELECT " + columns + " FROM \"" + table + "\" ORDER BY 1")) {
+      if (row.starts_with("staged_file|")) continue;  // how many files were ever staged is no state
+      lines.push_back(table + " " + row);
+    }
+  }
+  return lines;
+}
+
+std::vector<std::string> DumpFiles(const std::filesystem::path& folder) {
+  std::vector<std::string> lines;
+  for (const auto& entry : std::filesystem::recursive_directory_iterator(folder)) {
+    const std::string name = entry.path().lexically_relative(folder).string();
+    if (IsDatabaseFile(name) || !entry.is_regular_file()) continue;
+    const auto mode = static_cast<unsigned>(entry.status().permissions());
+    lines.push_back(name + " " + std::to_string(mode) + " " + ReadWholeFile(entry.path()));
+  }
+  std::sort(lines.begin(), lines.end());
+  return lines;
+}
+
+std::vector<std::string> FindDamage(const std::filesystem::path& folder) {
+  const Database database = Open(folder);
+  std::vector<std::string> problems = Select(database.get(), "PRAGMA integrity_check");
+  if (problems == std::vector<std::string>{"ok"}) problems.clear();
+  for (std::string& row : Select(database.get(), "PRAGMA foreign_key_check")) {
+    problems.push_back("reference that leads nowhere: " + row);
+  }
+  return problems;
+}
+
+std::vector<std::string> QueryFolder(const std::filesystem::path& folder, const std::string& sql) {
+  return Select(Open(folder).get(), sql);
+}
+
+std::string ReadWholeFile(const std::filesystem::path& path) {
+  std::ifstream file(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+}
+
+std::string FirstDifference(const std::vector<std::string>& one, const std::vector<std::string>& other) {
+  const auto [left, right] = std::mismatch(one.begin(), one.end(), other.begin(), other.end());
+  return (left == one.end() ? "(nothing)" : *left) + "\n  against " + (right == other.end() ? "(nothing)" : *right);
+}
+
+}  // namespace support

@@ -1,0 +1,27 @@
+/// What a data folder holds, read without the platform: through an SQLite connection of its own and the file system.
+/// Nobody may have the folder open meanwhile.
+#pragma once
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+namespace support {
+
+/// Every row of every table ids and the next ids included, one line each. The time of a
+/// server's last report is left out, so that two runs of one call give the same lines.
+std::vector<std::string> DumpDatabase(const std::filesystem::path& folder);
+/// Every file of the folder but those of the database, the lock, the device cache and what is being staged, with
+/// mode and content.
+std::vector<std::string> DumpFiles(const std::filesystem::path& folder);
+/// What SQLite finds wrong with the database, and references that lead nowhere; empty when it is sound.
+std::vector<std::string> FindDamage(const std::filesystem::path& folder);
+/// The rows of a query, columns joined by "|".
+std::vector<std::string> QueryFolder(const std::filesystem::path& folder, const std::string& sql);
+
+std::string ReadWholeFile(const std::filesystem::path& path);
+
+/// The first line in which two dumps differ, for a report.
+std::string FirstDifference(const std::vector<std::string>& one, const std::vector<std::string>& other);
+
+}  // namespace support
