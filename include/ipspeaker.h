@@ -61,7 +61,8 @@ struct SpeakerStsInfo {
 
 class IPSpeaker : public TaggedRecord<IPSpeakerData::Fields> {
  public:
-  /// @return non-zero when applying the slave's entry would change this row, or when the entry cannot be taken
+  /// @return non-zero when applying the slave's entry would change this row, or when it has a member that cannot be
+  /// taken
   int IsCfgChanged(Json::Value entry) const;
   /// Takes a slave's entry whose keys are the columns' names. Members that are absent or null keep their value.
   /// @param fromRecServer the entry's "id" is the speaker's id on the slave, not on the host

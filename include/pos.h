@@ -79,7 +79,8 @@ struct POSStsInfo {
 
 class POS : public TaggedRecord<POSData::Fields> {
  public:
-  /// @return non-zero when applying the slave's entry would change this row, or when the entry cannot be taken
+  /// @return non-zero when applying the slave's entry would change this row, or when it has a member that cannot be
+  /// taken
   int IsCfgChged(Json::Value entry) const;
   /// Takes a slave's entry: known members into their fields, "text_rules" into the parsing rule, others into the
   /// extra text. Members that are absent or null keep their value.

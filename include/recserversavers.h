@@ -14,11 +14,10 @@
 
 int SaveCamDetSettingFromRec(int zrId, const Json::Value& section);
 int SaveCamDeviceOutputFromRec(int zrId, const Json::Value& section);
-/// The recording shares of a slave that is being paired: stored as they come.
+/// The recording shares, at pairing and in a snapshot.
 int SaveRecShareFromRec(int zrId, const Json::Value& section);
-/// The recording shares of a snapshot: compared with the stored ones first.
 int UpdateRecShareFromRec(int zrId, const Json::Value& section);
-/// What the action rules know of the slave's access controllers.
+/// What the action rules know of the slave's access controllers: the section without its secrets.
 int UpdateCtrlDataInActRule(int zrId, const Json::Value& section);
 int SaveIOModuleSettingFromRec(int zrId, const Json::Value& section);
 int SaveIOModuleCamPairingFromRec(int zrId, const Json::Value& section);
@@ -36,4 +35,5 @@ int SaveSpeakerFromRecServer(int zrId, const Json::Value& section);
 int SaveCamObjFromRecServer(int zrId, const Json::Value& section, bool evenConfiguring, bool notify,
                             const std::string& note);
 int SaveIOModuleFromRecServer(int zrId, const Json::Value& section, bool notify);
+/// Access controllers with their doors. Of several entries with one id, the last one is kept, in one row.
 int SaveCtrlerFromRec(int zrId, const Json::Value& section);

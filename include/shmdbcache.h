@@ -58,3 +58,6 @@ class ShmDBCache {
 /// The cache of the open data folder; its file is made on first use. Null when it cannot be mapped, or when what is
 /// there is no cache of this layout. May be called from any thread.
 ShmDBCache* QVShmDBCacheAt();
+
+/// Whether the open data folder has a cache already; asking makes none.
+bool ShmDBCacheExists();

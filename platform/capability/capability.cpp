@@ -57,6 +57,12 @@ int OwnerOf(const std::string& path, const std::string& model) {
   return owner;
 }
 
+/// Whether the file is one server's own. A path that is used as a slave sent it may name one of another slave.
+bool BelongsToAServer(const std::string& path) {
+  const std::optional<CapabilityFile> file = Files().Find(record::Where().Is("path", path));
+  return file && file->GetOwnerZrId() != 0;
+}
+
 void Record(const std::string& path, const std::string& vendor, const std::string& model) {
   const int owner = OwnerOf(path, model);
   CapabilityFile file =
@@ -139,6 +145,9 @@ int CreateCapFileByJsonInterface(const std::string& fileName, const std::string&
                                  Json::Value cap) {
   return record::Attempt("write", "capability_file", 0, [&] {
     db::AllOrNothing whole;
+    if (IsInteSupApi(model) != 0 && BelongsToAServer(fileName)) {
+      throw db::Error(db::Error::Kind::Statement, "the file is a server's own");
+    }
     const std::string content = JsonWrite(cap, false) + '\n';
     if (!db::FileHolds(kFolder, fileName, content) && !db::StageFile(kFolder, fileName, content)) {
       throw db::Error(db::Error::Kind::Statement, "its path is refused");

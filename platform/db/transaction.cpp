@@ -14,7 +14,7 @@ void RunQuietly(const std::function<void()>& action) noexcept {
   try {
     action();
   } catch (const std::exception& error) {
-    QVPrintf(LOG_TYPE_DIAGNOSTIC, "DATABASE", "ERR", "platform", __LINE__, "Commit",
+    QVPrintf(LOG_TYPE_DIAGNOSTIC, "DATABASE", "ERR", __FILE__, __LINE__, "Commit",
              "Failed to carry out what follows a commit: %s\n", error.what());
   }
 }

@@ -57,10 +57,8 @@ int AxisDoor::SetByJson(const Json::Value& entry) {
 }
 
 int AxisDoor::Save() {
-  return record::Attempt("save", "axis_door", GetId(), [&] {
-    if (GetId() == 0) throw db::Error(db::Error::Kind::Statement, "a new door is saved with its controller");
-    DoorTable().Save(*this);
-  });
+  if (GetId() == 0) return -1;  // a new door is saved with its controller
+  return record::Attempt("save", "axis_door", GetId(), [&] { DoorTable().Save(*this); });
 }
 
 int AxisAcsCtrler::SetByJson(const Json::Value& entry) {

@@ -21,8 +21,11 @@ const char* ColumnOf(EMAP_TYPE type) { return type == EMAP_TYPE_POS ? "pos_id" :
 std::list<int> GetRelatedEmapIdsByEmapItemType(EMAP_TYPE type, const std::list<int>& ids) {
   std::set<int> emaps;
   const int result = record::Attempt("find the items of", "emap", 0, [&] {
+    auto left = static_cast<std::ptrdiff_t>(ids.size());
     for (auto first = ids.begin(); first != ids.end();) {
-      const auto last = std::next(first, std::min(kIdsPerQuery, std::distance(first, ids.end())));
+      const std::ptrdiff_t count = std::min(kIdsPerQuery, left);
+      const auto last = std::next(first, count);
+      left -= count;
       record::Where where;
       where.In(ColumnOf(type), {first, last});
       db::Query query = db::ThisThread().Prepare("SELECT emap_id FROM " + devices::EmapItemTable().name() +

@@ -118,6 +118,7 @@ int SaveIOModuleFromRecServer(int zrId, const Json::Value& section, bool notify)
   const int result = record::Attempt("import the section of", "iomodule", zrId, [&] {
     record::ImportSection(IOModuleTable().Select(record::Where().Is("owner_zr_id", zrId)), zrId, section,
                           [&](IOModule& module, const Json::Value& entry) {
+                            if (module.IsStatusFlagOn(DEV_STATUS_FLAG_CONFIGURING)) return;
                             if (InitIOModuleByJson(entry, module, module.GetId() == 0, true, false) == 0 &&
                                 module.Save(false, false) == 0)
                               ids.push_back(module.GetId());

@@ -33,7 +33,10 @@ FileDescriptor OpenLocked(const std::filesystem::path& folder) {
   std::filesystem::create_directories(folder.parent_path(), ignored);
   if (mkdir(folder.c_str(), S_IRWXU) != 0 && errno != EEXIST) Fail("make " + folder.string());
   FileDescriptor opened(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
-  if (!opened || flock(opened.get(), LOCK_EX) != 0) Fail("use " + folder.string());
+  if (!opened) Fail("use " + folder.string());
+  while (flock(opened.get(), LOCK_EX) != 0) {
+    if (errno != EINTR) Fail("use " + folder.string());
+  }
   return opened;
 }
 
@@ -47,9 +50,10 @@ void WriteAll(int file, std::string_view content, const std::string& name) {
   if (fsync(file) != 0) Fail("write " + name);
 }
 
-/// Writes `<name>.new` and renames it. A killed process leaves that file, which the next one to come replaces.
+/// Writes another file and renames it. A killed process leaves that one, which the next to come replaces, whatever
+/// server it writes for: the folder's lock keeps writers apart.
 void Replace(int folder, const std::string& name, const std::string& content) {
-  const std::string fresh = name + ".new";
+  const std::string fresh = "rtsp_key.new";
   unlinkat(folder, fresh.c_str(), 0);
   const FileDescriptor file(
       openat(folder, fresh.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, S_IRUSR | S_IWUSR));

@@ -41,12 +41,33 @@ const SectionTable kIOModuleSettings("iomodule_setting");
 const SectionTable kIOModuleCamPairings("iomodule_cam_pairing");
 const SectionTable kPosEventConfs("pos_event_conf");
 
+/// The doors of a controller name cameras too.
+void RewriteDoors(Json::Value& settings, HostIdLookup& lookup) {
+  if (!settings.isObject() || !settings.isMember("door")) return;
+  for (Json::Value& door : settings["door"]) lookup.Rewrite(door, "cam_id", CameraTable());
+}
+
+/// A copy of `value` without the members that are secrets.
+Json::Value WithoutSecrets(const Json::Value& value) {
+  if (!value.isObject() && !value.isArray()) return value;
+  Json::Value rest(value.type());
+  for (auto member = value.begin(); member != value.end(); ++member) {
+    if (value.isArray()) {
+      rest.append(WithoutSecrets(*member));
+    } else if (!IsSecretKey(member.name())) {
+      rest[member.name()] = WithoutSecrets(*member);
+    }
+  }
+  return rest;
+}
+
 /// Takes `entry` into `row`. @return whether the row must be written
 bool Take(SectionEntry& row, const Json::Value& entry, HostIdLookup& lookup) {
   Json::Value settings = entry;
   const int camera_id = lookup.Rewrite(settings, "cam_id", CameraTable());
   const int iomodule_id = lookup.Rewrite(settings, "iomodule_id", IOModuleTable());
   const int pos_id = lookup.Rewrite(settings, "pos_id", PosTable());
+  RewriteDoors(settings, lookup);
   const bool same = row.GetId() != 0 && camera_id == row.GetCameraId() && iomodule_id == row.GetIOModuleId() &&
                     pos_id == row.GetPosId() &&
                     QVJson::CheckEqual(record::ParseStored(row.GetSettings().text), settings);
@@ -96,7 +117,8 @@ int SaveCamDeviceOutputFromRec(int zrId, const Json::Value& section) {
 int SaveRecShareFromRec(int zrId, const Json::Value& section) { return ReplaceSection(kRecShares, zrId, section); }
 int UpdateRecShareFromRec(int zrId, const Json::Value& section) { return ReplaceSection(kRecShares, zrId, section); }
 int UpdateCtrlDataInActRule(int zrId, const Json::Value& section) {
-  return ReplaceSection(kCtrlerActionRules, zrId, section);
+  // Rules ask for states: who logs in to a controller is kept with the controller alone.
+  return ReplaceSection(kCtrlerActionRules, zrId, WithoutSecrets(section));
 }
 int SaveIOModuleSettingFromRec(int zrId, const Json::Value& section) {
   return ReplaceSection(kIOModuleSettings, zrId, section);

@@ -64,7 +64,9 @@ int CamDelByZrId(int zrId) {
 int IOModuleDelByZrId(int zrId) {
   return Remove(zrId, IOModuleTable(), [&] {
     DeleteRows(zrId, {&IOModuleSettingTable(), &IOModuleCamPairingTable()});
-    if (DeleteRowsOf(IOModuleTable(), zrId) == 0) return;
+    const bool had_modules = DeleteRowsOf(IOModuleTable(), zrId) > 0;
+    // Modules that went before their server are in the cache still; for no entries at all, none is made.
+    if (!had_modules && !ShmDBCacheExists()) return;
     if (ShmDBCache* cache = QVShmDBCacheAt()) cache->RemoveIOModules(zrId);
   });
 }

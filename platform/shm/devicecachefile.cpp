@@ -88,7 +88,7 @@ bool DeviceCacheFile::IsDeleted() const {
 bool DeviceCacheFile::Update(std::span<const ShmDBCacheEntry> values) {
   const std::lock_guard guard(mutex_);
   const FileLock lock(file_.get());
-  if (!lock.held() || !Map()) return false;
+  if (!lock.held() || !Map() || !IsSound()) return false;
   IndexNewEntries();
   const auto is_new = [&](const ShmDBCacheEntry& value) { return !index_.contains(value.host_id); };
   const auto added = static_cast<std::size_t>(std::count_if(values.begin(), values.end(), is_new));
@@ -108,7 +108,7 @@ bool DeviceCacheFile::Update(std::span<const ShmDBCacheEntry> values) {
 bool DeviceCacheFile::Forget(std::int32_t owner_zr_id) {
   const std::lock_guard guard(mutex_);
   const FileLock lock(file_.get());
-  if (!lock.held() || !Map()) return false;
+  if (!lock.held() || !Map() || !IsSound()) return false;
   const WriteSection section(header());
   for (std::uint32_t i = 0; i < header().count; ++i) {
     ShmDBCacheEntry& held = entry(i);
@@ -139,6 +139,12 @@ bool DeviceCacheFile::Start() {
     head.capacity = kFirstCapacity;
     std::atomic_ref(head.magic).store(ShmDBCacheHeader::kMagic, std::memory_order_release);
   }
+  return IsSound();
+}
+
+/// Whether the mapped memory is a cache whose entries all lie in it.
+bool DeviceCacheFile::IsSound() {
+  const ShmDBCacheHeader& head = header();
   return head.magic == ShmDBCacheHeader::kMagic && head.layout == ShmDBCacheHeader::kLayout && head.capacity > 0 &&
          head.count <= head.capacity && SizeFor(head.capacity) <= size_;
 }

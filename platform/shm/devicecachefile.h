@@ -38,6 +38,7 @@ class DeviceCacheFile {
 
  private:
   bool Start();
+  bool IsSound();
   bool Map();
   void Unmap() noexcept;
   bool Grow(std::uint32_t capacity);

@@ -14,11 +14,13 @@ namespace {
 /// The cache of the data folder that is open, mapped at most once.
 class OpenCache {
  public:
+  static std::filesystem::path Path() { return qv::db::DataFolder() / "device-cache.shm"; }
+
   /// Null when it cannot be mapped; the next call tries again.
   std::shared_ptr<DeviceCacheFile> Get() {
     const std::lock_guard guard(mutex_);
     try {
-      Map(qv::db::DataFolder() / "device-cache.shm");
+      Map(Path());
     } catch (const qv::db::Error&) {
       file_ = nullptr;  // no data folder, no cache
     }
@@ -50,7 +52,7 @@ void ShmDBCache::BatUpdateIOModule(int zrId, std::list<IOModStsInfo>& changed) {
   for (const IOModStsInfo& info : changed) values.push_back({info.id, zrId, info.status, 0});
   qv::db::OnCommit([file = TheOpenCache().Get(), values = std::move(values)] {
     if (file && file->Update(values)) return;
-    QVPrintf(LOG_TYPE_DIAGNOSTIC, "DATABASE", "ERR", "platform", __LINE__, "BatUpdateIOModule",
+    QVPrintf(LOG_TYPE_DIAGNOSTIC, "DATABASE", "ERR", __FILE__, __LINE__, "BatUpdateIOModule",
              "Failed to enter all modules in the device cache: the file cannot grow\n");
   });
 }
@@ -58,7 +60,7 @@ void ShmDBCache::BatUpdateIOModule(int zrId, std::list<IOModStsInfo>& changed) {
 void ShmDBCache::RemoveIOModules(int zrId) {
   qv::db::OnCommit([file = TheOpenCache().Get(), zrId] {
     if (file && file->Forget(zrId)) return;
-    QVPrintf(LOG_TYPE_DIAGNOSTIC, "DATABASE", "ERR", "platform", __LINE__, "RemoveIOModules",
+    QVPrintf(LOG_TYPE_DIAGNOSTIC, "DATABASE", "ERR", __FILE__, __LINE__, "RemoveIOModules",
              "Failed to forget the modules of server [%d] in the device cache: it cannot be mapped\n", zrId);
   });
 }
@@ -66,4 +68,9 @@ void ShmDBCache::RemoveIOModules(int zrId) {
 ShmDBCache* QVShmDBCacheAt() {
   static ShmDBCache cache;
   return TheOpenCache().Get() ? &cache : nullptr;
+}
+
+bool ShmDBCacheExists() {
+  std::error_code unreadable;  // what cannot be looked at cannot be mapped either
+  return qv::db::IsOpen() && std::filesystem::exists(OpenCache::Path(), unreadable);
 }

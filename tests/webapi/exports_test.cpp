@@ -21,8 +21,12 @@ SlaveZR Slave(const std::string& model) {
   return slave;
 }
 
-/// One entry for every section that the package's savers take whole, beside a terminal and a speaker.
+/// One entry for every section.
 constexpr const char* kSections = R"({
+  "camera_info": [{"id":1}], "camCapList": [{"camVendor":"V","camModel":"M","capFileName":"1/V/M.cap","camCap":{}}],
+  "iomodule_info": [{"id":1}], "iva_info": [{"id":1,"camera_id":1}], "face_info": [{"id":1,"camera_id":1}],
+  "counting_widget_info": [{"id":1,"iva_setting_id":1,"type":2,"fence":[{"x":0,"y":0.5},{"x":1,"y":0.5}]}],
+  "counting_task_group_info": [{"id":1,"widget_ids":[1]}],
   "camDetSetting": [{"id":1}], "camDeviceOutput": [{"id":1}], "recShare": [{"id":1}], "ctrler_info": [{"id":1}],
   "iomoduleSetting": [{"id":1}], "iomoduleCamPairing": [{"id":1}], "POS_info": [{"id":1}],
   "POS_eventconf": [{"id":1,"pos_id":1}], "speaker_info": [{"id":1}]})";
@@ -36,12 +40,38 @@ class ExportsTest : public support::HostTest {
 };
 
 TEST_F(ExportsTest, UpdateTakesTheSectionsInTheirOrder) {
-  EXPECT_THAT(Update(Slave("QVA-20"), Parse(kSections)),
-              ElementsAre("message 0 msgd camera-related {}", "message 7 qvactruled compound null",
-                          "insert camera_detection_setting 1", "insert camera_device_output 1", "insert rec_share 1",
-                          "insert ctrler_action_rule 1", "insert iomodule_setting 1", "insert iomodule_cam_pairing 1",
-                          "insert pos 1", "insert pos_event_conf 1", "insert ipspeaker 1", "insert axis_acs_ctrler 1",
-                          R"(message 7 hostd sync-face-database {"group_id":0})"));
+  EXPECT_THAT(
+      Update(Slave("QVA-20"), Parse(kSections)),
+      ElementsAre("insert camera 1", "message 0 msgd camera-related {}",
+                  R"(message 7 qvactruled compound {"source":[{"id":"1","srcType":0,"status":1}]})",
+                  "insert staged_file 1", "insert capability_file 1", "insert camera_detection_setting 1",
+                  "insert camera_device_output 1", "insert rec_share 1", "insert ctrler_action_rule 1",
+                  "insert iomodule 1", "insert iomodule_setting 1", "insert iomodule_cam_pairing 1", "insert pos 1",
+                  "insert pos_event_conf 1", "insert ipspeaker 1", "insert axis_acs_ctrler 1", "insert iva_task 1",
+                  "insert counting_widget 1", "insert counting_task_group 1", "insert counting_task_group_widget 1",
+                  "insert face_task 1", R"(message 7 hostd sync-face-database {"group_id":0})"));
+}
+
+TEST_F(ExportsTest, PairTakesTheSectionsInTheirOrder) {
+  EXPECT_THAT(
+      Journal([&] { EXPECT_EQ(SaveSlaveInfoPair(Slave("QVA-20"), Parse(kSections), 7), 0); }, 1),
+      ElementsAre("insert camera 1", "insert staged_file 1", "insert capability_file 1",
+                  "insert camera_detection_setting 1", "insert camera_device_output 1", "insert rec_share 1",
+                  "insert iomodule 1", "insert iomodule_setting 1", "insert iomodule_cam_pairing 1", "insert pos 1",
+                  "insert pos_event_conf 1", "insert ipspeaker 1", "insert axis_acs_ctrler 1", "insert iva_task 1",
+                  "insert counting_widget 1", "insert counting_task_group 1", "insert counting_task_group_widget 1",
+                  "insert face_task 1", R"(message 7 hostd sync-face-database {"group_id":0})",
+                  "message 7 hostd sync-license-plate-database {}"));
+}
+
+TEST_F(ExportsTest, ActionRulesKnowTheHostsCamerasAndNoSecrets) {
+  Sql("INSERT INTO camera (id,owner_zr_id,id_on_rec_server) VALUES (30,7,3)");
+  const Json::Value section =
+      Parse(R"([{"id":1,"username":"u","password":"p","door":[{"id":4,"cam_id":3},{"id":5,"cam_id":9}]}])");
+  UpdateCtrlDataInActRule(7, section);
+  EXPECT_THAT(Rows("SELECT settings FROM ctrler_action_rule"),
+              ElementsAre(R"({"door":[{"cam_id":30,"id":4},{"cam_id":0,"id":5}],"id":1})"));
+  EXPECT_THAT(Journal([&] { UpdateCtrlDataInActRule(7, section); }), IsEmpty());
 }
 
 TEST_F(ExportsTest, OnlyModelsWithAnalyticsHaveTheirDatabasesSynchronised) {

@@ -32,6 +32,7 @@ struct ConfigurableKind {
 
 constexpr ConfigurableKind kConfigurableKinds[] = {
     {"camera", [](int id, bool on) { return SetFlag(CameraTable(), id, on); }},
+    {"iomodule", [](int id, bool on) { return SetFlag(IOModuleTable(), id, on); }},
 };
 
 }  // namespace

@@ -17,12 +17,12 @@ namespace {
 void CheckNothingIsLeft(const qv::db::UnitOfWork& work, int zr, int result) {
   const std::string server = "server " + std::to_string(zr);
   if (result != 0 || work.failures() > 0) {
-    throw Failure(kFailed, server + " is not removed: a step failed, the log tells which; nothing was applied");
+    throw Failure(kFailed, server + " is not removed: a step failed, the log tells which; no row was changed");
   }
   std::string tables;
   for (const std::string& table : qv::server::TablesHolding(zr)) tables += (tables.empty() ? "" : ", ") + table;
   if (!tables.empty()) {
-    throw Failure(kFailed, server + " is not removed: rows of it would stay in " + tables + "; nothing was applied");
+    throw Failure(kFailed, server + " is not removed: rows of it would stay in " + tables + "; no row was changed");
   }
 }
 

@@ -23,8 +23,7 @@
 
 namespace {
 
-void UpdateAnalytics(const Json::Value& info, int zrId) {
-  CachedCamMap camMap(zrId, MAP_KEY_ID_ON_REC_SERVER);
+void UpdateAnalytics(const Json::Value& info, int zrId, CachedCamMap& camMap) {
   UpdateIvaInfo(info, zrId, camMap, false);
   UpdateCountingWidgetInfo(info, zrId);
   UpdateCountingTaskGroupInfo(info, zrId);
@@ -64,7 +63,8 @@ int SaveSlaveInfoUpdate(const SlaveZR& slave, const Json::Value& info, int zrId)
   SavePOSEventConfFromRecServer(zrId, info["POS_eventconf"]);
   ReconcileSpeakers(zrId, info["speaker_info"]);
   UpdateCtrlerData(zrId, info["ctrler_info"]);
-  UpdateAnalytics(info, zrId);
+  CachedCamMap camMap(zrId, MAP_KEY_ID_ON_REC_SERVER);
+  UpdateAnalytics(info, zrId, camMap);
   if (HaveTaviFeature(slave.GetZrModel()) != 0) CmsHostdApi::NotifySyncFaceDatabase(zrId, 0);
   return 0;
 }
@@ -82,7 +82,8 @@ int SaveSlaveInfoPair(const SlaveZR& slave, const Json::Value& info, int zrId) {
   SavePOSEventConfFromRecServer(zrId, info["POS_eventconf"]);
   SaveSpeakerFromRecServer(zrId, info["speaker_info"]);
   SaveCtrlerFromRec(zrId, info["ctrler_info"]);
-  UpdateAnalytics(info, zrId);
+  CachedCamMap camMap(zrId, MAP_KEY_ID_ON_REC_SERVER);
+  UpdateAnalytics(info, zrId, camMap);
   if (HaveTaviFeature(slave.GetZrModel()) != 0) {
     CmsHostdApi::NotifySyncFaceDatabase(zrId, 0);
     CmsHostdApi::NotifySyncLicensePlateDatabase(zrId);

@@ -1,5 +1,6 @@
 #include "camedgedata.h"
 
+#include <locale>
 #include <memory>
 #include <sstream>
 
@@ -16,6 +17,7 @@ struct FreeResult {
 
 void LoadCamEdgeMap(int zrId, std::map<int, EdgeStorage>& map) {
   std::ostringstream query;
+  query.imbue(std::locale::classic());  // no grouping of digits, whatever the program's locale
   query << "SELECT * FROM " << gszTableEdgeStorageSettings << " WHERE "
         << "owner_zr_id=" << zrId;
   DBResult_tag* result = nullptr;

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <list>
+#include <locale>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -21,6 +22,7 @@ inline std::vector<int> List2Vector(const std::list<int>& ids) { return {ids.beg
 template <class Iterator>
 std::string Iter2String(Iterator first, Iterator last, const std::string& separator) {
   std::ostringstream text;
+  text.imbue(std::locale::classic());  // no grouping of digits, whatever the program's locale
   for (Iterator element = first; element != last; ++element) {
     if (element != first) text << separator;
     text << *element;

@@ -4,6 +4,7 @@
 #include <list>
 #include <map>
 #include <string>
+#include <unordered_map>
 
 #include "axisacsctrler.h"
 #include "camera.h"
@@ -18,10 +19,12 @@ std::string TextOf(const Json::Value& elem, const char* key) {
   return elem[key].isString() ? elem[key].asString() : "";
 }
 
+/// The doors by their ids on the slave; of several with one id, the first.
 template <class Doors>
-auto FindDoor(Doors& doors, int idOnRecServer) {
-  return std::find_if(doors.begin(), doors.end(),
-                      [&](const AxisDoor& door) { return door.GetIdOnRecServer() == idOnRecServer; });
+auto IndexOf(Doors& doors) {
+  std::unordered_map<int, decltype(&doors.front())> index;
+  for (auto& door : doors) index.try_emplace(door.GetIdOnRecServer(), &door);
+  return index;
 }
 
 /// With equal numbers of doors, one that was swapped for another is no change: it shows with the next other one.
@@ -30,9 +33,10 @@ bool IsChanged(const AxisAcsCtrler& ctrler, int status, const std::string& macAd
   if (ctrler.GetMacAddr() != macAddr) return true;
   const std::list<AxisDoor>& doors = ctrler.GetDoorList();
   if (doors.size() != reportedDoors.size()) return true;
+  const auto index = IndexOf(doors);
   return std::any_of(reportedDoors.begin(), reportedDoors.end(), [&](const Json::Value& reported) {
-    const auto door = FindDoor(doors, IntOf(reported, "id"));
-    return door != doors.end() && door->GetStatus() != IntOf(reported, "status");
+    const auto door = index.find(IntOf(reported, "id"));
+    return door != index.end() && door->second->GetStatus() != IntOf(reported, "status");
   });
 }
 
@@ -51,13 +55,15 @@ AxisDoor NewDoor(const Json::Value& reported, std::map<int, Camera>& cameras) {
 
 std::list<AxisDoor> UpdateDoors(std::list<AxisDoor> doors, const Json::Value& reportedDoors,
                                 std::map<int, Camera>& cameras) {
+  auto index = IndexOf(doors);
   for (const Json::Value& reported : reportedDoors) {
-    const auto door = FindDoor(doors, IntOf(reported, "id"));
-    if (door == doors.end()) {
-      doors.push_back(NewDoor(reported, cameras));
-    } else if (const int status = IntOf(reported, "status"); door->GetStatus() != status) {
-      door->SetStatus(status);
-      door->Save();
+    const auto door = index.find(IntOf(reported, "id"));
+    if (door == index.end()) {
+      AxisDoor& added = doors.emplace_back(NewDoor(reported, cameras));
+      index.try_emplace(added.GetIdOnRecServer(), &added);
+    } else if (const int status = IntOf(reported, "status"); door->second->GetStatus() != status) {
+      door->second->SetStatus(status);
+      door->second->Save();
     }
   }
   return doors;
