@@ -13,7 +13,8 @@ std::string StringPrintf(const char* format, ...) {
   std::string text;
   if (length > 0) {
     text.resize(static_cast<std::size_t>(length));
-    std::vsnprintf(text.data(), text.size() + 1, format, again);  // the byte behind a string's end may be set to 0
+    // The byte behind a string's end may be set to 0.
+    static_cast<void>(std::vsnprintf(text.data(), text.size() + 1, format, again));
   }
   va_end(again);
   return text;
