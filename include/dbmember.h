@@ -121,10 +121,11 @@ class DBPrimitiveMember : public DBMember {
     }
   }
 
-  /// Always written, whatever the log's configuration, and under the place that all columns share.
+  /// Always written, whatever the log's configuration, and under the place that all columns share. Secrets in the
+  /// value are masked.
   static void LogMisfit(const Json::Value& value) {
     QVPrintf(LOG_TYPE_DIAGNOSTIC, nullptr, nullptr, "include/dbmember", 100, "SetByJson",
-             "Failed converting Json [%s] to DBPrimitiveMember\n", JsonWrite(value, true).c_str());
+             "Failed converting Json [%s] to DBPrimitiveMember\n", JsonDump(value).c_str());
   }
 
   T value_{};

@@ -59,11 +59,7 @@ inline const std::vector<Call>& Calls() {
       {"status", [] { ApplyStatus(report); }},
       {"remove", [] { RemoveSlaveData(kSlave); }},
       {"remove related", [] { SyncRelatedTableForSlaveDel(kSlave); }},
-      {"doors",
-       [] {
-         std::unordered_map<int, int> doors;
-         GetAxisDoorZrIdMap(doors);
-       }},
+      {"doors", [doors = std::unordered_map<int, int>()]() mutable { GetAxisDoorZrIdMap(doors); }},
   };
   return calls;
 }

@@ -3,19 +3,15 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sqlite3.h>
-#include <sys/resource.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <csignal>
-#include <cstdlib>
-#include <utility>
 
 #include "calls.h"
 #include "db/database.h"
 #include "db/sqlite/sqlitedriver.h"
 #include "log/log.h"
 #include "support/hoststate.h"
+#include "support/scratch.h"
 #include "support/wrappeddriver.h"
 
 namespace {
@@ -34,10 +30,12 @@ struct Fault {
   bool is_committed = false;       ///< a transaction has been committed
   bool came_after_commit = false;  ///< the first failure did not come before that
 
-  bool Strikes() {
+  void Count(qv::db::Connection& connection) {
     ++calls;
     if (calls == at) came_after_commit = is_committed;
-    return at > 0 && (calls == at || (lasts && calls > at));
+    if (at == 0 || calls < at || (calls > at && !lasts)) return;
+    if (kind == Error::Kind::Lost) connection.Rollback();
+    throw Error(kind, "a planted fault");
   }
 };
 Fault fault;
@@ -46,14 +44,7 @@ class FaultyStatement : public support::WrappedStatement {
  public:
   FaultyStatement(std::unique_ptr<qv::db::Statement> inner, qv::db::Connection& connection)
       : WrappedStatement(std::move(inner)), connection_(connection) {}
-  bool Step() override {
-    if (fault.Strikes()) Fail(connection_);
-    return WrappedStatement::Step();
-  }
-  [[noreturn]] static void Fail(qv::db::Connection& connection) {
-    if (fault.kind == Error::Kind::Lost) connection.Rollback();
-    throw Error(fault.kind, "a planted fault");
-  }
+  bool Step() override { return fault.Count(connection_), WrappedStatement::Step(); }
 
  private:
   qv::db::Connection& connection_;
@@ -63,16 +54,13 @@ class FaultyConnection : public support::WrappedConnection {
  public:
   using WrappedConnection::WrappedConnection;
   std::unique_ptr<qv::db::Statement> Prepare(const char* sql, bool keep, const char** rest) override {
-    if (fault.Strikes()) FaultyStatement::Fail(*this);
+    fault.Count(*this);
     auto statement = WrappedConnection::Prepare(sql, keep, rest);
     return statement ? std::make_unique<FaultyStatement>(std::move(statement), *this) : nullptr;
   }
-  void Begin() override {
-    if (fault.Strikes()) FaultyStatement::Fail(*this);
-    WrappedConnection::Begin();
-  }
+  void Begin() override { fault.Count(*this), WrappedConnection::Begin(); }
   void Commit() override {
-    if (fault.Strikes()) FaultyStatement::Fail(*this);
+    fault.Count(*this);
     WrappedConnection::Commit();
     fault.is_committed = true;
   }
@@ -81,10 +69,6 @@ class FaultyConnection : public support::WrappedConnection {
 class FaultsTest : public testing::Test {
  protected:
   void SetUp() override {
-    std::string pattern = testing::TempDir() + "qvfaults-XXXXXX";
-    ASSERT_NE(mkdtemp(pattern.data()), nullptr);
-    root_ = pattern;
-    folder_ = root_ / "data";
     qv::log::SetSink([this](const qv::log::Line&) { ++log_lines_; });
     fault = {};
     Open();
@@ -97,7 +81,6 @@ class FaultsTest : public testing::Test {
   void TearDown() override {
     qv::db::Close();
     qv::log::Reset();
-    fs::remove_all(root_);
   }
 
   /// Back to the host as it was paired.
@@ -132,27 +115,9 @@ class FaultsTest : public testing::Test {
     }
   }
 
-  /// Runs `work` in a process of its own with the folder open. @return its exit status: 0 done, 1 failed by an error
-  template <class Work>
-  int InProcess(Work&& work) {
-    const pid_t child = fork();
-    if (child == 0) {
-      int status = 0;
-      try {
-        work();
-      } catch (const Error& error) {
-        status = 1;
-      }
-      qv::db::Close();
-      _exit(status);
-    }
-    int status = 0;
-    waitpid(child, &status, 0);
-    return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
-  }
-
-  fs::path root_;
-  fs::path folder_;
+  support::ScratchFolder scratch_;
+  const fs::path root_ = scratch_.path();
+  const fs::path folder_ = root_ / "data";
   State old_;
   int log_lines_ = 0;
 };
@@ -211,7 +176,6 @@ TEST_F(FaultsTest, LeaveTheOldOrTheNewState) {
       }
     }
   }
-  RecordProperty("points", points);
   printf("%d fault points\n", points);
 }
 
@@ -223,15 +187,20 @@ TEST_F(FaultsTest, AFullDiskLeavesTheOldStateOrTheNew) {
     for (rlim_t limit = 0; status != 0; limit += step) {
       ASSERT_LT(limit, 100'000'000) << call.name;
       Reset();
-      status = InProcess([&] {
+      status = support::EndOf(support::StartChild([&] {
         std::signal(SIGXFSZ, SIG_IGN);
         const rlimit size{.rlim_cur = limit, .rlim_max = RLIM_INFINITY};
         setrlimit(RLIMIT_FSIZE, &size);
-        Open();
-        qv::db::UnitOfWork unit;
-        call.run();
-        unit.Commit();
-      });
+        try {
+          Open();
+          qv::db::UnitOfWork unit;
+          call.run();
+          unit.Commit();
+        } catch (const Error&) {
+          return 1;
+        }
+        return 0;
+      }));
       ASSERT_THAT(status, testing::AnyOf(0, 1)) << call.name << " at " << limit;
       ASSERT_THAT(support::FindDamage(folder_), testing::IsEmpty()) << call.name << " at " << limit;
       if (status == 0) break;
@@ -242,18 +211,6 @@ TEST_F(FaultsTest, AFullDiskLeavesTheOldStateOrTheNew) {
   EXPECT_GT(refused, 0);
 }
 
-TEST_F(FaultsTest, AFullDatabaseLosesTheUnitOfWork) {
-  Open();
-  qv::db::ThisThread().Execute("PRAGMA max_page_count = 1");  // no more than there are
-  Json::Value large;
-  large["speaker_info"][0]["id"] = 1;
-  large["speaker_info"][0]["name"] = std::string(1'000'000, 'x');
-  const Call update{"update", [&] { SaveSlaveInfoUpdate(support::Slave(), large, support::kSlave); }};
-  EXPECT_FALSE(RunCall(update, true));
-  qv::db::Close();
-  EXPECT_TRUE(Look() == old_);
-}
-
 TEST_F(FaultsTest, AReadOnlyFolderIsRefusedWithItsName) {
   // Root may write everywhere: somebody else tries.
   for (const auto& entry : fs::recursive_directory_iterator(root_)) {
@@ -262,15 +219,16 @@ TEST_F(FaultsTest, AReadOnlyFolderIsRefusedWithItsName) {
   fs::permissions(root_, fs::perms(0755));
   fs::permissions(folder_, fs::perms::owner_read | fs::perms::owner_exec);
   fs::permissions(folder_ / "qvcms.db", fs::perms::owner_read);
-  EXPECT_EQ(InProcess([&] {
-              if (getuid() == 0 && setuid(65534) != 0) _exit(9);
+  EXPECT_EQ(support::EndOf(support::StartChild([&] {
+              if (getuid() == 0 && setuid(65534) != 0) return 9;
               try {
                 Open();
               } catch (const Error& error) {
                 const bool names_it = std::string(error.what()).find("writable for this user") != std::string::npos;
-                _exit(error.kind() == Error::Kind::Unusable && names_it ? 5 : 6);
+                return error.kind() == Error::Kind::Unusable && names_it ? 5 : 6;
               }
-            }),
+              return 0;
+            })),
             5);
   fs::permissions(folder_, fs::perms::owner_all);
 }
@@ -281,23 +239,14 @@ TEST_F(FaultsTest, AnotherWriterIsWaitedForAndThenReported) {
   ASSERT_EQ(sqlite3_open((folder_ / "qvcms.db").c_str(), &other), SQLITE_OK);
   ASSERT_EQ(sqlite3_exec(other, "BEGIN IMMEDIATE", nullptr, nullptr, nullptr), SQLITE_OK);
   const Call& status = support::Calls()[2];
-  try {
-    qv::db::UnitOfWork unit;
-    ADD_FAILURE() << "two writers at once";
-  } catch (const Error& error) {
-    EXPECT_EQ(error.kind(), Error::Kind::Busy) << error.what();
-  }
+  EXPECT_FALSE(RunCall(status, true)) << "two writers at once";
   log_lines_ = 0;
   EXPECT_TRUE(RunCall(status, false)) << "without a unit of work each step fails for itself";
   EXPECT_GT(log_lines_, 0);
-  ASSERT_EQ(sqlite3_exec(other, "ROLLBACK", nullptr, nullptr, nullptr), SQLITE_OK);
-  sqlite3_close(other);
-  EXPECT_EQ(support::QueryFolder(folder_, "SELECT COUNT(*) FROM message"),
-            Lines{std::to_string(std::count_if(old_.first.begin(), old_.first.end(),
-                                               [](const std::string& line) { return line.starts_with("message "); }))});
+  ASSERT_EQ(sqlite3_close(other), SQLITE_OK);  // which rolls back
+  EXPECT_EQ(support::DumpDatabase(folder_), old_.first);
   EXPECT_TRUE(RunCall(status, true));
-  qv::db::Close();
-  EXPECT_FALSE(Look() == old_);
+  EXPECT_NE(support::DumpDatabase(folder_), old_.first);
 }
 
 }  // namespace

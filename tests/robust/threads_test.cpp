@@ -2,10 +2,9 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <sys/wait.h>
-#include <unistd.h>
+#include <sys/mman.h>
 
-#include <cstdlib>
+#include <atomic>
 #include <random>
 #include <thread>
 
@@ -14,6 +13,7 @@
 #include "db/database.h"
 #include "log/log.h"
 #include "support/hoststate.h"
+#include "support/scratch.h"
 
 namespace {
 
@@ -25,33 +25,20 @@ constexpr int kSlaves = 12;
 constexpr int kCounter = 100;  ///< a server whose record counts the calls
 constexpr int kDevices = 4;
 
-/// Devices that all carry the same note, so that a mixture of two documents shows.
-Json::Value Document(const std::string& note, int first_id) {
+/// How many calls were committed, for all processes.
+std::atomic<int>* committed = nullptr;
+
+/// Devices that all carry the same value, so that a mixture of two documents shows.
+Json::Value Document(int first_id, const std::string& member, const Json::Value& value) {
   Json::Value document(Json::objectValue);
   for (const char* section : {"POS_info", "speaker_info", "iomodule_info", "camera_info"}) {
     for (int id = first_id; id < first_id + kDevices; ++id) {
-      Json::Value entry(Json::objectValue);
+      Json::Value& entry = document[section].append(Json::objectValue);
       entry["id"] = id;
-      entry["name"] = note;
-      entry["note"] = note;
-      document[section].append(entry);
+      entry[member] = value;
     }
   }
   return document;
-}
-
-Json::Value Report(int status, int first_id) {
-  Json::Value report(Json::objectValue);
-  report["status"] = SLAVE_ZR_CONNECTED;
-  for (const char* section : {"POS_info", "speaker_info", "iomodule_info", "camera_info"}) {
-    for (int id = first_id; id < first_id + kDevices; ++id) {
-      Json::Value entry(Json::objectValue);
-      entry["id"] = id;
-      entry["status"] = status;
-      report[section].append(entry);
-    }
-  }
-  return report;
 }
 
 /// One more call is counted in the record of a server that all callers share, and told by a message: a lost update is
@@ -87,19 +74,22 @@ void CallOnce(std::mt19937& random, const std::string& caller) {
     SyncRelatedTableForSlaveDel(zr);
     RemoveSlaveData(zr);
   } else if (choice == 1) {  // a plan: nothing of it stays
-    SaveSlaveInfoUpdate(support::Slave(zr), Document("planned", first_id), zr);
+    SaveSlaveInfoUpdate(support::Slave(zr), Document(first_id, "name", "planned"), zr);
     CountCall();
     return;
   } else if (choice < 5) {
     SlaveZRSave(support::Slave(zr));
-    support::ApplyStatus(Report(static_cast<int>(random() % 3), first_id), zr);
+    Json::Value report = Document(first_id, "status", static_cast<int>(random() % 3));
+    report["status"] = SLAVE_ZR_CONNECTED;
+    support::ApplyStatus(report, zr);
   } else {
     SlaveZRSave(support::Slave(zr));
-    SaveSlaveInfoUpdate(support::Slave(zr), Document(caller, first_id), zr);
+    SaveSlaveInfoUpdate(support::Slave(zr), Document(first_id, "name", caller), zr);
   }
   CheckSlave(zr);
   CountCall();
   unit.Commit();
+  ++*committed;
 }
 
 void RunThreads(int process, int rounds) {
@@ -122,57 +112,45 @@ void RunThreads(int process, int rounds) {
 }
 
 TEST(ThreadsTest, ProcessesAndThreadsTakeTurns) {
-  std::string pattern = testing::TempDir() + "qvthreads-XXXXXX";
-  ASSERT_NE(mkdtemp(pattern.data()), nullptr);
-  const fs::path root = pattern;
+  const support::ScratchFolder root;
+  const fs::path folder = root.path() / "data";
+  void* const shared = mmap(nullptr, sizeof *committed, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+  ASSERT_NE(shared, MAP_FAILED);
+  committed = new (shared) std::atomic<int>(0);
   qv::db::Options options;
   options.driver = {.busy_timeout = std::chrono::minutes(5), .durability = qv::db::Durability::Process};
   qv::log::SetSink([](const qv::log::Line& line) {
     if (line.level == "ERR") ADD_FAILURE() << line.function << " " << line.text;
   });
-  qv::db::Open(root / "data", options);
+  qv::db::Open(folder, options);
   SlaveZRSave(support::Slave(kCounter));
   qv::db::Close();
 
   const int rounds = std::getenv("QV_LONG_TESTS") != nullptr ? 250 : 6;
   std::vector<pid_t> children;
   for (int process = 1; process <= kProcesses; ++process) {
-    children.push_back(fork());
-    if (children.back() != 0) continue;
-    qv::db::Open(root / "data", options);
-    RunThreads(process, rounds);
-    qv::db::Close();
-    _exit(testing::Test::HasFailure() ? 1 : 0);
+    children.push_back(support::StartChild([&] {
+      qv::db::Open(folder, options);
+      RunThreads(process, rounds);
+      qv::db::Close();
+      return testing::Test::HasFailure() ? 1 : 0;
+    }));
   }
-  for (const pid_t child : children) {
-    int status = 0;
-    waitpid(child, &status, 0);
-    EXPECT_EQ(status, 0);
-  }
-  EXPECT_THAT(support::FindDamage(root / "data"), testing::IsEmpty());
-  const std::string counted =
-      support::QueryFolder(root / "data", "SELECT cam_count FROM server WHERE id = " + std::to_string(kCounter))[0];
-  // What a caller draws follows from its number, so what it must have committed is known.
-  int expected = 0;
-  for (int caller = kThreads; caller < (kProcesses + 1) * kThreads; ++caller) {
-    std::mt19937 random(static_cast<unsigned>(caller));
-    for (int round = 0; round < rounds; ++round) {
-      random.discard(2);
-      const auto choice = random() % 8;
-      random.discard(choice >= 2 && choice < 5 ? 2 : 1);
-      expected += choice == 1 ? 0 : 1;
-    }
-  }
-  EXPECT_EQ(counted, std::to_string(expected)) << "an update was lost";
-  const auto messages = support::QueryFolder(
-      root / "data", "SELECT payload FROM message WHERE zr_id = " + std::to_string(kCounter) + " ORDER BY id");
+  for (const pid_t child : children) EXPECT_EQ(support::EndOf(child), 0);
+  EXPECT_THAT(support::FindDamage(folder), testing::IsEmpty());
+  const int expected = *committed;
+  const std::string server = std::to_string(kCounter);
+  const auto counted = support::QueryFolder(folder, "SELECT cam_count FROM server WHERE id = " + server);
+  EXPECT_EQ(counted[0], std::to_string(expected)) << "an update was lost";
+  const auto messages =
+      support::QueryFolder(folder, "SELECT payload FROM message WHERE zr_id = " + server + " ORDER BY id");
   ASSERT_EQ(messages.size(), static_cast<std::size_t>(expected)) << "messages do not match the commits";
   for (std::size_t i = 0; i < messages.size(); ++i) {
     EXPECT_EQ(messages[i], "{\"group_id\":" + std::to_string(i + 1) + "}") << "messages are not in order of commit";
   }
   printf("%d calls from %d threads of %d processes\n", kProcesses * kThreads * rounds, kThreads, kProcesses);
   qv::log::Reset();
-  fs::remove_all(root);
+  munmap(shared, sizeof *committed);
 }
 
 }  // namespace

@@ -6,6 +6,7 @@
 #include <fstream>
 #include <iterator>
 #include <memory>
+#include <regex>
 #include <stdexcept>
 
 namespace support {
@@ -47,21 +48,6 @@ std::vector<std::string> Select(sqlite3* database, const std::string& sql) {
   return rows;
 }
 
-/// The columns of `table` as a list for SELECT.
-std::string ColumnsOf(sqlite3* database, const std::string& table) {
-  std::string columns;
-  for (const std::string& name : Select(database, "SELECT name FROM pragma_table_info('" + table + "')")) {
-    if (name == "last_report") continue;
-    columns += (columns.empty() ? "\"" : ", \"") + name + "\"";
-  }
-  return columns;
-}
-
-bool IsDatabaseFile(const std::string& name) {
-  return name.starts_with("qvcms.db") || name == "writer.lock" || name == "device-cache.shm" ||
-         name.starts_with("staging");
-}
-
 }  // namespace
 
 std::vector<std::string> DumpDatabase(const std::filesystem::path& folder) {
@@ -69,8 +55,10 @@ std::vector<std::string> DumpDatabase(const std::filesystem::path& folder) {
   std::vector<std::string> lines;
   for (const std::string& table :
        Select(database.get(), "SELECT name FROM sqlite_schema WHERE type = 'table' ORDER BY name")) {
-    const std::string columns = ColumnsOf(database.get(), table);
-    for (std::string& row : Select(database.get(), "SELECT " + columns + " FROM \"" + table + "\" ORDER BY 1")) {
+    const std::string columns =
+        Select(database.get(), "SELECT group_concat('\"' || name || '\"') FROM pragma_table_info('" + table +
+                                   "') WHERE name <> 'last_report'")[0];
+    for (const std::string& row : Select(database.get(), "SELECT " + columns + " FROM \"" + table + "\" ORDER BY 1")) {
       if (row.starts_with("staged_file|")) continue;  // how many files were ever staged is no state
       lines.push_back(table + " " + row);
     }
@@ -79,10 +67,11 @@ std::vector<std::string> DumpDatabase(const std::filesystem::path& folder) {
 }
 
 std::vector<std::string> DumpFiles(const std::filesystem::path& folder) {
+  const std::regex own("(qvcms\\.db|staging).*|writer\\.lock|device-cache\\.shm");
   std::vector<std::string> lines;
   for (const auto& entry : std::filesystem::recursive_directory_iterator(folder)) {
     const std::string name = entry.path().lexically_relative(folder).string();
-    if (IsDatabaseFile(name) || !entry.is_regular_file()) continue;
+    if (std::regex_match(name, own) || !entry.is_regular_file()) continue;
     const auto mode = static_cast<unsigned>(entry.status().permissions());
     lines.push_back(name + " " + std::to_string(mode) + " " + ReadWholeFile(entry.path()));
   }
@@ -91,13 +80,10 @@ std::vector<std::string> DumpFiles(const std::filesystem::path& folder) {
 }
 
 std::vector<std::string> FindDamage(const std::filesystem::path& folder) {
-  const Database database = Open(folder);
-  std::vector<std::string> problems = Select(database.get(), "PRAGMA integrity_check");
-  if (problems == std::vector<std::string>{"ok"}) problems.clear();
-  for (std::string& row : Select(database.get(), "PRAGMA foreign_key_check")) {
-    problems.push_back("reference that leads nowhere: " + row);
-  }
-  return problems;
+  return QueryFolder(
+      folder,
+      "SELECT integrity_check FROM pragma_integrity_check WHERE integrity_check <> 'ok' UNION ALL "
+      "SELECT 'reference that leads nowhere: ' || \"table\" || ' ' || rowid FROM pragma_foreign_key_check");
 }
 
 std::vector<std::string> QueryFolder(const std::filesystem::path& folder, const std::string& sql) {

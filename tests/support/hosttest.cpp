@@ -1,7 +1,5 @@
 #include "hosttest.h"
 
-#include <cstdlib>
-
 #include "db/database.h"
 #include "json/document.h"
 
@@ -10,19 +8,15 @@ namespace support {
 Json::Value Parse(const std::string& text) { return qv::json::ReadDocument(text, {}); }
 
 HostTest::HostTest() {
-  std::string pattern = testing::TempDir() + "qvhost-XXXXXX";
-  if (mkdtemp(pattern.data()) == nullptr) throw std::runtime_error("no temporary folder");
-  folder_ = pattern;
   qv::db::Options options;
   options.factory = NotingDriver();
   options.driver.durability = qv::db::Durability::Process;
-  qv::db::Open(folder_, options);
+  qv::db::Open(folder(), options);
 }
 
 HostTest::~HostTest() {
   StopJournal();
   qv::db::Close();
-  std::filesystem::remove_all(folder_);
 }
 
 Lines HostTest::Journal(const std::function<void()>& call, int level) {

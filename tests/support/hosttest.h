@@ -10,6 +10,7 @@
 #include <string>
 
 #include "journal.h"
+#include "scratch.h"
 
 namespace support {
 
@@ -34,10 +35,10 @@ class HostTest : public testing::Test {
   /// From now on every statement about `table` fails.
   static void Break(const std::string& table);
 
-  const std::filesystem::path& folder() const { return folder_; }
+  const std::filesystem::path& folder() const { return folder_.path(); }
 
  private:
-  std::filesystem::path folder_;
+  ScratchFolder folder_;
 };
 
 }  // namespace support

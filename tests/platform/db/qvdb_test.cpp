@@ -11,10 +11,6 @@ using testing::HasSubstr;
 
 class QvdbTest : public DatabaseTest {
  protected:
-  void SetUp() override {
-    DatabaseTest::SetUp();
-    OpenItems();
-  }
   static int Run(const std::string& sql, DBResult_tag** result = nullptr, DB_INSTANCE instance = kDbInstanceMain) {
     return QVDB::Execute(instance, sql, result, false, true, true, true);
   }
@@ -61,34 +57,6 @@ TEST_F(QvdbTest, FailureLeavesEverythingAsItWasAndOneLine) {
   EXPECT_THAT(testing::internal::GetCapturedStderr(), testing::Not(HasSubstr("[0]")));
 }
 
-TEST_F(QvdbTest, InsideAUnitOfWorkItGoesWithIt) {
-  {
-    UnitOfWork unit;
-    EXPECT_EQ(Run("INSERT INTO item VALUES ('a', 1); INSERT INTO item VALUES ('b', 2)"), 0);
-    testing::internal::CaptureStderr();
-    EXPECT_EQ(Run("DELETE FROM item; DELETE FROM missing"), -1);
-    testing::internal::GetCapturedStderr();
-    EXPECT_EQ(Items(), "a=1 b=2");
-  }
-  EXPECT_EQ(Items(), "");
-}
-
-TEST_F(QvdbTest, ALongTextTakesTimeInProportion) {
-  const auto seconds = [](int statements) {
-    std::string sql;
-    for (int i = 0; i < statements; ++i) {
-      sql +=
-          "UPDATE item SET value = " + std::to_string(i) + " WHERE name = 'camera number " + std::to_string(i) + "';";
-    }
-    const auto start = std::chrono::steady_clock::now();
-    EXPECT_EQ(Run(sql), 0);
-    return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-  };
-  seconds(1000);
-  const double few = seconds(5000);
-  EXPECT_LT(seconds(50'000) / few, 50);  // in proportion 10, with a copy of the rest for each statement above 100
-}
-
 TEST_F(QvdbTest, QuotedTextReadsBack) {
   for (const char* text : {"", "plain", "it's", "''", "a\\'b\n\"x\"; DROP TABLE item; --", "\xc3\xa4"}) {
     DBResult_tag* result = nullptr;
@@ -99,20 +67,6 @@ TEST_F(QvdbTest, QuotedTextReadsBack) {
     QVDBFreeResult(result);
   }
   EXPECT_EQ(QVDB::QuoteEscape(std::string("a\0'b", 4)), "'a'");
-}
-
-TEST_F(QvdbTest, FieldsAsBool) {
-  const std::pair<const char*, bool> cases[] = {{"1", true},      {"-2", true},      {"0.5", true},    {"'t'", true},
-                                                {"'true'", true}, {"0", false},      {"0.0", false},   {"'f'", false},
-                                                {"''", false},    {"NULL", false},   {"'yes'", false}, {"'1x'", false},
-                                                {"'nan'", false}, {"'TRUE'", false}, {"'00'", false}};
-  for (const auto& [literal, expected] : cases) {
-    DBResult_tag* result = nullptr;
-    ASSERT_EQ(Run(std::string("SELECT ") + literal + " AS flag", &result), 0);
-    EXPECT_EQ(QVDB::FetchFieldAsBool(result, 0, "flag"), expected) << literal;
-    EXPECT_FALSE(QVDB::FetchFieldAsBool(result, 0, "other"));
-    QVDBFreeResult(result);
-  }
 }
 
 }  // namespace

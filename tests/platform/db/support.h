@@ -1,41 +1,21 @@
-/// A data folder of its own for each test of the database, and a driver that fails where a test wants it to.
+/// A data folder of its own for each test of the database.
 #pragma once
 
 #include <gtest/gtest.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
-#include <algorithm>
-#include <cstdio>
 #include <filesystem>
 #include <fstream>
-#include <functional>
 #include <iterator>
 #include <string>
 #include <vector>
 
 #include "db/database.h"
-#include "db/sqlite/sqlitedriver.h"
-#include "support/wrappeddriver.h"
 
 namespace qv::db::test {
 
 inline constexpr Migration kItemSchema[] = {
     {1, [](Session& session) { session.Execute("CREATE TABLE item (name TEXT UNIQUE, value INTEGER)"); }}};
-
-/// The real driver, with a function called after every commit.
-class CommitWatcher : public support::WrappedConnection {
- public:
-  CommitWatcher(std::unique_ptr<Connection> inner, std::function<void()> committed)
-      : WrappedConnection(std::move(inner)), committed_(std::move(committed)) {}
-  void Commit() override {
-    WrappedConnection::Commit();
-    committed_();
-  }
-
- private:
-  std::function<void()> committed_;
-};
 
 class DatabaseTest : public testing::Test {
  protected:
@@ -44,6 +24,7 @@ class DatabaseTest : public testing::Test {
     ASSERT_NE(mkdtemp(pattern.data()), nullptr);
     root_ = pattern;
     folder_ = root_ / "data";
+    OpenItems();
   }
   void TearDown() override {
     Close();
@@ -56,30 +37,6 @@ class DatabaseTest : public testing::Test {
             .migrations = kItemSchema};
   }
   void OpenItems() { Open(folder_, ItemOptions()); }
-
-  /// Runs `work` in a process of its own. @return its exit status, or minus the signal that ended it
-  template <class Work>
-  static int InProcess(Work&& work) {
-    return Wait(Start(std::forward<Work>(work)));
-  }
-  template <class Work>
-  static pid_t Start(Work&& work) {
-    const pid_t child = fork();
-    if (child != 0) return child;
-    try {
-      work();
-      Close();
-    } catch (const std::exception& error) {
-      fprintf(stderr, "child: %s\n", error.what());
-      _exit(1);
-    }
-    _exit(0);
-  }
-  static int Wait(pid_t child) {
-    int status = 0;
-    waitpid(child, &status, 0);
-    return WIFSIGNALED(status) ? -WTERMSIG(status) : WEXITSTATUS(status);
-  }
 
   static std::string Read(const std::filesystem::path& path) {
     std::ifstream file(path, std::ios::binary);
@@ -107,16 +64,6 @@ class DatabaseTest : public testing::Test {
     }
     ADD_FAILURE() << "no error";
     return {Error::Kind::Statement, ""};
-  }
-  /// The names of all files below the data folder, without the lock, sorted.
-  std::vector<std::string> Files() const {
-    std::vector<std::string> files;
-    for (const auto& entry : std::filesystem::recursive_directory_iterator(folder_)) {
-      const std::string name = entry.path().lexically_relative(folder_);
-      if (name != "writer.lock") files.push_back(name);
-    }
-    std::sort(files.begin(), files.end());
-    return files;
   }
 
   std::filesystem::path root_;

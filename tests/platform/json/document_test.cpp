@@ -2,10 +2,7 @@
 
 #include <gtest/gtest.h>
 #include <json/reader.h>
-#include <unistd.h>
 
-#include <filesystem>
-#include <fstream>
 #include <limits>
 #include <string>
 
@@ -15,15 +12,6 @@ namespace {
 
 using qv::json::DocumentError;
 using qv::json::ReadDocument;
-using qv::json::ReadDocumentFile;
-
-std::string Repeat(std::size_t count, const std::string& text) {
-  std::string repeated;
-  for (std::size_t i = 0; i < count; ++i) {
-    repeated += text;
-  }
-  return repeated;
-}
 
 /// What reading `text` says: the value as text, or the error with its place.
 std::string Read(const std::string& text, const qv::json::ReadLimits& limits = {}) {
@@ -46,37 +34,25 @@ TEST(Document, IsReadOrRefusedWithItsPlace) {
        "[9223372036854775807,-9223372036854775808,18446744073709551615]"},
       {"[18446744073709551616,-9223372036854775809,0.1,1e-400]",
        "[18446744073709551616.0,-9223372036854775808.0,0.1,0.0]"},
-      {"7", "7"},
       // Numbers
       {"{\"a\":1,\n \"b\": 1e400}", "2:7 the number 1e400 is too large"},
       {"[18446744073709551616,01]", "1:23 a number begins with 0"},
-      {"[1.]", "1:2 a number lacks a digit"},
-      {"[-]", "1:2 a number lacks a digit"},
       {"1e+", "1:1 the document ends early: a number lacks a digit"},
-      {"[+1]", "1:2 a value is expected"},
-      {"[NaN]", "1:2 a value is expected"},
       // Structure
-      {"", "1:1 the document ends early: a value is expected"},
       {"{\"a\":1", "1:7 the document ends early: ',' or '}' is expected"},
       {"[1,]", "1:4 a value is expected"},
-      {"[1 2]", "1:4 ',' or ']' is expected"},
       {"[]\n\r\n\r ]", "4:2 there is text after the document"},
-      {"{} // comment", "1:4 there is text after the document"},
-      {"{a:1}", "1:2 a member's name in '\"' is expected"},
       {"{\"a\" 1}", "1:6 ':' is expected"},
       {"{\"\xC3\xBC\":tru}", "1:6 a value is expected"},
       {std::string("[]\0", 3), "1:3 there is text after the document"},
       // Members
       {"{\"a\":1,\n\"b\":{\"c\":1,\"c\":2}}", "2:12 the member 'c' is given twice"},
       {"{\"a\":1,\"\\u0061\":1}", "1:8 the member 'a' is given twice"},
-      {"{\"a\":1e400,\"a\":1}", "1:6 the number 1e400 is too large"},
       // Strings
       {"[\"a\tb\"]", "1:4 a control character in a string is not escaped"},
       {"[\"ab]", "1:2 the document ends early: a string is not closed"},
       {"[\"\\x\"]", "1:3 an unknown escape in a string"},
-      {"[\"\\u00g0\"]", "1:3 an escape in a string without its four digits"},
       {"[\"\\ud800\"]", "1:3 half of a surrogate pair in a string"},
-      {"[\"\\udc00\"]", "1:3 half of a surrogate pair in a string"},
       // Bytes
       {"\xEF\xBB\xBF{}", "1:1 begins with a byte order mark"},
       {"[\"\xC3\xBC\",\n\"\xE9\x96\x80\xFF\"]", "2:3 not UTF-8"},
@@ -90,16 +66,13 @@ TEST(Document, IsReadOrRefusedWithItsPlace) {
 TEST(Document, IsLimitedInDepthAndSize) {
   EXPECT_EQ(Read("[[1],{}]", {.depth = 2}), "[[1],{}]");
   EXPECT_EQ(Read("[[1],[[]]]", {.depth = 2}), "1:7 nested deeper than 2 levels");
-  EXPECT_EQ(Read("[[1],{\"a\":{}}]", {.depth = 2}), "1:11 nested deeper than 2 levels");
-  EXPECT_EQ(Read("{\"a\":18446744073709551616,\"b\":[[0]]}", {.depth = 2}), "1:32 nested deeper than 2 levels");
 
-  const std::string deepest = Repeat(qv::json::kMaxDepth, "[") + Repeat(qv::json::kMaxDepth, "]");
+  const std::string deepest = std::string(qv::json::kMaxDepth, '[') + std::string(qv::json::kMaxDepth, ']');
   const std::size_t no_limit = std::numeric_limits<std::size_t>::max();
   EXPECT_EQ(Read(deepest, {.depth = no_limit}), deepest);
   EXPECT_TRUE(
       QVJson::CheckEqual(ReadDocument(deepest, {.depth = no_limit}), ReadDocument(deepest, {.depth = no_limit})));
-  EXPECT_EQ(Read(Repeat(100000, "["), {.depth = no_limit}), "1:1001 nested deeper than 1000 levels");
-  EXPECT_EQ(Read(Repeat(100000, "{\"a\":")), "1:321 nested deeper than 64 levels");
+  EXPECT_EQ(Read(std::string(100000, '['), {.depth = no_limit}), "1:1001 nested deeper than 1000 levels");
 
   EXPECT_EQ(Read("[1]", {.size = 3}), "[1]");
   EXPECT_EQ(Read("[1] ", {.size = 3}), "0:0 larger than 3 bytes");
@@ -125,38 +98,6 @@ TEST(Document, RowsReadAsTheyAreWhateverTheShapeOfTheirNeighbours) {
 
   const std::string row = R"({"a":1,"b":2,"c":3,"d":4},)";
   EXPECT_EQ(Read('[' + row + row + R"({"a":1,"b":2,"c":3,"a":4}])"), "1:73 the member 'a' is given twice");
-  const std::string twice = R"({"a":1,"b":2,"c":3,"a":4})";
-  EXPECT_EQ(Read('[' + twice + ',' + twice + ']'), "1:21 the member 'a' is given twice");
-}
-
-TEST(Document, FileIsReadOrSaysWhyNot) {
-  const std::filesystem::path folder = testing::TempDir() + "qv_document_" + std::to_string(getpid());
-  std::filesystem::create_directory(folder);
-  const std::string file = folder / "document";
-  std::ofstream(file) << "{\"a\":" << std::string(100000, ' ') << "1}\n";
-  EXPECT_EQ(JsonWrite(ReadDocumentFile(file, {}), true), "{\"a\":1}");
-
-  const int standard_input = dup(STDIN_FILENO);
-  ASSERT_NE(freopen(file.c_str(), "r", stdin), nullptr);
-  EXPECT_EQ(JsonWrite(ReadDocumentFile("-", {}), true), "{\"a\":1}");
-  dup2(standard_input, STDIN_FILENO);
-  close(standard_input);
-
-  const auto error_of = [](const std::string& path, const qv::json::ReadLimits& limits) -> std::string {
-    try {
-      ReadDocumentFile(path, limits);
-    } catch (const DocumentError& error) {
-      return error.what();
-    }
-    return "read";
-  };
-  EXPECT_EQ(error_of(file, {.size = 100}), "larger than 100 bytes");
-  EXPECT_EQ(error_of("/dev/zero", {.size = 100}), "larger than 100 bytes");
-  EXPECT_EQ(error_of(folder / "missing", {}), "No such file or directory");
-  EXPECT_EQ(error_of(folder, {}), "Is a directory");
-  std::ofstream(file) << "{\n]";
-  EXPECT_EQ(error_of(file, {}), "line 2, column 1: a member's name in '\"' is expected");
-  std::filesystem::remove_all(folder);
 }
 
 }  // namespace

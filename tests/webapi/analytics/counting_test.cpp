@@ -1,4 +1,3 @@
-#include "analytics/taskgroups.h"
 #include "analyticstest.h"
 #include "qvobjectcounting.h"
 #include "slavedata.h"
@@ -109,29 +108,6 @@ TEST_F(Counting, MessagesNameTheirPlaces) {
                           "ERR" + function + "252 Failed to get IvaTasks list of ZR [7]."));
 }
 
-TEST_F(Counting, ConvertersTakeWhatMakesAWidget) {
-  using Converter = QvObjectCounting::CountingWidgetConverter;
-  const Optional<QvObjectCounting::RegionWidget> region = Converter::Convert2RegionWidget(Parse(
-      R"({"id":4,"id_on_rec_server":3,"iva_setting_id":2,"name":"N","detect_type":1,"calculation_type":2,"capacity":8,
-                "colour":"red","none":null,)" +
-      kRegion + "}"));
-  ASSERT_TRUE(region);
-  EXPECT_EQ(region.Value().id * 1000 + region.Value().idOnRecServer * 100 + region.Value().taskId * 10 +
-                region.Value().capacity,
-            4328);
-  EXPECT_EQ(region.Value().detectType, COUNTING_WIDGET_DETECT_VEHICLE);
-  EXPECT_EQ(region.Value().calculationType, COUNTING_WIDGET_CALCULATION_INSIDE);
-  EXPECT_EQ(region.Value().region[2], (QvObjectCounting::Point{0.5, 0.75}));
-  EXPECT_EQ(region.Value().others, Parse(R"({"colour":"red"})"));
-  for (const char* const json : {"[]", "{}", R"({"region":[{"x":0,"y":0},{"x":1,"y":1}]})", R"({"region":[1,2,3]})",
-                                 R"({"region":[{"x":0},{"x":0},{"x":0}]})"}) {
-    EXPECT_FALSE(Converter::Convert2RegionWidget(Parse(json))) << json;
-  }
-  for (const char* const member : {R"("name":[])", R"("capacity":"a")", R"("id":{})", R"("detect_type":1.5)"}) {
-    EXPECT_FALSE(Converter::Convert2FenceWidget(Parse("{" + kFence + "," + member + "}"))) << member;
-  }
-}
-
 TEST_F(Counting, GroupsFollowTheSnapshot) {
   const std::string function = "UpdateCountingTaskGroupInfo ";
   RunWidgets(Widget(5, 31, kRegion) + "," + Widget(6, 32, kFence));
@@ -163,8 +139,6 @@ TEST_F(Counting, GroupsFollowTheSnapshot) {
   EXPECT_THAT(stored_members(), ElementsAre("1|2", "1|1", "3|3"));
   EXPECT_THAT(Rows("SELECT id,owner_zr_id,id_on_rec_server,name,extra FROM counting_task_group ORDER BY id"),
               ElementsAre("1|7|3|Sum|", "3|8|3||", "4|7|7||"));
-  const auto listed = qv::analytics::TaskGroupTable().List(qv::record::Where().Is("owner_zr_id", 7));
-  EXPECT_EQ(listed.front().back().second, Parse("[2,1]"));
   EXPECT_EQ(RunGroups("").size(), 4U);
   EXPECT_THAT(Rows("SELECT id FROM counting_task_group"), ElementsAre("3"));
 }

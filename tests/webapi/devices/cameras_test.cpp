@@ -9,7 +9,6 @@ namespace {
 using support::Lines;
 using support::Parse;
 using testing::ElementsAre;
-using testing::IsEmpty;
 
 constexpr const char* kRelated = "message 0 msgd camera-related {}";
 
@@ -82,18 +81,6 @@ TEST_F(CamerasTest, MatchEachRowOnce) {
                           R"(message 7 qvactruled compound {"source":[{"id":"1","srcType":0,"status":1}]})",
                           "log 3 RemoveExtraCams Remove extra cameras [2,3,4] on ZR [7].", "delete camera WHERE id=2",
                           "delete camera WHERE id=3", "delete camera WHERE id=4"));
-}
-
-TEST_F(CamerasTest, TheFirstOfSeveralEdgeRowsCounts) {
-  HoldCameras();
-  Sql("INSERT INTO edge_storage_settings (owner_zr_id,camera_id,size,schedule,extra,encryption_password) VALUES"
-      "(7,1,64,'{\"days\":[1]}','{\"slot\":2}','it''s'),(7,1,128,'','',''),(8,2,5,'','','')");
-  const char* const stays = R"([{"id":11,"edgeStorage":{"id":90,"cam_id":11,"size":"64","schedule":{"days":[1.0]},
-      "slot":2,"encryption_password":"it's","overwrite":1}},{"id":12},{"id":13},{"id":14}])";
-  const std::string listed = R"(message 7 qvactruled compound {"source":[{"id":"1,2,3,4","srcType":0,"status":1}]})";
-  EXPECT_THAT(Update(stays), ElementsAre(kRelated, listed));
-  EXPECT_THAT(Update(R"([{"id":11,"edgeStorage":{"size":128}},{"id":12},{"id":13},{"id":14}])", 3),
-              ElementsAre("update edge_storage_settings 1", kRelated, listed));
 }
 
 TEST_F(CamerasTest, GoOnAfterFailures) {

@@ -1,8 +1,6 @@
 #include "devices/ctrlers.h"
 
-#include "axisacsctrler.h"
 #include "qvwebapicmssyncutils.h"
-#include "recserversavers.h"
 #include "slavezr.h"
 #include "support/hosttest.h"
 
@@ -128,81 +126,6 @@ TEST_F(Ctrlers, AFailedCameraMapCountsAsUnknownCameras) {
   EXPECT_THAT(Update(R"([{"id":5,"door":[{"id":11,"cam_id":1}]},{"id":6,"door":[{"id":1,"cam_id":1}]}])"),
               ElementsAre("failed to list camera [0]", "update axis_door 1",
                           "failed to import the section of axis_acs_ctrler [7]"));
-}
-
-TEST_F(Ctrlers, TheSnapshotAfterPairingFindsNothingToWrite) {
-  const std::string paired = R"([{"id":5,"name":"A","password":"p","door":[{"id":11,"cam_id":1},{"id":12,"cam_id":9}]},
-      {"id":6,"door":[{"id":11,"id_on_rec":4,"cam_id":2,"new_key":true}]}])";
-  const std::string again =
-      R"([{"id":6,"name":"B","door":[{"id":15},{"id":11}]},{"id":5,"door":[{"id":12,"cam_id":2}]}])";
-  for (const std::string& section : {paired, again}) {
-    const auto pair = [&] { EXPECT_EQ(0, SaveCtrlerFromRec(7, Parse(section))); };
-    EXPECT_THAT(Journal(pair), testing::Not(IsEmpty()));
-    EXPECT_THAT(Journal(pair), IsEmpty());
-    EXPECT_THAT(Update(section), IsEmpty());
-  }
-  EXPECT_THAT(Rows("SELECT id,owner_zr_id,id_on_rec_server,name,password FROM axis_acs_ctrler"),
-              ElementsAre("1|7|5|A|p", "2|7|6|B|"));
-  EXPECT_THAT(Rows(kDoors), ElementsAre("1|1|7|12||42|7", "2|1|7|0||null|0", "3|2|7|15||null|0", "4|2|7|11||null|0"));
-}
-
-TEST_F(Ctrlers, AreSavedWithTheirDoorsByAStatusReport) {
-  Update(R"([{"id":5,"door":[{"id":11}]}])");
-  AxisAcsCtrler ctrler = GetCtrlerMapOnRec(7).at(5);
-  std::list<AxisDoor> doors = ctrler.GetDoorList();
-  AxisDoor door;
-  EXPECT_EQ(0, door.SetByJson(Json::Value(1)));
-  EXPECT_NE(0, door.SetByJson(Parse(R"({"id":0,"id_on_rec":12,"status":3,"cam_id":41,"cam_zr_id":7})")));
-  EXPECT_EQ(-1, door.Save());
-  doors.push_back(door);
-  doors.front().SetStatus(2);
-  EXPECT_EQ(0, doors.front().Save());
-  ctrler.SetDoorList(doors);
-  ctrler.SetStatus(ACSCTRL_STATUS_CONNECTED);
-  const auto save = [&] { EXPECT_EQ(0, ctrler.Save()); };
-  EXPECT_THAT(Journal(save), ElementsAre("update axis_acs_ctrler 1", "insert axis_door 2"));
-  EXPECT_THAT(Journal(save), IsEmpty());
-  EXPECT_THAT(Rows("SELECT id,ctrler_id,owner_zr_id,status,cam_id FROM axis_door"),
-              ElementsAre("1|1|7|2|null", "2|1|7|3|41"));
-  // A list without a door takes no door away.
-  ctrler.SetDoorList({});
-  EXPECT_THAT(Journal(save), IsEmpty());
-  std::unordered_map<int, int> servers{{9, 9}};
-  EXPECT_EQ(0, GetDoorZrIdMap(servers));
-  EXPECT_THAT(servers, testing::UnorderedElementsAre(std::pair(1, 7), std::pair(2, 7)));
-  Break("axis_door");
-  EXPECT_EQ(-1, GetDoorZrIdMap(servers));
-  EXPECT_THAT(GetCtrlerMapOnRec(7), IsEmpty());
-}
-
-TEST_F(Ctrlers, TheRuleSelects) {
-  Sql("INSERT INTO axis_acs_ctrler (id,owner_zr_id,name,host,status,enabled,device_status_flags) VALUES "
-      "(1,0,'North','b',1,1,0),(2,7,'East','a',2,0,3),(3,7,'West','c',1,1,2);"
-      "INSERT INTO axis_door (id,ctrler_id,cam_id) VALUES (1,2,41),(2,3,42),(3,3,null)");
-  const auto listed = [](auto&& change) {
-    AxisAcsCtrlerFilterRule rule;
-    change(rule);
-    std::list<AxisAcsCtrler> list;
-    EXPECT_EQ(0, GetAcsCtrlerListByRule(rule, list));
-    std::string text;
-    for (const AxisAcsCtrler& ctrler : list) {
-      text += std::to_string(ctrler.GetId()) + ":" + std::to_string(ctrler.GetDoorList().size()) + " ";
-    }
-    return text;
-  };
-  using Rule = AxisAcsCtrlerFilterRule;
-  EXPECT_EQ("1:0 2:1 3:2 ", listed([](Rule&) {}));
-  EXPECT_EQ("1:0 2:0 3:0 ", listed([](Rule& r) { r.withDoors = false; }));
-  EXPECT_EQ("1:0 3:2 ", listed([](Rule& r) { r.enabledOnly = true; }));
-  EXPECT_EQ("1:0 ", listed([](Rule& r) { r.hostLocalOnly = true; }));
-  EXPECT_EQ("2:1 1:0 ", listed([](Rule& r) { r.order = ACS_CTRLER_ORDER_HOST, r.limit = 2; }));
-  EXPECT_EQ("1:0 2:1 ", listed([](Rule& r) { r.order = ACS_CTRLER_ORDER_NAME, r.descending = true, r.start = 1; }));
-  EXPECT_EQ("2:1 3:2 ", listed([](Rule& r) { r.statusFlags = 2; }));
-  EXPECT_EQ("3:2 ", listed([](Rule& r) { r.minDoors = 2; }));
-  EXPECT_EQ("3:2 ", listed([](Rule& r) { r.statuses = {1}, r.ownerZrIds = {7, 9}; }));
-  EXPECT_EQ("2:1 ", listed([](Rule& r) { r.doorIds = {1, 9}; }));
-  EXPECT_EQ("3:2 ", listed([](Rule& r) { r.cameraIds = {42, 40}; }));
-  EXPECT_EQ("3:2 ", listed([](Rule& r) { r.keyword = "est", r.ids = {2, 3}; }));
 }
 
 }  // namespace

@@ -1,9 +1,6 @@
 #include "devices/iomodules.h"
 
-#include "iomodule.h"
-#include "qvwebapicmssyncutils.h"
 #include "recserversavers.h"
-#include "slavezr.h"
 #include "support/hosttest.h"
 
 namespace {
@@ -99,47 +96,6 @@ TEST_F(IOModules, SettingsAndPairingsFollowModulesAndCameras) {
   for (const char* table : {"iomodule_setting", "iomodule_cam_pairing", "emap_item"}) {
     EXPECT_THAT(Rows(std::string("SELECT id FROM ") + table), IsEmpty()) << table;
   }
-}
-
-TEST_F(IOModules, PairingTwiceDuplicatesNothing) {
-  const Json::Value section = Parse(R"([{"id":1,"name":"A"},{"id":2,"port":"none","model":"M"},17])");
-  const auto pair = [&] { EXPECT_EQ(0, SaveIOModuleFromRecServer(7, section, true)); };
-  EXPECT_THAT(Journal(pair),
-              ElementsAre("insert iomodule 1", R"(The reported "port" does not fit iomodule [0])", "insert iomodule 2",
-                          R"(message 0 msgd iomodule-update {"ids":[1,2],"settings":true,"type":0})"));
-  EXPECT_THAT(Journal(pair),
-              ElementsAre(R"(The reported "port" does not fit iomodule [2])",
-                          R"(message 0 msgd iomodule-update {"ids":[1,2],"settings":true,"type":0})"));
-  EXPECT_THAT(Rows("SELECT id_on_rec_server,model,port FROM iomodule"), ElementsAre("1||80", "2|M|80"));
-}
-
-TEST_F(IOModules, TheRuleSelects) {
-  Sql("INSERT INTO iomodule (id,owner_zr_id,id_on_rec_server,enabled,port,name,device_status_flags) VALUES "
-      "(1,0,1,1,80,'A',0),(2,7,1,1,81,'B',32),(3,7,2,0,80,'B',2),(4,7,2,1,80,'C',3)");
-  const auto listed = [](auto&& change) {
-    IOModuleFilterRule rule;
-    change(rule);
-    int total = 0;
-    std::string ids;
-    for (const IOModule& module : IOModuleGetList(rule, total, false)) ids += std::to_string(module.GetId());
-    return ids + " of " + std::to_string(total);
-  };
-  EXPECT_EQ("134 of 3", listed([](IOModuleFilterRule&) {}));
-  EXPECT_EQ("234 of 3", listed([](IOModuleFilterRule& r) { r.ownerZrId = 7, r.skipConfiguring = false; }));
-  EXPECT_EQ("14 of 2", listed([](IOModuleFilterRule& r) { r.enabledOnly = true; }));
-  EXPECT_EQ("1 of 1", listed([](IOModuleFilterRule& r) { r.hostLocalOnly = true; }));
-  EXPECT_EQ("3 of 3", listed([](IOModuleFilterRule& r) { r.newestFirst = true, r.start = 1, r.limit = 1; }));
-  EXPECT_EQ("34 of 2", listed([](IOModuleFilterRule& r) { r.statusFlags = 2; }));
-  EXPECT_EQ("3 of 1", listed([](IOModuleFilterRule& r) { r.name = "B", r.port = 80, r.idOnRecServer = 2; }));
-  const auto ids_on_server = [](bool disabled_too) {
-    std::string ids;
-    for (const auto& [key, module] : GetIOModuleMapOnRecServer(7, disabled_too)) {
-      ids += std::to_string(key) + ":" + std::to_string(module.GetStsInfo().id) + " ";
-    }
-    return ids;
-  };
-  EXPECT_EQ("1:2 2:3 ", ids_on_server(true));
-  EXPECT_EQ("1:2 2:4 ", ids_on_server(false));
 }
 
 }  // namespace

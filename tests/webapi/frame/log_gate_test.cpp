@@ -2,7 +2,6 @@
 #include <unistd.h>
 
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "frame/logmessage.h"
@@ -67,16 +66,6 @@ TEST_F(LogGateTest, PassesTheLevelsOfTheConfiguration) {
   }
 }
 
-TEST_F(LogGateTest, ReadsTheConfigurationForEveryMessageAndTheProcessIdOnce) {
-  EXPECT_FALSE(DbgLogLevelEnabled(7));
-  qv::log::Configure({.level = 7});
-  EXPECT_TRUE(DbgLogLevelEnabled(7));
-
-  g_DbgLogPid = 1;
-  qv::log::Configure({.level = 7, .pids = {getpid()}});
-  EXPECT_FALSE(DbgLogLevelEnabled(7)) << "the cached id stands, whatever the process";
-}
-
 TEST_F(LogGateTest, MessageCarriesItsNamesAndASuppressedOneEvaluatesNothing) {
   qv::log::Configure({.level = 4});
   int evaluated = 0;
@@ -103,30 +92,6 @@ TEST_F(LogGateTest, MessageCarriesItsNamesAndASuppressedOneEvaluatesNothing) {
                     }));
   EXPECT_EQ(numbers_[0], own_line);
   EXPECT_EQ(numbers_[1], 77);
-}
-
-TEST_F(LogGateTest, NamesOfCategoriesAndLevels) {
-  EXPECT_STREQ(Enum2String<LOG_CATEG>(LOG_CATEG_CMS_SYNC), "CMS_SYNC");
-  EXPECT_STREQ(Enum2String<LOG_CATEG>(static_cast<LOG_CATEG>(15)), "unknown");
-  EXPECT_STREQ(Enum2String<LOG_LEVEL>(LOG_LEVEL_DUMP), "DUMP");
-  EXPECT_STREQ(Enum2String<LOG_LEVEL>(static_cast<LOG_LEVEL>(8)), "unknown");
-}
-
-TEST_F(LogGateTest, ConfigurationMayChangeWhileOthersLog) {
-  std::vector<std::jthread> threads;
-  for (int thread = 0; thread < 3; ++thread) {
-    threads.emplace_back([] {
-      for (int i = 0; i < 2000; ++i) {
-        EXPECT_TRUE(DbgLogLevelEnabled(3));
-        CMS_LOG(LOG_LEVEL_NOTICE, "Thread", "message\n");
-      }
-    });
-  }
-  for (int i = 0; i < 200; ++i) {
-    qv::log::Configure({.level = 3 + i % 5, .pids = std::vector<int>(static_cast<std::size_t>(i % 3), getpid())});
-  }
-  threads.clear();
-  EXPECT_EQ(lines_.size(), 6000U);
 }
 
 }  // namespace

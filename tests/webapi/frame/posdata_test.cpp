@@ -7,7 +7,6 @@ namespace {
 using support::Lines;
 using support::Parse;
 using testing::ElementsAre;
-using testing::IsEmpty;
 
 class PosDataTest : public support::HostTest {
  protected:
@@ -42,16 +41,6 @@ TEST_F(PosDataTest, MatchesTheFirstRowAndTheFirstEntryOfAnId) {
   EXPECT_THAT(Stored(), ElementsAre("1|7|5|a", "3|8|5|other slave"));
 }
 
-TEST_F(PosDataTest, ReadsSectionsOfAnyShape) {
-  Update(R"([{"name":"no id is id 0"}])");
-  EXPECT_THAT(Update(R"([{"id":null,"name":"no id is id 0"}])"), IsEmpty());
-  // The values of an object are taken like the elements of an array; a scalar has none.
-  EXPECT_THAT(Update(R"({"x":{"id":0,"name":"renamed"}})", 1), ElementsAre("update pos 1"));
-  EXPECT_THAT(Update(R"("text")", 1), ElementsAre("delete pos WHERE id=1"));
-  Update(R"([{"id":1}])");
-  EXPECT_THAT(Journal([] { ReconcilePOSs(7, Json::Value()); }, 1), ElementsAre("delete pos WHERE id=2"));
-}
-
 TEST_F(PosDataTest, KeepsARowWhoseEntryIsRefused) {
   Update(R"([{"id":1,"name":"A"}])");
   // A port that is no number: the matched row stays as it is, and a new terminal is left out without a word.
@@ -78,16 +67,6 @@ TEST_F(PosDataTest, GoesOnAfterFailures) {
   Break("pos");
   EXPECT_THAT(Update(R"([{"id":1}])", 4), ElementsAre("failed to list pos [0]", "failed to save pos [0]",
                                                       "log 4 UpdatePOSData Add POS [0] from ZR [7]."));
-}
-
-TEST_F(PosDataTest, KeepsTheParsingRules) {
-  const std::string rules = R"([{"id":1,"text_rules":[{"type":1,"pattern":"TOTAL","value":"SUM"},{"type":2}]}])";
-  Update(rules);
-  EXPECT_THAT(Update(rules), IsEmpty());
-  EXPECT_THAT(Update(R"([{"id":1,"name":"renamed"}])", 3), ElementsAre("update pos 1"));
-  EXPECT_THAT(Rows("SELECT pos_id,position,type,pattern,value FROM pos_text_rule ORDER BY id"),
-              ElementsAre("1|0|1|TOTAL|SUM", "1|1|2||"));
-  EXPECT_THAT(Update(R"([{"id":1,"text_rules":[]}])", 3), ElementsAre("delete pos_text_rule WHERE pos_id=1"));
 }
 
 }  // namespace

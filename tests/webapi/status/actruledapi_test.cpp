@@ -4,20 +4,9 @@
 
 namespace {
 
-using support::Parse;
 using testing::ElementsAre;
 
 class ActRuledApiTest : public support::HostTest {};
-
-TEST_F(ActRuledApiTest, CompoundsOnlyTheListsThatHoldIds) {
-  Json::Value command;
-  CompoundSendCmd2ActRuled<int, int, int>({}, {}, {}, DEVICE_STATUS_ENABLED, command);
-  EXPECT_TRUE(command.isNull());
-  CompoundSendCmd2ActRuled<int, int, int>({12, 7, 40}, {}, {5}, DEVICE_STATUS_ENABLED, command);
-  CompoundSendCmd2ActRuled<int, int, int>({}, {-1}, {}, DEVICE_STATUS_DISABLED, command);
-  EXPECT_EQ(command, Parse(R"({"source":[{"srcType":0,"id":"12,7,40","status":1},{"srcType":3,"id":"5","status":1},
-                                         {"srcType":2,"id":"-1","status":2}]})"));
-}
 
 TEST_F(ActRuledApiTest, ForwardsWhatItSendsWhenTheServerBelongsToACms) {
   const auto send = [] {

@@ -1,17 +1,12 @@
-#include "qvwebapicmssyncutils.h"
-#include "slavezrstatus.h"
-#include "support/hosttest.h"
+#include "statustest.h"
 
 namespace {
 
 using support::Lines;
-using support::Parse;
-using testing::Each;
 using testing::ElementsAre;
-using testing::IsEmpty;
 using testing::StartsWith;
 
-class CtrlerStatus : public support::HostTest {
+class CtrlerStatus : public StatusTest {
  protected:
   CtrlerStatus() {
     Sql("INSERT INTO camera (id,owner_zr_id,id_on_rec_server) VALUES (9,7,4)");
@@ -20,13 +15,7 @@ class CtrlerStatus : public support::HostTest {
     Sql("INSERT INTO axis_door (id,ctrler_id,owner_zr_id,id_on_rec_server,status) VALUES (21,5,7,1,1),(22,5,7,2,1)");
   }
   Lines Report(const std::string& ctrlers) {
-    return Journal(
-        [&] {
-          SlaveZRStatus record;
-          record.ZrId = 7;
-          SaveSlaveStatus(Parse("{\"status\":1,\"ctrler_info\":" + ctrlers + "}"), record);
-        },
-        5);
+    return StatusTest::Report("{\"status\":1,\"ctrler_info\":" + ctrlers + "}");
   }
   static Lines Ctrler() { return Rows("SELECT status,mac_addr FROM axis_acs_ctrler WHERE id=5"); }
   static Lines Doors() {

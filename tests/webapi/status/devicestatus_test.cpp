@@ -1,17 +1,14 @@
 #include <filesystem>
 
-#include "qvwebapicmssyncutils.h"
-#include "slavezrstatus.h"
-#include "support/hosttest.h"
+#include "statustest.h"
 
 namespace {
 
 using support::Lines;
-using support::Parse;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-class DeviceStatus : public support::HostTest {
+class DeviceStatus : public StatusTest {
  protected:
   DeviceStatus() {
     for (const char* table : {"iomodule", "pos", "ipspeaker"}) {
@@ -21,15 +18,7 @@ class DeviceStatus : public support::HostTest {
     }
     Sql("INSERT INTO emap_item (emap_id,pos_id,speaker_id) VALUES (31,11,NULL),(30,12,NULL),(31,12,NULL),(32,13,NULL)");
   }
-  Lines Report(const std::string& sections) {
-    return Journal(
-        [&] {
-          SlaveZRStatus record;
-          record.ZrId = 7;
-          SaveSlaveStatus(Parse("{\"status\":1," + sections + "}"), record);
-        },
-        5);
-  }
+  Lines Report(const std::string& sections) { return StatusTest::Report("{\"status\":1," + sections + "}"); }
 };
 
 // Changed, configuring, equal, of another slave, unknown, equal.

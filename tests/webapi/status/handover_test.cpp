@@ -1,29 +1,22 @@
 /// Which steps a status report reaches, through the export.
 #include "qvwebapicmssyncutils.h"
 #include "slavezr.h"
-#include "slavezrstatus.h"
-#include "support/hosttest.h"
+#include "statustest.h"
 
 namespace {
 
-using support::Lines;
 using support::Parse;
 using testing::Contains;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-class HandoverTest : public support::HostTest {
+class HandoverTest : public StatusTest {
  protected:
   HandoverTest() {
     const Json::Value snapshot = Parse(R"({"camera_info":[{"id":1}],
         "iva_info":[{"id":1,"camera_id":1,"name":"a"},{"id":2,"camera_id":1}],
         "face_info":[{"id":5,"camera_id":1,"name":"f"}]})");
     SaveSlaveInfoUpdate(SlaveZR(), snapshot, 7);
-  }
-  Lines Report(const std::string& document, int level = 5) {
-    SlaveZRStatus record;
-    record.ZrId = 7;
-    return Journal([&] { EXPECT_EQ(SaveSlaveStatus(Parse(document), record), 0); }, level);
   }
 };
 
@@ -33,11 +26,6 @@ TEST_F(HandoverTest, TasksAreUpdatedAndNeitherAddedNorDeleted) {
               ElementsAre("log 5 UpdateFaceInfo Face Task[1] info changed.", "update face_task 1",
                           "log 5 UpdateIvaInfo Iva Task[1] info changed.", "update iva_task 1"));
   EXPECT_THAT(Rows("SELECT name FROM iva_task ORDER BY id"), ElementsAre("b", ""));
-  Break("iva_task");
-  Break("face_task");
-  const Lines lines = Report(R"({"status":1,"face_info":[],"iva_info":[]})");
-  EXPECT_THAT(lines, Contains("log 1 UpdateFaceInfo Failed to get FaceTask list of ZR [7]."));
-  EXPECT_THAT(lines, Contains("log 1 UpdateIvaInfo Failed to get IvaTask list of ZR [7]."));
 }
 
 TEST_F(HandoverTest, AnOfflineReportBringsItsCapabilityFilesAlone) {

@@ -91,19 +91,4 @@ TEST_F(SlaveStatus, ATypeThatCannotBeReadUndoesTheUnitOfWork) {
   EXPECT_THAT(Rows("SELECT * FROM message"), IsEmpty());
 }
 
-TEST_F(SlaveStatus, IsStoredInTheServersRow) {
-  Report(kFull);
-  EXPECT_EQ(SlaveZRStatusSave(record_), -1) << "nobody paired this slave";
-  EXPECT_THAT(Rows("SELECT id FROM server"), IsEmpty());
-  Sql("INSERT INTO server (id,model) VALUES (7,'M')");
-  EXPECT_EQ(SlaveZRStatusSave(record_), 0);
-  EXPECT_THAT(Rows("SELECT model,length(last_report) FROM server"), ElementsAre("M|20"));
-  SlaveZRStatus loaded;
-  loaded.ZrId = 7;
-  EXPECT_EQ(SlaveZRStatusLoad(loaded), 0);
-#define EXPECT_SAME(TYPE, NAME, INITIAL) EXPECT_EQ(loaded.NAME, record_.NAME) << #NAME;
-  SLAVE_ZR_STATUS_MEMBERS(EXPECT_SAME, )
-#undef EXPECT_SAME
-}
-
 }  // namespace

@@ -1,0 +1,47 @@
+/// What a test needs of the system: a folder of its own, and processes of its own.
+#pragma once
+
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <stdexcept>
+#include <string>
+
+namespace support {
+
+/// A new folder that goes with this object.
+class ScratchFolder {
+ public:
+  ScratchFolder() {
+    std::string pattern = (std::filesystem::temp_directory_path() / "qvtest-XXXXXX").string();
+    if (mkdtemp(pattern.data()) == nullptr) throw std::runtime_error("no temporary folder");
+    path_ = pattern;
+  }
+  ~ScratchFolder() { std::filesystem::remove_all(path_); }
+  ScratchFolder(const ScratchFolder&) = delete;
+  ScratchFolder& operator=(const ScratchFolder&) = delete;
+  const std::filesystem::path& path() const { return path_; }
+
+ private:
+  std::filesystem::path path_;
+};
+
+/// Starts a process that ends with the status that `work` returns; an exception kills it.
+template <class Work>
+pid_t StartChild(Work&& work) noexcept {
+  const pid_t child = fork();
+  if (child == 0) _exit(work());
+  return child;
+}
+
+/// Waits for a process. @return its exit status, or minus the signal that ended it; `usage` receives what it used
+inline int EndOf(pid_t child, rusage* usage = nullptr) {
+  int status = 0;
+  if (wait4(child, &status, 0, usage) != child) return -1;
+  return WIFEXITED(status) ? WEXITSTATUS(status) : -WTERMSIG(status);
+}
+
+}  // namespace support
