@@ -44,7 +44,8 @@ TEST_F(ExportsTest, UpdateTakesTheSectionsInTheirOrder) {
       Update(Slave("QVA-20"), Parse(kSections)),
       ElementsAre("insert camera 1", "message 0 msgd camera-related {}",
                   R"(message 7 qvactruled compound {"source":[{"id":"1","srcType":0,"status":1}]})",
-                  "insert staged_file 1", "insert capability_file 1", "insert camera_detection_setting 1",
+                  "insert staged_file capability/7/V/M.cap", "insert capability_file 1",
+                  "delete staged_file WHERE id <= 1", "insert camera_detection_setting 1",
                   "insert camera_device_output 1", "insert rec_share 1", "insert ctrler_action_rule 1",
                   "insert iomodule 1", "insert iomodule_setting 1", "insert iomodule_cam_pairing 1", "insert pos 1",
                   "insert pos_event_conf 1", "insert ipspeaker 1", "insert axis_acs_ctrler 1", "insert iva_task 1",
@@ -55,9 +56,10 @@ TEST_F(ExportsTest, UpdateTakesTheSectionsInTheirOrder) {
 TEST_F(ExportsTest, PairTakesTheSectionsInTheirOrder) {
   EXPECT_THAT(
       Journal([&] { EXPECT_EQ(SaveSlaveInfoPair(Slave("QVA-20"), Parse(kSections), 7), 0); }, 1),
-      ElementsAre("insert camera 1", "insert staged_file 1", "insert capability_file 1",
-                  "insert camera_detection_setting 1", "insert camera_device_output 1", "insert rec_share 1",
-                  "insert iomodule 1", "insert iomodule_setting 1", "insert iomodule_cam_pairing 1", "insert pos 1",
+      ElementsAre("insert camera 1", "insert staged_file capability/7/V/M.cap", "insert capability_file 1",
+                  "delete staged_file WHERE id <= 1", "insert camera_detection_setting 1",
+                  "insert camera_device_output 1", "insert rec_share 1", "insert iomodule 1",
+                  "insert iomodule_setting 1", "insert iomodule_cam_pairing 1", "insert pos 1",
                   "insert pos_event_conf 1", "insert ipspeaker 1", "insert axis_acs_ctrler 1", "insert iva_task 1",
                   "insert counting_widget 1", "insert counting_task_group 1", "insert counting_task_group_widget 1",
                   "insert face_task 1", R"(message 7 hostd sync-face-database {"group_id":0})",
