@@ -28,6 +28,7 @@
 #include <vector>
 
 #include "support/hoststate.h"
+#include "syncedname.h"
 
 namespace {
 
@@ -213,9 +214,11 @@ class Harness {
     for (const auto& entry : fs::recursive_directory_iterator(folder)) {
       const fs::path name = entry.path().filename();
       if (!entry.is_regular_file() || name == "writer.lock" || name == "device-cache.shm") continue;
-      struct stat status {};
-      if (stat(entry.path().c_str(), &status) != 0) Fail("cannot look at " + entry.path().string());
-      const fs::path synced = root_ / "synced" / std::to_string(status.st_ino);
+      const int file = open(entry.path().c_str(), O_RDONLY | O_CLOEXEC);
+      const std::string name_of_copy = SyncedName(file);
+      close(file);
+      if (name_of_copy.empty()) Fail("cannot look at " + entry.path().string());
+      const fs::path synced = root_ / "synced" / name_of_copy;
       const std::string content = fs::exists(synced) ? support::ReadWholeFile(synced) : "";
       std::ofstream(entry.path(), std::ios::binary | std::ios::trunc) << content;
     }

@@ -3,7 +3,7 @@
 ///
 ///     QV_CRASH_AT=N        the number of the call that is not made any more, from 1
 ///     QV_CRASH_COUNT=FILE  where to write how many calls there were, when the program ends by itself
-///     QV_CRASH_SYNCED=DIR  after every successful sync the file's content is copied to DIR/<inode>
+///     QV_CRASH_SYNCED=DIR  after every successful sync the file's content is copied to DIR, see syncedname.h
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <signal.h>
@@ -16,6 +16,8 @@
 #include <cstdio>
 #include <string>
 #include <vector>
+
+#include "syncedname.h"
 
 namespace {
 
@@ -57,7 +59,7 @@ void KeepSynced(int file) {
   const std::vector<char> content = ContentOf(file, status.st_size);
   static const auto real_write = Real<ssize_t(int, const void*, size_t)>("write");
   static const auto real_rename = Real<int(const char*, const char*)>("rename");
-  const std::string place = std::string(folder) + "/" + std::to_string(status.st_ino);
+  const std::string place = std::string(folder) + "/" + SyncedName(file);
   const int copy = open((place + ".new").c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
   const bool whole = real_write(copy, content.data(), content.size()) == static_cast<ssize_t>(content.size());
   close(copy);
