@@ -4,6 +4,7 @@
 
 #include "dbwrapper.h"
 #include "facesetting.h"
+#include "log/log.h"
 #include "support/hosttest.h"
 #include "tavicountingwidget.h"
 #include "tavisetting.h"
@@ -139,6 +140,15 @@ TEST_F(DbMember, FloatsSurviveTheDatabase) {
     member.Set(value);
     EXPECT_EQ(Fetch<float>(member.ToSqlValue()), JsonWrite(member.ToJson(), true)) << value;
   }
+}
+
+TEST_F(DbMember, MessagesNameThePlaceThatAllColumnsShare) {
+  support::Lines places;
+  qv::log::SetSink([&](const qv::log::Line& line) { places.push_back(line.file + ":" + std::to_string(line.line)); });
+  DBPrimitiveMember<int>().SetByJson(Json::Value("abc"));
+  const Record<BROKEN_DB_COLUMNS> record;
+  qv::log::Reset();
+  EXPECT_THAT(places, ElementsAre("include/dbmember:100", "include/dbwrapper:90"));
 }
 
 TEST_F(DbMember, RecordReportsAMissingMemberAndCopiesKeepTheirOwn) {
