@@ -1,12 +1,13 @@
+#include <sys/resource.h>
 #include <sys/stat.h>
 
+#include <csignal>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 
 #include "camera.h"
 #include "frame/idlist.h"
-#include "qvpackage.h"
 #include "qvwebapicmssyncutils.h"
 #include "rtspinfo.h"
 #include "slavezrstatus.h"
@@ -149,6 +150,25 @@ TEST_F(CameraStatus, FollowsNoLink) {
   EXPECT_THAT(Journal([] { CheckToUpdateRtspKey(14, {{141, "a"}}); }), ElementsAre(update, truncation(ELOOP)));
   EXPECT_EQ(Content(target), "content");
   EXPECT_EQ(StatusOf(path).st_mode, static_cast<mode_t>(S_IFREG | 0600));
+}
+
+// A file that cannot be written is not there to be given away. The next new key is its next try.
+TEST_F(CameraStatus, OutlivesAFullDisk) {
+  const std::string path = FreshKeyFile(15);
+  const auto update = [this](const char* key) { return Journal([&] { CheckToUpdateRtspKey(15, {{151, key}}); }); };
+  rlimit usual{};
+  getrlimit(RLIMIT_FSIZE, &usual);
+  const rlimit full{0, usual.rlim_max};
+  signal(SIGXFSZ, SIG_IGN);
+  setrlimit(RLIMIT_FSIZE, &full);
+  const Lines lines = update("a");
+  setrlimit(RLIMIT_FSIZE, &usual);
+  const std::string line = "log 5 CheckToUpdateRtspKey Update rtsp key for zr [15]";
+  EXPECT_THAT(lines, ElementsAre(line, "failed to write key file [0]",
+                                 "log 1 CheckToUpdateRtspKey Failed to modify owner of file [" + path + "]."));
+  EXPECT_FALSE(std::filesystem::exists(path));
+  EXPECT_THAT(update("b"), ElementsAre(line));
+  EXPECT_EQ(Content(path), "{\"151\":\"b\"}\n");
 }
 
 }  // namespace
