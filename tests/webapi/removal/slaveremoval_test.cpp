@@ -12,6 +12,7 @@
 #include "slavezr.h"
 #include "slavezrstatus.h"
 #include "support/hosttest.h"
+#include "support/keyfiles.h"
 
 namespace {
 
@@ -117,6 +118,9 @@ class SlaveRemoval : public support::HostTest {
     }
     return owners;
   }
+
+ private:
+  support::KeyFiles keys_;
 };
 
 TEST_F(SlaveRemoval, LeavesTheHostAsItWasBeforeTheSlaveCame) {
@@ -191,6 +195,8 @@ struct Fault {
   int result;
   const char* message;
 };
+
+std::ostream& operator<<(std::ostream& out, const Fault& fault) { return out << fault.message; }
 
 std::string NameOf(const testing::TestParamInfo<Fault>& fault) { return fault.param.table; }
 

@@ -13,6 +13,7 @@
 #include "slavezrstatus.h"
 #include "status/rtspkeys.h"
 #include "support/hosttest.h"
+#include "support/keyfiles.h"
 
 namespace {
 
@@ -32,8 +33,8 @@ struct stat StatusOf(const std::string& path) {
   return status;
 }
 
-// Keys are remembered for the life of the process, and all tests share the package's folder: every test has servers
-// and cameras of its own.
+// Keys are remembered for the life of the process: every test has servers and cameras of its own, which no test that
+// runs the tool reports of.
 class CameraStatus : public support::HostTest {
  protected:
   Lines Report(int zr, const std::string& cameras, int level = 5) {
@@ -54,19 +55,22 @@ class CameraStatus : public support::HostTest {
     Sql("INSERT INTO camera (id,owner_zr_id,id_on_rec_server) VALUES (" + std::to_string(id) + "," +
         std::to_string(zr) + "," + std::to_string(id_on_rec_server) + ")");
   }
+
+ private:
+  support::KeyFiles keys_;
 };
 
 TEST_F(CameraStatus, FollowsTheReport) {
-  const std::string file = FreshKeyFile(7);
+  const std::string file = FreshKeyFile(16);
   Sql("INSERT INTO camera (id,owner_zr_id,id_on_rec_server,status,stream_profile1,stream_profile2,device_status_flags)"
-      " VALUES (101,7,1,1,'{\"a\":1}','',0),(102,7,2,1,'{\"a\":1}','{\"b\":1}',33),(103,7,3,1,'{\"a\":1}','',0),"
-      "(104,7,4,1,'','',0),(105,8,5,1,'','',0)");
+      " VALUES (101,16,1,1,'{\"a\":1}','',0),(102,16,2,1,'{\"a\":1}','{\"b\":1}',33),(103,16,3,1,'{\"a\":1}','',0),"
+      "(104,16,4,1,'','',0),(105,8,5,1,'','',0)");
   const std::string report =
       R"([{"id":1,"status":2,"live_profile":1,"stream_profile2":{"n":"it's","password":"hid"},"rtsp_key":"KEY1"},
           {"id":2,"status":2,"live_profile":1,"rtsp_key":"KEY2"},
           {"id":3,"status":1,"stream_profile1":{"a":1},"stream_profile3":null,"rtsp_key":"KEY3"},
           {"id":3,"rtsp_key":"late"},{"id":4,"status":3},{"id":5,"status":9},{"id":99,"rtsp_key":"none"}])";
-  const Lines lines = Report(7, report, 7);
+  const Lines lines = Report(16, report, 7);
   EXPECT_THAT(
       Lines(lines.begin(), lines.end() - 1),
       ElementsAre(
@@ -75,17 +79,17 @@ TEST_F(CameraStatus, FollowsTheReport) {
           R"("stream_profile1":{"a":1},"stream_profile2":null,"stream_profile3":null}])",
           R"(log 7 UpdateCamInfo New      cam info: [{"id":101,"live_profile":1,"status":2,)"
           R"("stream_profile1":{"a":1},"stream_profile2":{"n":"it's","password":"***"},"stream_profile3":null}])",
-          "log 5 UpdateCamInfo Skip to sync cam [102] on ZR [7] due configuring.",
+          "log 5 UpdateCamInfo Skip to sync cam [102] on ZR [16] due configuring.",
           "log 5 UpdateCamInfo Cam [104] info changed.",
           R"(log 7 UpdateCamInfo Original cam info: [{"id":104,"live_profile":0,"status":1,)"
           R"("stream_profile1":null,"stream_profile2":null,"stream_profile3":null}])",
           R"(log 7 UpdateCamInfo New      cam info: [{"id":104,"live_profile":0,"status":3,)"
           R"("stream_profile1":null,"stream_profile2":null,"stream_profile3":null}])",
-          "log 5 CheckToUpdateRtspKey Update rtsp key for zr [7]",
+          "log 5 CheckToUpdateRtspKey Update rtsp key for zr [16]",
           "execute UPDATE camera SET status=column2,live_profile=column3,stream_profile1=column4,"
           "stream_profile2=column5,stream_profile3=column6 FROM (VALUES "
           R"((101,2,1,'{"a":1}','{"n":"it''s","password":"hid"}',''),(104,3,0,'','','')) )"
-          "AS reported WHERE id=column1 AND owner_zr_id=7",
+          "AS reported WHERE id=column1 AND owner_zr_id=16",
           R"(message 0 client 2 {"ids":[101,102]})"));
   EXPECT_THAT(Rows("SELECT id,status,live_profile,stream_profile2 FROM camera"),
               ElementsAre(R"(101|2|1|{"n":"it's","password":"hid"})", R"(102|1|0|{"b":1})", "103|1|0|", "104|3|0|",
@@ -93,7 +97,7 @@ TEST_F(CameraStatus, FollowsTheReport) {
   EXPECT_EQ(Content(file), "{\"101\":\"KEY1\",\"102\":\"KEY2\",\"103\":\"KEY3\",\"104\":\"\"}\n");
   EXPECT_EQ(StatusOf(file).st_mode, static_cast<mode_t>(S_IFREG | 0600));
   // Nothing changed: nothing happens, but for what the configured camera still differs in.
-  EXPECT_THAT(Report(7, R"([{"id":1,"status":2,"live_profile":1,"rtsp_key":"KEY1"},{"id":3,"rtsp_key":"KEY3"}])"),
+  EXPECT_THAT(Report(16, R"([{"id":1,"status":2,"live_profile":1,"rtsp_key":"KEY1"},{"id":3,"rtsp_key":"KEY3"}])"),
               IsEmpty());
 }
 
