@@ -3,7 +3,6 @@
 #include <map>
 
 #include "camera.h"
-#include "columns.h"
 #include "json/write.h"
 #include "qvjson.h"
 
@@ -22,9 +21,13 @@ T ReadColumn(sqlite3_stmt* row, int column) {
 
 Camera ReadCamera(sqlite3_stmt* row) {
   Camera camera;
-#define BENCH_READ(DATA, TAG, TYPE, NAME, ...) camera.Set##NAME(ReadColumn<TYPE>(row, TAG));
-  CAMERA_FIELDS(BENCH_READ)
-#undef BENCH_READ
+  camera.SetId(ReadColumn<int>(row, 0));
+  camera.SetIdOnRecServer(ReadColumn<int>(row, 1));
+  camera.SetStatus(ReadColumn<int>(row, 2));
+  camera.SetLiveProfile(ReadColumn<int>(row, 3));
+  camera.SetStreamProfile1(ReadColumn<JsonText>(row, 4));
+  camera.SetStreamProfile2(ReadColumn<JsonText>(row, 5));
+  camera.SetStreamProfile3(ReadColumn<JsonText>(row, 6));
   return camera;
 }
 
@@ -40,7 +43,8 @@ bool IsChanged(const Camera& camera, const Json::Value& reported) {
 
 StatusFloor::StatusFloor(const std::filesystem::path& file)
     : database_(file, false),
-      select_(database_.Prepare("SELECT id," + ColumnNames(CameraColumns()) + " FROM camera WHERE owner_zr_id=?1")),
+      select_(database_.Prepare("SELECT id,id_on_rec_server,status,live_profile,stream_profile1,stream_profile2,"
+                                "stream_profile3 FROM camera WHERE owner_zr_id=?1")),
       update_(database_.Prepare("UPDATE camera SET status=?1,live_profile=?2,stream_profile1=?3,stream_profile2=?4,"
                                 "stream_profile3=?5 WHERE id=?6")) {}
 

@@ -73,17 +73,28 @@ struct CameraData {
 
 CAMERA_FIELDS(QV_TAGGED_FIELD)
 
+/// What a map of cameras is keyed by.
+enum MAP_KEY_TYPE : int {
+  MAP_KEY_HOST_ID = 0,
+  MAP_KEY_ID_ON_REC_SERVER = 1,
+};
+
 class Camera : public TaggedRecord<CameraData::Fields> {
  public:
   /// @return non-zero when applying the slave's entry would change this row
   int IsCfgChged(Json::Value entry) const;
-  /// Writes the row; a new row is given its host id. @return 0 on success, -1 on failure
+  /// Writes the row; a new row is given its host id. A camera of a map (`CamGetMapByZrId`) has not all of its fields
+  /// and cannot be saved. @return 0 on success, -1 on failure
   int Save();
   /// @param notify  tell the message daemon that the host's cameras changed
   /// @return 0 when the row is deleted or was not there, -1 on failure
   int Delete(bool notify) const;
 
   CamStsInfo GetStsInfo() const { return CamStsInfo(*this); }
+
+ private:
+  friend int CamGetMapByZrId(std::map<int, Camera>& map, int zrId, MAP_KEY_TYPE keyType);
+  bool is_whole_ = true;
 };
 
 /// Takes a slave's entry into `camera`. Members that are absent, null or of an impossible type keep their value; keys
@@ -105,13 +116,9 @@ std::list<Camera> CamGetList(CamFilterRule& rule, int& total, bool beyondLimit);
 /// @return 0 on success, -1 on failure
 int SyncRelatedTableForCamDel(const Camera& camera, bool notify);
 
-/// What a map of cameras is keyed by.
-enum MAP_KEY_TYPE : int {
-  MAP_KEY_HOST_ID = 0,
-  MAP_KEY_ID_ON_REC_SERVER = 1,
-};
-
-/// Fills `map` with the cameras owned by `zrId`; of several with one key, the one with the lowest host id.
+/// Fills `map` with the cameras owned by `zrId`; of several with one key, the one with the lowest host id. They have
+/// what others refer to and what a status report speaks of: ids, owner, state, flags, live profile and the stream
+/// profiles. Their other fields are blank, since a fleet's reports would read them all day long for nothing.
 /// @return 0 on success, -1 on failure (the map is empty then)
 int CamGetMapByZrId(std::map<int, Camera>& map, int zrId, MAP_KEY_TYPE keyType);
 

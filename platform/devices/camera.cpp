@@ -1,5 +1,6 @@
 #include "camera.h"
 
+#include "../db/database.h"
 #include "../record/attempt.h"
 #include "camerafilter.h"
 #include "messagedaemon.h"
@@ -21,7 +22,10 @@ using namespace qv::devices;  // NOLINT(google-build-using-namespace)
 int Camera::IsCfgChged(Json::Value entry) const { return CameraTable().Differs(*this, entry) ? 1 : 0; }
 
 int Camera::Save() {
-  return record::Attempt("save", "camera", GetId(), [&] { CameraTable().Save(*this); });
+  return record::Attempt("save", "camera", GetId(), [&] {
+    if (!is_whole_) throw db::Error(db::Error::Kind::Statement, "only a part of it has been read");
+    CameraTable().Save(*this);
+  });
 }
 
 int Camera::Delete(bool notify) const {
@@ -48,10 +52,14 @@ std::list<Camera> CamGetList(CamFilterRule& rule, int& total, bool beyondLimit) 
 }
 
 int CamGetMapByZrId(std::map<int, Camera>& map, int zrId, MAP_KEY_TYPE keyType) {
+  static const record::Columns columns =
+      CameraTable().ColumnsOf({"id", "id_on_rec_server", "owner_zr_id", "status", "device_status_flags", "live_profile",
+                               "stream_profile1", "stream_profile2", "stream_profile3"});
   map.clear();
   return record::Attempt("list", "camera", 0, [&] {
     std::map<int, Camera> found;
-    for (Camera& camera : CameraTable().Select(record::Where().Is("owner_zr_id", zrId))) {
+    for (Camera& camera : CameraTable().Select(record::Where().Is("owner_zr_id", zrId), columns)) {
+      camera.is_whole_ = false;
       const int key = keyType == MAP_KEY_ID_ON_REC_SERVER ? camera.GetIdOnRecServer() : camera.GetId();
       found.emplace(key, std::move(camera));
     }

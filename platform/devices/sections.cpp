@@ -82,10 +82,12 @@ bool Take(SectionEntry& row, const Json::Value& entry, HostIdLookup& lookup) {
 
 int ReplaceSection(const SectionTable& table, int zrId, const Json::Value& section) {
   return record::Attempt("save the section", table.name(), zrId, [&] {
+    const record::Where of_slave = record::Where().Is("owner_zr_id", zrId);
+    if (section.empty() && table.Count(of_slave) == 0) return;  // of most slaves, most sections
     db::AllOrNothing whole;
     HostIdLookup lookup(zrId);
     record::ImportSection(
-        table.Select(record::Where().Is("owner_zr_id", zrId)), zrId, section,
+        table.Select(of_slave), zrId, section,
         [&](SectionEntry& row, const Json::Value& entry) {
           if (Take(row, entry, lookup)) table.Save(row);
         },

@@ -1,6 +1,7 @@
 #include "table.h"
 
 #include <algorithm>
+#include <stdexcept>
 
 #include "../db/database.h"
 #include "fieldindex.h"
@@ -52,8 +53,8 @@ std::string Join(const std::vector<std::string>& names) {
 
 /// Parameters appear in ascending order in every text, since drivers number them by first appearance.
 struct AnyTable::Statements {
-  std::string columns;  ///< all, in order of the fields
-  std::string insert;   ///< every column but the id; returns the id
+  Columns all;         ///< in order of the fields
+  std::string insert;  ///< every column but the id; returns the id
   std::string insert_with_id;
   /// Every column but the id, and only where one differs; the id comes last.
   std::string update;
@@ -67,7 +68,7 @@ struct AnyTable::Statements {
     std::vector<std::string> without_owner;
     owner = FindOwner(fields);
     for (const Field& field : fields) {
-      columns += (columns.empty() ? "" : ",") + std::string(field.info.column);
+      Add(all, field);
       if (field.info.role == FieldRole::HostId) continue;
       written.emplace_back(field.info.column);
       if (&field == owner) continue;
@@ -79,6 +80,11 @@ struct AnyTable::Statements {
         "INSERT INTO " + table + " (" + Join(written) + ",id) VALUES (" + Parameters(written.size() + 1) + ")";
     update = Update(table, written, nullptr);
     if (owner != nullptr) update_of_owner = Update(table, without_owner, owner->info.column);
+  }
+
+  static void Add(Columns& columns, const Field& field) {
+    columns.names += (columns.names.empty() ? "" : ",") + std::string(field.info.column);
+    columns.fields.push_back(&field);
   }
 
  private:
@@ -121,14 +127,28 @@ void AnyTable::Create(db::Session& session) const {
   session.Execute("CREATE TABLE " + name_ + " (" + columns + ");" + indexes);
 }
 
-void AnyTable::SelectInto(const Where& where, void* context, void* (*next)(void* context)) const {
+const Columns& AnyTable::all_columns() const { return statements_->all; }
+
+Columns AnyTable::ColumnsOf(std::initializer_list<std::string_view> names) const {
+  Columns columns;
+  for (const std::string_view name : names) {
+    const auto field =
+        std::find_if(fields_.begin(), fields_.end(), [&](const Field& each) { return each.info.column == name; });
+    if (field == fields_.end()) throw std::logic_error("no column " + std::string(name) + " in " + name_);
+    Statements::Add(columns, *field);
+  }
+  return columns;
+}
+
+void AnyTable::SelectInto(const Where& where, const Columns& columns, void* context,
+                          void* (*next)(void* context)) const {
   db::Query query =
-      db::ThisThread().Prepare("SELECT " + statements_->columns + " FROM " + name_ + where.Sql() + " ORDER BY id");
+      db::ThisThread().Prepare("SELECT " + columns.names + " FROM " + name_ + where.Sql() + " ORDER BY id");
   where.Bind(query);
   while (query.Next()) {
     void* record = next(context);
     int column = 0;
-    for (const Field& field : fields_) ReadColumn(field, query.Row(), column++, record);
+    for (const Field* field : columns.fields) ReadColumn(*field, query.Row(), column++, record);
   }
 }
 
@@ -200,7 +220,7 @@ std::unordered_map<int, int> AnyTable::HostIds(int zrId) const {
 
 std::vector<ListedRow> AnyTable::List(const Where& where) const {
   db::Query query =
-      db::ThisThread().Prepare("SELECT " + statements_->columns + " FROM " + name_ + where.Sql() + " ORDER BY id");
+      db::ThisThread().Prepare("SELECT " + all_columns().names + " FROM " + name_ + where.Sql() + " ORDER BY id");
   where.Bind(query);
   std::vector<ListedRow> rows;
   while (query.Next()) {

@@ -12,6 +12,7 @@
 #include <json/value.h>
 
 #include <cstdint>
+#include <initializer_list>
 #include <list>
 #include <memory>
 #include <optional>
@@ -84,6 +85,12 @@ struct TableOptions {
   bool caller_assigns_id = false;
 };
 
+/// Some of a table's columns, in an order of their own.
+struct Columns {
+  std::string names;  ///< for a statement
+  std::vector<const Field*> fields;
+};
+
 /// A row for a listing: names and values in the order of the field list, secrets left out.
 using ListedRow = std::vector<std::pair<std::string, Json::Value>>;
 
@@ -97,6 +104,8 @@ class AnyTable {
 
   const std::string& name() const { return name_; }
   const std::vector<Field>& fields() const { return fields_; }
+  /// Columns by their names.
+  Columns ColumnsOf(std::initializer_list<std::string_view> names) const;
   /// Makes the table and its indexes.
   void Create(db::Session& session) const;
 
@@ -108,7 +117,8 @@ class AnyTable {
   std::int64_t DeleteWhere(const Where& where) const;
 
  protected:
-  void SelectInto(const Where& where, void* context, void* (*next)(void* context)) const;
+  void SelectInto(const Where& where, const Columns& columns, void* context, void* (*next)(void* context)) const;
+  const Columns& all_columns() const;
   void ReadRow(void* record, DBResult_tag* result, unsigned row) const;
   bool SaveRecord(void* record) const;
   bool Differs(const void* record, const Json::Value& entry) const;
@@ -162,9 +172,11 @@ class Table : public AnyTable {
                  std::move(options)) {}
 
   /// The rows in order of their ids.
-  std::list<Record> Select(const Where& where) const {
+  std::list<Record> Select(const Where& where) const { return Select(where, all_columns()); }
+  /// The same, of every row no more than `columns`; the other fields are blank.
+  std::list<Record> Select(const Where& where, const Columns& columns) const {
     std::list<Record> rows;
-    SelectInto(where, &rows,
+    SelectInto(where, columns, &rows,
                [](void* list) -> void* { return &static_cast<std::list<Record>*>(list)->emplace_back(); });
     return rows;
   }
