@@ -83,8 +83,8 @@ class Camera : public TaggedRecord<CameraData::Fields> {
  public:
   /// @return non-zero when applying the slave's entry would change this row
   int IsCfgChged(Json::Value entry) const;
-  /// Writes the row; a new row is given its host id. A camera of a map (`CamGetMapByZrId`) has not all of its fields
-  /// and cannot be saved. @return 0 on success, -1 on failure
+  /// Writes the row; a new row is given its host id. A camera of a map (`CamGetMapByZrId`,
+  /// `CachedCamMap`) has not all of its fields and cannot be saved. @return 0 on success, -1 on failure
   int Save();
   /// @param notify  tell the message daemon that the host's cameras changed
   /// @return 0 when the row is deleted or was not there, -1 on failure
@@ -92,8 +92,10 @@ class Camera : public TaggedRecord<CameraData::Fields> {
 
   CamStsInfo GetStsInfo() const { return CamStsInfo(*this); }
 
+  /// From now on this camera, of which not all fields have been read, cannot be saved.
+  void MarkAsPart() { is_whole_ = false; }
+
  private:
-  friend int CamGetMapByZrId(std::map<int, Camera>& map, int zrId, MAP_KEY_TYPE keyType);
   bool is_whole_ = true;
 };
 
@@ -117,12 +119,12 @@ std::list<Camera> CamGetList(CamFilterRule& rule, int& total, bool beyondLimit);
 int SyncRelatedTableForCamDel(const Camera& camera, bool notify);
 
 /// Fills `map` with the cameras owned by `zrId`; of several with one key, the one with the lowest host id. They have
-/// what others refer to and what a status report speaks of: ids, owner, state, flags, live profile and the stream
-/// profiles. Their other fields are blank, since a fleet's reports would read them all day long for nothing.
+/// their ids and owner and no other field, which is what doors and tasks refer to a camera by.
 /// @return 0 on success, -1 on failure (the map is empty then)
 int CamGetMapByZrId(std::map<int, Camera>& map, int zrId, MAP_KEY_TYPE keyType);
 
-/// The cameras of one server, loaded at the first `Get` and kept for the object's life.
+/// The cameras of one server, loaded at the first `Get` and kept for the object's life. They have their ids, owner,
+/// state, flags, live profile and stream profiles; a fleet's reports would read the other fields all day for nothing.
 class CachedCamMap {
  public:
   CachedCamMap(int zrId, MAP_KEY_TYPE keyType) : zr_id_(zrId), key_type_(keyType) {}

@@ -20,27 +20,37 @@ namespace {
 
 using qv::db::AllOrNothing;
 using qv::db::Error;
+using qv::db::Query;
 using qv::db::Session;
 using qv::db::Statement;
 
-/// Runs one statement; its rows replace those of `result`, when it is given and the statement has columns.
-void RunStatement(Session& session, Statement& statement, DBResult_tag* result) {
-  ++session.state().statistics.executed;
+/// Steps through a statement; its rows replace those of `result`, when it is given and the statement has columns.
+template <class Step>
+void Run(const Statement& statement, Step&& step, DBResult_tag* result) {
   const int columns = statement.ColumnCount();
   if (result == nullptr || columns == 0) {
-    while (statement.Step()) {
+    while (step()) {
     }
     return;
   }
   *result = {};
   for (int column = 0; column < columns; ++column) result->columns.emplace_back(statement.ColumnName(column));
-  while (statement.Step()) {
+  while (step()) {
     auto& row = result->rows.emplace_back();
     for (int column = 0; column < columns; ++column) {
       row.push_back(statement.IsNull(column) ? std::nullopt : std::optional<std::string>(statement.Text(column)));
     }
   }
 }
+
+void RunStatement(Session& session, Statement& statement, DBResult_tag* result) {
+  ++session.state().statistics.executed;
+  Run(
+      statement, [&] { return statement.Step(); }, result);
+}
+
+/// Whether the text is one query and nothing else. A text with a semicolon anywhere counts as several statements.
+bool IsLoneQuery(std::string_view sql) { return sql.starts_with("SELECT ") && sql.find(';') == std::string_view::npos; }
 
 void RunText(Session& session, const std::string& sql, AllOrNothing::Patience patience, DBResult_tag* result) {
   const char* rest = sql.c_str();
@@ -73,15 +83,21 @@ namespace QVDB {
 
 // NOLINTNEXTLINE(performance-unnecessary-value-param): the contract hands the text over by value
 int Execute(DB_INSTANCE instance, std::string sql, DBResult_tag** result, bool /*wantLastId*/, bool retryOnBusy,
-            bool logOnError, bool /*useCache*/) {
-  // The id of the last row needs no preparation here. Nor is the text kept: with the values inside it, it is hardly
-  // ever seen twice, and would push out the statements that are.
+            bool logOnError, bool useCache) {
+  // The id of the last row needs no preparation here. Only queries are kept: a command with the values inside its text
+  // is hardly ever seen twice, and would push out the statements that are.
   try {
     if (instance < 0) throw Error(Error::Kind::Statement, "there is no such database");
     const AllOrNothing::Patience patience =
         retryOnBusy ? AllOrNothing::Patience::BusyTimeout : AllOrNothing::Patience::None;
     auto rows = result == nullptr ? nullptr : std::make_unique<DBResult_tag>();
-    RunText(qv::db::ThisThread(), sql, patience, rows.get());
+    if (useCache && IsLoneQuery(sql)) {
+      Query query = qv::db::ThisThread().Prepare(sql);
+      Run(
+          query.Row(), [&] { return query.Next(); }, rows.get());
+    } else {
+      RunText(qv::db::ThisThread(), sql, patience, rows.get());
+    }
     if (result != nullptr) *result = rows.release();
     return 0;
   } catch (const Error& error) {

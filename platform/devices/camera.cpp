@@ -13,6 +13,22 @@ const CameraTableType& CameraTable() {
   return table;
 }
 
+namespace {
+
+int LoadMap(std::map<int, Camera>& map, int zr_id, MAP_KEY_TYPE key_type, const record::Columns& columns) {
+  map.clear();
+  return record::Attempt("list", "camera", 0, [&] {
+    std::map<int, Camera> found;
+    for (Camera& camera : CameraTable().Select(record::Where().Is("owner_zr_id", zr_id), columns)) {
+      camera.MarkAsPart();
+      const int key = key_type == MAP_KEY_ID_ON_REC_SERVER ? camera.GetIdOnRecServer() : camera.GetId();
+      found.emplace(key, std::move(camera));
+    }
+    map = std::move(found);
+  });
+}
+
+}  // namespace
 }  // namespace qv::devices
 
 using namespace qv;           // NOLINT(google-build-using-namespace): what follows is the package's interface
@@ -52,23 +68,15 @@ std::list<Camera> CamGetList(CamFilterRule& rule, int& total, bool beyondLimit) 
 }
 
 int CamGetMapByZrId(std::map<int, Camera>& map, int zrId, MAP_KEY_TYPE keyType) {
-  static const record::Columns columns =
-      CameraTable().ColumnsOf({"id", "id_on_rec_server", "owner_zr_id", "status", "device_status_flags", "live_profile",
-                               "stream_profile1", "stream_profile2", "stream_profile3"});
-  map.clear();
-  return record::Attempt("list", "camera", 0, [&] {
-    std::map<int, Camera> found;
-    for (Camera& camera : CameraTable().Select(record::Where().Is("owner_zr_id", zrId), columns)) {
-      camera.is_whole_ = false;
-      const int key = keyType == MAP_KEY_ID_ON_REC_SERVER ? camera.GetIdOnRecServer() : camera.GetId();
-      found.emplace(key, std::move(camera));
-    }
-    map = std::move(found);
-  });
+  static const record::Columns columns = CameraTable().ColumnsOf({"id", "id_on_rec_server", "owner_zr_id"});
+  return LoadMap(map, zrId, keyType, columns);
 }
 
 bool CachedCamMap::Get(std::map<int, Camera>& map) {
-  if (!loaded_) loaded_ = CamGetMapByZrId(cameras_, zr_id_, key_type_) == 0;
+  static const record::Columns columns =
+      CameraTable().ColumnsOf({"id", "id_on_rec_server", "owner_zr_id", "status", "device_status_flags", "live_profile",
+                               "stream_profile1", "stream_profile2", "stream_profile3"});
+  if (!loaded_) loaded_ = LoadMap(cameras_, zr_id_, key_type_, columns) == 0;
   map = cameras_;
   return loaded_;
 }

@@ -30,8 +30,9 @@ class FieldIndex {
       const char* end = nullptr;
       const char* begin = member.memberName(&end);
       const std::string_view key(begin, static_cast<std::size_t>(end - begin));
-      while (slot != slots_.end() && slot->key < key) ++slot;
-      if (slot == slots_.end() || slot->key != key) {
+      int order = 1;  // of the slot beside the key
+      while (slot != slots_.end() && (order = slot->key.compare(key)) < 0) ++slot;
+      if (slot == slots_.end() || order != 0) {
         if (!unknown(key, *member)) return false;
       } else if (slot->field != nullptr && !known(*slot->field, *member)) {
         return false;
