@@ -36,6 +36,7 @@ Json::Value InHostTerms(const Json::Value& reported, int host_id, int zr_id, Hos
 }  // namespace
 
 void LoadDoors(std::list<AxisAcsCtrler>& list, const record::Where& selection) {
+  if (list.empty()) return;
   std::unordered_map<int, std::list<AxisDoor>> doors;
   for (AxisDoor& door : DoorTable().Select(record::Where().InRowsOf("ctrler_id", CtrlerTable().name(), selection))) {
     doors[door.GetCtrlerId()].push_back(std::move(door));

@@ -51,6 +51,7 @@ ReportedRule ReadReportedRule(const Json::Value& entry) {
 }
 
 void LoadRules(std::list<POS>& list, const record::Where& selection) {
+  if (list.empty()) return;
   std::unordered_map<int, PosParsingRule> rules;
   for (const TextRuleRow& row : RuleTable().Select(record::Where().InRowsOf("pos_id", PosTable().name(), selection))) {
     rules[row.GetPosId()].rules.push_back(row.Rule());
