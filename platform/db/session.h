@@ -1,6 +1,7 @@
 /// What a session consists of, for the files of platform/db that work on it.
 #pragma once
 
+#include <algorithm>
 #include <chrono>
 #include <functional>
 #include <memory>
@@ -30,9 +31,13 @@ struct StatementPool {
   std::size_t in_use = 0;
 };
 
+/// Long statements are looked up with every row: their ends and lengths tell them apart well enough.
 struct TextHash {
   using is_transparent = void;
-  std::size_t operator()(std::string_view text) const { return std::hash<std::string_view>()(text); }
+  std::size_t operator()(std::string_view text) const {
+    return std::hash<std::string_view>()(text.substr(text.size() - std::min<std::size_t>(text.size(), 64))) ^
+           text.size();
+  }
 };
 
 struct Session::State {

@@ -31,14 +31,18 @@ class Matcher {
  public:
   explicit Matcher(std::string_view expected) : rest_(expected) {}
 
-  void operator+=(char letter) { *this += std::string_view(&letter, 1); }
+  void operator+=(char letter) {
+    if (!rest_.empty() && rest_.front() == letter) {
+      rest_.remove_prefix(1);
+    } else {
+      Stop({&letter, 1});
+    }
+  }
   void operator+=(std::string_view text) {
-    if (!matches_) return;
     if (rest_.starts_with(text)) {
       rest_.remove_prefix(text.size());
     } else {
-      matches_ = false;
-      other_integer_ = IsInteger(text) && IsInteger(rest_.substr(0, rest_.find_first_of(",]}")));
+      Stop(text);
     }
   }
   qv::json::Written Result() const {
@@ -47,6 +51,13 @@ class Matcher {
   }
 
  private:
+  /// From here on nothing matches any more but empty pieces.
+  void Stop(std::string_view text) {
+    if (!matches_) return;
+    matches_ = false;
+    other_integer_ = IsInteger(text) && IsInteger(rest_.substr(0, rest_.find_first_of(",]}")));
+    rest_ = {};
+  }
   static bool IsInteger(std::string_view text) {
     return !text.empty() && text.find_first_not_of("-0123456789") == std::string_view::npos;
   }
@@ -76,6 +87,13 @@ void AppendDouble(Output& out, double number) {
   }
 }
 
+/// Which bytes stand in a JSON text as they are.
+constexpr std::array<bool, 256> kPlain = [] {
+  std::array<bool, 256> plain{};
+  for (std::size_t byte = 0x20; byte < plain.size(); ++byte) plain[byte] = byte != '"' && byte != '\\';
+  return plain;
+}();
+
 template <class Output>
 void AppendString(Output& out, std::string_view text) {
   static constexpr char kHex[] = "0123456789abcdef";
@@ -83,9 +101,7 @@ void AppendString(Output& out, std::string_view text) {
   std::size_t kept = 0;  // everything before it is in `out`
   for (std::size_t i = 0; i < text.size(); ++i) {
     const auto byte = static_cast<unsigned char>(text[i]);
-    if (byte >= 0x20 && byte != '"' && byte != '\\') {
-      continue;
-    }
+    if (kPlain[byte]) continue;
     out += text.substr(kept, i - kept);
     kept = i + 1;
     out += '\\';

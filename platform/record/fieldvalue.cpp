@@ -33,7 +33,11 @@ bool ToInt(const Json::Value& value, int& number) {
     case Json::booleanValue:
       number = value.asBool() ? 1 : 0;
       return true;
-    case Json::intValue:
+    case Json::intValue: {
+      const Json::LargestInt large = value.asLargestInt();
+      number = static_cast<int>(large);
+      return number == large;
+    }
     case Json::uintValue:
       if (!value.isInt()) return false;
       number = value.asInt();
