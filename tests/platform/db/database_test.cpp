@@ -1,5 +1,4 @@
 #include <gmock/gmock.h>
-#include <sys/wait.h>
 
 #include "support.h"
 
@@ -7,6 +6,7 @@ namespace qv::db::test {
 namespace {
 
 using testing::HasSubstr;
+using testing::Not;
 
 TEST_F(DatabaseTest, AMigrationHappensWholeOrNotAtAll) {
   Insert("a", 1);
@@ -36,34 +36,100 @@ TEST_F(DatabaseTest, AMigrationHappensWholeOrNotAtAll) {
   EXPECT_THAT(newer_text, HasSubstr("has schema version 2, this program knows up to 1: use the newer program"));
 }
 
-TEST_F(DatabaseTest, ProcessesThatMeetInANewFolderAllFindIt) {
-  Close();
-  folder_ = root_ / "new";
-  std::vector<pid_t> children;
-  for (int process = 0; process < 6; ++process) {
-    children.push_back(fork());
-    if (children.back() != 0) continue;
-    [&]() noexcept {  // a failure ends the process by a signal
-      OpenItems();
-      for (int i = 0; i < 20; ++i) Insert("p" + std::to_string(getpid()) + "-" + std::to_string(i));
-      _exit(0);
-    }();
-  }
-  for (const pid_t child : children) {
-    int status = 0;
-    EXPECT_EQ(waitpid(child, &status, 0), child);
-    EXPECT_EQ(status, 0);
-  }
-  OpenItems();
-  Query count = ThisThread().Prepare("SELECT count(*) FROM item");
-  ASSERT_TRUE(count.Next());
-  EXPECT_EQ(count.Row().Int(0), 120);
-}
-
 TEST_F(DatabaseTest, TheLogIsMovedToTheDatabaseBeforeItGrows) {
   const std::string filler(3000, 'x');
   for (int i = 0; i < 4000; ++i) Insert(filler + std::to_string(i));
   EXPECT_LT(std::filesystem::file_size(folder_ / "qvcms.db-wal"), 2000u * 4096u);
+}
+
+TEST_F(DatabaseTest, ATextIsPreparedOnceAndInUseTwiceAtOnce) {
+  for (int i = 0; i < 3; ++i) Insert("n" + std::to_string(i), i);
+  const auto before = ThisThread().statistics();
+  std::string pairs;
+  const auto select = [] { return ThisThread().Prepare("SELECT value FROM item WHERE value < $1 ORDER BY value"); };
+  for (int round = 0; round < 2; ++round) {
+    Query outer = select();
+    outer.Bind(2);
+    while (outer.Next()) {
+      Query inner = select();
+      inner.Bind(2);
+      while (inner.Next()) pairs += std::to_string(outer.Row().Int(0)) + std::to_string(inner.Row().Int(0)) + " ";
+      EXPECT_FALSE(inner.Next());  // stays at its end
+    }
+  }
+  EXPECT_EQ(pairs, "00 01 10 11 00 01 10 11 ");
+  EXPECT_EQ(ThisThread().statistics().prepared - before.prepared, 2u);
+  EXPECT_EQ(ThisThread().statistics().executed - before.executed, 6u);
+}
+
+TEST_F(DatabaseTest, AnErrorNamesTheStatementButNoValue) {
+  Insert("secret-key");
+  const auto twice = ErrorOf([] { Insert("secret-key"); });
+  EXPECT_EQ(twice.first, Error::Kind::Statement);
+  EXPECT_THAT(twice.second, HasSubstr("INSERT INTO item"));
+  EXPECT_THAT(twice.second, HasSubstr("UNIQUE constraint failed: item.name"));
+  EXPECT_THAT(twice.second, Not(HasSubstr("secret-key")));
+  const auto inlined = ErrorOf([] { ThisThread().Execute("INSERT INTO item (name) VALUES ('secret-key')"); });
+  EXPECT_THAT(inlined.second, Not(HasSubstr("secret-key")));
+  EXPECT_EQ(ThisThread().Prepare("DELETE FROM item").Run(), 1);  // a failed statement blocks nothing
+}
+
+std::string Counts(const UnitOfWork& unit) {
+  std::string text;
+  for (const UnitOfWork::Count& count : unit.counts()) {
+    text += count.kind + " " + std::to_string(count.added) + "/" + std::to_string(count.updated) + "/" +
+            std::to_string(count.removed) + "; ";
+  }
+  return text;
+}
+
+TEST_F(DatabaseTest, StepsGoBackAloneWithTheirCounts) {
+  CountChange("item", Change::Added, 1);  // without a unit of work nobody counts
+  {
+    UnitOfWork unit;
+    EXPECT_THROW(UnitOfWork(), std::logic_error);
+    Insert("a", 1);
+    CountChange("item", Change::Added, 1);
+    EXPECT_THROW(Insert("a", 2), Error);
+    {
+      AllOrNothing outer;
+      Insert("b", 2);
+      CountChange("item", Change::Added, 1);
+      {
+        AllOrNothing inner;
+        Insert("c", 3);
+        CountChange("other", Change::Removed, 4);
+      }
+      EXPECT_EQ(Counts(unit), "item 2/0/0; ");
+      {
+        AllOrNothing inner;
+        Insert("d", 4);
+        CountChange("other", Change::Updated, 2);
+        inner.Keep();
+      }
+      outer.Keep();
+    }
+    {
+      AllOrNothing outer;
+      {
+        AllOrNothing inner;
+        Insert("e", 5);
+        CountChange("item", Change::Added, 1);
+        inner.Keep();
+      }
+    }
+    EXPECT_EQ(Counts(unit), "item 2/0/0; other 0/2/0; ");
+    unit.Commit();
+    EXPECT_EQ(UnitOfWork::Current(), nullptr);
+    EXPECT_EQ(Counts(unit), "item 2/0/0; other 0/2/0; ");
+  }
+  EXPECT_EQ(Items(), "a=1 b=2 d=4");
+  {
+    AllOrNothing alone;
+    Insert("f", 6);
+    EXPECT_EQ(Items(), "a=1 b=2 d=4 f=6");
+  }
+  EXPECT_EQ(Items(), "a=1 b=2 d=4");
 }
 
 }  // namespace

@@ -2,15 +2,13 @@
 #pragma once
 
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <string>
 #include <vector>
 
 #include "db/database.h"
+#include "support/scratch.h"
 
 namespace qv::db::test {
 
@@ -19,17 +17,8 @@ inline constexpr Migration kItemSchema[] = {
 
 class DatabaseTest : public testing::Test {
  protected:
-  void SetUp() override {
-    std::string pattern = testing::TempDir() + "qvdb-XXXXXX";
-    ASSERT_NE(mkdtemp(pattern.data()), nullptr);
-    root_ = pattern;
-    folder_ = root_ / "data";
-    OpenItems();
-  }
-  void TearDown() override {
-    Close();
-    std::filesystem::remove_all(root_);
-  }
+  DatabaseTest() { OpenItems(); }
+  ~DatabaseTest() override { Close(); }
 
   static Options ItemOptions() {
     return {.driver = {.busy_timeout = std::chrono::seconds(10), .durability = Durability::Process},
@@ -38,10 +27,6 @@ class DatabaseTest : public testing::Test {
   }
   void OpenItems() { Open(folder_, ItemOptions()); }
 
-  static std::string Read(const std::filesystem::path& path) {
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
-  }
   static void Insert(std::string_view name, int value = 0) {
     ThisThread().Prepare("INSERT INTO item (name, value) VALUES ($1, $2)").Bind(name).Bind(value).Run();
   }
@@ -66,8 +51,9 @@ class DatabaseTest : public testing::Test {
     return {Error::Kind::Statement, ""};
   }
 
-  std::filesystem::path root_;
-  std::filesystem::path folder_;
+  const support::ScratchFolder scratch_;
+  const std::filesystem::path root_ = scratch_.path();
+  const std::filesystem::path folder_ = root_ / "data";
 };
 
 }  // namespace qv::db::test

@@ -68,11 +68,10 @@ TEST(Document, IsLimitedInDepthAndSize) {
   EXPECT_EQ(Read("[[1],[[]]]", {.depth = 2}), "1:7 nested deeper than 2 levels");
 
   const std::string deepest = std::string(qv::json::kMaxDepth, '[') + std::string(qv::json::kMaxDepth, ']');
-  const std::size_t no_limit = std::numeric_limits<std::size_t>::max();
-  EXPECT_EQ(Read(deepest, {.depth = no_limit}), deepest);
-  EXPECT_TRUE(
-      QVJson::CheckEqual(ReadDocument(deepest, {.depth = no_limit}), ReadDocument(deepest, {.depth = no_limit})));
-  EXPECT_EQ(Read(std::string(100000, '['), {.depth = no_limit}), "1:1001 nested deeper than 1000 levels");
+  const qv::json::ReadLimits no_limit = {.depth = std::numeric_limits<std::size_t>::max()};
+  EXPECT_EQ(Read(deepest, no_limit), deepest);
+  EXPECT_TRUE(QVJson::CheckEqual(ReadDocument(deepest, no_limit), ReadDocument(deepest, no_limit)));
+  EXPECT_EQ(Read(std::string(100000, '['), no_limit), "1:1001 nested deeper than 1000 levels");
 
   EXPECT_EQ(Read("[1]", {.size = 3}), "[1]");
   EXPECT_EQ(Read("[1] ", {.size = 3}), "0:0 larger than 3 bytes");

@@ -6,9 +6,11 @@
 #include <fstream>
 #include <list>
 #include <map>
+#include <thread>
 
 #include "db/database.h"
 #include "iomodule.h"
+#include "shm/devicecachefile.h"
 #include "shmdbcache.h"
 #include "support/hosttest.h"
 
@@ -74,12 +76,21 @@ TEST_F(DeviceCache, ShowsWhatIsCommitted) {
   EXPECT_THAT(Read(), ElementsAre(Pair(5, 50))) << "a deleted file is made anew";
 }
 
-TEST_F(DeviceCache, GrowsWithItsEntries) {
-  std::list<IOModStsInfo> modules;
-  for (int id = 1; id <= 5000; ++id) modules.push_back({id, id + 1});
-  Enter(modules);
+TEST_F(DeviceCache, GrowsUnderTwoWriters) {
+  constexpr int kEach = 2000;
+  // Two mappings stand for two processes: each has its own lock and its own idea of the size.
+  const auto write = [&](int first) {
+    const auto file = qv::shm::DeviceCacheFile::Open(path());
+    for (int id = first; id < first + kEach; ++id) {
+      const ShmDBCacheEntry values[] = {{id, 7, id + 1, 0}, {1, 7, 2, 0}};
+      EXPECT_TRUE(file->Update(values));
+    }
+  };
+  std::thread other(write, 10'000);
+  write(20'000);
+  other.join();
   const std::map<int, int> found = Read();
-  EXPECT_EQ(found.size(), modules.size());
+  EXPECT_EQ(found.size(), 2 * kEach + 1U);
   for (const auto& [id, status] : found) EXPECT_EQ(status, id + 1);
 }
 
