@@ -3,10 +3,8 @@
 #include <limits>
 
 #include "dbwrapper.h"
-#include "facesetting.h"
 #include "log/log.h"
 #include "support/hosttest.h"
-#include "tavicountingwidget.h"
 #include "tavisetting.h"
 
 #define SAMPLE_COLUMNS(COLUMN)       \
@@ -166,22 +164,10 @@ TEST_F(DbMember, RecordReportsAMissingMemberAndCopiesKeepTheirOwn) {
   EXPECT_TRUE(first.ShouldLogOnError());
 }
 
-template <class COLUMNS>
-std::vector<int> TextPositions() {
-  std::vector<int> positions;
-  int position = 0;
-  for (const DBColumn& column : DBColumnMembers<COLUMNS>::kColumns) {
-    if (column.kind == DBColumnKind::Text) positions.push_back(position);
-    ++position;
-  }
-  positions.push_back(position);
-  return positions;
-}
-
-TEST(Columns, StandWhereTheyAreExpected) {
-  EXPECT_THAT(TextPositions<TAVI_SETTING_DB_COLUMNS>(), ElementsAre(1, 30, 31, 44, 45, 46, 47, 48, 55, 81));
-  EXPECT_THAT(TextPositions<FACE_SETTING_DB_COLUMNS>(), ElementsAre(1, 10, 13, 24, 25, 26, 31));
-  EXPECT_THAT(TextPositions<TAVI_COUNTING_WIDGET_DB_COLUMN>(), ElementsAre(3, 9, 10));
+TEST(DetectionNames, AreTheSlaves) {
+  EXPECT_THAT(kTaviDetectionNames,
+              ElementsAre("object_tracking", "motion_detection", "non_idle_zone", "people_counting_wall_mount",
+                          "foreign_object", "missing_object", "people_counting_ceilling_mount", "object_detection"));
 }
 
 }  // namespace

@@ -21,7 +21,8 @@ void NoteLogLine(const qv::log::Line& line) {
   }
   static const std::map<std::string, std::string> levels = {{"ERR", "1"},    {"NOTICE", "3"}, {"INFO", "4"},
                                                             {"CHANGE", "5"}, {"DUMP", "7"},   {"-", "-"}};
-  Note("log " + levels.at(line.level) + " " + line.function + " " + line.text);
+  const std::string place = journal_names_places ? ":" + std::to_string(line.line) : "";
+  Note("log " + levels.at(line.level) + " " + line.function + place + " " + line.text);
 }
 
 /// Notes what a statement wrote.

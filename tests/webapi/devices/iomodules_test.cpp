@@ -17,58 +17,23 @@ class IOModules : public support::HostTest {
   }
 };
 
-TEST_F(IOModules, FollowTheSnapshot) {
-  Sql("INSERT INTO iomodule (id,owner_zr_id,id_on_rec_server,name) VALUES (1,8,1,'of another slave')");
-  EXPECT_THAT(Update(R"([{"id":1,"name":"A","status":3},{"id":2,"name":"B"},{"id":3,"name":"C"},{"id":4,"name":"D"}])"),
-              ElementsAre("insert iomodule 2", "log 4 UpdateIOModuleData Add IO module [2] from ZR [7].",  //
-                          "insert iomodule 3", "log 4 UpdateIOModuleData Add IO module [3] from ZR [7].",  //
-                          "insert iomodule 4", "log 4 UpdateIOModuleData Add IO module [4] from ZR [7].",  //
-                          "insert iomodule 5", "log 4 UpdateIOModuleData Add IO module [5] from ZR [7]."));
-  Sql("UPDATE iomodule SET device_status_flags=33 WHERE id IN (3,4)");
-  // Unchanged but for the state, being configured (unchanged and changed), gone, new; the id 3 comes twice.
-  EXPECT_THAT(
-      Update(R"([{"id":2,"name":"B"},{"id":1,"name":"A","status":1},{"id":3,"name":"CC"},{"id":3,"zoom":[1]}])"),
-      ElementsAre("log 4 UpdateIOModuleData Skip to update IOMod [4] on ZR [7] due configuring.", "insert iomodule 6",
-                  "log 4 UpdateIOModuleData Add IO module [6] from ZR [7].",
-                  "log 3 RemoveExtraIOMods Remove extra IOMods [5] on ZR [7].",
-                  "log 4 RemoveExtraIOMods Remove IO mode [5] on ZR [7].", "delete iomodule WHERE id=5"));
-  Sql("UPDATE iomodule SET device_status_flags=1 WHERE id=4");
-  const std::string last = R"([{"id":1,"name":"A"},{"id":2,"name":"B"},{"id":3,"name":"CC"},{"id":3,"zoom":[1.0]}])";
-  EXPECT_THAT(Update(last), ElementsAre("log 4 UpdateIOModuleData Update IOMod [4] on ZR [7].", "update iomodule 4"));
-  EXPECT_THAT(Update(last), IsEmpty());
-  EXPECT_THAT(Rows("SELECT id,owner_zr_id,id_on_rec_server,name,status_on_rec_server,device_status_flags,extra "
-                   "FROM iomodule"),
-              ElementsAre("1|8|1|of another slave|0|0|", "2|7|1|A|3|0|", "3|7|2|B|0|33|", "4|7|3|CC|0|1|",
-                          R"(6|7|3||0|0|{"zoom":[1]})"));
+TEST_F(IOModules, AreLeftAloneWhileTheyAreConfigured) {
+  Sql("INSERT INTO iomodule (owner_zr_id,id_on_rec_server,name,device_status_flags) VALUES (7,1,'A',33),(7,2,'B',33)");
+  const std::string section = R"([{"id":1,"name":"AA"},{"id":2,"name":"B"}])";
+  EXPECT_THAT(Update(section),
+              ElementsAre("log 4 UpdateIOModuleData Skip to update IOMod [1] on ZR [7] due configuring."));
+  Sql("UPDATE iomodule SET device_status_flags=1");
+  EXPECT_THAT(Update(section),
+              ElementsAre("log 4 UpdateIOModuleData Update IOMod [1] on ZR [7].", "update iomodule 1"));
+  EXPECT_THAT(Rows("SELECT name,device_status_flags FROM iomodule"), ElementsAre("AA|1", "B|1"));
 }
 
-TEST_F(IOModules, NoFailureStopsTheStep) {
-  Update(R"([{"id":1},{"id":2},{"id":3},{"id":4}])");
-  Sql("INSERT INTO iomodule_setting (owner_zr_id,iomodule_id,settings) VALUES (7,2,'{}')");
-  Refuse("UPDATE", "iomodule", "NEW.id=1");
-  Refuse("INSERT", "iomodule");
-  Refuse("DELETE", "iomodule", "OLD.id=2");
-  Break("emap_item");
-  EXPECT_THAT(
-      Update(R"([{"id":1,"name":"A"},{"id":9}])"),
-      ElementsAre("log 4 UpdateIOModuleData Update IOMod [1] on ZR [7].", "failed to save iomodule [1]",
-                  "failed to save iomodule [0]", "log 4 UpdateIOModuleData Add IO module [0] from ZR [7].",
-                  "log 3 RemoveExtraIOMods Remove extra IOMods [2,3,4] on ZR [7].",
-                  "log 4 RemoveExtraIOMods Remove IO mode [2] on ZR [7].", "failed to delete iomodule [2]",
-                  "log 1 RemoveExtraIOMods Failed while delete IO module [2].",
-                  "log 4 RemoveExtraIOMods Remove IO mode [3] on ZR [7].", "delete iomodule WHERE id=3",
-                  "failed to clean up after iomodule [3]", "log 1 RemoveExtraIOMods Failed to sync related tables.",
-                  "log 4 RemoveExtraIOMods Remove IO mode [4] on ZR [7].", "delete iomodule WHERE id=4",
-                  "failed to clean up after iomodule [4]", "log 1 RemoveExtraIOMods Failed to sync related tables."));
-  EXPECT_THAT(Rows("SELECT id FROM iomodule"), ElementsAre("1", "2"));
-  EXPECT_THAT(Rows("SELECT iomodule_id FROM iomodule_setting"), ElementsAre("2"));
-}
-
-TEST_F(IOModules, AFailedListAddsEveryEntryAndRemovesNothing) {
-  Update(R"([{"id":1}])");
-  Break("iomodule");
-  EXPECT_THAT(Update(R"([{"id":1}])"), ElementsAre("failed to list iomodule [0]", "failed to save iomodule [0]",
-                                                   "log 4 UpdateIOModuleData Add IO module [0] from ZR [7]."));
+TEST_F(IOModules, PairingTwiceChangesNothing) {
+  const Json::Value section = Parse(R"([{"id":1,"name":"A"},{"id":2,"model":"M"},17])");
+  const auto pair = [&] { EXPECT_EQ(0, SaveIOModuleFromRecServer(7, section, true)); };
+  const std::string update = R"(message 0 msgd iomodule-update {"ids":[1,2],"settings":true,"type":0})";
+  EXPECT_THAT(Journal(pair), ElementsAre("insert iomodule 1", "insert iomodule 2", update));
+  EXPECT_THAT(Journal(pair), ElementsAre(update));
 }
 
 TEST_F(IOModules, SettingsAndPairingsFollowModulesAndCameras) {
