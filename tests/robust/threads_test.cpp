@@ -54,14 +54,12 @@ void CountCall() {
 
 /// What a slave holds must come from one document: as many devices of each kind as in it, all with one note.
 void CheckSlave(int zr) {
-  for (const char* table : {"pos", "ipspeaker", "iomodule", "camera"}) {
+  for (const std::string table : {"pos", "ipspeaker", "iomodule", "camera"}) {
     qv::db::Query rows = qv::db::ThisThread().Prepare(
-        std::string("SELECT COUNT(*), COUNT(DISTINCT name), COUNT(DISTINCT id_on_rec_server) FROM ") + table +
+        "SELECT COUNT(*) || ' ' || COUNT(DISTINCT name) || ' ' || COUNT(DISTINCT id_on_rec_server) FROM " + table +
         " WHERE owner_zr_id = $1");
     ASSERT_TRUE(rows.Bind(zr).Next());
-    ASSERT_THAT(rows.Row().Int(0), testing::AnyOf(0, kDevices)) << table << " of " << zr;
-    ASSERT_EQ(rows.Row().Int(1), rows.Row().Int(0) > 0 ? 1 : 0) << table << " of " << zr;
-    ASSERT_EQ(rows.Row().Int(2), rows.Row().Int(0)) << table << " of " << zr;
+    ASSERT_THAT(rows.Row().Text(0), testing::AnyOf("0 0 0", "4 1 4")) << table << " of " << zr;
   }
 }
 

@@ -1,11 +1,9 @@
 #include <algorithm>
-#include <cstring>
 #include <map>
 
 #include "qvwebapicmssyncutils.h"
 #include "rtspinfo.h"
 #include "server/ownedrows.h"
-#include "shmdbcache.h"
 #include "slavedata.h"
 #include "slavezr.h"
 #include "slavezrstatus.h"
@@ -89,23 +87,14 @@ class SlaveRemoval : public support::HostTest {
     }
     return names;
   }
-
-  /// The owners of the device cache's entries.
-  std::vector<int> CacheOwners() const {
-    const std::string bytes = support::ReadWholeFile(folder() / "device-cache.shm");
-    ShmDBCacheHeader header{};
-    std::memcpy(&header, bytes.data(), sizeof header);
-    std::vector<int> owners;
-    for (std::uint32_t i = 0; i < header.count; ++i) {
-      ShmDBCacheEntry entry{};
-      std::memcpy(&entry, bytes.data() + sizeof header + i * sizeof entry, sizeof entry);
-      owners.push_back(entry.owner_zr_id);
-    }
-    return owners;
-  }
 };
 
 TEST_F(SlaveRemoval, LeavesTheHostAsItWasBeforeTheSlaveCame) {
+  const auto cached = [&] {
+    std::vector<int> owners;
+    for (const auto& entry : support::ReadDeviceCache(folder())) owners.push_back(entry[1]);
+    return owners;
+  };
   Hold(31);
   const Contents rows = AllRows();
   const Lines files = support::DumpFiles(folder());
@@ -121,7 +110,7 @@ TEST_F(SlaveRemoval, LeavesTheHostAsItWasBeforeTheSlaveCame) {
   std::sort(held.begin(), held.end());
   EXPECT_EQ(held, every_table);
   ASSERT_NE(Rows("SELECT id FROM message WHERE zr_id=3"), Lines());
-  ASSERT_THAT(CacheOwners(), ElementsAre(31, 3));
+  ASSERT_THAT(cached(), ElementsAre(31, 3));
 
   EXPECT_EQ(SyncRelatedTableForSlaveDel(3), 0);
   EXPECT_EQ(RemoveSlaveData(3), 0);
@@ -131,7 +120,7 @@ TEST_F(SlaveRemoval, LeavesTheHostAsItWasBeforeTheSlaveCame) {
   EXPECT_FALSE(std::filesystem::exists(folder() / "capability/3"));
   EXPECT_FALSE(std::filesystem::exists(RtspKeyFilePath(3)));
   EXPECT_EQ(support::ReadWholeFile(RtspKeyFilePath(31)), key);
-  EXPECT_THAT(CacheOwners(), ElementsAre(31, 0));
+  EXPECT_THAT(cached(), ElementsAre(31, 0));
   EXPECT_THAT(Rows("SELECT id FROM message WHERE zr_id=3"), IsEmpty());
   EXPECT_NE(Rows("SELECT id FROM message WHERE zr_id=31"), Lines());
   EXPECT_THAT(Rows("SELECT target,command,payload FROM message ORDER BY id DESC LIMIT 1"),
