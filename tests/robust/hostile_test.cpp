@@ -1,8 +1,6 @@
 /// Documents that a slave in the wrong hands could send: each is refused with its place, or applied correctly. The
 /// log stays in its lines, and the memory in proportion.
 
-#include <cstdio>
-
 #include "tools/toolrunner.h"
 
 namespace qv::test {
@@ -123,8 +121,6 @@ TEST_F(HostileTest, MemoryStaysInProportion) {
     const Result result = Run("--synchronous normal --log-level 0 pair 7 document");
     EXPECT_EQ(result.status, large.status) << large.start << large.repeated << ": " << result.err.substr(0, 500);
     EXPECT_LE(static_cast<double>(result.peak_kilobytes - kFloor) / size, kFactor) << large.start << large.repeated;
-    printf("%-40s %7.1f MiB, %7.1f MiB used\n", (large.start + large.repeated).c_str(), size / 1024,
-           static_cast<double>(result.peak_kilobytes) / 1024);
   }
 }
 

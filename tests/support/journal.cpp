@@ -31,7 +31,6 @@ class NotingStatement : public WrappedStatement {
   NotingStatement(std::unique_ptr<qv::db::Statement> inner, std::string sql, const qv::db::Connection& connection)
       : WrappedStatement(std::move(inner)), sql_(std::move(sql)), connection_(connection) {}
 
-  void BindNull(int parameter) override { Bound(parameter, "null"), WrappedStatement::BindNull(parameter); }
   void BindInt(int parameter, std::int64_t value) override {
     Bound(parameter, std::to_string(value)), WrappedStatement::BindInt(parameter, value);
   }

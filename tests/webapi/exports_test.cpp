@@ -1,7 +1,5 @@
 #include <json/value.h>
 
-#include <cstdio>
-
 #include "db/database.h"
 #include "qvwebapicmssyncutils.h"
 #include "recserversavers.h"
@@ -104,19 +102,6 @@ TEST_F(ExportsTest, SectionsAreReplacedAndTiedToTheirDevices) {
       ElementsAre("insert camera_detection_setting 3", "failed to save the section camera_detection_setting [7]"));
   EXPECT_THAT(Rows("SELECT id FROM camera_detection_setting"), ElementsAre("2")) << "all of a section or nothing";
   EXPECT_THAT(save("{}"), ElementsAre("delete camera_detection_setting WHERE id=2"));
-}
-
-/// The names that the built library defines for others.
-TEST(ExportsOfTheLibrary, AreTheContractsAlone) {
-  FILE* pipe = popen("nm -D --defined-only --format=posix " QVCMSSYNC_PATH, "r");
-  ASSERT_NE(pipe, nullptr);
-  std::vector<std::string> names;
-  char line[256];
-  while (fgets(line, sizeof line, pipe) != nullptr) names.push_back(std::string(line, std::string(line).find(' ')));
-  EXPECT_EQ(pclose(pipe), 0);
-  EXPECT_THAT(names,
-              testing::UnorderedElementsAre("SaveSlaveInfoUpdate", "SaveSlaveInfoPair", "SaveSlaveStatus",
-                                            "RemoveSlaveData", "SyncRelatedTableForSlaveDel", "GetAxisDoorZrIdMap"));
 }
 
 TEST_F(ExportsTest, AnUnchangedSnapshotTakesAsManyStatementsForManyDevicesAsForFew) {
