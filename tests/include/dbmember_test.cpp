@@ -5,10 +5,6 @@
 #include "support/hosttest.h"
 #include "tavisetting.h"
 
-#define SAMPLE_COLUMNS(COLUMN)       \
-  COLUMN(SAMPLE_ID, int, id, HostId) \
-  COLUMN(SAMPLE_NAME, std::string, name, Config)
-
 enum BROKEN_DB_COLUMNS : int { BROKEN_ID, BROKEN_NAME };
 
 /// A declaration that forgot a column.
@@ -21,10 +17,6 @@ struct DBColumnMembers<BROKEN_DB_COLUMNS> {
 };
 template <>
 const char DBWrapper<BROKEN_DB_COLUMNS>::m_szTableName[] = "broken";
-
-DB_DECLARE_COLUMNS(SAMPLE_DB_COLUMNS, SAMPLE_COLUMNS)
-template <>
-const char DBWrapper<SAMPLE_DB_COLUMNS>::m_szTableName[] = "sample";
 
 namespace {
 
@@ -130,6 +122,14 @@ TEST_F(DbMember, ReadsResults) {
   }
 }
 
+TEST_F(DbMember, FloatsSurviveTheDatabase) {
+  for (const float value : {0.1F, 1.0F / 3, 16777216.0F, 1e-40F, -2.5F, 3.4028235e38F}) {
+    DBPrimitiveMember<float> member;
+    member.Set(value);
+    EXPECT_EQ(Fetch<float>(member.ToSqlValue()), JsonWrite(member.ToJson(), true)) << value;
+  }
+}
+
 TEST_F(DbMember, MessagesNameThePlaceThatAllColumnsShare) {
   support::Lines places;
   qv::log::SetSink([&](const qv::log::Line& line) { places.push_back(line.file + ":" + std::to_string(line.line)); });
@@ -142,13 +142,13 @@ TEST_F(DbMember, MessagesNameThePlaceThatAllColumnsShare) {
 TEST_F(DbMember, RecordReportsAMissingMemberAndCopiesKeepTheirOwn) {
   EXPECT_THAT(Journal([] { const Record<BROKEN_DB_COLUMNS> record; }, 0),
               ElementsAre("log - DBWrapper Data member of db wrapper table [broken] is not correctly initialized"));
-  Record<SAMPLE_DB_COLUMNS> first;
+  Record<TAVI_SETTING_DB_COLUMNS> first;
   first.Data().name.Set("first");
-  Record<SAMPLE_DB_COLUMNS> second = first;
-  Record<SAMPLE_DB_COLUMNS> third;
+  Record<TAVI_SETTING_DB_COLUMNS> second = first;
+  Record<TAVI_SETTING_DB_COLUMNS> third;
   third = first;
-  first.Data().table()[SAMPLE_NAME]->SetByJson(Json::Value("changed"));
-  second.Data().table()[SAMPLE_ID]->SetByJson(Json::Value(2));
+  first.Data().table()[TAVI_SETTING_NAME]->SetByJson(Json::Value("changed"));
+  second.Data().table()[TAVI_SETTING_ID]->SetByJson(Json::Value(2));
   EXPECT_EQ(first.Data().name.Get() + second.Data().name.Get() + third.Data().name.Get(), "changedfirstfirst");
   EXPECT_EQ(first.Data().id.Get(), 0);
   EXPECT_TRUE(first.ShouldLogOnError());

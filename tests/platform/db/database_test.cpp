@@ -200,6 +200,7 @@ TEST_F(QvdbTest, FailureLeavesEverythingAsItWasAndOneLine) {
     DBResult_tag* result = untouched;
     testing::internal::CaptureStderr();
     EXPECT_EQ(Run(sql, &result), -1) << sql;
+    EXPECT_EQ(QVDB::Execute(kDbInstanceMain, sql, nullptr, false, true, false, true), -1) << "without a word";
     const std::string log = testing::internal::GetCapturedStderr();
     EXPECT_THAT(log, HasSubstr("Failed to execute a command on database [0]: "));
     EXPECT_EQ(std::count(log.begin(), log.end(), '\n'), 1) << log;

@@ -12,18 +12,11 @@ using support::Parse;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-Json::Value Element(const std::string& name, const std::string& model = "M1") {
-  Json::Value element;
-  element["camVendor"] = "Acme";
-  element["camModel"] = model;
-  element["capFileName"] = name;
-  element["camCap"]["ptz"] = true;
-  return element;
-}
-
-Json::Value ListOf(const Json::Value& element) {
-  Json::Value list;
-  list.append(element);
+/// A list of one file.
+Json::Value ListOf(const std::string& name, const std::string& model = "M1") {
+  Json::Value list = Parse(R"([{"camVendor":"Acme","camCap":{"ptz":true}}])");
+  list[0]["capFileName"] = name;
+  list[0]["camModel"] = model;
   return list;
 }
 
@@ -49,6 +42,8 @@ TEST_F(CamCapFilesTest, AreWrittenOnceUnderTheHostsId) {
   EXPECT_THAT(Rows("SELECT owner_zr_id,path,vendor,model FROM capability_file"),
               ElementsAre("7|7/acme/M1.cap|Acme|M1", "0|3/acme/M2.cap|Acme|M2-API"));
   EXPECT_THAT(Save(list), IsEmpty()) << "what is on the disk already is not written again";
+  EXPECT_THAT(Save(ListOf("7/acme/M1.cap", "M1-API")), ElementsAre("failed to write capability_file [0]"))
+      << "the file is a slave's own";
 }
 
 TEST_F(CamCapFilesTest, NoNameLeadsOutOfTheFolder) {
@@ -60,13 +55,13 @@ TEST_F(CamCapFilesTest, NoNameLeadsOutOfTheFolder) {
   const Lines before = Files();
   for (const std::string name : {"../../x", "/etc/x", "0/../../x", "0/..", "0/link/x", "0/M.cap", "0/folder", "0/x/",
                                  "0/", "0//", "0", "", "/0/x", "acme/x", "-1/x", "0x/x"}) {
-    EXPECT_THAT(Save(ListOf(Element(name))),
+    EXPECT_THAT(Save(ListOf(name)),
                 ElementsAre("log 3 SaveCamCapFiles Failed to update zrId in cap file path. [" + name + "]"));
   }
-  EXPECT_THAT(Save(ListOf(Element(std::string("0/a\0/../x", 9)))),
+  EXPECT_THAT(Save(ListOf(std::string("0/a\0/../x", 9))),
               ElementsAre("log 3 SaveCamCapFiles Failed to update zrId in cap file path. [0/a]"));
   for (const char* name : {"../../x", "/etc/x", "7/link/x", "7/M.cap"}) {
-    EXPECT_THAT(Save(ListOf(Element(name, "M-API"))), ElementsAre("failed to write capability_file [0]")) << name;
+    EXPECT_THAT(Save(ListOf(name, "M-API")), ElementsAre("failed to write capability_file [0]")) << name;
   }
   EXPECT_EQ(Files(), before);
   EXPECT_THAT(Rows("SELECT path FROM capability_file"), IsEmpty());
@@ -74,8 +69,8 @@ TEST_F(CamCapFilesTest, NoNameLeadsOutOfTheFolder) {
 
 TEST_F(CamCapFilesTest, GoOnWithoutTheFolder) {
   std::ofstream(folder() / "capability") << "in the way";
-  Json::Value list = ListOf(Element("0/a"));
-  list.append(Element("0/b", "M-API"));
+  Json::Value list = ListOf("0/a");
+  list.append(ListOf("0/b", "M-API")[0]);
   EXPECT_THAT(Save(list), ElementsAre("failed to make " + (folder() / "capability").string(),
                                       "log 3 SaveCamCapFiles CheckAndMakeCapDir failed.",
                                       "log 3 SaveCamCapFiles Failed to update zrId in cap file path. [0/a]",
