@@ -68,6 +68,7 @@ void CallOnce(std::mt19937& random, const std::string& caller) {
   const int first_id = 1 + static_cast<int>(random() % 3);
   qv::db::UnitOfWork unit;
   const auto choice = random() % 8;
+  if (choice > 1) SlaveZRSave(support::Slave(zr));
   if (choice == 0) {
     SyncRelatedTableForSlaveDel(zr);
     RemoveSlaveData(zr);
@@ -76,12 +77,10 @@ void CallOnce(std::mt19937& random, const std::string& caller) {
     CountCall();
     return;
   } else if (choice < 5) {
-    SlaveZRSave(support::Slave(zr));
     Json::Value report = Document(first_id, "status", static_cast<int>(random() % 3));
     report["status"] = SLAVE_ZR_CONNECTED;
     support::ApplyStatus(report, zr);
   } else {
-    SlaveZRSave(support::Slave(zr));
     SaveSlaveInfoUpdate(support::Slave(zr), Document(first_id, "name", caller), zr);
   }
   CheckSlave(zr);

@@ -19,6 +19,8 @@ struct Kind {
   void (*update)(int zr_id, const Json::Value& section);
 };
 
+void PrintTo(const Kind& kind, std::ostream* out) { *out << kind.table; }
+
 const Kind kPos = {"pos",
                    "log 4 UpdatePOSData Update POS [#] on ZR [7].",
                    "log 4 UpdatePOSData Add POS [#] from ZR [7].",

@@ -173,6 +173,7 @@ struct Fault {
   const char* message;
   const char* device_message = nullptr;  ///< null: the removal of devices has no such step
 };
+void PrintTo(const Fault& fault, std::ostream* out) { *out << fault.message; }
 constexpr Fault kFaults[] = {
     {"", "emap_item", "", -1, "Failed to delete all emap items of slave zr[3]."},
     {"", "layout_item", "", -1, "Failed to delete all camera items of slave zr[3]."},
