@@ -14,6 +14,7 @@
 
 #include <array>
 #include <cstddef>
+#include <initializer_list>
 #include <string>
 #include <type_traits>
 
@@ -58,6 +59,21 @@ struct DBColumnMembers;
     /* Enters the address of every member at its column's place. */                  \
     void FillTable(std::array<DBMember*, kCount>& table) { LIST(DB_COLUMN_ADDRESS) } \
   };
+
+/// Whether a column set has `count` columns, texts at `text_positions` alone. Other libraries reach the members of a
+/// record by place, where a text takes more room than the others: every set asserts what it promised.
+template <class COLUMNS>
+consteval bool DBColumnsStand(std::size_t count, std::initializer_list<std::size_t> text_positions) {
+  std::size_t position = 0;
+  const std::size_t* next_text = text_positions.begin();
+  for (const DBColumn& column : DBColumnMembers<COLUMNS>::kColumns) {
+    const bool is_promised = next_text != text_positions.end() && *next_text == position;
+    if (is_promised != (column.kind == DBColumnKind::Text)) return false;
+    if (is_promised) ++next_text;
+    ++position;
+  }
+  return position == count && next_text == text_positions.end();
+}
 
 /// The columns of one record: its members, and a table of them by column for whoever treats all columns alike.
 template <class COLUMNS>

@@ -87,6 +87,7 @@ enum MATCH_TYPE : int {
   COLUMN(FACE_SETTING_RETENTION_DAYS, int, retention_days, Config) /* 0: no limit */
 
 DB_DECLARE_COLUMNS(FACE_SETTING_DB_COLUMNS, FACE_SETTING_COLUMNS)
+static_assert(DBColumnsStand<FACE_SETTING_DB_COLUMNS>(31, {1, 10, 13, 24, 25, 26}));
 
 template <>
 const char DBWrapper<FACE_SETTING_DB_COLUMNS>::m_szTableName[];

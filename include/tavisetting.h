@@ -100,6 +100,7 @@
   COLUMN(TAVI_SETTING_UPDATE_TIME, int, update_time, Config)
 
 DB_DECLARE_COLUMNS(TAVI_SETTING_DB_COLUMNS, TAVI_SETTING_COLUMNS)
+static_assert(DBColumnsStand<TAVI_SETTING_DB_COLUMNS>(81, {1, 30, 31, 44, 45, 46, 47, 48, 55}));
 
 template <>
 const char DBWrapper<TAVI_SETTING_DB_COLUMNS>::m_szTableName[];

@@ -31,5 +31,11 @@ TEST_F(HardeningTest, IsInEveryBuiltFile) {
 #endif
 }
 
+TEST_F(HardeningTest, TheLibraryDefinesForOthersWhatTheContractNamesAlone) {
+  EXPECT_EQ(Shell("nm -D --defined-only --format=posix '" QVCMSSYNC_PATH "' | cut -d' ' -f1 | LC_ALL=C sort").out,
+            "GetAxisDoorZrIdMap\nRemoveSlaveData\nSaveSlaveInfoPair\nSaveSlaveInfoUpdate\nSaveSlaveStatus\n"
+            "SyncRelatedTableForSlaveDel\n");
+}
+
 }  // namespace
 }  // namespace qv::test

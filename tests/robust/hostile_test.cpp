@@ -1,7 +1,5 @@
 /// Documents that a slave in the wrong hands could send: each is refused with its place, or applied correctly. The
-/// log stays in its lines, the memory in proportion, and nothing outside the data folder is touched.
-
-#include <cstdio>
+/// log stays in its lines, and the memory in proportion.
 
 #include "tools/toolrunner.h"
 
@@ -22,23 +20,7 @@ std::string Repeat(const std::string& text, std::size_t count) {
 
 std::string Speaker(const std::string& members) { return "{\"speaker_info\":[{" + members + "}]}"; }
 
-std::string CapabilityFile(const std::string& name) {
-  return R"({"camCapList":[{"camVendor":"v","camModel":"m","capFileName":")" + name + R"(","camCap":{"a":1}}]})";
-}
-
-class HostileTest : public ToolTest {
- protected:
-  /// What lies beside the data folder.
-  std::vector<std::string> Outside() const {
-    std::vector<std::string> names;
-    for (const auto& entry : fs::recursive_directory_iterator(folder_)) {
-      const std::string name = entry.path().lexically_relative(folder_).string();
-      if (name != "data" && !name.starts_with("data/")) names.push_back(name);
-    }
-    std::sort(names.begin(), names.end());
-    return names;
-  }
-};
+using HostileTest = ToolTest;
 
 TEST_F(HostileTest, DocumentsAreRefusedOrApplied) {
   struct Case {
@@ -49,7 +31,6 @@ TEST_F(HostileTest, DocumentsAreRefusedOrApplied) {
   const char* const name = "SELECT name FROM ipspeaker";
   const char* const hex = "SELECT hex(name) FROM ipspeaker";
   const char* const id = "SELECT id_on_rec_server FROM ipspeaker";
-  const char* const file = "SELECT path FROM capability_file";
   const std::string sql = R"('); DROP TABLE ipspeaker; --" \\ % _ ; $1 ?1 :a @b)";
   const std::string json = R"('); DROP TABLE ipspeaker; --\" \\\\ % _ ; $1 ?1 :a @b)";
   const Case cases[] = {
@@ -72,29 +53,14 @@ TEST_F(HostileTest, DocumentsAreRefusedOrApplied) {
       {Speaker("\"id\":1,\"name\":\"" + json + "\",\"note\":\"" + json + "\",\"" + json + "\":\"" + json + "\""), name,
        sql},
       {Speaker(R"("id":1,"name":"%s%n%*d%99999999d")"), name, "%s%n%*d%99999999d"},
-      {CapabilityFile("/etc/cron.d/x"), file, ""},
-      {CapabilityFile("3/../../../out.cap"), file, ""},
-      {CapabilityFile("3/../../qvcms.db"), file, ""},
-      {CapabilityFile(R"(3/a\u0000b)"), file, ""},
-      {CapabilityFile("3/planted/x.cap"), file, ""},
-      {CapabilityFile("3/plantedfile"), file, ""},
-      {CapabilityFile("3/" + std::string(5000, 'x')), file, ""},
   };
   Write("empty", "{}");
-  fs::create_directory(folder_ / "outside");
-  Write("outside/file", "untouched");
   for (const Case& hostile : cases) {
     const std::string label = hostile.document.substr(0, 80);
     fs::remove_all(folder_ / "data");
     Write("document", hostile.document);
     ASSERT_EQ(Run("pair 7 empty").status, 0);
-    fs::create_directories(folder_ / "data/capability/7");
-    fs::create_directory_symlink(folder_ / "outside", folder_ / "data/capability/7/planted");
-    fs::create_symlink(folder_ / "outside/file", folder_ / "data/capability/7/plantedfile");
-    const auto outside = Outside();
     const Result result = Run("--log-level 7 -o json update 7 document");
-    EXPECT_EQ(Outside(), outside) << label;
-    EXPECT_EQ(support::ReadWholeFile(folder_ / "outside/file"), "untouched") << label;
     EXPECT_EQ(result.err.find_first_of("\x1b\r"), std::string::npos) << label;
     EXPECT_EQ(result.err.find("\nERR faked"), std::string::npos) << label;
     EXPECT_THAT(support::FindDamage(folder_ / "data"), testing::IsEmpty()) << label;
@@ -108,7 +74,7 @@ TEST_F(HostileTest, DocumentsAreRefusedOrApplied) {
 }
 
 TEST_F(HostileTest, LinksInPlaceOfTheDataAreNotFollowed) {
-  Write("document", CapabilityFile("3/x.cap"));
+  Write("document", R"({"camCapList":[{"camVendor":"v","camModel":"m","capFileName":"3/x.cap","camCap":{}}]})");
   Write("victim", "untouched");
   for (const char* name : {"writer.lock", "staging"}) {
     fs::remove_all(folder_ / "data");
@@ -125,17 +91,14 @@ TEST_F(HostileTest, MemoryStaysInProportion) {
   constexpr double kFactor = 25;
   constexpr long kFloor = 32 * 1024;  // KiB of any run, whatever it reads
   const bool is_long = std::getenv("QV_LONG_TESTS") != nullptr;
-  const std::size_t megabytes = is_long ? 100 : 8;
+  const std::size_t bytes = (is_long ? 100U : 8U) << 20;
   const std::size_t entries = is_long ? 1'000'000 : 60'000;
-  struct Case {
-    std::string start;
-    std::string repeated;
+  const struct {
+    std::string start, repeated;
     std::size_t count;
     std::string end;
     int status;
-  };
-  const std::size_t bytes = megabytes << 20;
-  const Case cases[] = {
+  } cases[] = {
       {"{\"speaker_info\":[{\"id\":1,\"name\":\"", "x", bytes, "\"}]}", kDone},
       {"{\"speaker_info\":[{\"id\":1,\"name\":\"", "\\n", bytes / 2, "\"}]}", kDone},
       {"{\"x\":[0", ",0", bytes / 2, "]}", kBadDocument},
@@ -145,7 +108,7 @@ TEST_F(HostileTest, MemoryStaysInProportion) {
       {"{\"speaker_info\":[{}", ",{}", entries, "]}", kBadDocument},
       {"{\"x\":[", "[1],", bytes / 4, "", kBadDocument},
   };
-  for (const Case& large : cases) {
+  for (const auto& large : cases) {
     fs::remove_all(folder_ / "data");
     std::ofstream document(folder_ / "document", std::ios::binary);
     document << large.start;
@@ -158,8 +121,6 @@ TEST_F(HostileTest, MemoryStaysInProportion) {
     const Result result = Run("--synchronous normal --log-level 0 pair 7 document");
     EXPECT_EQ(result.status, large.status) << large.start << large.repeated << ": " << result.err.substr(0, 500);
     EXPECT_LE(static_cast<double>(result.peak_kilobytes - kFloor) / size, kFactor) << large.start << large.repeated;
-    printf("%-40s %7.1f MiB, %7.1f MiB used\n", (large.start + large.repeated).c_str(), size / 1024,
-           static_cast<double>(result.peak_kilobytes) / 1024);
   }
 }
 

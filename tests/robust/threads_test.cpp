@@ -54,14 +54,12 @@ void CountCall() {
 
 /// What a slave holds must come from one document: as many devices of each kind as in it, all with one note.
 void CheckSlave(int zr) {
-  for (const char* table : {"pos", "ipspeaker", "iomodule", "camera"}) {
+  for (const std::string table : {"pos", "ipspeaker", "iomodule", "camera"}) {
     qv::db::Query rows = qv::db::ThisThread().Prepare(
-        std::string("SELECT COUNT(*), COUNT(DISTINCT name), COUNT(DISTINCT id_on_rec_server) FROM ") + table +
+        "SELECT COUNT(*) || ' ' || COUNT(DISTINCT name) || ' ' || COUNT(DISTINCT id_on_rec_server) FROM " + table +
         " WHERE owner_zr_id = $1");
     ASSERT_TRUE(rows.Bind(zr).Next());
-    ASSERT_THAT(rows.Row().Int(0), testing::AnyOf(0, kDevices)) << table << " of " << zr;
-    ASSERT_EQ(rows.Row().Int(1), rows.Row().Int(0) > 0 ? 1 : 0) << table << " of " << zr;
-    ASSERT_EQ(rows.Row().Int(2), rows.Row().Int(0)) << table << " of " << zr;
+    ASSERT_THAT(rows.Row().Text(0), testing::AnyOf("0 0 0", "4 1 4")) << table << " of " << zr;
   }
 }
 
@@ -70,6 +68,7 @@ void CallOnce(std::mt19937& random, const std::string& caller) {
   const int first_id = 1 + static_cast<int>(random() % 3);
   qv::db::UnitOfWork unit;
   const auto choice = random() % 8;
+  if (choice > 1) SlaveZRSave(support::Slave(zr));
   if (choice == 0) {
     SyncRelatedTableForSlaveDel(zr);
     RemoveSlaveData(zr);
@@ -78,12 +77,10 @@ void CallOnce(std::mt19937& random, const std::string& caller) {
     CountCall();
     return;
   } else if (choice < 5) {
-    SlaveZRSave(support::Slave(zr));
     Json::Value report = Document(first_id, "status", static_cast<int>(random() % 3));
     report["status"] = SLAVE_ZR_CONNECTED;
     support::ApplyStatus(report, zr);
   } else {
-    SlaveZRSave(support::Slave(zr));
     SaveSlaveInfoUpdate(support::Slave(zr), Document(first_id, "name", caller), zr);
   }
   CheckSlave(zr);
@@ -93,22 +90,17 @@ void CallOnce(std::mt19937& random, const std::string& caller) {
 }
 
 void RunThreads(int process, int rounds) {
-  std::vector<std::thread> threads;
+  std::vector<std::jthread> threads;
   for (int number = 0; number < kThreads; ++number) {
-    threads.emplace_back([=] {
+    threads.emplace_back([=]() noexcept {  // an exception ends the process by a signal
       std::mt19937 random(static_cast<unsigned>(process * kThreads + number));
       for (int round = 0; round < rounds; ++round) {
-        try {
-          CallOnce(random, std::to_string(process) + "/" + std::to_string(number) + "/" + std::to_string(round));
-        } catch (const std::exception& error) {
-          ADD_FAILURE() << error.what();
-        }
+        CallOnce(random, std::to_string(process) + "/" + std::to_string(number) + "/" + std::to_string(round));
         // Readers wait for nobody and see whole calls.
         CheckSlave(1 + static_cast<int>(random() % kSlaves));
       }
     });
   }
-  for (std::thread& thread : threads) thread.join();
 }
 
 TEST(ThreadsTest, ProcessesAndThreadsTakeTurns) {
@@ -122,15 +114,16 @@ TEST(ThreadsTest, ProcessesAndThreadsTakeTurns) {
   qv::log::SetSink([](const qv::log::Line& line) {
     if (line.level == "ERR") ADD_FAILURE() << line.function << " " << line.text;
   });
-  qv::db::Open(folder, options);
-  SlaveZRSave(support::Slave(kCounter));
-  qv::db::Close();
-
   const int rounds = std::getenv("QV_LONG_TESTS") != nullptr ? 250 : 6;
   std::vector<pid_t> children;
   for (int process = 1; process <= kProcesses; ++process) {
     children.push_back(support::StartChild([&] {
-      qv::db::Open(folder, options);
+      qv::db::Open(folder, options);  // which one of them makes
+      {
+        qv::db::UnitOfWork unit;
+        if (!SlaveZRLoad(kCounter)) SlaveZRSave(support::Slave(kCounter));
+        unit.Commit();
+      }
       RunThreads(process, rounds);
       qv::db::Close();
       return testing::Test::HasFailure() ? 1 : 0;
@@ -138,16 +131,15 @@ TEST(ThreadsTest, ProcessesAndThreadsTakeTurns) {
   }
   for (const pid_t child : children) EXPECT_EQ(support::EndOf(child), 0);
   EXPECT_THAT(support::FindDamage(folder), testing::IsEmpty());
-  const int expected = *committed;
   const std::string server = std::to_string(kCounter);
-  const auto counted = support::QueryFolder(folder, "SELECT cam_count FROM server WHERE id = " + server);
-  EXPECT_EQ(counted[0], std::to_string(expected)) << "an update was lost";
-  const auto messages =
-      support::QueryFolder(folder, "SELECT payload FROM message WHERE zr_id = " + server + " ORDER BY id");
-  ASSERT_EQ(messages.size(), static_cast<std::size_t>(expected)) << "messages do not match the commits";
-  for (std::size_t i = 0; i < messages.size(); ++i) {
-    EXPECT_EQ(messages[i], "{\"group_id\":" + std::to_string(i + 1) + "}") << "messages are not in order of commit";
-  }
+  EXPECT_THAT(support::QueryFolder(folder, "SELECT cam_count FROM server WHERE id = " + server),
+              testing::ElementsAre(std::to_string(*committed)))
+      << "an update was lost";
+  std::vector<std::string> messages;
+  for (int i = 1; i <= *committed; ++i) messages.push_back("{\"group_id\":" + std::to_string(i) + "}");
+  EXPECT_EQ(support::QueryFolder(folder, "SELECT payload FROM message WHERE zr_id = " + server + " ORDER BY id"),
+            messages)
+      << "not those of the commits in their order";
   printf("%d calls from %d threads of %d processes\n", kProcesses * kThreads * rounds, kThreads, kProcesses);
   qv::log::Reset();
   munmap(shared, sizeof *committed);

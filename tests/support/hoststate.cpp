@@ -3,6 +3,7 @@
 #include <sqlite3.h>
 
 #include <algorithm>
+#include <cstring>
 #include <fstream>
 #include <iterator>
 #include <memory>
@@ -88,6 +89,19 @@ std::vector<std::string> FindDamage(const std::filesystem::path& folder) {
 
 std::vector<std::string> QueryFolder(const std::filesystem::path& folder, const std::string& sql) {
   return Select(Open(folder).get(), sql);
+}
+
+std::vector<std::array<int, 4>> ReadDeviceCache(const std::filesystem::path& folder) {
+  const std::string bytes = ReadWholeFile(folder / "device-cache.shm");
+  std::uint32_t head[6] = {};  // magic, layout, capacity, count, sequence
+  std::memcpy(head, bytes.data(), std::min(bytes.size(), sizeof head));
+  if (!bytes.starts_with("QVDC") || head[1] != 1 || head[3] > head[2] || 64 + head[2] * 16 > bytes.size() ||
+      head[4] % 2 != 0) {
+    throw std::runtime_error("no sound device cache");
+  }
+  std::vector<std::array<int, 4>> entries(head[3]);
+  std::memcpy(entries.data(), bytes.data() + 64, entries.size() * 16);
+  return entries;
 }
 
 std::string ReadWholeFile(const std::filesystem::path& path) {

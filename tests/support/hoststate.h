@@ -2,6 +2,7 @@
 /// Nobody may have the folder open meanwhile.
 #pragma once
 
+#include <array>
 #include <filesystem>
 #include <string>
 #include <vector>
@@ -18,6 +19,10 @@ std::vector<std::string> DumpFiles(const std::filesystem::path& folder);
 std::vector<std::string> FindDamage(const std::filesystem::path& folder);
 /// The rows of a query, columns joined by "|".
 std::vector<std::string> QueryFolder(const std::filesystem::path& folder, const std::string& sql);
+
+/// The entries of the device cache as a reader elsewhere finds them who knows nothing but the layout: host id, owner,
+/// status, padding. Throws when the file is no sound cache, or is being written.
+std::vector<std::array<int, 4>> ReadDeviceCache(const std::filesystem::path& folder);
 
 std::string ReadWholeFile(const std::filesystem::path& path);
 

@@ -21,7 +21,8 @@ void NoteLogLine(const qv::log::Line& line) {
   }
   static const std::map<std::string, std::string> levels = {{"ERR", "1"},    {"NOTICE", "3"}, {"INFO", "4"},
                                                             {"CHANGE", "5"}, {"DUMP", "7"},   {"-", "-"}};
-  Note("log " + levels.at(line.level) + " " + line.function + " " + line.text);
+  const std::string place = journal_names_places ? ":" + std::to_string(line.line) : "";
+  Note("log " + levels.at(line.level) + " " + line.function + place + " " + line.text);
 }
 
 /// Notes what a statement wrote.
@@ -30,7 +31,6 @@ class NotingStatement : public WrappedStatement {
   NotingStatement(std::unique_ptr<qv::db::Statement> inner, std::string sql, const qv::db::Connection& connection)
       : WrappedStatement(std::move(inner)), sql_(std::move(sql)), connection_(connection) {}
 
-  void BindNull(int parameter) override { Bound(parameter, "null"), WrappedStatement::BindNull(parameter); }
   void BindInt(int parameter, std::int64_t value) override {
     Bound(parameter, std::to_string(value)), WrappedStatement::BindInt(parameter, value);
   }

@@ -21,6 +21,14 @@ namespace support {
 
 using Lines = std::vector<std::string>;
 
+/// Whether a line of the log names its place too: "log 5 UpdateIvaInfo:161 Iva Task[1] info changed."
+inline bool journal_names_places = false;
+/// Those of the lines that start so.
+inline Lines Only(Lines lines, const std::string& start) {
+  std::erase_if(lines, [&](const std::string& line) { return !line.starts_with(start); });
+  return lines;
+}
+
 /// Starts receiving the log at `level` and empties the journal.
 void StartJournal(int level);
 void StopJournal();

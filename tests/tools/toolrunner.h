@@ -5,7 +5,6 @@
 #include <gtest/gtest.h>
 
 #include <fstream>
-#include <map>
 
 #include "json/document.h"
 #include "support/hoststate.h"
@@ -48,15 +47,6 @@ class ToolTest : public testing::Test {
     const Result result = Run("-o json " + arguments);
     EXPECT_EQ(result.status, 0) << result.err;
     return json::ReadDocument("{\"value\":" + result.out + "}", {})["value"];
-  }
-
-  /// Every file of the data folder with its content.
-  std::map<std::string, std::string> DataFiles() const {
-    std::map<std::string, std::string> files;
-    for (const auto& entry : std::filesystem::recursive_directory_iterator(folder_ / "data")) {
-      files[entry.path()] = entry.is_regular_file() ? support::ReadWholeFile(entry.path()) : "";
-    }
-    return files;
   }
 
  private:

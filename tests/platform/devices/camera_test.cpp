@@ -1,5 +1,10 @@
 #include "camera.h"
 
+#include <cstddef>
+#include <cstring>
+
+#include "axisacsctrler.h"
+#include "iomodule.h"
 #include "recserversavers.h"
 #include "support/hosttest.h"
 
@@ -28,6 +33,52 @@ TEST_F(CameraTest, PairingAgainBringsTheSameRowsUpToDate) {
   Break("camera");
   EXPECT_THAT(Journal([&] { EXPECT_EQ(SaveCamObjFromRecServer(7, section, false, true, ""), -1); }),
               ElementsAre("failed to import the section of camera [7]"));
+}
+
+TEST_F(CameraTest, TakesAnEntryAsItsFlagsSay) {
+  const Json::Value entry = Parse(R"({"id":5,"status":3})");
+  const struct {
+    bool is_new, from_rec_server, with_status;
+    std::vector<int> taken;  ///< host id, id on the slave, status
+  } cases[] = {{true, true, false, {0, 5, 3}},
+               {false, true, false, {9, 5, 1}},
+               {false, true, true, {9, 5, 3}},
+               {false, false, false, {9, 2, 1}}};
+  for (const auto& [is_new, from_rec_server, with_status, taken] : cases) {
+    Camera camera;
+    camera.SetId(9), camera.SetIdOnRecServer(2), camera.SetStatus(1);
+    EXPECT_EQ(InitCamObjByJson(entry, camera, is_new, from_rec_server, with_status), 0);
+    EXPECT_EQ((std::vector<int>{camera.GetId(), camera.GetIdOnRecServer(), camera.GetStatus()}), taken);
+  }
+}
+
+/// The `count` members of a rule from its byte `at` on.
+template <class T, class Rule>
+std::vector<T> Members(const Rule& rule, std::size_t at, std::size_t count) {
+  std::vector<T> members(count);
+  std::memcpy(members.data(), reinterpret_cast<const char*>(&rule) + at, count * sizeof(T));
+  return members;
+}
+
+// Other libraries fill in these rules by place.
+static_assert(offsetof(CamFilterRule, skipConfiguring) == 3 && offsetof(CamFilterRule, ownerZrId) == 16);
+static_assert(offsetof(IOModuleFilterRule, skipConfiguring) == 1 && offsetof(IOModuleFilterRule, ownerZrId) == 12);
+
+TEST_F(CameraTest, RulesOfAllDevicesHaveTheirDefaultsInOrder) {
+  const CamFilterRule cameras;
+  EXPECT_THAT(Members<char>(cameras, 0, 7), ElementsAre(1, 0, 0, 1, 0, 0, 0));
+  EXPECT_THAT(Members<int>(cameras, 8, 19),
+              ElementsAre(0, 0, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, 0, -1, -1, -1, -1, 0, -1));
+  EXPECT_EQ(sizeof cameras, 88 + 15 * sizeof(std::string));
+  const IOModuleFilterRule modules;
+  EXPECT_THAT(Members<char>(modules, 0, 4), ElementsAre(0, 1, 0, 0));
+  EXPECT_THAT(Members<int>(modules, 4, 7), ElementsAre(0, 0, -1, -1, -1, -1, 0));
+  EXPECT_EQ(sizeof modules, 32 + 10 * sizeof(std::string));
+  const AxisAcsCtrlerFilterRule ctrlers;
+  EXPECT_THAT(Members<int>(ctrlers, 0, 2), ElementsAre(0, 0));
+  EXPECT_THAT(Members<char>(ctrlers, 8, 4), ElementsAre(1, 0, 0, 0));
+  EXPECT_THAT(Members<int>(ctrlers, 12, 3), ElementsAre(4, 0, 0));
+  EXPECT_EQ(&ctrlers.ids + 3, &ctrlers.ownerZrIds);
 }
 
 TEST_F(CameraTest, ListsWhatTheRuleMeans) {

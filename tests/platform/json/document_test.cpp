@@ -68,11 +68,10 @@ TEST(Document, IsLimitedInDepthAndSize) {
   EXPECT_EQ(Read("[[1],[[]]]", {.depth = 2}), "1:7 nested deeper than 2 levels");
 
   const std::string deepest = std::string(qv::json::kMaxDepth, '[') + std::string(qv::json::kMaxDepth, ']');
-  const std::size_t no_limit = std::numeric_limits<std::size_t>::max();
-  EXPECT_EQ(Read(deepest, {.depth = no_limit}), deepest);
-  EXPECT_TRUE(
-      QVJson::CheckEqual(ReadDocument(deepest, {.depth = no_limit}), ReadDocument(deepest, {.depth = no_limit})));
-  EXPECT_EQ(Read(std::string(100000, '['), {.depth = no_limit}), "1:1001 nested deeper than 1000 levels");
+  const qv::json::ReadLimits no_limit = {.depth = std::numeric_limits<std::size_t>::max()};
+  EXPECT_EQ(Read(deepest, no_limit), deepest);
+  EXPECT_TRUE(QVJson::CheckEqual(ReadDocument(deepest, no_limit), ReadDocument(deepest, no_limit)));
+  EXPECT_EQ(Read(std::string(100000, '['), no_limit), "1:1001 nested deeper than 1000 levels");
 
   EXPECT_EQ(Read("[1]", {.size = 3}), "[1]");
   EXPECT_EQ(Read("[1] ", {.size = 3}), "0:0 larger than 3 bytes");
@@ -98,6 +97,49 @@ TEST(Document, RowsReadAsTheyAreWhateverTheShapeOfTheirNeighbours) {
 
   const std::string row = R"({"a":1,"b":2,"c":3,"d":4},)";
   EXPECT_EQ(Read('[' + row + row + R"({"a":1,"b":2,"c":3,"a":4}])"), "1:73 the member 'a' is given twice");
+}
+
+Json::Value Parse(const std::string& text) { return qv::json::ReadDocument(text, {}); }
+
+TEST(CheckEqual, ComparesWhatTheDatabaseKeeps) {
+  const Json::Value equal = Parse(R"([
+      [null, null], [{"a":null,"b":1}, {"b":1}], [{"a":null}, {"b":null}],
+      [{"a":{"b":[true]}}, {"a":{"b":[1],"c":null}}], [1, 1.0], [0, -0.0],
+      [18446744073709551615, 18446744073709551615], [9223372036854775808, 9223372036854775808.0],
+      [-9223372036854775808, -9223372036854775808.0], [0.1, 0.10000000149011612], [true, 1], [true, 7],
+      [false, 0], [false, 0.0], [5, "5"], [0, "0"], [0.1, "0.10000000000000001"],
+      [18446744073709551615, "18446744073709551615"], [[1,2], [1.0,"2"]]])");
+  const Json::Value different = Parse(R"([
+      [null, 0], [null, ""], [{"a":1}, {"b":1}], [{"a":0}, {}], [9007199254740993, 9007199254740992.0],
+      [18446744073709551615, -1], [18446744073709551615, 18446744073709551616.0], [0.1, 0.10000000000000002],
+      [1e300, 1e301], [true, 0], [false, null], [true, false], [true, "1"],
+      [9007199254740993, "9007199254740992"], [5, "6"], [5, "05"], [5, "5 "], [5, "5x"], [0, ""],
+      ["a\u0000b", "a\u0000c"], ["a", "A"], [[1,2], [2,1]], [[1], [1,null]], [[], {}], [[1], 1]])");
+  for (const Json::Value* const pairs : {&equal, &different}) {
+    for (const Json::Value& pair : *pairs) {
+      EXPECT_EQ(QVJson::CheckEqual(pair[0], pair[1]), pairs == &equal) << JsonWrite(pair, true);
+      EXPECT_EQ(QVJson::CheckEqual(pair[1], pair[0]), pairs == &equal) << JsonWrite(pair, true);
+    }
+  }
+}
+
+TEST(JsonWrite, ReadsBackAsTheSameValueOfTheSameType) {
+  Json::Value value;
+  value["numbers"] = Parse("[0,-1,18446744073709551615,-9223372036854775808,1.0,-0.0,0.1,1e300,5e-324,123456789012.5]");
+  value["text"] = Parse("\"\\u0001\\b\\f\\n\\r\\t\\\"\\\\/\x7F T\xC3\xBCr \xF0\x9F\x9A\xAA\"");
+  value["empty"]["array"] = Json::arrayValue;
+  value["empty"]["object"] = Json::objectValue;
+  value["flags"] = Parse("[true,false,null]");
+  for (const bool compact : {true, false}) {
+    const std::string text = JsonWrite(value, compact);
+    EXPECT_EQ(Parse(text), value) << text;
+    EXPECT_EQ(JsonWrite(Parse(text), compact), text);
+  }
+}
+
+TEST(JsonDump, HidesSecretsAtEveryLevel) {
+  EXPECT_EQ(JsonDump(Parse(R"({"id":1,"Key":"k","list":[{"rtsp_keys":{"a":1},"userPassword":null}],"keyframe":2})")),
+            R"({"Key":"***","id":1,"keyframe":2,"list":[{"rtsp_keys":"***","userPassword":"***"}]})");
 }
 
 }  // namespace

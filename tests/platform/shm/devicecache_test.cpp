@@ -1,15 +1,14 @@
-#include <fcntl.h>
-#include <sys/mman.h>
-
-#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <list>
 #include <map>
+#include <thread>
 
 #include "db/database.h"
 #include "iomodule.h"
+#include "shm/devicecachefile.h"
 #include "shmdbcache.h"
+#include "support/hoststate.h"
 #include "support/hosttest.h"
 
 namespace {
@@ -21,26 +20,13 @@ class DeviceCache : public support::HostTest {
  protected:
   std::string path() const { return folder() / "device-cache.shm"; }
 
-  /// What a reader elsewhere finds who knows nothing but the layout: host id to status.
+  /// Host id to status of slave 7's modules.
   std::map<int, int> Read() const {
     std::map<int, int> found;
-    const int file = open(path().c_str(), O_RDONLY);
-    const auto size = std::filesystem::file_size(path());
-    const char* bytes = static_cast<const char*>(mmap(nullptr, size, PROT_READ, MAP_SHARED, file, 0));
-    close(file);
-    std::uint32_t head[6];  // magic, layout, capacity, count, sequence
-    std::memcpy(head, bytes, sizeof head);
-    EXPECT_EQ(std::memcmp(bytes, "QVDC", 4), 0);
-    EXPECT_EQ(head[1], 1U);
-    EXPECT_LE(64 + head[2] * 16, size);
-    EXPECT_EQ(head[4] % 2, 0U) << "a writer is at work";
-    for (std::uint32_t i = 0; i < head[3]; ++i) {
-      std::int32_t entry[4];
-      std::memcpy(entry, bytes + 64 + i * 16, sizeof entry);
-      EXPECT_TRUE(found.emplace(entry[0], entry[2]).second) << "twice: " << entry[0];
-      EXPECT_EQ(entry[1], 7);
+    for (const auto& [host_id, owner, status, padding] : support::ReadDeviceCache(folder())) {
+      EXPECT_TRUE(found.emplace(host_id, status).second) << "twice: " << host_id;
+      EXPECT_EQ(owner, 7);
     }
-    munmap(const_cast<char*>(bytes), size);
     return found;
   }
   static void Enter(std::list<IOModStsInfo> changed) {
@@ -74,12 +60,21 @@ TEST_F(DeviceCache, ShowsWhatIsCommitted) {
   EXPECT_THAT(Read(), ElementsAre(Pair(5, 50))) << "a deleted file is made anew";
 }
 
-TEST_F(DeviceCache, GrowsWithItsEntries) {
-  std::list<IOModStsInfo> modules;
-  for (int id = 1; id <= 5000; ++id) modules.push_back({id, id + 1});
-  Enter(modules);
+TEST_F(DeviceCache, GrowsUnderTwoWriters) {
+  constexpr int kEach = 2000;
+  // Two mappings stand for two processes: each has its own lock and its own idea of the size.
+  const auto write = [&](int first) {
+    const auto file = qv::shm::DeviceCacheFile::Open(path());
+    for (int id = first; id < first + kEach; ++id) {
+      const ShmDBCacheEntry values[] = {{id, 7, id + 1, 0}, {1, 7, 2, 0}};
+      EXPECT_TRUE(file->Update(values));
+    }
+  };
+  std::thread other(write, 10'000);
+  write(20'000);
+  other.join();
   const std::map<int, int> found = Read();
-  EXPECT_EQ(found.size(), modules.size());
+  EXPECT_EQ(found.size(), 2 * kEach + 1U);
   for (const auto& [id, status] : found) EXPECT_EQ(status, id + 1);
 }
 

@@ -22,8 +22,8 @@ class Counting : public AnalyticsTest {
  protected:
   /// Host tasks 1 and 2 of slave 7 (tasks 31 and 32 there), host task 3 of slave 8 (task 31 there).
   Counting() {
-    Iva(Parse(R"({"iva_info":[{"id":31,"camera_id":1},{"id":32,"camera_id":2}]})"));
-    Iva(Parse(R"({"iva_info":[{"id":31,"camera_id":1}]})"), 8);
+    Iva(R"({"id":31,"camera_id":1},{"id":32,"camera_id":2})");
+    Iva(R"({"id":31,"camera_id":1})", 8);
   }
   Lines RunWidgets(const std::string& entries, int zr = 7) {
     return Journal([&] { Widgets(entries, zr); });
@@ -34,8 +34,9 @@ class Counting : public AnalyticsTest {
   static Lines StoredWidgets() {
     return Rows("SELECT id,owner_zr_id,id_on_rec_server,iva_setting_id,type,name FROM counting_widget ORDER BY id");
   }
-  static std::string Message(int level, const std::string& text) {
-    return "log " + std::to_string(level) + " UpdateCountingWidgetInfo " + text;
+  static std::string Message(int level, int line, const std::string& text) {
+    const char* step = line < 280 ? " UpdateCountingWidgetInfo:" : " UpdateCountingTaskGroupInfo:";
+    return "log " + std::to_string(level) + step + std::to_string(line) + " " + text;
   }
 };
 
@@ -54,11 +55,12 @@ TEST_F(Counting, WidgetsFollowTheSnapshot) {
   EXPECT_EQ(ids, (std::map<std::pair<int, int>, int>{{{7, 5}, 4}, {{7, 6}, 2}, {{7, 8}, 5}, {{8, 5}, 3}}));
 
   EXPECT_THAT(Journal([] { UpdateCountingWidgetInfo(Parse("{}"), 7); }), IsEmpty());
-  EXPECT_THAT(
-      RunWidgets(Widget(8, 32, kFence)),
-      ElementsAre(Message(5, "Delete counting widget [1] from db."), "delete counting_widget WHERE id=1 AND type=1",
-                  Message(5, "Delete counting widget [2] from db."), "delete counting_widget WHERE id=2 AND type=2",
-                  Message(5, "Delete counting widget [4] from db."), "delete counting_widget WHERE id=4 AND type=1"));
+  EXPECT_THAT(RunWidgets(Widget(8, 32, kFence)), ElementsAre(Message(5, 267, "Delete counting widget [1] from db."),
+                                                             "delete counting_widget WHERE id=1 AND type=1",
+                                                             Message(5, 267, "Delete counting widget [2] from db."),
+                                                             "delete counting_widget WHERE id=2 AND type=2",
+                                                             Message(5, 267, "Delete counting widget [4] from db."),
+                                                             "delete counting_widget WHERE id=4 AND type=1"));
   EXPECT_EQ(RunWidgets("").size(), 2U);
   EXPECT_THAT(StoredWidgets(), ElementsAre("3|8|5|3|1|Other"));
 }
@@ -66,50 +68,31 @@ TEST_F(Counting, WidgetsFollowTheSnapshot) {
 TEST_F(Counting, AWidgetThatCannotBeSavedKeepsItsRow) {
   RunWidgets(Widget(5, 31, kRegion) + "," + Widget(6, 31, kFence) + "," + Widget(7, 31, kFence) + "," +
              Widget(8, 31, kFence));
-  EXPECT_THAT(
-      RunWidgets(Widget(5, 31, "\"type\":3") + "," + Widget(6, 39, kFence) + "," + Widget(7, 31, "\"type\":2") + "," +
-                 Widget(8, 31, R"("type":1,"region":[{"x":0,"y":"a"}])")),
-      ElementsAre(Message(1, "Unknown widget type [3]."), Message(1, "Failed to load task[39] from rec server[7]."),
-                  Message(1, "Failed to convert json to fence widget."),
-                  Message(1, "Failed to convert json to region widget.")));
+  EXPECT_THAT(RunWidgets(Widget(5, 31, "\"type\":3") + "," + Widget(6, 39, kFence) + "," + Widget(7, 31, "\"type\":2") +
+                         "," + Widget(8, 31, R"("type":1,"region":[{"x":0,"y":"a"}])")),
+              ElementsAre(Message(1, 243, "Unknown widget type [3]."),
+                          Message(1, 211, "Failed to load task[39] from rec server[7]."),
+                          Message(1, 238, "Failed to convert json to fence widget."),
+                          Message(1, 230, "Failed to convert json to region widget.")));
   EXPECT_EQ(StoredWidgets().size(), 4U);
   Refuse("UPDATE", "counting_widget");
   Refuse("DELETE", "counting_widget", "OLD.id=2");
   Sql("INSERT INTO counting_widget (iva_setting_id,id_on_rec_server,type,owner_zr_id) VALUES (1,9,4,7)");
   EXPECT_THAT(
       RunWidgets(Widget(5, 31, kRegion, "renamed")),
-      ElementsAre(kFailed, Message(5, "Delete counting widget [2] from db."), "failed to delete counting_widget [2]",
-                  Message(5, "Delete counting widget [3] from db."), "delete counting_widget WHERE id=3 AND type=2",
-                  Message(5, "Delete counting widget [4] from db."), "delete counting_widget WHERE id=4 AND type=2",
-                  Message(5, "Delete counting widget [5] from db."), Message(1, "Unknown widget type [4].")));
+      ElementsAre(
+          kFailed, Message(5, 267, "Delete counting widget [2] from db."), "failed to delete counting_widget [2]",
+          Message(5, 267, "Delete counting widget [3] from db."), "delete counting_widget WHERE id=3 AND type=2",
+          Message(5, 267, "Delete counting widget [4] from db."), "delete counting_widget WHERE id=4 AND type=2",
+          Message(5, 267, "Delete counting widget [5] from db."), Message(1, 273, "Unknown widget type [4].")));
   EXPECT_THAT(Rows("SELECT id FROM counting_widget"), ElementsAre("1", "2", "5"));
-}
-
-TEST_F(Counting, MessagesNameTheirPlaces) {
-  const std::string function = " UpdateCountingWidgetInfo:";
-  Widgets(Widget(5, 31, kFence));
-  Sql("INSERT INTO counting_widget (iva_setting_id,id_on_rec_server,type,owner_zr_id) VALUES (1,9,4,7)");
-  EXPECT_THAT(Messages([] {
-                Widgets(Widget(1, 39, kFence) + "," + Widget(2, 31, "\"type\":1") + "," + Widget(3, 31, "\"type\":2") +
-                        "," + Widget(4, 31, "\"type\":0"));
-                Break("counting_widget");
-                Widgets("");
-                Break("iva_task");
-                Widgets("");
-              }),
-              ElementsAre("ERR" + function + "211 Failed to load task[39] from rec server[7].",
-                          "ERR" + function + "230 Failed to convert json to region widget.",
-                          "ERR" + function + "238 Failed to convert json to fence widget.",
-                          "ERR" + function + "243 Unknown widget type [0].",
-                          "CHANGE" + function + "267 Delete counting widget [1] from db.",
-                          "CHANGE" + function + "267 Delete counting widget [2] from db.",
-                          "ERR" + function + "273 Unknown widget type [4].",
-                          "ERR" + function + "261 Failed to get counting widgets from db.",
-                          "ERR" + function + "252 Failed to get IvaTasks list of ZR [7]."));
+  Break("counting_widget");
+  EXPECT_THAT(RunWidgets(""), ElementsAre(kFailed, Message(1, 261, "Failed to get counting widgets from db.")));
+  Break("iva_task");
+  EXPECT_THAT(RunWidgets(""), ElementsAre(kFailed, Message(1, 252, "Failed to get IvaTasks list of ZR [7].")));
 }
 
 TEST_F(Counting, GroupsFollowTheSnapshot) {
-  const std::string function = "UpdateCountingTaskGroupInfo ";
   RunWidgets(Widget(5, 31, kRegion) + "," + Widget(6, 32, kFence));
   RunWidgets(Widget(9, 31, kRegion), 8);
   const Lines members = {"1|1", "1|2", "2|2"};
@@ -117,11 +100,11 @@ TEST_F(Counting, GroupsFollowTheSnapshot) {
     return Rows("SELECT group_id,widget_id FROM counting_task_group_widget ORDER BY group_id,position");
   };
   // Widget 9 is another slave's.
-  EXPECT_THAT(RunGroups(R"({"id":3,"name":"Both","widget_ids":[5,6],"colour":"red"},{"id":4,"widget_ids":[9,6]})"),
-              ElementsAre("insert counting_task_group 1", "insert counting_task_group_widget 1",
-                          "insert counting_task_group_widget 2",
-                          "log 1 " + function + "Failed to find widget id [9] on ZR id [7].",
-                          "insert counting_task_group 2", "insert counting_task_group_widget 3"));
+  EXPECT_THAT(
+      RunGroups(R"({"id":3,"name":"Both","widget_ids":[5,6],"colour":"red"},{"id":4,"widget_ids":[9,6]})"),
+      ElementsAre("insert counting_task_group 1", "insert counting_task_group_widget 1",
+                  "insert counting_task_group_widget 2", Message(1, 299, "Failed to find widget id [9] on ZR id [7]."),
+                  "insert counting_task_group 2", "insert counting_task_group_widget 3"));
   EXPECT_EQ(stored_members(), members);
   EXPECT_THAT(RunGroups(R"({"id":3,"name":"Both","widget_ids":[5,6],"colour":"red"},{"id":4,"widget_ids":[6]})"),
               IsEmpty());
@@ -133,9 +116,8 @@ TEST_F(Counting, GroupsFollowTheSnapshot) {
       RunGroups(R"({"id":3,"name":"Sum","widget_ids":[6,5]},{"id":7,"widget_ids":[1]})"),
       ElementsAre("update counting_task_group 1", "delete counting_task_group_widget WHERE group_id=1",
                   "insert counting_task_group_widget 5", "insert counting_task_group_widget 6",
-                  "log 1 " + function + "Failed to find widget id [1] on ZR id [7].", "insert counting_task_group 4",
-                  "log 5 " + function + "Delete counting task group [2] from db.",
-                  "delete counting_task_group WHERE id=2"));
+                  Message(1, 299, "Failed to find widget id [1] on ZR id [7]."), "insert counting_task_group 4",
+                  Message(5, 333, "Delete counting task group [2] from db."), "delete counting_task_group WHERE id=2"));
   EXPECT_THAT(stored_members(), ElementsAre("1|2", "1|1", "3|3"));
   EXPECT_THAT(Rows("SELECT id,owner_zr_id,id_on_rec_server,name,extra FROM counting_task_group ORDER BY id"),
               ElementsAre("1|7|3|Sum|", "3|8|3||", "4|7|7||"));
@@ -144,52 +126,49 @@ TEST_F(Counting, GroupsFollowTheSnapshot) {
 }
 
 TEST_F(Counting, AGroupThatCannotBeSavedLosesItsCopy) {
-  const std::string function = " UpdateCountingTaskGroupInfo:";
   RunWidgets(Widget(5, 31, kRegion));
   RunGroups(R"({"id":1},{"id":2,"name":"A"},{"id":3},{"id":4})");
   Refuse("UPDATE", "counting_task_group", "NEW.name='no'");
   Refuse("INSERT", "counting_task_group_widget");
-  EXPECT_THAT(Messages([] {
-                Groups(R"({"id":1,"widget_ids":[5]},{"id":2,"name":"no"},{"id":3,"widget_ids":{}},{"id":4},
-                          {"id":9,"widget_ids":[5,6]},{},[],{"id":4,"widget_ids":["a"]},{"id":4,"name":[]})");
-              }),
-              ElementsAre("ERR" + function + "318 Failed to save id [1] on zr id [7] counting task group to db.",
-                          "ERR" + function + "318 Failed to save id [2] on zr id [7] counting task group to db.",
-                          "ERR" + function + "291 Failed to convert json to counting task group.",
-                          "ERR" + function + "299 Failed to find widget id [6] on ZR id [7].",
-                          "ERR" + function + "318 Failed to save id [0] on zr id [7] counting task group to db.",
-                          "ERR" + function + "291 Failed to convert json to counting task group.",
-                          "ERR" + function + "291 Failed to convert json to counting task group.",
-                          "ERR" + function + "291 Failed to convert json to counting task group.",
-                          "ERR" + function + "291 Failed to convert json to counting task group.",
-                          "CHANGE" + function + "333 Delete counting task group [1] from db.",
-                          "CHANGE" + function + "333 Delete counting task group [2] from db.",
-                          "CHANGE" + function + "333 Delete counting task group [3] from db."));
+  const auto unsaved = [](const std::string& id) {
+    return Message(1, 318, "Failed to save id [" + id + "] on zr id [7] counting task group to db.");
+  };
+  const auto deleted = [](const std::string& id) {
+    return Message(5, 333, "Delete counting task group [" + id + "] from db.");
+  };
+  const std::string unfit = Message(1, 291, "Failed to convert json to counting task group.");
+  EXPECT_THAT(
+      support::Only(RunGroups(R"({"id":1,"widget_ids":[5]},{"id":2,"name":"no"},{"id":3,"widget_ids":{}},{"id":4},
+                        {"id":9,"widget_ids":[5,6]},{},[],{"id":4,"widget_ids":["a"]},{"id":4,"name":[]})"),
+                    "log"),
+      ElementsAre(unsaved("1"), unsaved("2"), unfit, Message(1, 299, "Failed to find widget id [6] on ZR id [7]."),
+                  unsaved("0"), unfit, unfit, unfit, unfit, deleted("1"), deleted("2"), deleted("3")));
   EXPECT_THAT(Rows("SELECT id_on_rec_server FROM counting_task_group"), ElementsAre("4"));
   Break("counting_task_group");
-  EXPECT_THAT(Messages([] { Groups(""); }),
-              ElementsAre("ERR" + function + "327 Failed to load all task groups on ZR id [7]."));
+  EXPECT_THAT(support::Only(RunGroups(""), "log"),
+              ElementsAre(Message(1, 327, "Failed to load all task groups on ZR id [7].")));
 }
 
 TEST_F(Counting, RowsGoWithWhatTheyBelongTo) {
   const auto counts = [] {
-    return Rows(
-        "SELECT (SELECT COUNT(*) FROM iva_task),(SELECT COUNT(*) FROM face_task),(SELECT COUNT(*) FROM "
-        "counting_widget),"
-        "(SELECT COUNT(*) FROM counting_task_group),(SELECT COUNT(*) FROM counting_task_group_widget)")[0];
+    std::string text;
+    for (const char* table : {"iva_task", "face_task", "counting_widget", "counting_task_group_widget"}) {
+      text += Rows(std::string("SELECT COUNT(*) FROM ") + table)[0];
+    }
+    return text;
   };
   for (const int zr : {7, 8}) {
     Widgets(Widget(5, 31, kRegion) + "," + Widget(6, 31, kFence), zr);
     Groups(R"({"id":1,"widget_ids":[5,6]})", zr);
-    Face(Parse(R"({"face_info":[{"id":1,"camera_id":1}]})"), zr);
+    Face(R"({"id":1,"camera_id":1})", zr);
   }
-  EXPECT_EQ(counts(), "3|2|4|2|4");
+  EXPECT_EQ(counts(), "3244");
   Widgets(Widget(5, 31, kRegion));
-  EXPECT_EQ(counts(), "3|2|3|2|3");
-  Iva(Parse(R"({"iva_info":[]})"));
-  EXPECT_EQ(counts(), "1|2|2|2|2");
+  EXPECT_EQ(counts(), "3233");
+  Iva("");
+  EXPECT_EQ(counts(), "1222");
   EXPECT_EQ(CamDelByZrId(8), 0);
-  EXPECT_EQ(counts(), "0|1|0|1|0");
+  EXPECT_EQ(counts(), "0100");
 }
 
 }  // namespace

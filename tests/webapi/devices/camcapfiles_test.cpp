@@ -2,6 +2,7 @@
 
 #include <fstream>
 
+#include "support/hoststate.h"
 #include "support/hosttest.h"
 
 namespace {
@@ -11,18 +12,11 @@ using support::Parse;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-Json::Value Element(const std::string& name, const std::string& model = "M1") {
-  Json::Value element;
-  element["camVendor"] = "Acme";
-  element["camModel"] = model;
-  element["capFileName"] = name;
-  element["camCap"]["ptz"] = true;
-  return element;
-}
-
-Json::Value ListOf(const Json::Value& element) {
-  Json::Value list;
-  list.append(element);
+/// A list of one file.
+Json::Value ListOf(const std::string& name, const std::string& model = "M1") {
+  Json::Value list = Parse(R"([{"camVendor":"Acme","camCap":{"ptz":true}}])");
+  list[0]["capFileName"] = name;
+  list[0]["camModel"] = model;
   return list;
 }
 
@@ -31,18 +25,7 @@ class CamCapFilesTest : public support::HostTest {
   Lines Save(const Json::Value& list) {
     return Journal([&] { SaveCamCapFiles(7, list); });
   }
-  /// Files and links of the data folder but the database's, with the files' contents.
-  Lines Files() const {
-    Lines files;
-    for (const auto& entry : std::filesystem::recursive_directory_iterator(folder())) {
-      const std::string name = entry.path().lexically_relative(folder()).string();
-      if (entry.is_directory() || name.starts_with("qvcms.db") || name == "writer.lock") continue;
-      std::ifstream file(entry.path());
-      files.push_back(name + "=" + std::string(std::istreambuf_iterator<char>(file), {}));
-    }
-    std::sort(files.begin(), files.end());
-    return files;
-  }
+  Lines Files() const { return support::DumpFiles(folder()); }
 };
 
 TEST_F(CamCapFilesTest, AreWrittenOnceUnderTheHostsId) {
@@ -55,10 +38,12 @@ TEST_F(CamCapFilesTest, AreWrittenOnceUnderTheHostsId) {
     {"camVendor":"Acme","camModel":"M3","camCap":{}}, {"camVendor":"Acme","camModel":"M3","capFileName":"3/c"}, null])");
   Save(list);
   EXPECT_THAT(Files(),
-              ElementsAre("capability/3/acme/M2.cap={}\n", "capability/7/acme/M1.cap={\n  \"ptz\": true\n}\n"));
+              ElementsAre("capability/3/acme/M2.cap 384 {}\n", "capability/7/acme/M1.cap 384 {\n  \"ptz\": true\n}\n"));
   EXPECT_THAT(Rows("SELECT owner_zr_id,path,vendor,model FROM capability_file"),
               ElementsAre("7|7/acme/M1.cap|Acme|M1", "0|3/acme/M2.cap|Acme|M2-API"));
   EXPECT_THAT(Save(list), IsEmpty()) << "what is on the disk already is not written again";
+  EXPECT_THAT(Save(ListOf("7/acme/M1.cap", "M1-API")), ElementsAre("failed to write capability_file [0]"))
+      << "the file is a slave's own";
 }
 
 TEST_F(CamCapFilesTest, NoNameLeadsOutOfTheFolder) {
@@ -70,13 +55,13 @@ TEST_F(CamCapFilesTest, NoNameLeadsOutOfTheFolder) {
   const Lines before = Files();
   for (const std::string name : {"../../x", "/etc/x", "0/../../x", "0/..", "0/link/x", "0/M.cap", "0/folder", "0/x/",
                                  "0/", "0//", "0", "", "/0/x", "acme/x", "-1/x", "0x/x"}) {
-    EXPECT_THAT(Save(ListOf(Element(name))),
+    EXPECT_THAT(Save(ListOf(name)),
                 ElementsAre("log 3 SaveCamCapFiles Failed to update zrId in cap file path. [" + name + "]"));
   }
-  EXPECT_THAT(Save(ListOf(Element(std::string("0/a\0/../x", 9)))),
+  EXPECT_THAT(Save(ListOf(std::string("0/a\0/../x", 9))),
               ElementsAre("log 3 SaveCamCapFiles Failed to update zrId in cap file path. [0/a]"));
   for (const char* name : {"../../x", "/etc/x", "7/link/x", "7/M.cap"}) {
-    EXPECT_THAT(Save(ListOf(Element(name, "M-API"))), ElementsAre("failed to write capability_file [0]")) << name;
+    EXPECT_THAT(Save(ListOf(name, "M-API")), ElementsAre("failed to write capability_file [0]")) << name;
   }
   EXPECT_EQ(Files(), before);
   EXPECT_THAT(Rows("SELECT path FROM capability_file"), IsEmpty());
@@ -84,13 +69,13 @@ TEST_F(CamCapFilesTest, NoNameLeadsOutOfTheFolder) {
 
 TEST_F(CamCapFilesTest, GoOnWithoutTheFolder) {
   std::ofstream(folder() / "capability") << "in the way";
-  Json::Value list = ListOf(Element("0/a"));
-  list.append(Element("0/b", "M-API"));
+  Json::Value list = ListOf("0/a");
+  list.append(ListOf("0/b", "M-API")[0]);
   EXPECT_THAT(Save(list), ElementsAre("failed to make " + (folder() / "capability").string(),
                                       "log 3 SaveCamCapFiles CheckAndMakeCapDir failed.",
                                       "log 3 SaveCamCapFiles Failed to update zrId in cap file path. [0/a]",
                                       "failed to write capability_file [0]"));
-  EXPECT_THAT(Files(), ElementsAre("capability=in the way"));
+  EXPECT_THAT(support::ReadWholeFile(folder() / "capability"), "in the way");
 }
 
 }  // namespace

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -15,14 +16,13 @@ class LogGateTest : public testing::Test {
     qv::log::Reset();
     g_DbgLogPid = 0;
     qv::log::SetSink([this](const qv::log::Line& line) {
-      lines_.push_back(line.level + ' ' + line.category + ' ' + line.file + ' ' + line.function + ' ' + line.text);
-      numbers_.push_back(line.line);
+      lines_.push_back(line.level + ' ' + line.category + ' ' + line.file + ':' + std::to_string(line.line) + ' ' +
+                       line.function + ' ' + line.text);
     });
   }
   ~LogGateTest() override { qv::log::Reset(); }
 
   std::vector<std::string> lines_;
-  std::vector<int> numbers_;
 };
 
 TEST_F(LogGateTest, PassesTheLevelsOfTheConfiguration) {
@@ -31,26 +31,22 @@ TEST_F(LogGateTest, PassesTheLevelsOfTheConfiguration) {
   full.back() = self;
   const struct {
     const char* name;
-    bool is_configured;
-    int threshold;
-    std::vector<int> pids;
+    std::optional<qv::log::Settings> settings;
     int last_enabled;
   } cases[] = {
-      {"no configuration", false, 0, {}, 3},
-      {"no process filter", true, 4, {}, 4},
-      {"no process filter, below the default levels", true, 0, {}, 0},
-      {"nothing at all", true, -1, {}, -1},
-      {"another process", true, 7, {1}, 3},
-      {"another process, below the default levels", true, 1, {1}, 3},
-      {"this process last", true, 7, {1, 2, self}, 7},
-      {"this process in a full list", true, 5, full, 5},
-      {"this process, below the default levels", true, 1, {self}, 1},
+      {"no configuration", {}, 3},
+      {"no process filter", {{.level = 4}}, 4},
+      {"no process filter, below the default levels", {{.level = 0}}, 0},
+      {"nothing at all", {{.level = -1}}, -1},
+      {"another process", {{.level = 7, .pids = {1}}}, 3},
+      {"another process, below the default levels", {{.level = 1, .pids = {1}}}, 3},
+      {"this process last", {{.level = 7, .pids = {1, 2, self}}}, 7},
+      {"this process in a full list", {{.level = 5, .pids = full}}, 5},
+      {"this process, below the default levels", {{.level = 1, .pids = {self}}}, 1},
   };
   for (const auto& row : cases) {
     qv::log::Reset();
-    if (row.is_configured) {
-      qv::log::Configure({.level = row.threshold, .pids = row.pids});
-    }
+    if (row.settings) qv::log::Configure(*row.settings);
     for (const std::int32_t cached : {0, self}) {
       g_DbgLogPid = cached;
       int last_enabled = -1;
@@ -61,9 +57,31 @@ TEST_F(LogGateTest, PassesTheLevelsOfTheConfiguration) {
         }
       }
       EXPECT_EQ(last_enabled, row.last_enabled) << row.name;
-      EXPECT_EQ(g_DbgLogPid, row.pids.empty() ? cached : self) << row.name;
+      EXPECT_EQ(g_DbgLogPid, row.settings && !row.settings->pids.empty() ? self : cached) << row.name;
     }
   }
+}
+
+TEST_F(LogGateTest, ReadsTheConfigurationForEveryMessageFirstFromTheEnvironment) {
+  setenv("QV_LOG_LEVEL", "verbose", 1);
+  EXPECT_FALSE(DbgLogLevelEnabled(5)) << "not a number, so there is no configuration";
+  setenv("QV_LOG_LEVEL", "5", 1);
+  setenv("QV_LOG_PIDS", ("12,,x," + std::to_string(getpid())).c_str(), 1);
+  EXPECT_TRUE(DbgLogLevelEnabled(5));
+  EXPECT_FALSE(DbgLogLevelEnabled(6));
+  ASSERT_EQ(g_pDbgLogCfg->pidCount, 2);
+  EXPECT_EQ(g_pDbgLogCfg->pids[0], 12);
+  for (const int level : {7, 1}) {
+    qv::log::Configure({.level = level});
+    ReinitDbgLogCfg();
+    EXPECT_TRUE(DbgLogLevelEnabled(level)) << "settings count, not the environment";
+    EXPECT_FALSE(DbgLogLevelEnabled(level + 1));
+  }
+  g_DbgLogPid = 1;
+  qv::log::Configure({.level = 7, .pids = {getpid()}});
+  EXPECT_FALSE(DbgLogLevelEnabled(7)) << "the id is read once";
+  unsetenv("QV_LOG_LEVEL");
+  unsetenv("QV_LOG_PIDS");
 }
 
 TEST_F(LogGateTest, MessageCarriesItsNamesAndASuppressedOneEvaluatesNothing) {
@@ -74,24 +92,21 @@ TEST_F(LogGateTest, MessageCarriesItsNamesAndASuppressedOneEvaluatesNothing) {
   const int own_line = __LINE__ - 1;
   CMS_LOG(LOG_LEVEL_CHANGE, "UpdatePOSData", "Changed [%d]\n", id());
   CMS_LOG_AT(LOG_LEVEL_ERR, 77, "RemoveSlaveData", "Failed.\n");
-  if (evaluated == 1)
-    CMS_LOG(-1, "NoLevel", "100%%\n");
-  else
-    FAIL() << "a suppressed message evaluated its arguments";
+  EXPECT_EQ(evaluated, 1) << "a suppressed message evaluated its arguments";
+  CMS_LOG(-1, "NoLevel", "100%%\n");
 
   qv::log::Configure({.level = 0});
   CMS_LOG(LOG_LEVEL_ERR, "RemoveSlaveData", "Suppressed [%d].\n", id());
   CMS_LOG_ALWAYS("RemoveSlaveData", "Fail to delete rec_server[%d]\n", id());
 
   EXPECT_EQ(evaluated, 2);
+  const auto place = [&](int line) { return "qvwebapicmssyncutils:" + std::to_string(line); };
   EXPECT_EQ(lines_, (std::vector<std::string>{
-                        "INFO CMS_SYNC qvwebapicmssyncutils UpdatePOSData Update POS [1] on ZR [3].",
-                        "ERR CMS_SYNC qvwebapicmssyncutils RemoveSlaveData Failed.",
-                        "unknown CMS_SYNC qvwebapicmssyncutils NoLevel 100%",
-                        "- - qvwebapicmssyncutils RemoveSlaveData Fail to delete rec_server[2]",
+                        "INFO CMS_SYNC " + place(own_line) + " UpdatePOSData Update POS [1] on ZR [3].",
+                        "ERR CMS_SYNC " + place(77) + " RemoveSlaveData Failed.",
+                        "unknown CMS_SYNC " + place(own_line + 5) + " NoLevel 100%",
+                        "- - " + place(own_line + 9) + " RemoveSlaveData Fail to delete rec_server[2]",
                     }));
-  EXPECT_EQ(numbers_[0], own_line);
-  EXPECT_EQ(numbers_[1], 77);
 }
 
 }  // namespace

@@ -1,16 +1,13 @@
 #include <algorithm>
-#include <cstring>
-#include <fstream>
-#include <iterator>
 #include <map>
 
 #include "qvwebapicmssyncutils.h"
 #include "rtspinfo.h"
 #include "server/ownedrows.h"
-#include "shmdbcache.h"
 #include "slavedata.h"
 #include "slavezr.h"
 #include "slavezrstatus.h"
+#include "support/hoststate.h"
 #include "support/hosttest.h"
 #include "support/keyfiles.h"
 
@@ -92,42 +89,20 @@ class SlaveRemoval : public support::HostTest {
     return names;
   }
 
-  static std::string Content(const std::filesystem::path& path) {
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-  }
-
-  Contents CapabilityFiles() const {
-    Contents files;
-    for (const auto& entry : std::filesystem::recursive_directory_iterator(folder() / "capability")) {
-      files[entry.path().string()] = entry.is_regular_file() ? Content(entry.path()) : "";
-    }
-    return files;
-  }
-
-  /// The owners of the device cache's entries.
-  std::vector<int> CacheOwners() const {
-    const std::string bytes = Content(folder() / "device-cache.shm");
-    ShmDBCacheHeader header{};
-    std::memcpy(&header, bytes.data(), sizeof header);
-    std::vector<int> owners;
-    for (std::uint32_t i = 0; i < header.count; ++i) {
-      ShmDBCacheEntry entry{};
-      std::memcpy(&entry, bytes.data() + sizeof header + i * sizeof entry, sizeof entry);
-      owners.push_back(entry.owner_zr_id);
-    }
-    return owners;
-  }
-
  private:
   support::KeyFiles keys_;
 };
 
 TEST_F(SlaveRemoval, LeavesTheHostAsItWasBeforeTheSlaveCame) {
+  const auto cached = [&] {
+    std::vector<int> owners;
+    for (const auto& entry : support::ReadDeviceCache(folder())) owners.push_back(entry[1]);
+    return owners;
+  };
   Hold(31);
   const Contents rows = AllRows();
-  const Contents files = CapabilityFiles();
-  const std::string key = Content(RtspKeyFilePath(31));
+  const Lines files = support::DumpFiles(folder());
+  const std::string key = support::ReadWholeFile(RtspKeyFilePath(31));
   ASSERT_NE(key, "");
   Hold(3);
   Lines every_table;
@@ -139,16 +114,17 @@ TEST_F(SlaveRemoval, LeavesTheHostAsItWasBeforeTheSlaveCame) {
   std::sort(held.begin(), held.end());
   EXPECT_EQ(held, every_table);
   ASSERT_NE(Rows("SELECT id FROM message WHERE zr_id=3"), Lines());
-  ASSERT_THAT(CacheOwners(), ElementsAre(31, 3));
+  ASSERT_THAT(cached(), ElementsAre(31, 3));
 
   EXPECT_EQ(SyncRelatedTableForSlaveDel(3), 0);
   EXPECT_EQ(RemoveSlaveData(3), 0);
   EXPECT_THAT(Differing(rows, AllRows()), IsEmpty());
   EXPECT_THAT(qv::server::TablesHolding(3), IsEmpty());
-  EXPECT_TRUE(CapabilityFiles() == files);
+  EXPECT_EQ(support::DumpFiles(folder()), files);
+  EXPECT_FALSE(std::filesystem::exists(folder() / "capability/3"));
   EXPECT_FALSE(std::filesystem::exists(RtspKeyFilePath(3)));
-  EXPECT_EQ(Content(RtspKeyFilePath(31)), key);
-  EXPECT_THAT(CacheOwners(), ElementsAre(31, 0));
+  EXPECT_EQ(support::ReadWholeFile(RtspKeyFilePath(31)), key);
+  EXPECT_THAT(cached(), ElementsAre(31, 0));
   EXPECT_THAT(Rows("SELECT id FROM message WHERE zr_id=3"), IsEmpty());
   EXPECT_NE(Rows("SELECT id FROM message WHERE zr_id=31"), Lines());
   EXPECT_THAT(Rows("SELECT target,command,payload FROM message ORDER BY id DESC LIMIT 1"),
@@ -188,119 +164,95 @@ TEST_F(SlaveRemoval, OfAnUnknownSlaveOrTheHostItselfChangesNothing) {
   EXPECT_EQ(OperateAllEvtMntByZrId(static_cast<EVENT_MNT_OPERATE_TYPE>(1), 3), -1);
 }
 
+constexpr char kCameras[] =
+    "camera camera_detection_setting camera_device_output capability_file counting_task_group "
+    "counting_task_group_widget counting_widget edge_storage_settings face_task iva_task ";
+constexpr char kCtrlers[] = "axis_acs_ctrler axis_door ctrler_action_rule ";
+
 struct Fault {
   const char* operation;  ///< refused; empty: the table is out of reach
   const char* table;
   const char* kept;  ///< tables that the failing step leaves as they were
   int result;
   const char* message;
+  const char* device_message = nullptr;  ///< null: the removal of devices has no such step
 };
+void PrintTo(const Fault& fault, std::ostream* out) { *out << fault.message; }
+constexpr Fault kFaults[] = {
+    {"", "emap_item", "", -1, "Failed to delete all emap items of slave zr[3]."},
+    {"", "layout_item", "", -1, "Failed to delete all camera items of slave zr[3]."},
+    {"DELETE", "privilege_profile_server", "privilege_profile_server server ", -1,
+     "Failed to delete slave zr[3] from all privilege profile"},
+    {"", "camera_migration", "camera_migration ", -1, "Failed to delete camera migration of rec_server[3]"},
+    {"DELETE", "camera", kCameras, -1, "Failed to delete database data that belong to rec_server[3]",
+     "Fail to delete all database data that belong to rec_server[3]"},
+    {"", "camera_group_member", "", -1, "Failed to delete cams of rec_server[3] in all camera groups"},
+    {"", "event_mount", "event_mount ", -1, "Failed to delete event mounts of rec_server[3]"},
+    {"", "event_export", "event_export ", -1, "Failed to delete event exports of rec_server[3]"},
+    {"DELETE", "iomodule", "iomodule iomodule_setting ", -1,  // pairings go with the camera
+     "Failed to delete IOmodule database data that belong to rec_server[3]",
+     "Fail to delete all iomodule database data that belong to rec_server[3]"},
+    {"DELETE", "pos", "pos pos_event_conf pos_text_rule ", 0,
+     "Fail to delete all POS database data that belong to rec_server[3]",
+     "Fail to delete all POS database data that belong to rec_server[3]"},
+    {"DELETE", "ipspeaker", "ipspeaker ", 0, "Fail to delete all Speaker database data that belong to rec_server[3]",
+     "Fail to delete all speaker database data that belong to rec_server[3]"},
+    {"DELETE", "axis_acs_ctrler", kCtrlers, 0,
+     "Fail to delete all Controller database data that belong to rec_server[3]",
+     "Fail to delete all Controller database data that belong to rec_server[3]"},
+    {"DELETE", "rec_share", "rec_share ", -1, "Failed to delete event exports of rec_server[3]",
+     "Fail to delete all recording storage that belong to rec_server[3]"},
+    {"INSERT", "message", "", 0, "Failed to delete action rule of rec_server[3]."},
+    {"", "door_layout_item", "door_layout_item ", 0, "Failed to reset door layout item of rec_server[3]."}};
 
-std::ostream& operator<<(std::ostream& out, const Fault& fault) { return out << fault.message; }
-
-std::string NameOf(const testing::TestParamInfo<Fault>& fault) { return fault.param.table; }
-
-const char* const kCameras =
-    "camera camera_detection_setting camera_device_output capability_file counting_task_group "
-    "counting_task_group_widget counting_widget edge_storage_settings face_task iva_task ";
-const char* const kModules = "iomodule iomodule_setting ";  // pairings go with the camera
-const char* const kPoss = "pos pos_event_conf pos_text_rule ";
-const char* const kCtrlers = "axis_acs_ctrler axis_door ctrler_action_rule ";
-
-class FailingStep : public SlaveRemoval {
+class FailingStep : public SlaveRemoval, public testing::WithParamInterface<Fault> {
  protected:
-  void Break(const Fault& fault) {
+  void HoldAndBreak() {
     Hold(3);
-    if (*fault.operation != '\0') {
-      Refuse(fault.operation, fault.table);
+    if (*GetParam().operation != '\0') {
+      Refuse(GetParam().operation, GetParam().table);
     } else {
-      HostTest::Break(fault.table);
+      Break(GetParam().table);
     }
   }
-  static std::string Joined(const Lines& names) {
+  /// What the slave left, but for what is not a device's, which stays for the other entry, if asked.
+  std::string Left(bool of_devices) const {
+    const std::string others =
+        " camera_migration door_layout_item event_export event_mount emap_item layout_item privilege_profile_server "
+        "server camera_group_member ";
     std::string text;
-    for (const std::string& name : names) text += name + ' ';
+    for (const std::string& table : Differing(none_, AllRows())) {
+      const bool is_other = others.find(' ' + table + ' ') != std::string::npos;
+      if (!of_devices || !is_other) text += table + ' ';
+    }
     return text;
   }
-  /// What was logged, but for the platform's own lines.
-  template <class Call>
-  Lines Log(int level, Call&& call) {
-    Lines lines = Journal(call, level);
-    std::erase_if(lines, [](const std::string& line) { return !line.starts_with("log "); });
-    return lines;
-  }
+  const Contents none_ = AllRows();
 };
+INSTANTIATE_TEST_SUITE_P(, FailingStep, testing::ValuesIn(kFaults),
+                         [](const auto& fault) { return std::string(fault.param.table); });
 
-class FailingRelationStep : public FailingStep, public testing::WithParamInterface<Fault> {};
-
-TEST_P(FailingRelationStep, IsLoggedAndTheRestRuns) {
+TEST_P(FailingStep, OfTheRelationsIsLoggedAndTheRestRuns) {
   const Fault& fault = GetParam();
-  const Contents none = AllRows();
-  Break(fault);
-  EXPECT_THAT(Log(0, [&] { EXPECT_EQ(SyncRelatedTableForSlaveDel(3), fault.result); }),
+  HoldAndBreak();
+  // What was logged, but for the platform's own lines.
+  EXPECT_THAT(support::Only(Journal([&] { EXPECT_EQ(SyncRelatedTableForSlaveDel(3), fault.result); }, 0), "log"),
               ElementsAre(std::string("log - SyncRelatedTableForSlaveDel ") + fault.message));
-  EXPECT_EQ(Joined(Differing(none, AllRows())), fault.kept);
+  EXPECT_EQ(Left(false), fault.kept);
   EXPECT_FALSE(std::filesystem::exists(RtspKeyFilePath(3)));
   EXPECT_EQ(std::filesystem::exists(folder() / "capability/3"), std::string(fault.kept) == kCameras);
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    , FailingRelationStep,
-    testing::Values(
-        Fault{"", "emap_item", "", -1, "Failed to delete all emap items of slave zr[3]."},
-        Fault{"", "layout_item", "", -1, "Failed to delete all camera items of slave zr[3]."},
-        Fault{"DELETE", "privilege_profile_server", "privilege_profile_server server ", -1,
-              "Failed to delete slave zr[3] from all privilege profile"},
-        Fault{"", "camera_migration", "camera_migration ", -1, "Failed to delete camera migration of rec_server[3]"},
-        Fault{"DELETE", "camera", kCameras, -1, "Failed to delete database data that belong to rec_server[3]"},
-        Fault{"", "camera_group_member", "", -1, "Failed to delete cams of rec_server[3] in all camera groups"},
-        Fault{"", "event_mount", "event_mount ", -1, "Failed to delete event mounts of rec_server[3]"},
-        Fault{"", "event_export", "event_export ", -1, "Failed to delete event exports of rec_server[3]"},
-        Fault{"DELETE", "iomodule", kModules, -1,
-              "Failed to delete IOmodule database data that belong to rec_server[3]"},
-        Fault{"DELETE", "pos", kPoss, 0, "Fail to delete all POS database data that belong to rec_server[3]"},
-        Fault{"DELETE", "ipspeaker", "ipspeaker ", 0,
-              "Fail to delete all Speaker database data that belong to rec_server[3]"},
-        Fault{"DELETE", "axis_acs_ctrler", kCtrlers, 0,
-              "Fail to delete all Controller database data that belong to rec_server[3]"},
-        Fault{"DELETE", "rec_share", "rec_share ", -1, "Failed to delete event exports of rec_server[3]"},
-        Fault{"INSERT", "message", "", 0, "Failed to delete action rule of rec_server[3]."},
-        Fault{"", "door_layout_item", "door_layout_item ", 0, "Failed to reset door layout item of rec_server[3]."}),
-    NameOf);
-
-class FailingDeviceStep : public FailingStep, public testing::WithParamInterface<Fault> {};
-
-TEST_P(FailingDeviceStep, IsLoggedByItsLevelAndTheRestRuns) {
+TEST_P(FailingStep, OfTheDevicesIsLoggedByItsLevelAndTheRestRuns) {
   const Fault& fault = GetParam();
-  const Contents none = AllRows();
-  Break(fault);
-  const std::string text = std::string(" RemoveSlaveData ") + fault.message;
+  if (fault.device_message == nullptr) return;
+  HoldAndBreak();
   const auto remove = [&] { EXPECT_EQ(RemoveSlaveData(3), 0); };
-  const bool gated = std::string(fault.kept) != kCtrlers;
-  EXPECT_THAT(Log(1, remove), ElementsAre((gated ? "log 1" : "log -") + text));
-  EXPECT_EQ(Log(0, remove), gated ? Lines() : Lines{"log -" + text});
-  // What is not a device's stays for the other entry.
-  Lines differing = Differing(none, AllRows());
-  for (const char* other : {"camera_migration", "door_layout_item", "event_export", "event_mount",
-                            "privilege_profile_server", "server", "emap_item", "layout_item", "camera_group_member"}) {
-    std::erase(differing, other);
-  }
-  EXPECT_EQ(Joined(differing), fault.kept);
+  const bool gated = fault.kept != kCtrlers;
+  const std::string text = std::string(gated ? "log 1" : "log -") + " RemoveSlaveData " + fault.device_message;
+  EXPECT_THAT(support::Only(Journal(remove, 1), "log"), ElementsAre(text));
+  EXPECT_EQ(support::Only(Journal(remove, 0), "log"), gated ? Lines() : Lines{text});
+  EXPECT_EQ(Left(true), fault.kept);
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    , FailingDeviceStep,
-    testing::Values(
-        Fault{"DELETE", "camera", kCameras, 0, "Fail to delete all database data that belong to rec_server[3]"},
-        Fault{"DELETE", "iomodule", kModules, 0,
-              "Fail to delete all iomodule database data that belong to rec_server[3]"},
-        Fault{"DELETE", "pos", kPoss, 0, "Fail to delete all POS database data that belong to rec_server[3]"},
-        Fault{"DELETE", "ipspeaker", "ipspeaker ", 0,
-              "Fail to delete all speaker database data that belong to rec_server[3]"},
-        Fault{"DELETE", "axis_acs_ctrler", kCtrlers, 0,
-              "Fail to delete all Controller database data that belong to rec_server[3]"},
-        Fault{"DELETE", "rec_share", "rec_share ", 0,
-              "Fail to delete all recording storage that belong to rec_server[3]"}),
-    NameOf);
 
 }  // namespace

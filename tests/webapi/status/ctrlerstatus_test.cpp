@@ -24,11 +24,7 @@ class CtrlerStatus : public StatusTest {
 };
 
 TEST_F(CtrlerStatus, SeesWhatItIsMeantToSee) {
-  struct Case {
-    const char* ctrlers;
-    Lines expected;
-  };
-  const Case cases[] = {
+  const std::pair<const char*, Lines> cases[] = {
       {R"([])", {}},
       {R"([{"id":1,"status":1,"mac_addr":"00:AB","door":[{"id":1,"status":1},{"id":2,"status":1}]}])", {}},
       {R"([{"id":2,"status":3},{"id":"1","status":3},{"id":99}])", {}},  // another slave's, no integer, unknown
@@ -42,7 +38,7 @@ TEST_F(CtrlerStatus, SeesWhatItIsMeantToSee) {
        {"update axis_door 21", "update axis_acs_ctrler 5"}},
       {R"([{"id":1,"mac_addr":7}])", {"update axis_acs_ctrler 5"}},
   };
-  for (const Case& report : cases) EXPECT_EQ(Report(report.ctrlers), report.expected) << report.ctrlers;
+  for (const auto& [ctrlers, expected] : cases) EXPECT_EQ(Report(ctrlers), expected) << ctrlers;
   EXPECT_THAT(Ctrler(), ElementsAre("0|"));
   EXPECT_THAT(Doors(), ElementsAre("21|5|1|0|null|0", "22|5|2|4|null|0"));
 }

@@ -6,10 +6,15 @@
 /// contract: `function` is a literal, not always the name of the function that holds the call.
 #pragma once
 
+#include <string_view>
+
 #include "dbgloggate.h"
 
 /// The one source name that messages of the library carry, whichever file they are in.
 inline constexpr char kLogSource[] = "qvwebapicmssyncutils";
+
+/// Whether the format, a literal, ends its line; of a format that is computed, its maker sees to that.
+#define CMS_LOG_ENDS_LINE(format, ...) (!__builtin_constant_p(format) || std::string_view(format).ends_with('\n'))
 
 /// Logs at `level` if the gate lets it pass; otherwise evaluates nothing of the message. Carries its own line.
 #define CMS_LOG(level, function, ...) CMS_LOG_AT(level, __LINE__, function, __VA_ARGS__)
@@ -17,6 +22,7 @@ inline constexpr char kLogSource[] = "qvwebapicmssyncutils";
 /// As `CMS_LOG`, for a message whose line number is fixed by contract.
 #define CMS_LOG_AT(level, line, function, ...)                                                                  \
   do {                                                                                                          \
+    static_assert(CMS_LOG_ENDS_LINE(__VA_ARGS__), "the format must end in a line break");                       \
     if (DbgLogLevelEnabled(level)) {                                                                            \
       QVPrintf(LOG_TYPE_DIAGNOSTIC, Enum2String<LOG_CATEG>(LOG_CATEG_CMS_SYNC),                                 \
                Enum2String<LOG_LEVEL>(static_cast<LOG_LEVEL>(level)), kLogSource, line, function, __VA_ARGS__); \
@@ -24,5 +30,8 @@ inline constexpr char kLogSource[] = "qvwebapicmssyncutils";
   } while (false)
 
 /// Logs whatever the configuration says, without a level and a category.
-#define CMS_LOG_ALWAYS(function, ...) \
-  QVPrintf(LOG_TYPE_DIAGNOSTIC, nullptr, nullptr, kLogSource, __LINE__, function, __VA_ARGS__)
+#define CMS_LOG_ALWAYS(function, ...)                                                             \
+  do {                                                                                            \
+    static_assert(CMS_LOG_ENDS_LINE(__VA_ARGS__), "the format must end in a line break");         \
+    QVPrintf(LOG_TYPE_DIAGNOSTIC, nullptr, nullptr, kLogSource, __LINE__, function, __VA_ARGS__); \
+  } while (false)
