@@ -29,6 +29,7 @@ using qv::shm::DeviceCacheFile;
 using support::EndOf;
 using support::StartChild;
 using testing::ElementsAre;
+using testing::IsEmpty;
 using testing::Pair;
 
 /// A reader elsewhere that knows nothing but the layout and follows the steps for readers.
@@ -181,6 +182,40 @@ TEST_F(DeviceCache, FollowsWhatOtherProcessesMadeOfIt) {
   EXPECT_THAT(Read(), ElementsAre(Pair(1000, 1)));
   Enter({{2, 21}, {3, 30}, {4, 40}});
   EXPECT_THAT(Read(), ElementsAre(Pair(2, 21), Pair(3, 30), Pair(4, 40), Pair(1000, 1)));
+}
+
+TEST_F(DeviceCache, ForgetsWhatIsDeleted) {
+  Sql("INSERT INTO iomodule (id,owner_zr_id,id_on_rec_server) VALUES (1,7,1),(2,7,2),(3,7,3)");
+  const auto remove = [](int id) {
+    IOModule module;
+    module.SetId(id);
+    EXPECT_EQ(module.Delete(), 0);
+  };
+  remove(3);
+  EXPECT_FALSE(std::filesystem::exists(path())) << "none is made for it";
+  Enter({{1, 10}, {2, 20}});
+  {
+    const qv::db::UnitOfWork given_up;
+    remove(1);
+  }
+  {
+    qv::db::UnitOfWork work;
+    Enter({{1, 11}, {3, 30}});
+    remove(1);
+    EXPECT_THAT(Read(), ElementsAre(Pair(1, 10), Pair(2, 20)));
+    work.Commit();
+  }
+  EXPECT_THAT(Read(), ElementsAre(Pair(2, 20), Pair(3, 30)));
+  {
+    qv::db::UnitOfWork work;
+    Enter({{4, 40}});
+    QVShmDBCacheAt()->RemoveIOModules(7);
+    Enter({{2, 21}});
+    work.Commit();
+  }
+  EXPECT_THAT(Read(), ElementsAre(Pair(2, 21)));
+  remove(2);
+  EXPECT_THAT(Read(), IsEmpty());
 }
 
 TEST_F(DeviceCache, ShowsAReaderWholeChangesOfSeveralProcesses) {
