@@ -3,8 +3,8 @@
 ///
 /// It is the file `device-cache.shm` in the data folder, mapped by every process that uses it. Layout, in the byte
 /// order of the machine: a `ShmDBCacheHeader`, then `capacity` times a `ShmDBCacheEntry`, of which the first `count`
-/// are in use, in no order; one with the host id 0 speaks of no module any more. It holds the modules whose status has
-/// changed since it was made; of others, ask the database.
+/// are in use, in no order; one with the host id 0 speaks of no module, and may come to speak of another one. It holds
+/// the modules whose status has changed since it was made; of others, ask the database.
 ///
 /// A reader maps the file and
 ///
@@ -17,6 +17,11 @@
 ///
 /// A writer that died leaves an odd `sequence`, which the next writer repairs; entries are written so that each one is
 /// whole at any moment, so a reader that waited in vain may use what it sees.
+///
+/// Writers hold a lock on the file (`flock`) from before they look at it until they are done. They set up a missing or
+/// empty file, leave alone what is no cache, and never touch memory beyond the file as they found it, whatever is in
+/// it. To have the cache made anew, delete or replace the file; a reader that keeps it mapped sees by its inode number
+/// that the name stands for another one. Nobody may make it shorter: that kills (SIGBUS) who looks at it just then.
 #pragma once
 
 #include <cstdint>
@@ -45,12 +50,15 @@ struct ShmDBCacheEntry {
 };
 static_assert(sizeof(ShmDBCacheEntry) == 16);
 
-/// The cache as its writers see it. Lives as long as the process.
+/// The cache as its writers see it. Lives as long as the process. What cannot be done when the time comes is left
+/// undone, after one log line.
 class ShmDBCache {
  public:
   /// Enters the status of I/O modules of slave `zrId`: when the open unit of work commits, or at once without one.
-  /// What has no room because the file cannot grow is left out, after one log line.
+  /// What has no room because the file cannot grow is left out.
   void BatUpdateIOModule(int zrId, std::list<IOModStsInfo>& changed);
+  /// Forgets I/O module `id`: when the open unit of work commits, or at once without one.
+  void RemoveIOModule(int id);
   /// Forgets the I/O modules of slave `zrId`: when the open unit of work commits, or at once without one.
   void RemoveIOModules(int zrId);
 };

@@ -8,6 +8,7 @@
 #include "messagedaemon.h"
 #include "recserversavers.h"
 #include "sections.h"
+#include "shmdbcache.h"
 #include "tables.h"
 
 namespace qv::devices {
@@ -62,7 +63,11 @@ int IOModule::Save(bool notify, bool settingsToo) {
 }
 
 int IOModule::Delete() const {
-  return record::Attempt("delete", "iomodule", GetId(), [&] { IOModuleTable().Delete(*this); });
+  return record::Attempt("delete", "iomodule", GetId(), [&] {
+    IOModuleTable().Delete(*this);
+    if (!ShmDBCacheExists()) return;
+    if (ShmDBCache* cache = QVShmDBCacheAt()) cache->RemoveIOModule(GetId());
+  });
 }
 
 int InitIOModuleByJson(const Json::Value& entry, IOModule& module, bool isNew, bool fromRecServer, bool withStatus) {

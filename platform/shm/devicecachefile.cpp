@@ -5,9 +5,10 @@
 #include <sys/mman.h>
 #include <sys/stat.h>
 
-#include <algorithm>
 #include <atomic>
 #include <cerrno>
+#include <map>
+#include <vector>
 
 namespace qv::shm {
 namespace {
@@ -19,142 +20,93 @@ std::size_t SizeFor(std::uint32_t capacity) {
   return sizeof(ShmDBCacheHeader) + std::size_t{capacity} * sizeof(ShmDBCacheEntry);
 }
 
-/// The lock among processes, for a scope.
-class FileLock {
- public:
-  explicit FileLock(int file) : file_(file) {
-    do {
-      held_ = flock(file_, LOCK_EX) == 0;
-    } while (!held_ && errno == EINTR);
-  }
-  ~FileLock() {
-    if (held_) flock(file_, LOCK_UN);
-  }
-  FileLock(const FileLock&) = delete;
-  FileLock& operator=(const FileLock&) = delete;
-  bool held() const { return held_; }
-
- private:
-  int file_;
-  bool held_ = false;
-};
-
 template <class T>
 T Load(T& place) {
   return std::atomic_ref<T>(place).load(std::memory_order_relaxed);
 }
+/// Behind all that was stored before, so that a process that dies leaves no gap.
 template <class T>
 void Store(T& place, T value) {
-  std::atomic_ref<T>(place).store(value, std::memory_order_relaxed);
+  std::atomic_ref<T>(place).store(value, std::memory_order_release);
 }
 
-/// Makes readers wait, for a scope.
-class WriteSection {
+}  // namespace
+
+/// Makes readers wait, for a scope, in which the file may be mapped anew.
+class DeviceCacheFile::WriteSection {
  public:
-  explicit WriteSection(ShmDBCacheHeader& header) : sequence_(header.sequence) {
-    odd_ = sequence_.load(std::memory_order_relaxed) | 1;  // odd already when a writer died
-    sequence_.store(odd_, std::memory_order_relaxed);
-    std::atomic_thread_fence(std::memory_order_release);
+  explicit WriteSection(DeviceCacheFile& file) : file_(file) {
+    odd_ = Load(file_.header().sequence) | 1;  // odd already when a writer died
+    Store(file_.header().sequence, odd_);
   }
-  ~WriteSection() { sequence_.store(odd_ + 1, std::memory_order_release); }
+  ~WriteSection() { Store(file_.header().sequence, odd_ + 1); }
   WriteSection(const WriteSection&) = delete;
   WriteSection& operator=(const WriteSection&) = delete;
 
  private:
-  std::atomic_ref<std::uint64_t> sequence_;
+  DeviceCacheFile& file_;
   std::uint64_t odd_;
 };
 
-}  // namespace
-
-std::unique_ptr<DeviceCacheFile> DeviceCacheFile::Open(const std::filesystem::path& path) {
-  // Without waiting: a pipe or a device at this place must not hold the caller up.
-  db::FileDescriptor file(
-      open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK, S_IRUSR | S_IWUSR));
-  if (!file) return nullptr;
-  auto cache = std::make_unique<DeviceCacheFile>(std::move(file));
-  const FileLock lock(cache->file_.get());
-  if (!lock.held() || !cache->Start()) return nullptr;
-  return cache;
+DeviceCacheFile::DeviceCacheFile(const std::filesystem::path& path)
+    // Without waiting: a pipe or a device at this place must not hold the caller up.
+    : file_(open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK, S_IRUSR | S_IWUSR)) {
+  if (!file_ || !Lock() || !Start()) return;
+  const std::uint32_t capacity = Load(header().capacity);
+  const std::uint32_t count = Load(header().count);
+  if (header().magic != ShmDBCacheHeader::kMagic || header().layout != ShmDBCacheHeader::kLayout) return;
+  if (capacity > kMaxCapacity || count > capacity || SizeFor(capacity) > size_) return;
+  capacity_ = capacity;
+  count_ = count;
 }
 
-DeviceCacheFile::~DeviceCacheFile() { Unmap(); }
-
-bool DeviceCacheFile::IsDeleted() const {
-  struct stat status {};
-  return fstat(file_.get(), &status) != 0 || status.st_nlink == 0;
+DeviceCacheFile::~DeviceCacheFile() {
+  Unmap();
+  // Closing alone would not do while a process that was forked meanwhile has the file too.
+  if (file_) flock(file_.get(), LOCK_UN);
 }
 
-bool DeviceCacheFile::Update(std::span<const ShmDBCacheEntry> values) {
-  const std::lock_guard guard(mutex_);
-  const FileLock lock(file_.get());
-  if (!lock.held() || !Map() || !IsSound()) return false;
-  IndexNewEntries();
-  const auto is_new = [&](const ShmDBCacheEntry& value) { return !index_.contains(value.host_id); };
-  const auto added = static_cast<std::size_t>(std::count_if(values.begin(), values.end(), is_new));
-  bool has_room = true;
-  std::size_t capacity = header().capacity;
-  while (capacity < header().count + added) capacity *= 2;
-  if (capacity > header().capacity) {
-    has_room = capacity <= kMaxCapacity && Grow(static_cast<std::uint32_t>(capacity));
+bool DeviceCacheFile::Apply(const DeviceCacheChanges& changes) {
+  std::map<std::int32_t, ShmDBCacheEntry> missing = changes.modules;
+  std::vector<std::uint32_t> cleared;
+  const WriteSection section(*this);
+  for (std::uint32_t place = 0; place < count_; ++place) {
+    if (const auto found = missing.find(Load(entry(place).host_id)); found != missing.end()) {
+      Write(place, found->second);
+      missing.erase(found);
+    } else if (changes.servers.contains(Load(entry(place).owner_zr_id))) {
+      Write(place, {});
+    }
+    if (Load(entry(place).host_id) == 0) cleared.push_back(place);
   }
-  const WriteSection section(header());
-  for (const ShmDBCacheEntry& value : values) {
-    if (has_room || !is_new(value)) Write(value);
-  }
-  return has_room;
-}
-
-bool DeviceCacheFile::Forget(std::int32_t owner_zr_id) {
-  const std::lock_guard guard(mutex_);
-  const FileLock lock(file_.get());
-  if (!lock.held() || !Map() || !IsSound()) return false;
-  const WriteSection section(header());
-  for (std::uint32_t i = 0; i < header().count; ++i) {
-    ShmDBCacheEntry& held = entry(i);
-    if (held.owner_zr_id != owner_zr_id) continue;
-    index_.erase(held.host_id);
-    Store(held.host_id, 0);
-    Store(held.owner_zr_id, 0);
-    Store(held.status, 0);
+  for (const auto& [host_id, value] : missing) {
+    if (value.host_id == 0) continue;
+    if (!cleared.empty()) {
+      Write(cleared.back(), value);
+      cleared.pop_back();
+      continue;
+    }
+    if (count_ == capacity_ && !Grow()) return false;
+    Write(count_, value);
+    Store(header().count, ++count_);
   }
   return true;
 }
 
-/// With the file locked: makes the cache ready, or finds that it is none.
-bool DeviceCacheFile::Start() {
-  struct stat status {};
-  if (fstat(file_.get(), &status) != 0 || !S_ISREG(status.st_mode)) return false;
-  if (status.st_size == 0) {
-    // Blocks, not a hole: writing into a mapped hole kills the process when the disk is full.
-    if (posix_fallocate(file_.get(), 0, static_cast<off_t>(SizeFor(kFirstCapacity))) != 0) {
-      static_cast<void>(ftruncate(file_.get(), 0) == 0);
-      return false;
-    }
-  }
-  if (!Map()) return false;
-  ShmDBCacheHeader& head = header();
-  if (head.magic == 0 && head.layout == 0 && head.capacity == 0) {
-    head.layout = ShmDBCacheHeader::kLayout;
-    head.capacity = kFirstCapacity;
-    std::atomic_ref(head.magic).store(ShmDBCacheHeader::kMagic, std::memory_order_release);
-  }
-  return IsSound();
+bool DeviceCacheFile::Lock() {
+  int result = 0;
+  do {
+    result = flock(file_.get(), LOCK_EX);
+  } while (result != 0 && errno == EINTR);
+  return result == 0;
 }
 
-/// Whether the mapped memory is a cache whose entries all lie in it.
-bool DeviceCacheFile::IsSound() {
-  const ShmDBCacheHeader& head = header();
-  return head.magic == ShmDBCacheHeader::kMagic && head.layout == ShmDBCacheHeader::kLayout && head.capacity > 0 &&
-         head.count <= head.capacity && SizeFor(head.capacity) <= size_;
-}
-
-/// Maps the whole file, as far as another process may have made it grow.
+/// Maps the whole file.
 bool DeviceCacheFile::Map() {
   struct stat status {};
-  if (fstat(file_.get(), &status) != 0 || status.st_size < static_cast<off_t>(SizeFor(kFirstCapacity))) return false;
+  if (fstat(file_.get(), &status) != 0 || !S_ISREG(status.st_mode)) return false;
   const auto size = static_cast<std::size_t>(status.st_size);
-  if (memory_ != nullptr && size == size_) return true;
+  if (size < SizeFor(kFirstCapacity)) return false;
   void* memory = mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_SHARED, file_.get(), 0);
   if (memory == MAP_FAILED) return false;
   Unmap();
@@ -168,30 +120,49 @@ void DeviceCacheFile::Unmap() noexcept {
   memory_ = nullptr;
 }
 
-bool DeviceCacheFile::Grow(std::uint32_t capacity) {
+/// Maps the file, and sets it up if it is new.
+bool DeviceCacheFile::Start() {
+  struct stat status {};
+  if (fstat(file_.get(), &status) != 0) return false;
+  // Blocks, not a hole: writing into a mapped hole kills the process when the disk is full.
+  if (status.st_size == 0 && S_ISREG(status.st_mode) &&
+      posix_fallocate(file_.get(), 0, static_cast<off_t>(SizeFor(kFirstCapacity))) != 0) {
+    static_cast<void>(ftruncate(file_.get(), 0) == 0);
+    return false;
+  }
+  if (!Map()) return false;
+  ShmDBCacheHeader& head = header();
+  // Whoever began to set it up may have died before the magic number.
+  if (head.magic == 0 && head.count == 0 && head.sequence == 0 && size_ == SizeFor(kFirstCapacity)) {
+    Store(head.layout, std::uint32_t{ShmDBCacheHeader::kLayout});
+    Store(head.capacity, std::uint32_t{kFirstCapacity});
+    Store(head.magic, std::uint32_t{ShmDBCacheHeader::kMagic});
+  }
+  return true;
+}
+
+/// Makes room for twice as many entries.
+bool DeviceCacheFile::Grow() {
+  const std::uint32_t capacity = capacity_ * 2;
+  if (capacity > kMaxCapacity) return false;
   if (posix_fallocate(file_.get(), 0, static_cast<off_t>(SizeFor(capacity))) != 0 || !Map()) return false;
-  const WriteSection section(header());
+  if (size_ < SizeFor(capacity)) return false;
+  capacity_ = capacity;
   Store(header().capacity, capacity);
   return true;
 }
 
-void DeviceCacheFile::IndexNewEntries() {
-  for (; indexed_ < header().count; ++indexed_) index_.emplace(entry(indexed_).host_id, indexed_);
-}
-
-void DeviceCacheFile::Write(const ShmDBCacheEntry& value) {
-  const auto [place, is_new] = index_.try_emplace(value.host_id, indexed_);
-  ShmDBCacheEntry& held = entry(place->second);
+/// The entry is whole whenever it speaks of a module.
+void DeviceCacheFile::Write(std::uint32_t place, const ShmDBCacheEntry& value) {
+  ShmDBCacheEntry& held = entry(place);
+  if (Load(held.host_id) != value.host_id) Store(held.host_id, 0);
   Store(held.owner_zr_id, value.owner_zr_id);
   Store(held.status, value.status);
-  if (!is_new) return;
   Store(held.host_id, value.host_id);
-  ++indexed_;
-  std::atomic_ref(header().count).store(indexed_, std::memory_order_release);
 }
 
-ShmDBCacheEntry& DeviceCacheFile::entry(std::uint32_t index) const {
-  return reinterpret_cast<ShmDBCacheEntry*>(static_cast<char*>(memory_) + sizeof(ShmDBCacheHeader))[index];
+ShmDBCacheEntry& DeviceCacheFile::entry(std::uint32_t place) const {
+  return reinterpret_cast<ShmDBCacheEntry*>(static_cast<char*>(memory_) + sizeof(ShmDBCacheHeader))[place];
 }
 
 }  // namespace qv::shm

@@ -1,58 +1,59 @@
 /// The file of the shared-memory device cache (`include/shmdbcache.h` has its layout and its rules).
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <filesystem>
-#include <memory>
-#include <mutex>
-#include <span>
-#include <unordered_map>
-#include <utility>
+#include <map>
+#include <set>
 
 #include "../db/filedescriptor.h"
 #include "shmdbcache.h"
 
 namespace qv::shm {
 
-/// The cache mapped for writing. Every function may be called from any thread; writers of several processes follow one
-/// another through a lock on the file.
+/// What is to become of entries.
+struct DeviceCacheChanges {
+  /// By host id; one without a host id clears the module's entry.
+  std::map<std::int32_t, ShmDBCacheEntry> modules = {};
+  /// Slaves. The entries of their other modules are cleared.
+  std::set<std::int32_t> servers = {};
+};
+
+/// The cache locked and mapped for writing, for a scope: writers of several threads and processes follow one another.
+/// Nothing is kept from one scope to the next, so whatever became of the file in between is found as it is. How many
+/// entries there are is read once: a process that writes without the lock can spoil them, but leads nowhere else.
 class DeviceCacheFile {
  public:
-  /// Maps the file, which is made (mode 0600) when it is missing. Null when that fails, or when the file is none of
-  /// this layout.
-  static std::unique_ptr<DeviceCacheFile> Open(const std::filesystem::path& path);
-  /// For `Open`: a file that is not mapped yet.
-  explicit DeviceCacheFile(db::FileDescriptor file) : file_(std::move(file)) {}
+  /// Maps the file, which is made (mode 0600) when it is missing or empty. False then when that failed, or when the
+  /// file is none of this layout; nothing else may be called.
+  explicit DeviceCacheFile(const std::filesystem::path& path);
   ~DeviceCacheFile();
   DeviceCacheFile(const DeviceCacheFile&) = delete;
   DeviceCacheFile& operator=(const DeviceCacheFile&) = delete;
+  explicit operator bool() const { return capacity_ > 0; }
 
-  /// Whether the file has been deleted since it was mapped, so that nobody else can find it any more.
-  bool IsDeleted() const;
-  /// Enters the values: the entry with the same host id is overwritten, or a new one is made.
-  /// @return false when the file cannot grow: what has an entry is entered, the rest is left out
-  bool Update(std::span<const ShmDBCacheEntry> values);
-  /// Clears the entries of that owner. Their places are not used again: other writers know them by their number.
-  /// @return false when the file cannot be mapped
-  bool Forget(std::int32_t owner_zr_id);
+  /// Makes the changes; a reader sees all of them or none.
+  /// @return false when the file cannot grow: what has room is entered, the rest is left out
+  bool Apply(const DeviceCacheChanges& changes);
 
  private:
-  bool Start();
-  bool IsSound();
+  class WriteSection;
+
+  bool Lock();
   bool Map();
   void Unmap() noexcept;
-  bool Grow(std::uint32_t capacity);
-  void IndexNewEntries();
-  void Write(const ShmDBCacheEntry& value);
+  bool Start();
+  bool Grow();
+  void Write(std::uint32_t place, const ShmDBCacheEntry& value);
   ShmDBCacheHeader& header() const { return *static_cast<ShmDBCacheHeader*>(memory_); }
-  ShmDBCacheEntry& entry(std::uint32_t index) const;
+  ShmDBCacheEntry& entry(std::uint32_t place) const;
 
-  std::mutex mutex_;
   db::FileDescriptor file_;
   void* memory_ = nullptr;
-  std::size_t size_ = 0;                                   ///< of the mapping
-  std::unordered_map<std::int32_t, std::uint32_t> index_;  ///< host id to entry
-  std::uint32_t indexed_ = 0;                              ///< entries that are in the index
+  std::size_t size_ = 0;        ///< of the mapping
+  std::uint32_t capacity_ = 0;  ///< entries that lie in the mapping; 0: this is no cache
+  std::uint32_t count_ = 0;     ///< of them, those in use
 };
 
 }  // namespace qv::shm

@@ -1,76 +1,88 @@
 #include "shmdbcache.h"
 
-#include <vector>
+#include <exception>
+#include <memory>
 
 #include "../db/database.h"
 #include "dbglog.h"
 #include "devicecachefile.h"
 #include "iomodule.h"
 
+using qv::shm::DeviceCacheChanges;
 using qv::shm::DeviceCacheFile;
 
 namespace {
 
-/// The cache of the data folder that is open, mapped at most once.
-class OpenCache {
- public:
-  static std::filesystem::path Path() { return qv::db::DataFolder() / "device-cache.shm"; }
+std::filesystem::path Path() { return qv::db::DataFolder() / "device-cache.shm"; }
 
-  /// Null when it cannot be mapped; the next call tries again.
-  std::shared_ptr<DeviceCacheFile> Get() {
-    const std::lock_guard guard(mutex_);
+/// What a transaction changes in the cache, made all at once when the last of the actions that belong to it is gone.
+/// They are run when the transaction commits; those of a step that went back are gone without that.
+class Changes {
+ public:
+  Changes() : path_(Path()) {}
+  ~Changes() {
+    if (to_make_.modules.empty() && to_make_.servers.empty()) return;
     try {
-      Map(Path());
-    } catch (const qv::db::Error&) {
-      file_ = nullptr;  // no data folder, no cache
+      DeviceCacheFile cache(path_);
+      if (cache && cache.Apply(to_make_)) return;
+    } catch (const std::exception&) {  // no memory
     }
-    return file_;
+    QVPrintf(LOG_TYPE_DIAGNOSTIC, "DATABASE", "ERR", __FILE__, __LINE__, "Changes",
+             "Failed to bring the device cache up to date: it cannot be mapped, or cannot grow\n");
   }
+  Changes(const Changes&) = delete;
+  Changes& operator=(const Changes&) = delete;
+
+  /// Has `add` add to the changes when the open transaction commits, or at once without one.
+  template <class Add>
+  static void Queue(Add add) {
+    std::shared_ptr<Changes> changes = OfThisTransaction().lock();
+    if (!changes) OfThisTransaction() = changes = std::make_shared<Changes>();
+    qv::db::OnCommit([changes = std::move(changes), add = std::move(add)] { add(changes->to_make_); });
+  }
+  /// Whether the open transaction has changes already.
+  static bool AreQueued() { return !OfThisTransaction().expired(); }
 
  private:
-  void Map(const std::filesystem::path& path) {
-    if (!file_ || path != path_ || file_->IsDeleted()) {
-      file_ = DeviceCacheFile::Open(path);
-      path_ = path;
-    }
+  static std::weak_ptr<Changes>& OfThisTransaction() {
+    static thread_local std::weak_ptr<Changes> changes;
+    return changes;
   }
 
-  std::mutex mutex_;
   std::filesystem::path path_;
-  std::shared_ptr<DeviceCacheFile> file_;
+  DeviceCacheChanges to_make_;
 };
-
-OpenCache& TheOpenCache() {
-  static OpenCache cache;
-  return cache;
-}
 
 }  // namespace
 
 void ShmDBCache::BatUpdateIOModule(int zrId, std::list<IOModStsInfo>& changed) {
-  std::vector<ShmDBCacheEntry> values;
-  for (const IOModStsInfo& info : changed) values.push_back({info.id, zrId, info.status, 0});
-  qv::db::OnCommit([file = TheOpenCache().Get(), values = std::move(values)] {
-    if (file && file->Update(values)) return;
-    QVPrintf(LOG_TYPE_DIAGNOSTIC, "DATABASE", "ERR", __FILE__, __LINE__, "BatUpdateIOModule",
-             "Failed to enter all modules in the device cache: the file cannot grow\n");
+  Changes::Queue([zrId, changed](DeviceCacheChanges& changes) {
+    for (const IOModStsInfo& info : changed) changes.modules[info.id] = {info.id, zrId, info.status, 0};
   });
 }
 
+void ShmDBCache::RemoveIOModule(int id) {
+  Changes::Queue([id](DeviceCacheChanges& changes) { changes.modules[id] = {}; });
+}
+
 void ShmDBCache::RemoveIOModules(int zrId) {
-  qv::db::OnCommit([file = TheOpenCache().Get(), zrId] {
-    if (file && file->Forget(zrId)) return;
-    QVPrintf(LOG_TYPE_DIAGNOSTIC, "DATABASE", "ERR", __FILE__, __LINE__, "RemoveIOModules",
-             "Failed to forget the modules of server [%d] in the device cache: it cannot be mapped\n", zrId);
+  Changes::Queue([zrId](DeviceCacheChanges& changes) {
+    std::erase_if(changes.modules, [&](const auto& module) { return module.second.owner_zr_id == zrId; });
+    changes.servers.insert(zrId);
   });
 }
 
 ShmDBCache* QVShmDBCacheAt() {
   static ShmDBCache cache;
-  return TheOpenCache().Get() ? &cache : nullptr;
+  if (Changes::AreQueued()) return &cache;  // it has just been looked at
+  try {
+    return DeviceCacheFile(Path()) ? &cache : nullptr;
+  } catch (const qv::db::Error&) {
+    return nullptr;  // no data folder, no cache
+  }
 }
 
 bool ShmDBCacheExists() {
   std::error_code unreadable;  // what cannot be looked at cannot be mapped either
-  return qv::db::IsOpen() && std::filesystem::exists(OpenCache::Path(), unreadable);
+  return qv::db::IsOpen() && std::filesystem::exists(Path(), unreadable);
 }
