@@ -2,6 +2,8 @@
 
 #include <fstream>
 
+#include "capability/capability.h"
+#include "db/database.h"
 #include "support/hosttest.h"
 
 namespace {
@@ -28,8 +30,8 @@ Json::Value ListOf(const Json::Value& element) {
 
 class CamCapFilesTest : public support::HostTest {
  protected:
-  Lines Save(const Json::Value& list) {
-    return Journal([&] { SaveCamCapFiles(7, list); });
+  Lines Save(const Json::Value& list, int zr = 7) {
+    return Journal([&] { SaveCamCapFiles(zr, list); });
   }
   /// Files and links of the data folder but the database's, with the files' contents.
   Lines Files() const {
@@ -80,6 +82,21 @@ TEST_F(CamCapFilesTest, NoNameLeadsOutOfTheFolder) {
   }
   EXPECT_EQ(Files(), before);
   EXPECT_THAT(Rows("SELECT path FROM capability_file"), IsEmpty());
+}
+
+TEST_F(CamCapFilesTest, AServersOwnFileIsNobodyElses) {
+  const auto take = [&](const std::string& name) { return Save(ListOf(Element(name, "N-API")), 9); };
+  for (const char* name : {"./7/v/a", "7//v/b"}) EXPECT_THAT(take(name), testing::Not(IsEmpty()));
+  Save(ListOf(Element("0/v/a")));
+  for (const char* name : {"7/v/a", "7//v/a", "./7/v/a", "7/./v/a"}) {
+    EXPECT_THAT(take(name), ElementsAre("failed to write capability_file [0]")) << name;
+  }
+  EXPECT_THAT(Rows("SELECT owner_zr_id,path,model FROM capability_file"), ElementsAre("7|7/v/a|M1", "0|7/v/b|N-API"));
+  qv::db::UnitOfWork removal;
+  qv::capability::DeleteFilesOf(7);
+  removal.Commit();
+  EXPECT_THAT(Files(), ElementsAre("capability/7/v/b={\n  \"ptz\": true\n}\n"));
+  EXPECT_THAT(Rows("SELECT path FROM capability_file"), ElementsAre("7/v/b"));
 }
 
 TEST_F(CamCapFilesTest, GoOnWithoutTheFolder) {
