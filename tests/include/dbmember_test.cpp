@@ -1,5 +1,10 @@
 #include "dbmember.h"
 
+#include <locale.h>
+
+#include <cstdint>
+#include <cstdlib>
+#include <fstream>
 #include <limits>
 
 #include "dbwrapper.h"
@@ -134,12 +139,26 @@ TEST_F(DbMember, ReadsResults) {
   }
 }
 
-TEST_F(DbMember, FloatsSurviveTheDatabase) {
+/// A compiled locale category: magic number, number of values, their places; then the values.
+constexpr std::uint32_t kCommaNumeric[] = {0x20031114, 6, 32, 34, 35, 36, 40, 44, ',', ',', 0, 0};
+
+TEST_F(DbMember, FloatsSurviveTheDatabaseWhateverTheLocale) {
+  std::filesystem::create_directory(folder() / "comma");
+  std::ofstream(folder() / "comma/LC_NUMERIC")
+      .write(reinterpret_cast<const char*>(kCommaNumeric), sizeof kCommaNumeric);
+  setenv("LOCPATH", folder().c_str(), 1);
+  const locale_t comma = newlocale(LC_NUMERIC_MASK, "comma", nullptr);
+  unsetenv("LOCPATH");
+  ASSERT_NE(comma, nullptr);
+  const locale_t before = uselocale(comma);
+  EXPECT_EQ(std::strtod("0,5", nullptr), 0.5);
   for (const float value : {0.1F, 1.0F / 3, 16777216.0F, 1e-40F, -2.5F, std::numeric_limits<float>::max()}) {
     DBPrimitiveMember<float> member;
     member.Set(value);
     EXPECT_EQ(Fetch<float>(member.ToSqlValue()), JsonWrite(member.ToJson(), true)) << value;
   }
+  uselocale(before);
+  freelocale(comma);
 }
 
 TEST_F(DbMember, MessagesNameThePlaceThatAllColumnsShare) {
