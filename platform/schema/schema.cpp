@@ -86,7 +86,7 @@ void IndexLookups(db::Session& session) {
   session.Execute(R"(
     DELETE FROM capability_file WHERE id NOT IN (
       SELECT id FROM (SELECT id,ROW_NUMBER() OVER (PARTITION BY path ORDER BY owner_zr_id=0,id) AS place
-                      FROM capability_file) AS row WHERE place=1))");
+                      FROM capability_file) AS placed WHERE place=1))");
 }
 
 constexpr db::Migration kMigrations[] = {{1, CreateTables}, {2, IndexLookups}};
