@@ -81,7 +81,8 @@ void IndexLookups(db::Session& session) {
     CREATE INDEX iva_task_by_id_on_rec_server ON iva_task (id_on_rec_server,owner_zr_id);
     CREATE INDEX counting_widget_by_id_on_rec_server ON counting_widget (id_on_rec_server,iva_setting_id);
     CREATE INDEX counting_task_group_by_id_on_rec_server ON counting_task_group (id_on_rec_server,owner_zr_id);
-    CREATE INDEX capability_file_by_path ON capability_file (path);)");
+    CREATE INDEX capability_file_by_path ON capability_file (path);
+    DROP INDEX IF EXISTS message_by_zr_id;)");  // which new databases have never had
   // A file has one row from now on, that of its server before that of a shared file.
   session.Execute(R"(
     DELETE FROM capability_file WHERE id NOT IN (

@@ -23,7 +23,8 @@ TEST_F(Schema, ADatabaseOfVersion1GetsTheIndexesToo) {
                             "counting_task_group_by_id_on_rec_server", "capability_file_by_path"}) {
     Sql(std::string("DROP INDEX ") + index);
   }
-  Sql("INSERT INTO capability_file (owner_zr_id,path) VALUES (0,'7/a'),(7,'7/a'),(0,'7/b');"
+  Sql("CREATE INDEX message_by_zr_id ON message (zr_id);"
+      "INSERT INTO capability_file (owner_zr_id,path) VALUES (0,'7/a'),(7,'7/a'),(0,'7/b');"
       "UPDATE schema_version SET version=1");
   qv::db::Close();
   qv::db::Open(folder(), {});
