@@ -11,6 +11,7 @@
 #pragma once
 
 #include <json/value.h>
+#include <locale.h>
 
 #include <cstdlib>
 #include <stdexcept>
@@ -112,13 +113,19 @@ class DBPrimitiveMember : public DBMember {
     if constexpr (kIsText) {
       return text;
     } else if constexpr (kIsFloat) {
-      return NarrowToFloat(std::strtod(text, nullptr));
+      return NarrowToFloat(strtod_l(text, nullptr, DatabaseLocale()));
     } else if constexpr (std::is_enum_v<T>) {
       // Unlike an int, an enumeration may be stored as 0x1A or 010; rows of that kind exist.
       return static_cast<T>(static_cast<int>(std::strtoul(text, nullptr, 0)));
     } else {
       return static_cast<int>(std::strtoll(text, nullptr, 10));
     }
+  }
+
+  /// A database writes 0.5 with a point, whatever the program's locale writes.
+  static locale_t DatabaseLocale() {
+    static const locale_t locale = newlocale(LC_ALL_MASK, "C", nullptr);
+    return locale;
   }
 
   /// Always written, whatever the log's configuration, and under the place that all columns share. Secrets in the

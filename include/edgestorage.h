@@ -35,7 +35,7 @@ struct EdgeStorageData {
   FIELD(EdgeStorageData, 14, int, PostRecording, "post_recording", Config)           /* s */                     \
   FIELD(EdgeStorageData, 15, bool, RetrieveGaps, "retrieve_gaps", Config, .default_int = 1)                      \
   FIELD(EdgeStorageData, 16, std::string, EncryptionPassword, "encryption_password", Secret)                     \
-  FIELD(EdgeStorageData, 17, int, Status, "status", Status)                                                      \
+  FIELD(EdgeStorageData, 17, int, Status, "status", Config)                                                      \
   FIELD(EdgeStorageData, 18, JsonText, Extra, "extra", Extra)
 
 EDGE_STORAGE_FIELDS(QV_TAGGED_FIELD)

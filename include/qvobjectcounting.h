@@ -15,13 +15,6 @@
 
 namespace QvObjectCounting {
 
-/// A place in the picture, as parts of its width and height.
-struct Point {
-  double x = 0;
-  double y = 0;
-  bool operator==(const Point&) const = default;
-};
-
 /// What widgets of both kinds hold.
 struct CountingWidget {
   int id = 0;             ///< on the host; 0: not stored yet
@@ -31,18 +24,15 @@ struct CountingWidget {
   TAVI_COUNTING_WIDGET_DETECT_TYPE detectType = COUNTING_WIDGET_DETECT_PEOPLE;
   TAVI_COUNTING_WIDGET_CALCULATION_TYPE calculationType = COUNTING_WIDGET_CALCULATION_ENTER;
   int capacity = 0;    ///< 0: no limit
+  Json::Value points;  ///< the list as reported; every point has its "x" and "y", parts of the picture's size
   Json::Value others;  ///< reported members that have no field here, an object; kept as they are
 };
 
 /// An area inside which is counted: "region", its three or more corners.
-struct RegionWidget : CountingWidget {
-  std::vector<Point> region;
-};
+struct RegionWidget : CountingWidget {};
 
 /// A line across which is counted: "fence", its two or more points.
-struct FenceWidget : CountingWidget {
-  std::vector<Point> fence;
-};
+struct FenceWidget : CountingWidget {};
 
 /// Reads widgets from JSON:
 ///
@@ -89,7 +79,7 @@ class DbFenceWidgetStorage : public IWidgetStorage<FenceWidget> {
 /// Host ids of the widgets of all slaves, by the slave's id and the widget's id there. Of a widget that has moved from
 /// one task to another and so has several rows, the one added last. Empty, after one log line, when they cannot be
 /// read.
-std::map<std::pair<int, int>, int> GetWidgetCmsInfo2IdMap();
+Optional<std::map<std::pair<int, int>, int>> GetWidgetCmsInfo2IdMap();
 
 /// Several widgets whose counts are added up.
 struct CountingTaskGroup {

@@ -11,7 +11,6 @@ class Optional {
   Optional() = default;
   Optional(T value) : present_(true), value_(std::move(value)) {}  // NOLINT(google-explicit-constructor)
 
-  bool IsPresent() const { return present_; }
   explicit operator bool() const { return present_; }
 
   const T& Value() const {

@@ -8,6 +8,7 @@
 #include "../db/database.h"
 #include "../record/attempt.h"
 #include "../record/fieldvalue.h"
+#include "entryreader.h"
 
 namespace qv::analytics {
 namespace {
@@ -200,9 +201,7 @@ std::vector<record::ListedRow> ColumnTable::List(const record::Where& where) con
     }
     Json::Value& extra = row[extra_].second;
     if (!extra.isObject()) continue;
-    for (const std::string& name : extra.getMemberNames()) {
-      if (extra[name].isNull()) extra.removeMember(name);
-    }
+    extra = WithoutNulls(std::move(extra));
     if (extra.empty()) extra = Json::Value();
   }
   return rows;

@@ -4,8 +4,17 @@
 #include <json/value.h>
 
 #include <string>
+#include <type_traits>
 
 namespace qv::analytics {
+
+/// An object's members that hold a value.
+inline Json::Value WithoutNulls(Json::Value object) {
+  for (const std::string& name : object.getMemberNames()) {
+    if (object[name].isNull()) object.removeMember(name);
+  }
+  return object;
+}
 
 /// Every member that is read leaves the entry; what is left in the end has no field.
 class EntryReader {
@@ -34,13 +43,7 @@ class EntryReader {
   /// Whether every member that was read had a possible type.
   bool fits() const { return fits_; }
   /// The members that nobody read, without those that are null.
-  Json::Value Rest() const {
-    Json::Value rest = rest_;
-    for (const std::string& name : rest_.getMemberNames()) {
-      if (rest_[name].isNull()) rest.removeMember(name);
-    }
-    return rest;
-  }
+  Json::Value Rest() const { return WithoutNulls(rest_); }
 
  private:
   Json::Value rest_;

@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <cmath>
 
 #include "../db/database.h"
@@ -5,7 +6,6 @@
 #include "entryreader.h"
 #include "qvobjectcounting.h"
 #include "tables.h"
-#include "tavisetting.h"
 
 namespace QvObjectCounting {
 namespace {
@@ -16,30 +16,18 @@ using qv::analytics::EntryReader;
 constexpr std::size_t kFewestCorners = 3;
 constexpr std::size_t kFewestFencePoints = 2;
 
-/// @return whether `json` is a list of at least `fewest` places
-bool ReadPoints(const Json::Value& json, std::size_t fewest, std::vector<Point>& points) {
-  if (!json.isArray() || json.size() < fewest) return false;
-  for (const Json::Value& element : json) {
-    if (!element.isObject() || !element["x"].isNumeric() || !element["y"].isNumeric()) return false;
-    points.push_back({element["x"].asDouble(), element["y"].asDouble()});
-    if (!std::isfinite(points.back().x) || !std::isfinite(points.back().y)) return false;
-  }
-  return true;
+bool IsPlace(const Json::Value& json) {
+  return json.isObject() && json["x"].isNumeric() && json["y"].isNumeric() && std::isfinite(json["x"].asDouble()) &&
+         std::isfinite(json["y"].asDouble());
 }
 
-Json::Value PointsToJson(const std::vector<Point>& points) {
-  Json::Value json(Json::arrayValue);
-  for (const Point& point : points) {
-    Json::Value& element = json.append(Json::Value());
-    element["x"] = point.x;
-    element["y"] = point.y;
-  }
-  return json;
+/// Whether `json` is a list of at least `fewest` places.
+bool ArePoints(const Json::Value& json, std::size_t fewest) {
+  return json.isArray() && json.size() >= fewest && std::all_of(json.begin(), json.end(), IsPlace);
 }
 
 template <class Widget>
-Optional<Widget> Convert(const Json::Value& json, const char* points_key, std::size_t fewest_points,
-                         std::vector<Point> Widget::*points) {
+Optional<Widget> Convert(const Json::Value& json, const char* points_key, std::size_t fewest_points) {
   if (!json.isObject()) return {};
   Widget widget;
   EntryReader entry(json);
@@ -52,22 +40,23 @@ Optional<Widget> Convert(const Json::Value& json, const char* points_key, std::s
   entry.Read("capacity", widget.capacity);
   entry.Take("type");         // follows from the kind
   entry.Take("owner_zr_id");  // follows from the task
-  if (!ReadPoints(entry.Take(points_key), fewest_points, widget.*points) || !entry.fits()) return {};
+  widget.points = entry.Take(points_key);
+  if (!ArePoints(widget.points, fewest_points) || !entry.fits()) return {};
   widget.others = entry.Rest();
   return widget;
 }
 
-/// The server that a task of the host was copied from; empty when there is no such task.
+/// The server that a task of the host was copied from; empty when there is no such task or it cannot be read.
 Optional<int> OwnerOfTask(int task_id) {
-  IvaSettingFilterRule rule;
-  rule.ids = std::vector<int>{task_id};
-  std::list<TaviSetting> tasks;
-  if (TaviSetting::Enum(rule, tasks) != 0 || tasks.empty()) return {};
-  return tasks.front().Data().owner_zr_id.Get();
+  Optional<int> owner;
+  qv::record::Attempt("load", "iva_task", task_id, [&] {
+    qv::db::Query query = qv::db::ThisThread().Prepare("SELECT owner_zr_id FROM iva_task WHERE id=$1");
+    if (query.Bind(task_id).Next()) owner = static_cast<int>(query.Row().Int(0));
+  });
+  return owner;
 }
 
-int SaveWidget(const CountingWidget& widget, TAVI_COUNTING_WIDGET_TYPE type, const char* points_key,
-               const std::vector<Point>& points) {
+int SaveWidget(const CountingWidget& widget, TAVI_COUNTING_WIDGET_TYPE type, const char* points_key) {
   const Optional<int> owner = OwnerOfTask(widget.taskId);
   if (!owner) return -1;
   Json::Value json = widget.others;
@@ -80,7 +69,7 @@ int SaveWidget(const CountingWidget& widget, TAVI_COUNTING_WIDGET_TYPE type, con
   json["calculation_type"] = widget.calculationType;
   json["owner_zr_id"] = owner.Value();
   json["capacity"] = widget.capacity;
-  json[points_key] = PointsToJson(points);
+  json[points_key] = widget.points;
   TaviCountingWidget row;
   CountingWidgetTable().TakeJson(row.Data().table(), json);
   return CountingWidgetTable().Save(row);
@@ -93,25 +82,25 @@ int DeleteWidget(int id, TAVI_COUNTING_WIDGET_TYPE type) {
 }  // namespace
 
 Optional<RegionWidget> CountingWidgetConverter::Convert2RegionWidget(const Json::Value& json) {
-  return Convert(json, "region", kFewestCorners, &RegionWidget::region);
+  return Convert<RegionWidget>(json, "region", kFewestCorners);
 }
 Optional<FenceWidget> CountingWidgetConverter::Convert2FenceWidget(const Json::Value& json) {
-  return Convert(json, "fence", kFewestFencePoints, &FenceWidget::fence);
+  return Convert<FenceWidget>(json, "fence", kFewestFencePoints);
 }
 
 int DbRegionWidgetStorage::Save(const RegionWidget& widget) const {
-  return SaveWidget(widget, COUNTING_WIDGET_TYPE_REGION, "region", widget.region);
+  return SaveWidget(widget, COUNTING_WIDGET_TYPE_REGION, "region");
 }
 int DbRegionWidgetStorage::DeleteById(int id) const { return DeleteWidget(id, COUNTING_WIDGET_TYPE_REGION); }
 
 int DbFenceWidgetStorage::Save(const FenceWidget& widget) const {
-  return SaveWidget(widget, COUNTING_WIDGET_TYPE_FENCE, "fence", widget.fence);
+  return SaveWidget(widget, COUNTING_WIDGET_TYPE_FENCE, "fence");
 }
 int DbFenceWidgetStorage::DeleteById(int id) const { return DeleteWidget(id, COUNTING_WIDGET_TYPE_FENCE); }
 
-std::map<std::pair<int, int>, int> GetWidgetCmsInfo2IdMap() {
+Optional<std::map<std::pair<int, int>, int>> GetWidgetCmsInfo2IdMap() {
   std::map<std::pair<int, int>, int> ids;
-  qv::record::Attempt("list", "counting_widget", 0, [&] {
+  const int status = qv::record::Attempt("list", "counting_widget", 0, [&] {
     qv::db::Query query =
         qv::db::ThisThread().Prepare("SELECT owner_zr_id,id_on_rec_server,id FROM counting_widget ORDER BY id");
     while (query.Next()) {
@@ -120,6 +109,7 @@ std::map<std::pair<int, int>, int> GetWidgetCmsInfo2IdMap() {
       ids[key] = static_cast<int>(row.Int(2));
     }
   });
+  if (status != 0) return {};
   return ids;
 }
 

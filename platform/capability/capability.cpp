@@ -57,21 +57,16 @@ int OwnerOf(const std::string& path, const std::string& model) {
   return owner;
 }
 
-/// Whether the file is one server's own. A path that is used as a slave sent it may name one of another slave.
-bool BelongsToAServer(const std::string& path) {
-  const std::optional<CapabilityFile> file = Files().Find(record::Where().Is("path", path));
-  return file && file->GetOwnerZrId() != 0;
-}
-
-void Record(const std::string& path, const std::string& vendor, const std::string& model) {
-  const int owner = OwnerOf(path, model);
-  CapabilityFile file =
-      Files().Find(record::Where().Is("owner_zr_id", owner).Is("path", path)).value_or(CapabilityFile());
+/// The only row of the file, for `owner` to write. A shared file that has a server's own path becomes the server's; the
+/// other way round it is refused, since a path that is used as a slave sent it may name a file of another slave.
+CapabilityFile RowFor(int owner, const std::string& path) {
+  CapabilityFile file = Files().Find(record::Where().Is("path", path)).value_or(CapabilityFile());
+  if (owner == 0 && file.GetOwnerZrId() != 0) {
+    throw db::Error(db::Error::Kind::Statement, "the file is a server's own");
+  }
   file.SetOwnerZrId(owner);
   file.SetPath(path);
-  file.SetVendor(vendor);
-  file.SetModel(model);
-  Files().Save(file);
+  return file;
 }
 
 void Remove(const std::string& path) {
@@ -145,14 +140,16 @@ int CreateCapFileByJsonInterface(const std::string& fileName, const std::string&
                                  Json::Value cap) {
   return record::Attempt("write", "capability_file", 0, [&] {
     db::AllOrNothing whole;
-    if (IsInteSupApi(model) != 0 && BelongsToAServer(fileName)) {
-      throw db::Error(db::Error::Kind::Statement, "the file is a server's own");
-    }
+    const std::optional<std::string> path = db::FilePlace(kFolder, fileName);
+    if (!path) throw db::Error(db::Error::Kind::Statement, "its path is refused");
+    CapabilityFile file = RowFor(OwnerOf(*path, model), *path);
+    file.SetVendor(vendor);
+    file.SetModel(model);
     const std::string content = JsonWrite(cap, false) + '\n';
-    if (!db::FileHolds(kFolder, fileName, content) && !db::StageFile(kFolder, fileName, content)) {
+    if (!db::FileHolds(kFolder, *path, content) && !db::StageFile(kFolder, *path, content)) {
       throw db::Error(db::Error::Kind::Statement, "its path is refused");
     }
-    Record(fileName, vendor, model);
+    Files().Save(file);
     whole.Keep();
   });
 }

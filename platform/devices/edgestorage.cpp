@@ -18,14 +18,30 @@ const record::Table<EdgeStorage, EdgeStorageData::Fields>& EdgeStorageTable() {
 using namespace qv;           // NOLINT(google-build-using-namespace): what follows is the package's interface
 using namespace qv::devices;  // NOLINT(google-build-using-namespace)
 
+namespace {
+
+/// What the row can give back of `edge`: rows are fetched as C strings, so that a text ends at a NUL.
+Json::Value Storable(Json::Value edge) {
+  if (!edge.isObject()) return edge;
+  for (const record::Field& field : EdgeStorageTable().fields()) {
+    const char* const name = field.info.column;
+    if (field.type == record::ValueType::Text && edge[name].isString()) edge[name] = edge[name].asCString();
+  }
+  return edge;
+}
+
+}  // namespace
+
 void EdgeStorage::PutRowIntoObj(DBResult_tag* result, unsigned row) { EdgeStorageTable().ReadRow(*this, result, row); }
 
-int EdgeStorage::IsCfgChged(const Json::Value& edge) const { return EdgeStorageTable().Differs(*this, edge) ? 1 : 0; }
+int EdgeStorage::IsCfgChged(const Json::Value& edge) const {
+  return EdgeStorageTable().Differs(*this, edge) && EdgeStorageTable().Differs(*this, Storable(edge)) ? 1 : 0;
+}
 
 int EdgeStorage::SetByJson(const Camera& camera, const Json::Value& edge) {
   SetCamId(camera.GetId());
   SetOwnerZrId(camera.GetOwnerZrId());
-  return EdgeStorageTable().Apply(*this, edge) ? 0 : -1;
+  return EdgeStorageTable().Apply(*this, Storable(edge)) ? 0 : -1;
 }
 
 int EdgeStorage::Save() {

@@ -74,7 +74,23 @@ void CreateTables(db::Session& session) {
   for (const record::AnyTable* table : Tables()) table->Create(session);
 }
 
-constexpr db::Migration kMigrations[] = {{1, CreateTables}};
+/// Version 2: indexes for looking up single rows. None begins with the owner: for a server's rows, which come in order
+/// of their ids, the index of the owner alone stays the only choice.
+void IndexLookups(db::Session& session) {
+  session.Execute(R"(
+    CREATE INDEX iva_task_by_id_on_rec_server ON iva_task (id_on_rec_server,owner_zr_id);
+    CREATE INDEX counting_widget_by_id_on_rec_server ON counting_widget (id_on_rec_server,iva_setting_id);
+    CREATE INDEX counting_task_group_by_id_on_rec_server ON counting_task_group (id_on_rec_server,owner_zr_id);
+    CREATE INDEX capability_file_by_path ON capability_file (path);
+    DROP INDEX IF EXISTS message_by_zr_id;)");  // which new databases have never had
+  // A file has one row from now on, that of its server before that of a shared file.
+  session.Execute(R"(
+    DELETE FROM capability_file WHERE id NOT IN (
+      SELECT id FROM (SELECT id,ROW_NUMBER() OVER (PARTITION BY path ORDER BY owner_zr_id=0,id) AS place
+                      FROM capability_file) AS placed WHERE place=1))");
+}
+
+constexpr db::Migration kMigrations[] = {{1, CreateTables}, {2, IndexLookups}};
 
 // A service that uses the platform without opening a database of its own gets this schema.
 const struct Registration {

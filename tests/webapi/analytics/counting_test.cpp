@@ -10,7 +10,7 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 
 const std::string kRegion = R"("type":1,"region":[{"x":0.1,"y":0.1},{"x":0.9,"y":0.1},{"x":0.5,"y":0.75}])";
-const std::string kFence = R"("type":2,"fence":[{"x":0,"y":0.5},{"x":1,"y":0.5}])";
+const std::string kFence = R"("type":2,"fence":[{"x":0,"y":0.5,"label":"A"},{"x":1,"y":0.5}])";
 const std::string kFailed = "failed to execute a command on database [0]";
 
 std::string Widget(int id, int task, const std::string& kind, const std::string& name = "") {
@@ -51,8 +51,11 @@ TEST_F(Counting, WidgetsFollowTheSnapshot) {
       ElementsAre("update counting_widget 2", "insert counting_widget 4", "insert counting_widget 5"));
   EXPECT_THAT(StoredWidgets(),
               ElementsAre("1|7|5|1|1|Door", "2|7|6|1|2|South", "3|8|5|3|1|Other", "4|7|5|2|1|Door", "5|7|8|2|2|"));
+  EXPECT_THAT(Rows("SELECT extra FROM counting_widget WHERE id=5"),
+              ElementsAre(R"({"fence":[{"label":"A","x":0,"y":0.5},{"x":1,"y":0.5}]})"))
+      << "of a point nothing is lost";
   const auto ids = QvObjectCounting::GetWidgetCmsInfo2IdMap();
-  EXPECT_EQ(ids, (std::map<std::pair<int, int>, int>{{{7, 5}, 4}, {{7, 6}, 2}, {{7, 8}, 5}, {{8, 5}, 3}}));
+  EXPECT_EQ(ids.Value(), (std::map<std::pair<int, int>, int>{{{7, 5}, 4}, {{7, 6}, 2}, {{7, 8}, 5}, {{8, 5}, 3}}));
 
   EXPECT_THAT(Journal([] { UpdateCountingWidgetInfo(Parse("{}"), 7); }), IsEmpty());
   EXPECT_THAT(RunWidgets(Widget(8, 32, kFence)), ElementsAre(Message(5, 267, "Delete counting widget [1] from db."),
@@ -123,6 +126,9 @@ TEST_F(Counting, GroupsFollowTheSnapshot) {
               ElementsAre("1|7|3|Sum|", "3|8|3||", "4|7|7||"));
   EXPECT_EQ(RunGroups("").size(), 4U);
   EXPECT_THAT(Rows("SELECT id FROM counting_task_group"), ElementsAre("3"));
+  Break("counting_widget");
+  EXPECT_THAT(RunGroups(R"({"id":3,"widget_ids":[9]})", 8), ElementsAre("failed to list counting_widget [0]"));
+  EXPECT_THAT(stored_members(), ElementsAre("3|3")) << "widgets that cannot be listed are not unknown";
 }
 
 TEST_F(Counting, AGroupThatCannotBeSavedLosesItsCopy) {

@@ -2,6 +2,8 @@
 
 #include <fstream>
 
+#include "capability/capability.h"
+#include "db/database.h"
 #include "support/hoststate.h"
 #include "support/hosttest.h"
 
@@ -22,8 +24,8 @@ Json::Value ListOf(const std::string& name, const std::string& model = "M1") {
 
 class CamCapFilesTest : public support::HostTest {
  protected:
-  Lines Save(const Json::Value& list) {
-    return Journal([&] { SaveCamCapFiles(7, list); });
+  Lines Save(const Json::Value& list, int zr = 7) {
+    return Journal([&] { SaveCamCapFiles(zr, list); });
   }
   Lines Files() const { return support::DumpFiles(folder()); }
 };
@@ -65,6 +67,21 @@ TEST_F(CamCapFilesTest, NoNameLeadsOutOfTheFolder) {
   }
   EXPECT_EQ(Files(), before);
   EXPECT_THAT(Rows("SELECT path FROM capability_file"), IsEmpty());
+}
+
+TEST_F(CamCapFilesTest, AServersOwnFileIsNobodyElses) {
+  const auto take = [&](const std::string& name) { return Save(ListOf(name, "N-API"), 9); };
+  for (const char* name : {"./7/v/a", "7//v/b"}) EXPECT_THAT(take(name), testing::Not(IsEmpty()));
+  Save(ListOf("0/v/a"));
+  for (const char* name : {"7/v/a", "7//v/a", "./7/v/a", "7/./v/a"}) {
+    EXPECT_THAT(take(name), ElementsAre("failed to write capability_file [0]")) << name;
+  }
+  EXPECT_THAT(Rows("SELECT owner_zr_id,path,model FROM capability_file"), ElementsAre("7|7/v/a|M1", "0|7/v/b|N-API"));
+  qv::db::UnitOfWork removal;
+  qv::capability::DeleteFilesOf(7);
+  removal.Commit();
+  EXPECT_THAT(Files(), ElementsAre("capability/7/v/b 384 {\n  \"ptz\": true\n}\n"));
+  EXPECT_THAT(Rows("SELECT path FROM capability_file"), ElementsAre("7/v/b"));
 }
 
 TEST_F(CamCapFilesTest, GoOnWithoutTheFolder) {

@@ -25,11 +25,12 @@ class CamerasTest : public support::HostTest {
 
 TEST_F(CamerasTest, FollowTheSnapshot) {
   HoldCameras();
-  Sql("INSERT INTO edge_storage_settings (owner_zr_id,camera_id,size) VALUES (7,2,64),(7,3,64)");
-  // Changed, new and disabled, unchanged; the last two are gone.
-  EXPECT_THAT(Update(R"([{"id":12,"name":"BB","edgeStorage":{"size":128}},
-                         {"id":15,"name":"E","enabled":false,"edgeStorage":{"size":32}},
-                         {"id":13,"name":"C","edgeStorage":{"size":64.0}}])"),
+  Sql("INSERT INTO edge_storage_settings (owner_zr_id,camera_id,size,status,format) VALUES "
+      "(7,2,64,1,''),(7,3,64,1,'a')");
+  // Changed, new and disabled, unchanged (a text ends at a NUL); the last two are gone.
+  EXPECT_THAT(Update(R"([{"id":12,"name":"BB","edgeStorage":{"size":64,"status":2}},
+                         {"id":15,"name":"E","enabled":false,"edgeStorage":{"size":32,"format":"b\u0000b"}},
+                         {"id":13,"name":"C","edgeStorage":{"size":64.0,"format":"a\u0000b"}}])"),
               ElementsAre("log 4 UpdateCameraData Update cam [2] on ZR [7].", "update camera 2",
                           "log 4 UpdateCamEdgeData Add edge settings of cam [2] from ZR [7].",
                           "update edge_storage_settings 1",  //
@@ -43,8 +44,8 @@ TEST_F(CamerasTest, FollowTheSnapshot) {
                           "delete camera WHERE id=4"));
   EXPECT_THAT(Rows("SELECT id,owner_zr_id,id_on_rec_server,name,motion_event_type FROM camera"),
               ElementsAre("2|7|12|BB|9", "3|7|13|C|9", "5|8|11|other slave|9", "6|7|15|E|0"));
-  EXPECT_THAT(Rows("SELECT camera_id,owner_zr_id,size FROM edge_storage_settings"),
-              ElementsAre("2|7|128", "3|7|64", "6|7|32"));
+  EXPECT_THAT(Rows("SELECT camera_id,owner_zr_id,size,status,format FROM edge_storage_settings"),
+              ElementsAre("2|7|64|2|", "3|7|64|1|a", "6|7|32|0|b"));
 }
 
 TEST_F(CamerasTest, LeaveACameraAloneThatIsBeingConfigured) {

@@ -27,10 +27,11 @@ struct TaskRemainder {
 };
 
 /// Writes the tasks that changed.
+/// @param updateOnly  unknown tasks are of no interest
 template <class Facts>
 TaskRemainder<typename Facts::Task> UpdateTasks(const Json::Value& reported, int zrId,
                                                 const std::map<int, Camera>& cameras,
-                                                std::list<typename Facts::Task> copies) {
+                                                std::list<typename Facts::Task> copies, bool updateOnly) {
   using Task = typename Facts::Task;
   TaskRemainder<Task> remainder;
   RowsById<Task> unreported(std::move(copies), [](const Task& task) { return task.GetIdOnRecServer(); });
@@ -43,12 +44,12 @@ TaskRemainder<typename Facts::Task> UpdateTasks(const Json::Value& reported, int
       Facts::LogNoCamera(slave_cam_id, zrId);
       continue;
     }
+    const std::list<Task> copy = unreported.Take(slave_task_id);
+    if (copy.empty() && updateOnly) continue;
     Json::Value task = element;
     task["id_on_rec_server"] = slave_task_id;
     task["owner_zr_id"] = zrId;
     task["camera_id"] = camera->second.GetId();
-
-    const std::list<Task> copy = unreported.Take(slave_task_id);
     if (copy.empty()) {
       task["id"] = 0;
       remainder.new_tasks.append(std::move(task));
@@ -78,7 +79,8 @@ void SyncTasks(const Json::Value& info, int zrId, CachedCamMap& camMap, bool upd
   std::list<Task> copies;
   if (Task::Enum(rule, copies) != 0) return Facts::LogNoList(zrId);
 
-  const auto [new_tasks, extra] = UpdateTasks<Facts>(info[Facts::kSection], zrId, cameras, std::move(copies));
+  const auto [new_tasks, extra] =
+      UpdateTasks<Facts>(info[Facts::kSection], zrId, cameras, std::move(copies), updateOnly);
   if (updateOnly) return;
   if (!extra.empty()) Facts::LogExtra(zrId);
   for (const Task& task : extra) {
