@@ -1,5 +1,7 @@
+#include <pwd.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <csignal>
 #include <filesystem>
@@ -15,6 +17,22 @@
 #include "status/rtspkeys.h"
 #include "support/hosttest.h"
 #include "support/keyfiles.h"
+
+namespace {
+
+constexpr uid_t kPackageUser = 54321;
+bool has_package_user = false;
+
+}  // namespace
+
+/// In the place of the system's: no user but the package's, and that only for a test that wants one.
+extern "C" int getpwnam_r(const char* /*name*/, passwd* user, char* memory, size_t /*size*/, passwd** found) {
+  *found = has_package_user ? user : nullptr;
+  *user = {};
+  user->pw_name = memory;
+  user->pw_uid = user->pw_gid = kPackageUser;
+  return 0;
+}
 
 namespace {
 
@@ -176,6 +194,20 @@ TEST_F(CameraStatus, OutlivesAFullDisk) {
   EXPECT_THAT(update(), ElementsAre(line)) << "with the same keys";
   EXPECT_EQ(Content(path), "{\"150\":\"a\"}\n");
   EXPECT_THAT(update(), IsEmpty());
+}
+
+TEST_F(CameraStatus, GivesTheFolderThatItMakesToThePackageUser) {
+  if (geteuid() != 0) GTEST_SKIP() << "only root can give files away";
+  has_package_user = true;
+  const std::filesystem::path made = folder() / "made";
+  const std::filesystem::path found = folder() / "found";
+  std::filesystem::create_directory(found);
+  for (const auto& keys : {made, found}) EXPECT_EQ(SetRtspInfoToConf(keys / "rtsp_key1", {}), 0);
+  has_package_user = false;
+  EXPECT_EQ(StatusOf(made).st_uid, kPackageUser);
+  EXPECT_EQ(StatusOf(made).st_gid, kPackageUser);
+  EXPECT_EQ(StatusOf(made).st_mode, static_cast<mode_t>(S_IFDIR | 0700));
+  EXPECT_EQ(StatusOf(found).st_uid, 0U);
 }
 
 TEST_F(CameraStatus, RewritesTheFileAfterARemovalThatWasTakenBack) {
