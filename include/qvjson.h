@@ -29,5 +29,10 @@ std::string JsonWrite(const Json::Value& value, bool compact);
 /// A record as text for a log line: as `JsonWrite(value, true)`, with "***" in place of every secret.
 std::string JsonDump(const Json::Value& value);
 
+/// Puts "***" in the place of every secret: the value of a member that `IsSecretKey` names; in a text, the password of
+/// "user:password@" and the value of "password=value", where the name before "=" is such a one; and all of these in a
+/// text that is itself a JSON object or array. @return whether there was one
+bool MaskSecrets(Json::Value& value);
+
 /// Whether a member of this name holds a secret, which is neither logged nor listed.
 bool IsSecretKey(std::string_view name);

@@ -1,5 +1,5 @@
 /// Key files: for each slave one file with the RTSP keys of its cameras, which the streaming service reads. They are
-/// secrets: mode 0600 from the moment they exist, in a folder of mode 0700.
+/// secrets: mode 0600 from the moment they exist, in a folder of mode 0700, which belongs to the package's user too.
 ///
 /// A file is one JSON object: host id of the camera, in decimal, to key.
 #pragma once
@@ -10,8 +10,9 @@
 /// Where the key file of slave `zrId` is.
 std::string RtspKeyFilePath(int zrId);
 
-/// Puts a file with `keys` in the place of `path`, in one step: whoever opens it finds the old file or the whole new
-/// one. A link at `path` is replaced, not followed. Makes the file's folder as needed.
+/// Puts a file with `keys` in the place of `path`, in one step: whoever opens it finds the file that was there, which a
+/// status report has emptied before, or the whole new one. A link at `path` is replaced, not followed. Makes the file's
+/// folder as needed.
 /// @return 0 on success, -1 after one log line on failure
 int SetRtspInfoToConf(const std::string& path, const std::map<int, std::string>& keys);
 

@@ -27,13 +27,39 @@ constexpr const char* kPackageUser = "Quorvane";
   throw qv::db::Error(qv::db::Error::Kind::Unusable, "cannot " + what + ": " + std::strerror(errno));
 }
 
-/// Opens the folder, made with mode 0700 if it is missing, and waits until no other process writes in it.
+/// The package's user, with its texts in `memory`; no name when the system has no such user.
+/// @return 0, or the error of the look-up
+int FindPackageUser(passwd& user, std::vector<char>& memory) {
+  passwd* found = nullptr;
+  int error = ERANGE;
+  while (error == ERANGE) {
+    memory.resize(memory.size() + 1024);
+    error = getpwnam_r(kPackageUser, &user, memory.data(), memory.size(), &found);
+  }
+  if (found == nullptr) user.pw_name = nullptr;
+  // Some directories report a user whom they do not have as an error.
+  return error == ENOENT || error == ESRCH ? 0 : error;
+}
+
+/// Lets the package's user reach the files in the folder. That this fails is no reason to write none: who gives the
+/// files away fails too, and says so.
+void GiveToPackageUser(int folder) {
+  passwd user{};
+  std::vector<char> memory;
+  if (FindPackageUser(user, memory) != 0 || user.pw_name == nullptr) return;
+  [[maybe_unused]] const int ignored = fchown(folder, user.pw_uid, user.pw_gid);
+}
+
+/// Opens the folder, made with mode 0700 for the package's user if it is missing, and waits until no other process
+/// writes in it.
 FileDescriptor OpenLocked(const std::filesystem::path& folder) {
   std::error_code ignored;  // the next step fails too, and says why
   std::filesystem::create_directories(folder.parent_path(), ignored);
-  if (mkdir(folder.c_str(), S_IRWXU) != 0 && errno != EEXIST) Fail("make " + folder.string());
+  const bool made = mkdir(folder.c_str(), S_IRWXU) == 0;
+  if (!made && errno != EEXIST) Fail("make " + folder.string());
   FileDescriptor opened(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
   if (!opened) Fail("use " + folder.string());
+  if (made) GiveToPackageUser(opened.get());
   while (flock(opened.get(), LOCK_EX) != 0) {
     if (errno != EINTR) Fail("use " + folder.string());
   }
@@ -65,20 +91,6 @@ void Replace(int folder, const std::string& name, const std::string& content) {
     unlinkat(folder, fresh.c_str(), 0);
     throw;
   }
-}
-
-/// The package's user, with its texts in `memory`; no name when the system has no such user.
-/// @return 0, or the error of the look-up
-int FindPackageUser(passwd& user, std::vector<char>& memory) {
-  passwd* found = nullptr;
-  int error = ERANGE;
-  while (error == ERANGE) {
-    memory.resize(memory.size() + 1024);
-    error = getpwnam_r(kPackageUser, &user, memory.data(), memory.size(), &found);
-  }
-  if (found == nullptr) user.pw_name = nullptr;
-  // Some directories report a user whom they do not have as an error.
-  return error == ENOENT || error == ESRCH ? 0 : error;
 }
 
 }  // namespace

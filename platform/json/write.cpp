@@ -13,7 +13,6 @@
 namespace {
 
 enum class Layout { Compact, Indented };
-enum class Secrets { Shown, Hidden };
 
 /// Takes a text in pieces and keeps it.
 class Collector {
@@ -138,7 +137,7 @@ void AppendString(Output& out, std::string_view text) {
 template <class Output>
 class TextWriter {
  public:
-  TextWriter(Output& out, Layout layout, Secrets secrets) : out_(out), layout_(layout), secrets_(secrets) {}
+  TextWriter(Output& out, Layout layout) : out_(out), layout_(layout) {}
 
   void Append(const Json::Value& value) {
     switch (value.type()) {
@@ -195,15 +194,10 @@ class TextWriter {
     for (auto member = object.begin(); member != last; ++member) {
       const char* name_end = nullptr;
       const char* const name_begin = member.memberName(&name_end);
-      const std::string_view name(name_begin, name_end);
       BeginElement();
-      AppendString(out_, name);
+      AppendString(out_, {name_begin, name_end});
       out_ += layout_ == Layout::Compact ? ":" : ": ";
-      if (secrets_ == Secrets::Hidden && IsSecretKey(name)) {
-        out_ += "\"***\"";
-      } else {
-        Append(*member);
-      }
+      Append(*member);
     }
     End('}');
   }
@@ -242,27 +236,20 @@ class TextWriter {
 
   Output& out_;
   const Layout layout_;
-  const Secrets secrets_;
   std::size_t depth_ = 0;
   bool is_empty_ = true;  ///< no element yet since the last bracket was opened
 };
 
-std::string Write(const Json::Value& value, Layout layout, Secrets secrets) {
-  Collector out;
-  TextWriter(out, layout, secrets).Append(value);
-  return out.Take();
-}
-
 }  // namespace
 
 std::string JsonWrite(const Json::Value& value, bool compact) {
-  return Write(value, compact ? Layout::Compact : Layout::Indented, Secrets::Shown);
+  Collector out;
+  TextWriter(out, compact ? Layout::Compact : Layout::Indented).Append(value);
+  return out.Take();
 }
-
-std::string JsonDump(const Json::Value& value) { return Write(value, Layout::Compact, Secrets::Hidden); }
 
 qv::json::Written qv::json::CompareWritten(const Json::Value& value, std::string_view text) {
   Matcher out(text);
-  TextWriter(out, Layout::Compact, Secrets::Shown).Append(value);
+  TextWriter(out, Layout::Compact).Append(value);
   return out.Result();
 }

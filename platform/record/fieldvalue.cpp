@@ -127,17 +127,9 @@ Fit Take(const Field& field, void* record, const Json::Value& value, bool write)
   return TakeJson(ValueAt<JsonText>(field, record), value, write);
 }
 
-/// A copy of `value` in which the values of secret members read "***".
-Json::Value Masked(const Json::Value& value) {
-  Json::Value masked = value;
-  if (value.isObject()) {
-    for (const std::string& key : value.getMemberNames()) {
-      masked[key] = IsSecretKey(key) ? Json::Value("***") : Masked(value[key]);
-    }
-  } else if (value.isArray()) {
-    for (Json::ArrayIndex i = 0; i < value.size(); ++i) masked[i] = Masked(value[i]);
-  }
-  return masked;
+Json::Value Masked(Json::Value value) {
+  MaskSecrets(value);
+  return value;
 }
 
 }  // namespace
@@ -220,7 +212,7 @@ Json::Value ColumnAsJson(const Field& field, const db::Statement& row, int colum
     case ValueType::Real:
       return Json::Value(row.Real(column));
     case ValueType::Text:
-      return Json::Value(std::string(row.Text(column)));
+      return Masked(std::string(row.Text(column)));
     case ValueType::Json:
       break;
   }

@@ -15,7 +15,7 @@ void ReadColumn(const Field& field, const db::Statement& row, int column, void* 
 void ReadColumnText(const Field& field, const char* text, void* record);
 /// The record's value as the query's next parameter.
 void BindField(const Field& field, const void* record, db::Query& query);
-/// The column for a listing: JSON text is unfolded and the secrets in it are masked.
+/// The column for a listing: JSON text is unfolded, and secrets are masked.
 Json::Value ColumnAsJson(const Field& field, const db::Statement& row, int column);
 /// The record's value as JSON; null for JSON text that holds none.
 Json::Value FieldAsJson(const Field& field, const void* record);

@@ -12,7 +12,10 @@
 #include "cmshostdapi.h"
 #include "db/database.h"
 #include "log/log.h"
+#include "rtspinfo.h"
+#include "status/rtspkeys.h"
 #include "support/hoststate.h"
+#include "support/keyfiles.h"
 #include "support/scratch.h"
 
 namespace {
@@ -143,6 +146,27 @@ TEST(ThreadsTest, ProcessesAndThreadsTakeTurns) {
   printf("%d calls from %d threads of %d processes\n", kProcesses * kThreads * rounds, kThreads, kProcesses);
   qv::log::Reset();
   munmap(shared, sizeof *committed);
+}
+
+/// The keys of all slaves are remembered in one place, also outside of any unit of work.
+TEST(ThreadsTest, ReportsOfManySlavesShareTheKnownKeys) {
+  constexpr int kFirstSlave = 600;
+  const support::KeyFiles no_other_test;
+  const auto report = [](int zr, int rounds) {
+    for (int round = 1; round <= rounds; ++round) CheckToUpdateRtspKey(zr, {{1000 * round + zr, std::to_string(zr)}});
+  };
+  std::vector<std::thread> threads;
+  for (int zr = kFirstSlave; zr < kFirstSlave + kThreads; ++zr) threads.emplace_back(report, zr, 10);
+  for (std::thread& thread : threads) thread.join();
+  for (int zr = kFirstSlave; zr < kFirstSlave + kThreads; ++zr) {
+    const fs::path path = RtspKeyFilePath(zr);
+    const std::string slave = std::to_string(zr);
+    EXPECT_EQ(support::ReadWholeFile(path), "{\"" + std::to_string(10000 + zr) + "\":\"" + slave + "\"}\n");
+    fs::resize_file(path, 0);
+    report(zr, 10);
+    EXPECT_EQ(fs::file_size(path), 0U) << "keys of " << zr << " were forgotten";
+    fs::remove(path);
+  }
 }
 
 }  // namespace

@@ -173,7 +173,7 @@ TEST_F(ToolTest, AsksBeforeItRemovesMostDevices) {
 }
 
 TEST_F(ToolTest, StoresAStatusReport) {
-  Write("document", Devices(2, 1));
+  Write("document", R"({"camera_info":[{"id":1}],"POS_info":[{"id":1},{"id":2}],"ctrler_info":[{"id":1}]})");
   ASSERT_EQ(Run("pair 7 document").status, 0);
   Write("report",
         R"({"status":1,"cam_count":12,"qv_version":"9.1","cookie":"c00kie","POS_info":[{"id":2,"status":3}]})");
@@ -195,7 +195,23 @@ TEST_F(ToolTest, StoresAStatusReport) {
       {R"({"status":1,"qv_version":"9.3","POS_info":[{"id":2,"status":5}],"recover_progress":{}})", "recover_progress"},
       {R"({"status":1,"qv_version":"9.3","cms_locked":[]})", "cms_locked"},
       {R"({"status":1,"POS_info":[{"id":1},{"id":2,"status":"x"}]})", "POS_info[1].status"},
-      {R"({"status":1,"POS_info":[{"id":2,"status":5},{"id":"x","status":"x"}]})", "POS_info[1].id"}};
+      {R"({"status":1,"POS_info":[{"id":2,"status":5},{"id":"x","status":"x"}]})", "POS_info[1].id"},
+      // What comes later is not read, nor are the counts of a slave that is offline, unknown devices and cameras.
+      {R"({"status":1,"camera_info":[{"id":1,"rtsp_key":{}}],"POS_info":[{"id":1,"status":"x"}]})",
+       "camera_info[0].rtsp_key"},
+      {R"({"status":1,"camera_info":[{"id":9,"status":"x"},{"id":1,"live_profile":"1"}]})",
+       "camera_info[1].live_profile"},
+      {R"({"status":1,"camera_info":[{"id":1,"live_profile":[],"rtsp_key":[]}],"cms_locked":[]})",
+       "camera_info[0].live_profile"},
+      {R"({"status":1,"POS_info":[{"id":999,"status":"x"}],"ctrler_info":[{"id":"x","status":[]},7]})",
+       "ctrler_info[1]"},
+      {R"({"status":1,"ctrler_info":[{"id":9,"door":[1]},{"id":1,"door":[null,{"id":[]},2]}]})",
+       "ctrler_info[1].door[2]"},
+      {R"({"status":1,"speaker_info":[[]],"iva_info":[{"id":1,"camera_id":"x"}],"face_info":[{"camera_id":1}],"volSpace":1})",
+       "iva_info[0].camera_id"},
+      {R"({"status":0,"cam_count":{},"iomodule_info":7,"camCapList":[{"camVendor":1,"camModel":{}}]})",
+       "camCapList[0].camModel"},
+      {R"({"status":0,"cam_count":{},"cms_locked":[]})", "cms_locked"}};
   for (const auto& [report, place] : faults) {
     Write("report", report);
     const Result refused = Run("status 7 report");

@@ -68,12 +68,13 @@ Json::Value ReadDocument(const std::string& path, const GlobalOptions& options) 
 }
 
 Failure WrongType(const std::string& path, const Json::Value& document, const std::string& reason) {
-  return WrongTypeAt(path, FindFault(document), reason);
+  return WrongTypeAt(path, FindFault(document), reason, "nothing was applied");
 }
 
-Failure WrongTypeAt(const std::string& path, const std::string& place, const std::string& reason) {
+Failure WrongTypeAt(const std::string& path, const std::string& place, const std::string& reason,
+                    const std::string& outcome) {
   const std::string where = DisplayName(path) + (place.empty() ? "" : ": " + place);
-  return Failure(kBadDocument, where + ": wrong type: " + reason + "; nothing was applied");
+  return Failure(kBadDocument, where + ": wrong type: " + reason + "; " + outcome);
 }
 
 }  // namespace qvcms

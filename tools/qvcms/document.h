@@ -18,7 +18,10 @@ Json::Value ReadDocument(const std::string& path, const GlobalOptions& options);
 /// @param reason what was said about it when it was applied
 Failure WrongType(const std::string& path, const Json::Value& document, const std::string& reason);
 
-/// The same where the place is known. @param place such as "cam_count" or "POS_info[2].status"; empty: unknown
-Failure WrongTypeAt(const std::string& path, const std::string& place, const std::string& reason);
+/// The same where the place is known.
+/// @param place    such as "cam_count" or "POS_info[2].status"; empty: unknown
+/// @param outcome  what became of the rest of the document
+Failure WrongTypeAt(const std::string& path, const std::string& place, const std::string& reason,
+                    const std::string& outcome);
 
 }  // namespace qvcms

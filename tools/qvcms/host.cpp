@@ -23,7 +23,7 @@ std::string WithRemedy(const qv::db::Error& error) {
       return error.what() + std::string("; another command is at work on the data folder: try again when it is done");
     case qv::db::Error::Kind::Lost:
       return error.what() +
-             std::string("; nothing was applied: see that the disk has room and is sound, then try again");
+             std::string("; no row was changed: see that the disk has room and is sound, then try again");
     default:
       return error.what();
   }

@@ -5,9 +5,6 @@
 #include <slavezr.h>
 #include <slavezrstatus.h>
 
-#include <algorithm>
-#include <span>
-
 #include "commands.h"
 #include "db/database.h"
 #include "document.h"
@@ -15,6 +12,7 @@
 #include "host.h"
 #include "output.h"
 #include "qvwebapicmssyncutils.h"
+#include "reportfault.h"
 
 namespace qvcms {
 namespace {
@@ -46,35 +44,6 @@ ListedRow MembersOf(const SlaveZRStatus& status) {
   return row;
 }
 
-constexpr const char* kIntMembers[] = {"status",         "pkg_status",      "vol_status",        "cam_count",
-                                       "iomodule_count", "trans_dev_count", "speaker_dev_count", "acs_door_count",
-                                       "oru_pkg_status", "recover_progress"};
-constexpr const char* kTextMembers[] = {"cookie",     "serial_num", "tarn_version", "qv_version",
-                                        "dp_version", "cms_locked", "cms_masked"};
-constexpr const char* kBoolMembers[] = {"is_beta", "recEncryptEnabled", "has_aac", "has_hevc"};
-
-/// Which member about the slave itself, or which device's status, cannot be read. Empty when none stands out.
-std::string FindFault(const Json::Value& report) {
-  const auto unreadable = [&report](std::span<const char* const> members, Json::ValueType type) {
-    const auto found = std::find_if(members.begin(), members.end(),
-                                    [&](const char* member) { return !report[member].isConvertibleTo(type); });
-    return found == members.end() ? "" : *found;
-  };
-  std::string fault = unreadable(kIntMembers, Json::intValue);
-  if (fault.empty()) fault = unreadable(kTextMembers, Json::stringValue);
-  if (fault.empty()) fault = unreadable(kBoolMembers, Json::booleanValue);
-  if (fault.empty() && !report["volSpace"].isConvertibleTo(Json::realValue)) fault = "volSpace";
-  for (const char* section : {"camera_info", "iomodule_info", "POS_info", "speaker_info"}) {
-    for (auto entry = report[section].begin(); fault.empty() && entry != report[section].end(); ++entry) {
-      if (!entry->isObject() || !(*entry)["id"].isConvertibleTo(Json::intValue)) break;  // found without help
-      if (!(*entry)["status"].isConvertibleTo(Json::intValue)) {
-        fault = section + ('[' + JsonWrite(entry.key(), true) + "].status");
-      }
-    }
-  }
-  return fault;
-}
-
 std::string Text(Format format, const ListedRow& members) {
   if (format == Format::Json) {
     Json::Value object(Json::objectValue);
@@ -96,9 +65,9 @@ int Run(const GlobalOptions& global, const StatusOptions& options) {
   try {
     SaveSlaveStatus(document, status);
   } catch (const Json::Exception& error) {
-    const std::string fault = FindFault(document);
-    if (fault.empty()) throw WrongType(options.document, document, error.what());
-    throw WrongTypeAt(options.document, fault, error.what());
+    // Key files are written while the report is applied, and stay.
+    throw WrongTypeAt(options.document, FindFault(document, options.zr), error.what(),
+                      "nothing was applied, except perhaps RTSP keys");
   }
   if (SlaveZRStatusSave(status) != 0) {
     throw Failure(kFailed, "the record of server " + std::to_string(options.zr) + " cannot be written");

@@ -19,6 +19,7 @@
 #include "status/camerastatus.h"
 #include "status/ctrlerstatus.h"
 #include "status/devicestatus.h"
+#include "status/rtspkeys.h"
 #include "status/slavestatus.h"
 
 namespace {

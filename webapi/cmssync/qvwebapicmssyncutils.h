@@ -46,7 +46,8 @@ QV_EXPORT int SaveSlaveStatus(const Json::Value& status, SlaveZRStatus& rec);
 QV_EXPORT int RemoveSlaveData(int zrId);
 
 /// Deletes everything else that the host keeps about the slave, its action rules and its file of stream keys
-/// included, and the devices too. The file goes at once, whether or not the caller keeps the changes of the database.
+/// included, and the devices too. The file goes at once, whether or not the caller keeps the changes of the database;
+/// if it does not, the slave's next report to this process brings the file back, to another one the next new key.
 /// @return 0, or -1 when a step failed; which one, and a few failures that do not count, are in the log only
 QV_EXPORT int SyncRelatedTableForSlaveDel(int zrId);
 

@@ -1,5 +1,7 @@
+#include <pwd.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <csignal>
 #include <filesystem>
@@ -7,6 +9,7 @@
 #include <iterator>
 
 #include "camera.h"
+#include "db/database.h"
 #include "frame/idlist.h"
 #include "qvwebapicmssyncutils.h"
 #include "rtspinfo.h"
@@ -14,6 +17,22 @@
 #include "status/rtspkeys.h"
 #include "support/hosttest.h"
 #include "support/keyfiles.h"
+
+namespace {
+
+constexpr uid_t kPackageUser = 54321;
+bool has_package_user = false;
+
+}  // namespace
+
+/// In the place of the system's: no user but the package's, and that only for a test that wants one.
+extern "C" int getpwnam_r(const char* /*name*/, passwd* user, char* memory, size_t /*size*/, passwd** found) {
+  *found = has_package_user ? user : nullptr;
+  *user = {};
+  user->pw_name = memory;
+  user->pw_uid = user->pw_gid = kPackageUser;
+  return 0;
+}
 
 namespace {
 
@@ -156,23 +175,53 @@ TEST_F(CameraStatus, FollowsNoLink) {
   EXPECT_EQ(StatusOf(path).st_mode, static_cast<mode_t>(S_IFREG | 0600));
 }
 
-// A file that cannot be written is not there to be given away. The next new key is its next try.
+// A file that cannot be written is not there to be given away. The next report is its next try.
 TEST_F(CameraStatus, OutlivesAFullDisk) {
   const std::string path = FreshKeyFile(15);
-  const auto update = [this](const char* key) { return Journal([&] { CheckToUpdateRtspKey(15, {{151, key}}); }); };
+  const auto update = [this](int zr = 15) { return Journal([=] { CheckToUpdateRtspKey(zr, {{10 * zr, "a"}}); }); };
   rlimit usual{};
   getrlimit(RLIMIT_FSIZE, &usual);
   const rlimit full{0, usual.rlim_max};
   signal(SIGXFSZ, SIG_IGN);
   setrlimit(RLIMIT_FSIZE, &full);
-  const Lines lines = update("a");
+  const Lines lines = update();
   setrlimit(RLIMIT_FSIZE, &usual);
   const std::string line = "log 5 CheckToUpdateRtspKey Update rtsp key for zr [15]";
   EXPECT_THAT(lines, ElementsAre(line, "failed to write key file [0]",
                                  "log 1 CheckToUpdateRtspKey Failed to modify owner of file [" + path + "]."));
   EXPECT_FALSE(std::filesystem::exists(path));
-  EXPECT_THAT(update("b"), ElementsAre(line));
-  EXPECT_EQ(Content(path), "{\"151\":\"b\"}\n");
+  EXPECT_THAT(update(17), testing::SizeIs(1)) << "another slave's";
+  EXPECT_THAT(update(), ElementsAre(line)) << "with the same keys";
+  EXPECT_EQ(Content(path), "{\"150\":\"a\"}\n");
+  EXPECT_THAT(update(), IsEmpty());
+}
+
+TEST_F(CameraStatus, GivesTheFolderThatItMakesToThePackageUser) {
+  if (geteuid() != 0) GTEST_SKIP() << "only root can give files away";
+  has_package_user = true;
+  const std::filesystem::path made = folder() / "made";
+  const std::filesystem::path found = folder() / "found";
+  std::filesystem::create_directory(found);
+  for (const auto& keys : {made, found}) EXPECT_EQ(SetRtspInfoToConf(keys / "rtsp_key1", {}), 0);
+  has_package_user = false;
+  EXPECT_EQ(StatusOf(made).st_uid, kPackageUser);
+  EXPECT_EQ(StatusOf(made).st_gid, kPackageUser);
+  EXPECT_EQ(StatusOf(made).st_mode, static_cast<mode_t>(S_IFDIR | 0700));
+  EXPECT_EQ(StatusOf(found).st_uid, 0U);
+}
+
+TEST_F(CameraStatus, RewritesTheFileAfterARemovalThatWasTakenBack) {
+  const std::string path = FreshKeyFile(18);
+  AddCamera(181, 18, 1);
+  const std::string cameras = R"([{"id":1,"rtsp_key":"a"}])";
+  Report(18, cameras);
+  {
+    const qv::db::UnitOfWork never_committed;
+    SyncRelatedTableForSlaveDel(18);
+  }
+  EXPECT_FALSE(std::filesystem::exists(path));
+  for (int i = 0; i < 2; ++i) EXPECT_EQ(Report(18, cameras).size(), i == 0 ? 1U : 0U);
+  EXPECT_EQ(Content(path), "{\"181\":\"a\"}\n");
 }
 
 }  // namespace

@@ -1,13 +1,9 @@
 #include "slaveremoval.h"
 
-#include <unistd.h>
-
 #include <string>
 #include <string_view>
 
 #include "frame/logmessage.h"
-#include "qvfile.h"
-#include "rtspinfo.h"
 #include "slavedata.h"
 #include "status/actruledapi.h"
 
@@ -99,9 +95,4 @@ int RemoveSlaveRelations(int zrId) {
     if (step.failure == Failure::Counts) result = -1;
   }
   return result;
-}
-
-void RemoveRtspKeyFile(int zrId) {
-  const std::string path = RtspKeyFilePath(zrId);
-  if (IsFileExist(path, false)) unlink(path.c_str());
 }

@@ -7,8 +7,3 @@ void RemoveSlaveDevices(int zrId);
 /// Deletes what else the host keeps about the slave, its action rules included, and once more its devices.
 /// @return 0, or -1 when a step failed that counts for the caller; the others were run nevertheless
 int RemoveSlaveRelations(int zrId);
-
-/// Deletes the file with the keys of the slave's camera streams, if there is one. This cannot be taken back: when the
-/// caller goes back to the rows of before, the file comes back with a status report that a process handles which has
-/// not written these keys yet.
-void RemoveRtspKeyFile(int zrId);
