@@ -1,5 +1,5 @@
 /// The commands. Each runs to its end and returns the exit status; what goes wrong leaves as an exception (`Failure`,
-/// `qv::db::Error`), and then nothing of the command is applied.
+/// `qv::db::Error`), and then nothing of the command is applied, but for a report that cannot be written.
 #pragma once
 
 #include "options.h"

@@ -27,7 +27,7 @@ std::vector<std::string> ShownColumns(const Kind& kind, bool wide) {
 }  // namespace
 
 int Run(const GlobalOptions& global, const ListOptions& options) {
-  const Host host(global);
+  const Host host(global, Host::Unused::LeaveAsItIs);
   const Kind& kind = *options.kind;
   qv::record::Where where;
   if (options.zr) where.Is(kind.owner, *options.zr);
