@@ -80,7 +80,7 @@ TEST_F(HostileTest, DocumentsAreRefusedOrApplied) {
       {CapabilityFile("3/plantedfile"), file, ""},
       {CapabilityFile("3/" + std::string(5000, 'x')), file, ""},
   };
-  Write("empty", "{}");
+  Write("empty", R"({"camera_info":[]})");
   fs::create_directory(folder_ / "outside");
   Write("outside/file", "untouched");
   for (const Case& hostile : cases) {

@@ -1,17 +1,11 @@
-#include "db/database.h"
+#include "rtspinfo.h"
+#include "support/keyfiles.h"
 #include "toolrunner.h"
 
 namespace qv::test {
 namespace {
 
-class RemoveTest : public ToolTest {
- protected:
-  void Execute(const std::string& sql) const {
-    db::Open(folder_ / "data", {});
-    db::ThisThread().Execute(sql);
-    db::Close();
-  }
-};
+using RemoveTest = ToolTest;
 
 TEST_F(RemoveTest, TakesAServerWholeOrNotAtAll) {
   Write("document", R"({"camera_info":[{"id":1},{"id":2}],"speaker_info":[{"id":1}],"recShare":[{"id":1}]})");
@@ -42,6 +36,20 @@ TEST_F(RemoveTest, TakesAServerWholeOrNotAtAll) {
   EXPECT_EQ(RunJson("list camera"), others);
 
   EXPECT_EQ(Run("remove 7").out, "nothing was held for server 7\n");
+}
+
+TEST_F(RemoveTest, LeavesTheKeysOfAnotherDataFolder) {
+  support::KeyFiles keys;
+  Write("document", R"({"camera_info":[{"id":1}]})");
+  Write("report", R"({"status":1,"camera_info":[{"id":1,"rtsp_key":"k"}]})");
+  ASSERT_EQ(Run("pair 47 document").status, 0);
+  ASSERT_EQ(Run("status 47 report").status, 0);
+  ASSERT_TRUE(std::filesystem::exists(RtspKeyFilePath(47)));
+  ASSERT_EQ(Run("--data-dir other pair 8 document").status, 0);
+  EXPECT_EQ(Run("--data-dir other remove 47").status, 0);
+  EXPECT_TRUE(std::filesystem::exists(RtspKeyFilePath(47)));
+  EXPECT_EQ(Run("remove 47").status, 0);
+  EXPECT_FALSE(std::filesystem::exists(RtspKeyFilePath(47)));
 }
 
 }  // namespace

@@ -7,6 +7,7 @@
 #include <fstream>
 #include <map>
 
+#include "db/database.h"
 #include "json/document.h"
 #include "support/hoststate.h"
 #include "support/scratch.h"
@@ -41,6 +42,13 @@ class ToolTest : public testing::Test {
 
   void Write(const std::string& name, const std::string& content) const {
     std::ofstream(folder_ / name, std::ios::binary) << content;
+  }
+
+  /// Changes the host's database behind its back.
+  void Execute(const std::string& sql) const {
+    db::Open(folder_ / "data", {});
+    db::ThisThread().Execute(sql);
+    db::Close();
   }
 
   /// The JSON that "-o json" printed; throws when it is not one JSON value.
