@@ -1,6 +1,6 @@
 /// The logging library: the shared diagnostic-log configuration, the names of categories and levels, and the
 /// printf-style print function. Whoever logs decides with the configuration whether a message is wanted before
-/// building it; the library writes whatever it is handed.
+/// building it; the library writes whatever it is handed. Only for category 3, the platform's own, it asks itself.
 #pragma once
 
 #include <cstdarg>

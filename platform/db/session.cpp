@@ -19,7 +19,7 @@ constexpr std::chrono::milliseconds kCloseWait{100};
 WriterHold::WriterHold(Session::State& state, std::chrono::milliseconds limit) : state_(state) {
   if (state.writer_holds == 0 && !state.folder->writer_lock.Acquire(limit)) {
     throw Error(Error::Kind::Busy, "another process or thread has been writing to " + state.folder->path.string() +
-                                       " for more than " + std::to_string(limit.count()) + " ms; try again");
+                                       " for more than " + std::to_string(limit.count()) + " ms");
   }
   ++state_.writer_holds;
 }

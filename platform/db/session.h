@@ -54,7 +54,7 @@ struct Session::State {
   /// Throws `Error` (Lost) when the database has dropped the transaction that is open.
   void CheckNotLost() const {
     if (in_transaction && !connection->InTransaction()) {
-      throw Error(Error::Kind::Lost, "the transaction was lost with an earlier error; nothing of it is applied");
+      throw Error(Error::Kind::Lost, "the transaction was lost with an earlier error, which the log tells");
     }
   }
 };

@@ -1,5 +1,7 @@
 #include "configuration.h"
 
+#include <unistd.h>
+
 #include <algorithm>
 #include <charconv>
 #include <cstdlib>
@@ -9,8 +11,6 @@
 #include <stdexcept>
 #include <string>
 #include <string_view>
-
-#include "dbglog.h"
 
 const DbgLogCfg* volatile g_pDbgLogCfg = nullptr;
 std::int32_t g_DbgLogPid = 0;
@@ -89,6 +89,14 @@ void SetThresholds(std::optional<Thresholds> thresholds) {
   } else {
     Publish(nullptr);
   }
+}
+
+bool IsWanted(LOG_CATEG category, LOG_LEVEL level) {
+  const DbgLogCfg* const record = __atomic_load_n(&g_pDbgLogCfg, __ATOMIC_ACQUIRE);
+  if (record == nullptr) return level <= LOG_LEVEL_NOTICE;
+  const auto end = std::begin(record->pids) + record->pidCount;
+  const bool applies = record->pidCount == 0 || std::find(std::begin(record->pids), end, getpid()) != end;
+  return level <= (applies ? record->threshold[category] : LOG_LEVEL_NOTICE);
 }
 
 }  // namespace qv::log

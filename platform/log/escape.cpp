@@ -17,7 +17,8 @@ bool IsControl(std::string_view sequence) {
   if (sequence.size() == 2) {
     return lead == 0xC2 && ByteAt(sequence, 1) < 0xA0;
   }
-  return sequence == "\u2028" || sequence == "\u2029";
+  // Separators of lines and paragraphs, embeddings and overrides of the direction; isolates.
+  return (sequence >= "\u2028" && sequence <= "\u202E") || (sequence >= "\u2066" && sequence <= "\u2069");
 }
 
 void AppendEscaped(std::string& out, char byte) {

@@ -13,6 +13,7 @@
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <stdexcept>
 #include <string_view>
 
 #include "configuration.h"
@@ -30,36 +31,30 @@ void ReportOnStderr(const std::string& problem) {
 }
 
 /// The file to append to, made readable for its owner alone before anything is in it.
-/// @return null when it cannot be opened, which has then been reported
+/// @throws std::runtime_error when it cannot be opened
 spdlog::sink_ptr OpenFile(const std::string& path) {
   const int descriptor = open(path.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600);
   if (descriptor < 0) {
-    ReportOnStderr("cannot open " + path + ": " + std::strerror(errno));
-    return nullptr;
+    throw std::runtime_error("cannot open the log file " + path + ": " + std::strerror(errno));
   }
   close(descriptor);
   try {
     return std::make_shared<spdlog::sinks::basic_file_sink_mt>(path);
   } catch (const spdlog::spdlog_ex& error) {
-    ReportOnStderr(error.what());
-    return nullptr;
+    throw std::runtime_error(error.what());
   }
 }
 
 std::shared_ptr<spdlog::logger> MakeWriter(const std::string& file, bool to_stderr) {
   std::vector<spdlog::sink_ptr> sinks;
   if (!file.empty()) {
-    if (spdlog::sink_ptr sink = OpenFile(file)) {
-      sinks.push_back(std::move(sink));
-    } else {
-      to_stderr = true;
-    }
+    sinks.push_back(OpenFile(file));
   }
   if (to_stderr) {
     sinks.push_back(std::make_shared<spdlog::sinks::stderr_sink_mt>());
   }
   auto writer = std::make_shared<spdlog::logger>("qv", sinks.begin(), sinks.end());
-  writer->set_pattern("%Y-%m-%dT%H:%M:%S.%e %v");
+  writer->set_pattern("%Y-%m-%dT%H:%M:%S.%eZ %v", spdlog::pattern_time_type::utc);
   writer->set_level(spdlog::level::trace);
   writer->flush_on(spdlog::level::warn);
   // A full disk fails every line; it is said once.
@@ -84,15 +79,28 @@ Output& TheOutput() {
   return *output;
 }
 
-/// Lines that must be on disk when the process dies next: levels 0 to 3, and messages without a known level.
-bool IsUrgent(std::string_view level_name) {
+std::optional<LOG_LEVEL> LevelNamed(std::string_view level_name) {
   static const QVEnum2StrMap<LOG_LEVEL> names;
   for (const auto& [level, name] : names) {
     if (level_name == name) {
-      return level <= LOG_LEVEL_NOTICE;
+      return level;
     }
   }
-  return true;
+  return std::nullopt;
+}
+
+/// Lines that must be on disk when the process dies next: levels 0 to 3, and messages without a known level.
+bool IsUrgent(std::string_view level_name) {
+  return LevelNamed(level_name).value_or(LOG_LEVEL_FATAL) <= LOG_LEVEL_NOTICE;
+}
+
+/// The platform hands over whatever happens to it. Those who log in other categories have asked the configuration.
+bool IsUnwanted(const char* category, const char* level) {
+  static const QVEnum2StrMap<LOG_CATEG> names;
+  if (category == nullptr || level == nullptr || std::string_view(category) != names.at(LOG_CATEG_DATABASE)) {
+    return false;
+  }
+  return !IsWanted(LOG_CATEG_DATABASE, LevelNamed(level).value_or(LOG_LEVEL_FATAL));
 }
 
 std::string OrDash(const char* name) { return name == nullptr ? "-" : EscapeLine(name); }
@@ -146,8 +154,9 @@ void SetWriter(std::shared_ptr<spdlog::logger> writer) {
 }  // namespace
 
 void Configure(const Settings& settings) {
+  std::shared_ptr<spdlog::logger> writer = MakeWriter(settings.file, settings.to_stderr);
   SetThresholds(Thresholds{.level = settings.level, .pids = settings.pids});
-  SetWriter(MakeWriter(settings.file, settings.to_stderr));
+  SetWriter(std::move(writer));
 }
 
 void SetSink(Sink sink) {
@@ -170,6 +179,9 @@ int QVVPrintf(LOG_TYPE type, const char* categName, const char* levelName, const
     return -1;
   }
   try {
+    if (qv::log::IsUnwanted(categName, levelName)) {
+      return 0;
+    }
     std::optional<std::string> text = qv::log::FormatText(fmt, args);
     if (!text) {
       return -1;

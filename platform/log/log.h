@@ -33,9 +33,9 @@ struct Line {
 /// Receives lines one at a time. Must not log, nor call a function of this header.
 using Sink = std::function<void(const Line&)>;
 
-/// Puts `settings` into force for every later message. A log file that cannot be opened is reported on standard
-/// error, and the lines then go to standard error.
-/// @throws std::invalid_argument for more process ids than the shared configuration holds; nothing is changed
+/// Puts `settings` into force for every later message.
+/// @throws std::runtime_error when the log file cannot be opened, std::invalid_argument for more process ids than the
+/// shared configuration holds; nothing is changed
 void Configure(const Settings& settings);
 
 /// Hands every later line to `sink` instead of writing it; an empty one: lines are written again.

@@ -1,5 +1,7 @@
 /// qvcms as a shell sees it: exit status, standard output, standard error, and what is left in the data folder.
 
+#include "rtspinfo.h"
+#include "support/keyfiles.h"
 #include "toolrunner.h"
 
 namespace qv::test {
@@ -35,7 +37,12 @@ TEST_F(ToolTest, RefusesWhatItCannotReadOrUse) {
   Write("trailing", "{}\n{}");
   Write("array", "[]");
   Write("id", "{\"POS_info\":[{\"id\":1},{\"id\":{}}]}");
-  Write("entry", "{\"speaker_info\":[7]}");
+  Write("entry", "{\"speaker_info\":[{},7]}");
+  Write("text", R"({"camera_info":"x"})");
+  Write("null", R"({"POS_info":[],"camDetSetting":null})");
+  Write("answer", R"({"error":"unauthorized"})");
+  Write("report", R"({"status":1,"cam_count":2,"camera_info":[]})");
+  Write("snapshot", R"({"camera_info":[],"recShare":[]})");
   const struct {
     const char* arguments;
     int status;
@@ -49,7 +56,14 @@ TEST_F(ToolTest, RefusesWhatItCannotReadOrUse) {
       {"update 7 array", 65, "qvcms: array: the document must be a JSON object"},
       {"update 7 id --max-size 10", 65, "qvcms: id: "},
       {"update 7 id", 65, "qvcms: id: POS_info[1].id: wrong type: "},
-      {"update 7 entry", 65, "qvcms: entry: speaker_info[0]: wrong type: "},
+      {"update 7 entry", 65, "qvcms: entry: speaker_info[1]: an object is expected"},
+      {"update 7 text --allow-removals", 65, "qvcms: text: camera_info: an array is expected"},
+      {"pair 7 null", 65, "qvcms: null: camDetSetting: an array is expected"},
+      {"pair 7 answer", 65, "qvcms: answer: no section that a snapshot has"},
+      {"update 7 answer", 65, "qvcms: answer: no section that a snapshot has"},
+      {"plan 7 report", 65, "qvcms: report: this is a status report, not a configuration snapshot"},
+      {"status 7 snapshot", 65, "qvcms: snapshot: this is a configuration snapshot, not a status report"},
+      {"pair 7 snapshot --log-file nowhere/log", 1, "qvcms: cannot open the log file nowhere/log: "},
       {"status 7 id", 1, "qvcms: server 7 is not known here, so nothing was applied: pair it first"},
   };
   for (const auto& [arguments, status, message] : cases) {
@@ -64,16 +78,46 @@ TEST_F(ToolTest, RefusesWhatItCannotReadOrUse) {
 
 TEST_F(ToolTest, TellsWrongUsage) {
   Write("document", "{}");
-  for (const char* arguments :
-       {"", "unknown", "list", "list teapot", "update 7", "update 0 document", "update x document",
-        "update 99999999999 document", "update 7 document --colour", "list pos -o xml", "list pos --log-level 8",
-        "list pos --data-dir ''", "plan 7 document --allow-removals", "configuring pos 1 on"}) {
+  for (const char* arguments : {"",
+                                "unknown",
+                                "list",
+                                "list teapot",
+                                "update 7",
+                                "update 0 document",
+                                "update x document",
+                                "update 99999999999 document",
+                                "update 7 document --colour",
+                                "list pos -o xml",
+                                "list pos --log-level 8",
+                                "list pos --data-dir ''",
+                                "plan 7 document --allow-removals",
+                                "configuring pos 1 on",
+                                "configuring camera 1 1",
+                                "pair 010 document",
+                                "pair 0x10 document",
+                                "list pos --zr +7",
+                                "list pos -o 1",
+                                "list pos --synchronous 0",
+                                "list pos --max-size 010",
+                                "list pos --max-size 1X",
+                                "list pos --log-file ''",
+                                "update 7 ''",
+                                "pair 7 document --model \"$(printf '\\377')\""}) {
     const Result result = Run(arguments);
     EXPECT_EQ(result.status, 64) << arguments;
     EXPECT_EQ(result.out, "") << arguments;
     EXPECT_EQ(result.err.substr(0, 7), "qvcms: ") << arguments;
   }
-  EXPECT_NE(Run("list teapot").err.find("pos, speaker"), std::string::npos);
+  const std::pair<const char*, const char*> messages[] = {
+      {"list teapot", "pos, speaker"},
+      {"--log-level 0 udpate 7 document", "unknown command 'udpate'; the commands are pair, update"},
+      {"list pos one two", "not expected: one two"},
+      {"list pos -o xml", "table,json"},
+      {"list pos --log-level abc", "from 0 to 7"}};
+  for (const auto& [arguments, message] : messages) {
+    EXPECT_NE(Run(arguments).err.find(message), std::string::npos) << Run(arguments).err;
+  }
+  EXPECT_EQ(Run("list pos --max-size 1M").status, 0);
   EXPECT_FALSE(std::filesystem::exists(folder_ / "data")) << "a wrong command line makes no data folder";
   for (const char* arguments : {"--help", "--version", "update --help", "list --help"}) {
     EXPECT_EQ(Run(arguments).status, 0) << arguments;
@@ -121,21 +165,50 @@ TEST_F(ToolTest, ConfiguringProtectsADevice) {
 
 TEST_F(ToolTest, PlanLeavesTheHostAsItWas) {
   Write("document", Devices(3, 2));
-  EXPECT_EQ(Run("plan 7 document").status, 0);
-  EXPECT_FALSE(std::filesystem::exists(folder_ / "data"));
-  ASSERT_EQ(Run("pair 7 document").status, 0);
   const auto look = [&] {
+    EXPECT_EQ(Run("plan 7 document").status, 0);
+    EXPECT_EQ(RunJson("list server").size(), 0U);
+    EXPECT_EQ(Run("remove 7").out, "nothing was held for server 7\n");
+    EXPECT_EQ(Run("status 7 document").status, 1);
+    EXPECT_EQ(Run("configuring camera 1 on").status, 1);
+  };
+  look();
+  EXPECT_FALSE(std::filesystem::exists(folder_ / "data"));
+  std::filesystem::create_directories(folder_ / "data/lost+found");
+  Write("data/qvcms.db", "");
+  const auto unused = support::DumpFiles(folder_ / "data");
+  look();
+  EXPECT_EQ(support::DumpFiles(folder_ / "data"), unused);
+  std::filesystem::remove_all(folder_ / "data");
+
+  ASSERT_EQ(Run("pair 7 document").status, 0);
+  const auto state = [&] {
     return std::pair(support::DumpDatabase(folder_ / "data"), support::DumpFiles(folder_ / "data"));
   };
-  const auto before = look();
+  const auto before = state();
   Write("wrong", "{\"POS_info\":[{\"id\":9},{\"id\":[]}]}");
   Write("document", R"({"camera_info":[{"id":1}],"camCapList":[{"camVendor":"v","camModel":"m",
                         "capFileName":"0/v/m.cap","camCap":{}}]})");
-  EXPECT_EQ(Run("plan 7 document --log-file data/log").status, 0);
+  EXPECT_EQ(Run("plan 7 document --log-level 7 --log-file log").status, 0);
+  EXPECT_GT(std::filesystem::file_size(folder_ / "log"), 0U);
+  Write("answer", R"({"error":"unauthorized"})");
+  const Result plan = Run("--log-level 0 plan --exit-code 7 answer");
+  EXPECT_EQ(plan.status, 2);
+  EXPECT_EQ(plan.err, "qvcms: update would refuse this without --allow-removals: no section of a snapshot\n");
   EXPECT_EQ(Run("plan 7 wrong").status, 65);
   EXPECT_EQ(Run("update 7 wrong").status, 65);
-  EXPECT_TRUE(look() == before);
+  EXPECT_TRUE(state() == before);
   EXPECT_FALSE(std::filesystem::exists(folder_ / "data/staging"));
+}
+
+TEST_F(ToolTest, PlanLeavesNothingBehindWhenItIsKilled) {
+  Write("document", Devices(2000, 0));
+  // Nobody reads its log, so it stops in the middle of its work.
+  const Result killed = Shell("mkdir tmp && mkfifo pipe && { TMPDIR=tmp '" QVCMS_PATH
+                              "' --log-level 7 plan 7 document 2>pipe & } && exec 3<pipe && "
+                              "until [ -e tmp/*/writer.lock ]; do sleep 0.01; done; kill $! && wait $!");
+  EXPECT_EQ(killed.status, 128 + SIGTERM) << killed.err;
+  EXPECT_TRUE(std::filesystem::is_empty(folder_ / "tmp"));
 }
 
 TEST_F(ToolTest, AsksBeforeItRemovesMostDevices) {
@@ -235,13 +308,13 @@ TEST_F(ToolTest, RemovesAServerWholeOrNotAtAll) {
       {"AFTER DELETE ON rec_share BEGIN INSERT INTO rec_share (owner_zr_id) VALUES (7)",
        "rows of it would stay in rec_share; no row was changed"}};
   for (const auto& [fault, message] : faults) {
-    support::QueryFolder(folder_ / "data", std::string("CREATE TRIGGER fault ") + fault + "; END");
+    Execute(std::string("CREATE TRIGGER fault ") + fault + "; END");
     const Result refused = Run("remove 7");
     EXPECT_EQ(refused.status, 1);
     EXPECT_EQ(refused.out, "");
     EXPECT_THAT(refused.err, HasSubstr(message));
     EXPECT_EQ(RunJson("list camera --zr 7").size(), 2U) << "nothing was applied";
-    support::QueryFolder(folder_ / "data", "DROP TRIGGER fault");
+    Execute("DROP TRIGGER fault");
   }
 
   std::string counts;
@@ -250,6 +323,42 @@ TEST_F(ToolTest, RemovesAServerWholeOrNotAtAll) {
   EXPECT_EQ(RunJson("list camera"), others);
 
   EXPECT_EQ(Run("remove 7").out, "nothing was held for server 7\n");
+}
+
+TEST_F(ToolTest, RemovingLeavesTheKeysOfAnotherDataFolder) {
+  const support::KeyFiles keys;
+  Write("document", R"({"camera_info":[{"id":1}]})");
+  Write("report", R"({"status":1,"camera_info":[{"id":1,"rtsp_key":"k"}]})");
+  ASSERT_EQ(Run("pair 47 document").status, 0);
+  ASSERT_EQ(Run("status 47 report").status, 0);
+  ASSERT_EQ(Run("--data-dir other pair 8 document").status, 0);
+  EXPECT_EQ(Run("--data-dir other remove 47").status, 0);
+  EXPECT_TRUE(std::filesystem::exists(RtspKeyFilePath(47)));
+  EXPECT_EQ(Run("remove 47").status, 0);
+  EXPECT_FALSE(std::filesystem::exists(RtspKeyFilePath(47)));
+}
+
+TEST_F(ToolTest, TellsOfOperationsThatFailed) {
+  Write("document", Devices(2, 2));
+  ASSERT_EQ(Run("pair 7 document").status, 0);
+  Execute("CREATE TRIGGER refuse BEFORE UPDATE ON pos WHEN old.id = 1 BEGIN SELECT RAISE(ABORT, 'refused'); END");
+  Write("document", Devices(2, 2, "moved"));
+  for (const std::string command : {"plan", "update", "pair"}) {
+    const Result result = Run("--log-level 0 -o json " + command + " 7 document");
+    EXPECT_EQ(result.status, 1) << command;
+    EXPECT_EQ(result.out.substr(0, 2), "[\n") << command;
+    EXPECT_EQ(result.err, std::string("qvcms: 1 operation failed, ") +
+                              (command == "plan" ? "update would apply the rest" : "the rest was applied") +
+                              "; the log tells which\n");
+  }
+  EXPECT_EQ(RunJson("list pos")[0]["note"], "");
+  EXPECT_EQ(RunJson("list pos")[1]["note"], "moved");
+  std::filesystem::permissions(folder_ / "data", std::filesystem::perms(0750));
+  const Result open = Run("list pos");
+  EXPECT_EQ(open.status, 0);
+  EXPECT_EQ(open.err.rfind("qvcms: warning: other users get into the data folder data", 0), 0U) << open.err;
+  std::filesystem::resize_file(folder_ / "data/qvcms.db", 100'000);
+  EXPECT_NE(Run("list pos").err.find("restore it from a backup\n"), std::string::npos) << Run("list pos").err;
 }
 
 TEST_F(ToolTest, PrintsTablesThatStayInTheirLines) {
@@ -265,8 +374,11 @@ TEST_F(ToolTest, PrintsTablesThatStayInTheirLines) {
     EXPECT_EQ(Run(unheard).status, 1) << unheard;
   }
   Write("more", "{\"POS_info\":[]}");
-  EXPECT_EQ(Run("update 7 more >/dev/full").status, 1);
-  EXPECT_EQ(RunJson("list pos").size(), 2U) << "what could not be reported was not applied";
+  EXPECT_EQ(Shell("{ sleep 0.2; QVCMS_DATA_DIR=data '" QVCMS_PATH "' list pos; echo $? >&2; } | true").err, "0\n");
+  const Result unreported = Run("--log-level 0 update 7 more >/dev/full");
+  EXPECT_EQ(unreported.status, 1);
+  EXPECT_EQ(unreported.err, "qvcms: applied, but the report cannot be written: No space left on device\n");
+  EXPECT_EQ(RunJson("list pos").size(), 0U);
 }
 
 }  // namespace

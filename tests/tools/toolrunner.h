@@ -6,6 +6,7 @@
 
 #include <fstream>
 
+#include "db/database.h"
 #include "json/document.h"
 #include "support/hoststate.h"
 #include "support/scratch.h"
@@ -40,6 +41,13 @@ class ToolTest : public testing::Test {
 
   void Write(const std::string& name, const std::string& content) const {
     std::ofstream(folder_ / name, std::ios::binary) << content;
+  }
+
+  /// Changes the host's database behind its back.
+  void Execute(const std::string& sql) const {
+    db::Open(folder_ / "data", {});
+    db::ThisThread().Execute(sql);
+    db::Close();
   }
 
   /// The JSON that "-o json" printed; throws when it is not one JSON value.

@@ -49,13 +49,12 @@ ListedRow MakeRow(std::string_view kind, const UnitOfWork::Count& count, const J
 
 ChangeReport::ChangeReport(const UnitOfWork& work, int zr) : work_(&work), zr_(zr) {
   for (const Kind& kind : Kinds()) {
-    if (kind.role != Role::Outbox) before_[&kind] = RowsOf(kind, zr);
+    if (kind.role != Role::Outbox) before_[&kind] = CountRows(kind, zr);
   }
 }
 
-ChangeReport::Rows ChangeReport::RowsOf(const Kind& kind, int zr) {
-  using qv::record::Where;
-  return {kind.table->Count(Where().Is(kind.owner, zr)), kind.table->Count(Where().Is(kind.owner, 0))};
+ChangeReport::Rows ChangeReport::CountRows(const Kind& kind, int zr) {
+  return {kind.table->Count(RowsOf(kind, zr)), kind.table->Count(RowsOf(kind, 0))};
 }
 
 UnitOfWork::Count ChangeReport::CountOf(const Kind& kind) const {
@@ -65,7 +64,7 @@ UnitOfWork::Count ChangeReport::CountOf(const Kind& kind) const {
   }
   // What went with a device that it referred to was deleted by the database, uncounted.
   if (const auto before = before_.find(&kind); before != before_.end()) {
-    const Rows after = RowsOf(kind, zr_);
+    const Rows after = CountRows(kind, zr_);
     count.removed =
         static_cast<int>(before->second.owned + before->second.shared + count.added - after.owned - after.shared);
   }
@@ -84,7 +83,7 @@ std::string ChangeReport::Text(Format format) const {
     if (kind.role == Role::Settings && !IsChange(count) && unchanged == 0) continue;
     rows.push_back(MakeRow(kind.name, count, Json::Value(static_cast<Json::Int64>(unchanged))));
   }
-  // Rows that belong to rows of a listed kind have no owner of their own, so nobody knows how many stayed.
+  // Rows of the host's own that speak of the slave.
   for (const UnitOfWork::Count& count : work_->counts()) {
     if (KindOfTable(count.kind) != nullptr || !IsChange(count)) continue;
     rows.push_back(MakeRow(NameOf(count.kind), count, Json::Value()));

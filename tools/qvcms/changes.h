@@ -37,7 +37,7 @@ class ChangeReport {
     std::int64_t owned = 0;   ///< by the slave
     std::int64_t shared = 0;  ///< by no single slave
   };
-  static Rows RowsOf(const Kind& kind, int zr);
+  static Rows CountRows(const Kind& kind, int zr);
   std::map<const Kind*, Rows> before_;
 };
 

@@ -44,17 +44,16 @@ std::vector<std::string> ConfigurableKindNames() {
 }
 
 int Run(const GlobalOptions& global, const ConfiguringOptions& options) {
-  const Host host(global);
+  const Host host(global, Host::Unused::LeaveAsItIs);
   qv::db::UnitOfWork work;
   for (const ConfigurableKind& kind : kConfigurableKinds) {
     if (options.device == kind.name && !kind.set_flag(options.id, options.on)) {
       throw Failure(kFailed, "there is no " + options.device + " with the id " + std::to_string(options.id));
     }
   }
-  Print(FormatRows(global.format, {"kind", "id", "configuring"},
-                   {{{"kind", options.device}, {"id", options.id}, {"configuring", options.on}}}, true));
-  work.Commit();
-  return kDone;
+  return CommitAndReport(
+      work, FormatRows(global.format, {"kind", "id", "configuring"},
+                       {{{"kind", options.device}, {"id", options.id}, {"configuring", options.on}}}, true));
 }
 
 }  // namespace qvcms

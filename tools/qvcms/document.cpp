@@ -2,12 +2,27 @@
 
 #include <qvjson.h>
 
+#include <algorithm>
+#include <span>
+
 #include "json/document.h"
 
 namespace qvcms {
 namespace {
 
 std::string DisplayName(const std::string& path) { return path == "-" ? "standard input" : path; }
+
+constexpr const char* kSections[] = {
+    "camera_info", "camCapList", "iomodule_info", "POS_info", "speaker_info", "ctrler_info", "iva_info", "face_info",
+    // no status report has these
+    "camDetSetting", "camDeviceOutput", "recShare", "iomoduleSetting", "iomoduleCamPairing", "POS_eventconf",
+    "counting_widget_info", "counting_task_group_info"};
+constexpr std::span<const char* const> kSnapshotOnly = std::span(kSections).subspan(8);
+constexpr const char* kStatusOnly[] = {"pkg_status", "vol_status", "cam_count"};
+
+bool HasAny(const Json::Value& document, std::span<const char* const> members) {
+  return std::any_of(members.begin(), members.end(), [&](const char* name) { return document.isMember(name); });
+}
 
 /// Whether a section lists devices, tasks or capability files: its entries are objects.
 bool ListsRecords(const std::string& section) { return section.ends_with("_info") || section == "camCapList"; }
@@ -65,6 +80,34 @@ Json::Value ReadDocument(const std::string& path, const GlobalOptions& options) 
     if (error.line() > 0) place += ':' + std::to_string(error.line()) + ':' + std::to_string(error.column());
     throw Failure(kBadDocument, place + ": " + error.reason());
   }
+}
+
+bool HasSections(const Json::Value& document) { return HasAny(document, kSections); }
+
+void RequireSections(const std::string& path, const Json::Value& document) {
+  if (HasSections(document)) return;
+  throw Failure(kBadDocument, DisplayName(path) + ": no section that a snapshot has; nothing was applied");
+}
+
+void CheckSnapshot(const std::string& path, const Json::Value& document) {
+  if (document.isMember("status") && HasAny(document, kStatusOnly) && !HasAny(document, kSnapshotOnly)) {
+    throw Failure(kBadDocument, DisplayName(path) + ": this is a status report, not a configuration snapshot");
+  }
+  for (const std::string section : kSections) {
+    if (!document.isMember(section)) continue;
+    const Json::Value& entries = document[section];
+    if (!entries.isArray()) throw Failure(kBadDocument, DisplayName(path) + ": " + section + ": an array is expected");
+    for (Json::ArrayIndex i = 0; ListsRecords(section) && i < entries.size(); ++i) {
+      if (entries[i].isObject()) continue;
+      throw Failure(kBadDocument,
+                    DisplayName(path) + ": " + section + '[' + std::to_string(i) + "]: an object is expected");
+    }
+  }
+}
+
+void CheckStatus(const std::string& path, const Json::Value& document) {
+  if (document.isMember("status") || !HasAny(document, kSnapshotOnly)) return;
+  throw Failure(kBadDocument, DisplayName(path) + ": this is a configuration snapshot, not a status report");
 }
 
 Failure WrongType(const std::string& path, const Json::Value& document, const std::string& reason) {

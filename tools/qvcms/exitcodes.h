@@ -8,7 +8,7 @@ namespace qvcms {
 
 enum ExitCode : int {
   kDone = 0,
-  kFailed = 1,        ///< nothing applied, but for key files
+  kFailed = 1,        ///< nothing applied, unless the message says so
   kChanges = 2,       ///< only from `plan --exit-code`
   kUsage = 64,        ///< wrong command line
   kBadDocument = 65,  ///< the document cannot be read or used

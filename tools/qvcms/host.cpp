@@ -1,29 +1,68 @@
 #include "host.h"
 
-#include "db/database.h"
+#include <sys/stat.h>
+
+#include <filesystem>
+
+#include "exitcodes.h"
 #include "log/log.h"
+#include "output.h"
 
 namespace qvcms {
+namespace {
 
-Host::Host(const GlobalOptions& options) {
+/// Whether there is no host yet: no folder, or no database in it.
+bool IsUnused(const std::filesystem::path& folder) {
+  std::error_code unreadable;  // what cannot be looked into is opened, which says why
+  if (!std::filesystem::exists(folder, unreadable)) return !unreadable;
+  if (!std::filesystem::is_directory(folder, unreadable)) return false;
+  const std::filesystem::path database = folder / "qvcms.db";
+  if (!std::filesystem::exists(database, unreadable)) return !unreadable;
+  return std::filesystem::is_regular_file(database, unreadable) && std::filesystem::is_empty(database, unreadable);
+}
+
+void WarnIfOpenToOthers(const std::filesystem::path& folder) {
+  struct stat status = {};
+  if (stat(folder.c_str(), &status) != 0 || (status.st_mode & (S_IRWXG | S_IRWXO)) == 0) return;
+  Complain("warning: other users get into the data folder " + folder.string() +
+           ", which holds passwords: give it the mode 0700");
+}
+
+}  // namespace
+
+Host::Host(const GlobalOptions& options, Unused unused) {
   qv::log::Settings log;
   log.level = options.log_level;
   log.file = options.log_file;
   qv::log::Configure(log);
   qv::db::Options database;
   database.driver.durability = options.durability;
-  qv::db::Open(options.data_dir, database);
+  if (unused == Unused::LeaveAsItIs && IsUnused(options.data_dir)) stand_in_.emplace();
+  if (!stand_in_) WarnIfOpenToOthers(options.data_dir);
+  qv::db::Open(stand_in_ ? stand_in_->path() : options.data_dir, database);
 }
 
 Host::~Host() { qv::db::Close(); }
+
+int CommitAndReport(qv::db::UnitOfWork& work, const std::string& report) {
+  work.Commit();
+  const std::string failed = FailedOperations(work);
+  if (!failed.empty()) Complain(failed + ", the rest was applied; the log tells which");
+  PrintApplied(report);
+  return failed.empty() ? kDone : kFailed;
+}
+
+std::string FailedOperations(const qv::db::UnitOfWork& work) {
+  const int count = work.failures();
+  return count == 0 ? "" : std::to_string(count) + (count == 1 ? " operation failed" : " operations failed");
+}
 
 std::string WithRemedy(const qv::db::Error& error) {
   switch (error.kind()) {
     case qv::db::Error::Kind::Busy:
       return error.what() + std::string("; another command is at work on the data folder: try again when it is done");
     case qv::db::Error::Kind::Lost:
-      return error.what() +
-             std::string("; no row was changed: see that the disk has room and is sound, then try again");
+      return error.what() + std::string("; no row was changed");
     default:
       return error.what();
   }

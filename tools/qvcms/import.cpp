@@ -3,9 +3,6 @@
 #include <json/value.h>
 #include <slavezr.h>
 
-#include <filesystem>
-#include <optional>
-
 #include "changes.h"
 #include "commands.h"
 #include "document.h"
@@ -13,7 +10,6 @@
 #include "host.h"
 #include "output.h"
 #include "qvwebapicmssyncutils.h"
-#include "temporaryfolder.h"
 
 namespace qvcms {
 namespace {
@@ -29,6 +25,12 @@ SlaveZR RememberSlave(const Import& import) {
   return slave;
 }
 
+Json::Value ReadSnapshot(const Import& import, const GlobalOptions& global) {
+  Json::Value document = ReadDocument(import.document, global);
+  CheckSnapshot(import.document, document);
+  return document;
+}
+
 /// Has the library apply the document inside the open unit of work.
 void Apply(decltype(SaveSlaveInfoUpdate)& save, const Import& import, const Json::Value& document) {
   const SlaveZR slave = RememberSlave(import);
@@ -39,29 +41,22 @@ void Apply(decltype(SaveSlaveInfoUpdate)& save, const Import& import, const Json
   }
 }
 
-/// Whether there is no host yet: no folder, or nothing in it.
-bool IsUnused(const std::filesystem::path& folder) {
-  std::error_code unreadable;  // what cannot be looked into is opened, which says why
-  if (!std::filesystem::exists(folder, unreadable)) return !unreadable;
-  return std::filesystem::is_directory(folder, unreadable) && std::filesystem::is_empty(folder, unreadable);
-}
-
 }  // namespace
 
 int Run(const GlobalOptions& global, const PairOptions& options) {
-  const Json::Value document = ReadDocument(options.import.document, global);
-  const Host host(global);
+  const Json::Value document = ReadSnapshot(options.import, global);
+  RequireSections(options.import.document, document);
+  const Host host(global, Host::Unused::Make);
   qv::db::UnitOfWork work;
   const ChangeReport report(work, options.import.zr);
   Apply(SaveSlaveInfoPair, options.import, document);
-  Print(report.Text(global.format));
-  work.Commit();
-  return kDone;
+  return CommitAndReport(work, report.Text(global.format));
 }
 
 int Run(const GlobalOptions& global, const UpdateOptions& options) {
-  const Json::Value document = ReadDocument(options.import.document, global);
-  const Host host(global);
+  const Json::Value document = ReadSnapshot(options.import, global);
+  if (!options.allow_removals) RequireSections(options.import.document, document);
+  const Host host(global, Host::Unused::Make);
   qv::db::UnitOfWork work;
   const ChangeReport report(work, options.import.zr);
   Apply(SaveSlaveInfoUpdate, options.import, document);
@@ -70,26 +65,24 @@ int Run(const GlobalOptions& global, const UpdateOptions& options) {
     throw Failure(kFailed, "refused: the document would remove " + removals +
                                "; nothing was changed. If they are really gone, give --allow-removals");
   }
-  Print(report.Text(global.format));
-  work.Commit();
-  return kDone;
+  return CommitAndReport(work, report.Text(global.format));
 }
 
 int Run(const GlobalOptions& global, const PlanOptions& options) {
-  const Json::Value document = ReadDocument(options.import.document, global);
-  GlobalOptions without_traces = global;
-  without_traces.log_file.clear();
-  // A host that does not exist yet is not brought into being: an empty one elsewhere takes its place.
-  std::optional<TemporaryFolder> stand_in;
-  if (IsUnused(global.data_dir)) without_traces.data_dir = stand_in.emplace().path();
-
-  const Host host(without_traces);
+  const Json::Value document = ReadSnapshot(options.import, global);
+  const Host host(global, Host::Unused::LeaveAsItIs);
   qv::db::UnitOfWork never_committed;
   const ChangeReport report(never_committed, options.import.zr);
   Apply(SaveSlaveInfoUpdate, options.import, document);
   Print(report.Text(global.format));
+  if (!HasSections(document)) Complain("update would refuse this without --allow-removals: no section of a snapshot");
   const std::string removals = report.ExcessiveRemovals();
   if (!removals.empty()) Complain("update would refuse this without --allow-removals: it removes " + removals);
+  const std::string failed = FailedOperations(never_committed);
+  if (!failed.empty()) {
+    Complain(failed + ", update would apply the rest; the log tells which");
+    return kFailed;
+  }
   return options.exit_code && report.HasChanges() ? kChanges : kDone;
 }
 

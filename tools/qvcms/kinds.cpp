@@ -6,9 +6,11 @@
 #include "analytics/taskgroups.h"
 #include "capability/capability.h"
 #include "devices/edgestoragetable.h"
+#include "devices/posrules.h"
 #include "devices/sections.h"
 #include "devices/tables.h"
 #include "messages/outbox.h"
+#include "server/ownedrows.h"
 #include "server/servers.h"
 
 namespace qvcms {
@@ -71,6 +73,16 @@ std::span<const Kind> Kinds() {
       Section("iomodule-setting", IOModuleSettingTable()),
       Section("iomodule-cam-pairing", IOModuleCamPairingTable()),
       Section("pos-event-conf", PosEventConfTable()),
+      {"pos-text-rule",
+       &PosTextRuleTable(),
+       Role::Settings,
+       "",
+       {"id", "pos_id", "position", "type", "pattern", "value"}},
+      {"counting-group-widget",
+       &qv::analytics::TaskGroupWidgetTable(),
+       Role::Settings,
+       "",
+       {"id", "group_id", "position", "widget_id"}},
       Section("ctrler-action-rule", CtrlerActionRuleTable()),
       Section("rec-share", RecShareTable()),
       {"capability",
@@ -85,6 +97,11 @@ std::span<const Kind> Kinds() {
        {"id", "zr_id", "target", "command", "payload"}},
   };
   return kinds;
+}
+
+qv::record::Where RowsOf(const Kind& kind, int zr) {
+  if (kind.owner.empty()) return qv::server::RowsOf(*kind.table, zr).front();
+  return qv::record::Where().Is(kind.owner, zr);
 }
 
 const Kind* FindKind(std::string_view name) {

@@ -6,9 +6,7 @@
 #include <string_view>
 #include <vector>
 
-namespace qv::record {
-class AnyTable;
-}
+#include "record/table.h"
 
 namespace qvcms {
 
@@ -23,11 +21,15 @@ struct Kind {
   std::string_view name;  ///< on the command line
   const qv::record::AnyTable* table;
   Role role;
-  std::string_view owner;                 ///< column with the id of the slave that a row belongs to
+  /// Column with the id of the slave that a row belongs to; empty: it belongs to that of the row it is a part of.
+  std::string_view owner;
   std::vector<std::string_view> columns;  ///< shown in a table; all of them with --wide or in JSON
 };
 
 std::span<const Kind> Kinds();
+
+/// The rows of the kind that belong to the slave `zr`; 0: to none.
+qv::record::Where RowsOf(const Kind& kind, int zr);
 
 /// The kind of that name, or null.
 const Kind* FindKind(std::string_view name);

@@ -27,10 +27,9 @@ std::vector<std::string> ShownColumns(const Kind& kind, bool wide) {
 }  // namespace
 
 int Run(const GlobalOptions& global, const ListOptions& options) {
-  const Host host(global);
+  const Host host(global, Host::Unused::LeaveAsItIs);
   const Kind& kind = *options.kind;
-  qv::record::Where where;
-  if (options.zr) where.Is(kind.owner, *options.zr);
+  const qv::record::Where where = options.zr ? RowsOf(kind, *options.zr) : qv::record::Where();
   Print(FormatRows(global.format, ShownColumns(kind, options.wide), kind.table->List(where), options.wide));
   return kDone;
 }

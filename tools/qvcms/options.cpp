@@ -1,18 +1,48 @@
 #include "options.h"
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
+#include <charconv>
 #include <climits>
 #include <functional>
 #include <iostream>
-#include <map>
 #include <sstream>
 
 #include "exitcodes.h"
 #include "json/document.h"
 #include "output.h"
+#include "text/utf8.h"
 
 namespace qvcms {
 namespace {
+
+/// A decimal number. The parser would take one that starts with 0 for an octal or a hexadecimal one.
+CLI::Validator Number(std::uint64_t least, std::uint64_t most) {
+  return {
+      [least, most](const std::string& text) {
+        std::uint64_t number = 0;
+        const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+        const bool decimal = error == std::errc() && end == text.data() + text.size() && std::to_string(number) == text;
+        if (decimal && least <= number && number <= most) return std::string();
+        return "\"" + text + "\" is not a decimal number from " + std::to_string(least) + " to " + std::to_string(most);
+      },
+      "NUMBER"};
+}
+
+CLI::Validator NotEmpty() {
+  return {[](const std::string& text) { return std::string(text.empty() ? "the name is empty" : ""); }, ""};
+}
+
+CLI::Validator Utf8() {
+  return {[](const std::string& text) {
+            for (std::size_t length = 0, i = 0; i < text.size(); i += length) {
+              length = qv::text::Utf8SequenceLength(text, i);
+              if (length == 0) return std::string("the name is not UTF-8");
+            }
+            return std::string();
+          },
+          ""};
+}
 
 /// Collects what the parser finds. The parser keeps references into it, so it stays where it is.
 class CommandLine {
@@ -23,8 +53,8 @@ class CommandLine {
     app_.require_subcommand(1);
     app_.fallthrough();
     app_.footer(
-        "Exit status: 0 done; 1 failed, nothing applied; 2 `plan --exit-code` found changes;\n"
-        "64 wrong usage; 65 the document cannot be read or used.\n"
+        "Exit status: 0 done; 1 failed, nothing applied unless the message says so; 2 `plan --exit-code`\n"
+        "found changes; 64 wrong usage; 65 the document cannot be read or used.\n"
         "`qvcms COMMAND --help` shows an example of each command.");
     AddGlobalOptions();
     AddImports();
@@ -42,7 +72,7 @@ class CommandLine {
       Print(text.str());
       return status;
     } catch (const CLI::ParseError& error) {
-      Complain(error.what());
+      Complain(Explain(error));
       std::cerr << "Run \"qvcms --help\" for the commands and options.\n";
       return kUsage;
     }
@@ -53,22 +83,43 @@ class CommandLine {
   }
 
  private:
+  /// What is wrong with the command line. The parser's own words name no command, and arguments in reverse.
+  std::string Explain(const CLI::ParseError& error) const {
+    const std::vector<std::string> unexpected = app_.remaining(true);
+    if (dynamic_cast<const CLI::ExtrasError*>(&error) != nullptr) {
+      return "not expected: " + CLI::detail::join(unexpected, " ");
+    }
+    if (dynamic_cast<const CLI::RequiredError*>(&error) == nullptr || !app_.get_subcommands().empty()) {
+      return error.what();
+    }
+    std::string commands;
+    for (const auto& [command, make] : makers_) commands += (commands.empty() ? "" : ", ") + command->get_name();
+    const auto word = std::find_if(unexpected.begin(), unexpected.end(),
+                                   [](const std::string& argument) { return !argument.starts_with('-'); });
+    return (word == unexpected.end() ? "a command is missing" : "unknown command '" + *word + "'") +
+           "; the commands are " + commands;
+  }
+
   CLI::App* AddCommand(const std::string& name, const std::string& text, const std::string& example,
                        std::function<Command()> make) {
     CLI::App* command = app_.add_subcommand(name, text);
-    command->footer("Example:\n" + example);
+    command->footer("Example:\n" + example + "\n\n`qvcms --help` shows the options that every command has.");
     makers_.emplace_back(command, std::move(make));
     return command;
   }
 
   void AddZr(CLI::App* command, int& zr) {
-    command->add_option("ZR", zr, "Server id of the slave")->required()->check(CLI::Range(1, INT_MAX));
+    command->add_option("ZR", zr, "Server id of the slave")->required()->check(Number(1, INT_MAX));
+  }
+
+  void AddDocument(CLI::App* command, const std::string& what) {
+    command->add_option("DOC", import_.document, what + ", - for standard input")->required()->check(NotEmpty());
   }
 
   void AddImport(CLI::App* command) {
     AddZr(command, import_.zr);
-    command->add_option("DOC", import_.document, "The slave's JSON document, - for standard input")->required();
-    command->add_option("--model", import_.model, "Model of the slave; default: the one remembered");
+    AddDocument(command, "The slave's JSON document");
+    command->add_option("--model", import_.model, "Model of the slave; default: the one remembered")->check(Utf8());
   }
 
   void AddGlobalOptions() {
@@ -76,26 +127,37 @@ class CommandLine {
     global_.max_size = limits_.size;
     app_.add_option("--data-dir", global_.data_dir, "Folder with the host's data, made on first use")
         ->envname("QVCMS_DATA_DIR")
-        ->check([](const std::string& text) { return text.empty() ? "the name is empty" : ""; })
+        ->check(NotEmpty())
         ->capture_default_str();
     app_.add_option("--log-level", global_.log_level, "Least severe level that is logged, 0 (fatal) to 7 (dump)")
-        ->check(CLI::Range(0, 7))
+        ->check(Number(0, 7))
         ->capture_default_str();
-    app_.add_option("--log-file", global_.log_file, "Append the log to this file too");
-    app_.add_option("-o,--output", global_.format, "What to print: table or json")
-        ->transform(
-            CLI::CheckedTransformer(std::map<std::string, Format>{{"table", Format::Table}, {"json", Format::Json}}))
+    app_.add_option("--log-file", global_.log_file, "Append the log to this file too")->check(NotEmpty());
+    app_.add_option_function<std::string>(
+            "-o,--output",
+            [this](const std::string& word) { global_.format = word == "json" ? Format::Json : Format::Table; },
+            "What to print: table or json")
+        ->check(CLI::IsMember({"table", "json"}))
         ->option_text("table|json");
     app_.add_option("--max-depth", global_.max_depth, "Deepest nesting of a document")
-        ->check(CLI::Range(std::size_t{1}, qv::json::kMaxDepth))
+        ->check(Number(1, qv::json::kMaxDepth))
         ->capture_default_str();
-    app_.add_option("--max-size", global_.max_size, "Largest document, in bytes")
-        ->check(CLI::PositiveNumber)
+    app_.add_option("--max-size", global_.max_size, "Largest document, in bytes; or with a unit: 512K, 300M, 1G")
+        ->transform(CLI::AsSizeValue(false))
+        ->transform(CLI::Validator(  // asked before the unit is read, which takes a number as `Number` does not
+            [](const std::string& text) {
+              const bool decimal = !text.empty() && text[0] >= '1' && text[0] <= '9';
+              return decimal ? "" : "\"" + text + "\" is not a size such as 1000000, 512K, 300M or 1G";
+            },
+            ""))
         ->capture_default_str();
-    app_.add_option("--synchronous", global_.durability,
-                    "full: what is done survives a power cut; normal: faster, a power cut may undo the last commands")
-        ->transform(CLI::CheckedTransformer(std::map<std::string, qv::db::Durability>{
-            {"full", qv::db::Durability::Power}, {"normal", qv::db::Durability::Process}}))
+    app_.add_option_function<std::string>(
+            "--synchronous",
+            [this](const std::string& word) {
+              global_.durability = word == "normal" ? qv::db::Durability::Process : qv::db::Durability::Power;
+            },
+            "full: what is done survives a power cut; normal: faster, a power cut may undo the last commands")
+        ->check(CLI::IsMember({"full", "normal"}))
         ->option_text("full|normal");
   }
 
@@ -124,7 +186,7 @@ class CommandLine {
       return StatusOptions{import_.zr, import_.document};
     });
     AddZr(status, import_.zr);
-    status->add_option("DOC", import_.document, "The status report, - for standard input")->required();
+    AddDocument(status, "The status report");
     AddZr(AddCommand("remove", "Delete everything held for a slave", "  qvcms remove 7",
                      [this] { return RemoveOptions{import_.zr}; }),
           import_.zr);
@@ -138,7 +200,7 @@ class CommandLine {
     list->add_option("KIND", kind_, "One of " + KindNames())->required()->check([](const std::string& name) {
       return FindKind(name) == nullptr ? "unknown kind \"" + name + "\"; the kinds are " + KindNames() : "";
     });
-    list->add_option("--zr", list_zr_, "Only what belongs to this slave")->check(CLI::Range(1, INT_MAX));
+    list->add_option("--zr", list_zr_, "Only what belongs to this slave")->check(Number(1, INT_MAX));
     list->add_flag("--wide", wide_, "Show every column, whole");
   }
 
@@ -150,10 +212,12 @@ class CommandLine {
         ->check(CLI::IsMember(ConfigurableKindNames()));
     configuring->add_option("ID", configuring_.id, "Id of the device on the host")
         ->required()
-        ->check(CLI::Range(1, INT_MAX));
-    configuring->add_option("STATE", configuring_.on, "on or off")
+        ->check(Number(1, INT_MAX));
+    configuring
+        ->add_option_function<std::string>(
+            "STATE", [this](const std::string& word) { configuring_.on = word == "on"; }, "on or off")
         ->required()
-        ->transform(CLI::CheckedTransformer(std::map<std::string, bool>{{"on", true}, {"off", false}}));
+        ->check(CLI::IsMember({"on", "off"}));
   }
 
   CLI::App app_{"Keeps a video-surveillance host's database true to its recording servers.", "qvcms"};

@@ -82,6 +82,12 @@ void AppendLine(std::string& text, const std::vector<Cell>& cells, const std::ve
   text += '\n';
 }
 
+/// @return 0 or the number of the error
+int Write(std::string_view text) {
+  const bool written = std::fwrite(text.data(), 1, text.size(), stdout) == text.size() && std::fflush(stdout) == 0;
+  return written ? 0 : errno;
+}
+
 }  // namespace
 
 std::string FormatTable(const std::vector<std::string>& header, const std::vector<ListedRow>& rows, bool wide) {
@@ -126,8 +132,15 @@ std::string FormatRows(Format format, const std::vector<std::string>& columns, c
 }
 
 void Print(std::string_view text) {
-  if (std::fwrite(text.data(), 1, text.size(), stdout) != text.size() || std::fflush(stdout) != 0) {
-    throw Failure(kFailed, std::string("cannot write the output: ") + std::strerror(errno));
+  const int error = Write(text);
+  if (error != 0 && error != EPIPE) {
+    throw Failure(kFailed, std::string("cannot write the output: ") + std::strerror(error));
+  }
+}
+
+void PrintApplied(std::string_view report) {
+  if (const int error = Write(report); error != 0) {
+    throw Failure(kFailed, std::string("applied, but the report cannot be written: ") + std::strerror(error));
   }
 }
 

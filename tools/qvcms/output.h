@@ -22,8 +22,12 @@ std::string FormatJson(const std::vector<qv::record::ListedRow>& rows);
 std::string FormatRows(Format format, const std::vector<std::string>& columns,
                        const std::vector<qv::record::ListedRow>& rows, bool wide);
 
-/// Writes to standard output and sees it delivered. Throws `Failure` when it cannot be.
+/// Writes to standard output and sees it delivered. Throws `Failure` when it cannot be; a reader that has seen enough
+/// and left (`list camera | head`) is no error.
 void Print(std::string_view text);
+
+/// As `Print`, for the report of what has been committed: whoever does not get it is told that it is.
+void PrintApplied(std::string_view report);
 
 /// Writes "qvcms: TEXT" to standard error, as one line whatever the text holds.
 void Complain(std::string_view text);

@@ -29,16 +29,18 @@ void CheckNothingIsLeft(const qv::db::UnitOfWork& work, int zr, int result) {
 }  // namespace
 
 int Run(const GlobalOptions& global, const RemoveOptions& options) {
-  const Host host(global);
+  const Host host(global, Host::Unused::LeaveAsItIs);
   qv::db::UnitOfWork work;
+  if (qv::server::TablesHolding(options.zr).empty()) {  // the key file may be that of another host on this machine
+    const std::string nothing = "nothing was held for server " + std::to_string(options.zr) + '\n';
+    Print(global.format == Format::Json ? FormatJson({}) : nothing);
+    return kDone;
+  }
   const ChangeReport report(work, options.zr);
   const int result = SyncRelatedTableForSlaveDel(options.zr);
   RemoveSlaveData(options.zr);
   CheckNothingIsLeft(work, options.zr, result);
-  const bool tell = global.format == Format::Table && !report.HasChanges();
-  Print(tell ? "nothing was held for server " + std::to_string(options.zr) + '\n' : report.RemovalText(global.format));
-  work.Commit();
-  return kDone;
+  return CommitAndReport(work, report.RemovalText(global.format));
 }
 
 }  // namespace qvcms

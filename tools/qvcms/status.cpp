@@ -59,7 +59,8 @@ std::string Text(Format format, const ListedRow& members) {
 
 int Run(const GlobalOptions& global, const StatusOptions& options) {
   const Json::Value document = ReadDocument(options.document, global);
-  const Host host(global);
+  CheckStatus(options.document, document);
+  const Host host(global, Host::Unused::LeaveAsItIs);
   qv::db::UnitOfWork work;
   SlaveZRStatus status = LoadStatus(options.zr);
   try {
@@ -72,9 +73,7 @@ int Run(const GlobalOptions& global, const StatusOptions& options) {
   if (SlaveZRStatusSave(status) != 0) {
     throw Failure(kFailed, "the record of server " + std::to_string(options.zr) + " cannot be written");
   }
-  Print(Text(global.format, MembersOf(status)));
-  work.Commit();
-  return kDone;
+  return CommitAndReport(work, Text(global.format, MembersOf(status)));
 }
 
 }  // namespace qvcms

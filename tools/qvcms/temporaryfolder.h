@@ -5,7 +5,8 @@
 
 namespace qvcms {
 
-/// A new, empty folder of the user's own, removed with everything in it.
+/// A new, empty folder of the user's own, removed with everything in it: also when SIGINT, SIGTERM or SIGHUP ends the
+/// program. Make it before any thread.
 class TemporaryFolder {
  public:
   TemporaryFolder();  ///< Throws `Failure` when it cannot be made.

@@ -30,6 +30,28 @@ std::string FirstWords(const char* sql) {
   return words;
 }
 
+constexpr std::string_view kCheckRights = "the data folder and the database must be writable for this user";
+
+/// What helps against an error, to be put behind its text; empty where nothing is known to.
+std::string RemedyFor(int primary) {
+  switch (primary) {
+    case SQLITE_CORRUPT:
+      return "; the database is damaged: restore it from a backup";
+    case SQLITE_NOTADB:
+      return "; name another folder if this is the wrong one, else restore the database from a backup";
+    case SQLITE_FULL:
+      return "; free space on the disk";
+    case SQLITE_IOERR:
+      return "; see that the disk has room and is sound";
+    case SQLITE_CANTOPEN:
+    case SQLITE_READONLY:
+    case SQLITE_PERM:
+      return "; " + std::string(kCheckRights);
+    default:
+      return "";
+  }
+}
+
 struct CloseDatabase {
   void operator()(sqlite3* database) const { sqlite3_close_v2(database); }
 };
@@ -54,7 +76,7 @@ struct Handle {
     } else if (primary == SQLITE_BUSY || primary == SQLITE_LOCKED) {
       kind = Error::Kind::Busy;
     }
-    throw Error(kind, FirstWords(sql) + ": " + sqlite3_errmsg(database.get()));
+    throw Error(kind, FirstWords(sql) + ": " + sqlite3_errmsg(database.get()) + RemedyFor(primary));
   }
 };
 
@@ -208,12 +230,13 @@ class SqliteConnection final : public Connection {
   int tried_at_pages_ = 0;
 };
 
-[[noreturn]] void FailToOpen(const std::filesystem::path& path, const std::string& reason, std::string_view remedy) {
-  throw Error(Error::Kind::Unusable,
-              "cannot open database " + path.string() + ": " + reason + "; " + std::string(remedy));
+[[noreturn]] void FailToOpen(const std::filesystem::path& path, const std::string& reason) {
+  throw Error(Error::Kind::Unusable, "cannot open database " + path.string() + ": " + reason);
 }
 
-constexpr std::string_view kCheckRights = "the data folder and the database must be writable for this user";
+[[noreturn]] void FailForRights(const std::filesystem::path& path, const std::string& reason) {
+  FailToOpen(path, reason + "; " + std::string(kCheckRights));
+}
 
 }  // namespace
 
@@ -222,19 +245,19 @@ std::unique_ptr<Connection> OpenSqlite(const std::filesystem::path& folder, cons
   // Made without ever opening it: closing a descriptor of its own would end the locks that other connections of this
   // process have on the file.
   if (mknod(path.c_str(), S_IFREG | S_IRUSR | S_IWUSR, 0) != 0 && errno != EEXIST) {
-    FailToOpen(path, std::strerror(errno), kCheckRights);
+    FailForRights(path, std::strerror(errno));
   }
   sqlite3* opened = nullptr;
   const int code = sqlite3_open_v2(path.c_str(), &opened,
                                    SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_EXRESCODE, nullptr);
   Database database(opened);
-  if (code != SQLITE_OK) FailToOpen(path, sqlite3_errmsg(opened), kCheckRights);
-  if (sqlite3_db_readonly(opened, "main") != 0) FailToOpen(path, "it is read-only", kCheckRights);
+  if (code != SQLITE_OK) FailForRights(path, sqlite3_errmsg(opened));
+  if (sqlite3_db_readonly(opened, "main") != 0) FailForRights(path, "it is read-only");
   try {
     return std::make_unique<SqliteConnection>(std::move(database), options);
   } catch (const Error& error) {
     if (error.kind() != Error::Kind::Statement) throw;
-    FailToOpen(path, error.what(), "name a folder that holds this program's database and is writable for this user");
+    FailToOpen(path, error.what());
   }
 }
 

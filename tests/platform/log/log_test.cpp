@@ -33,7 +33,7 @@ TEST_F(LogTest, FileHoldsOneLinePerMessage) {
            "Remove extra POSs [%s] on ZR [%d].\n", "1,2", 3);
   QVPrintf(LOG_TYPE_DIAGNOSTIC, nullptr, nullptr, nullptr, 1, nullptr, "{} 100%%\n");
 
-  const std::string time = "[0-9]{4}-[01][0-9]-[0-3][0-9]T[0-2][0-9]:[0-5][0-9]:[0-6][0-9][.][0-9]{3} ";
+  const std::string time = "[0-9]{4}-[01][0-9]-[0-3][0-9]T[0-2][0-9]:[0-5][0-9]:[0-6][0-9][.][0-9]{3}Z ";
   // The second message has no level, so it took the first one to the disk with it.
   EXPECT_THAT(support::ReadWholeFile(file_),
               MatchesRegex(time +
@@ -48,6 +48,7 @@ TEST_F(LogTest, EveryMessageStaysOnOneLine) {
       {"\x1b[31m\x7f\x01", "\\x1B[31m\\x7F\\x01"},
       {"\xC2\x80\xC2\x9F\xC2\xA0", "\\xC2\\x80\\xC2\\x9F\xC2\xA0"},
       {"\xE2\x80\xA7\xE2\x80\xA8\xE2\x80\xA9", "\xE2\x80\xA7\\xE2\\x80\\xA8\\xE2\\x80\\xA9"},
+      {"\u202A\u202E\u202F\u2066", "\\xE2\\x80\\xAA\\xE2\\x80\\xAE\u202F\\xE2\\x81\\xA6"},  // directions
       {"T\xC3\xBCr \xE9\x96\x80 \xF0\x9F\x9A\xAA C:\\n", "T\xC3\xBCr \xE9\x96\x80 \xF0\x9F\x9A\xAA C:\\n"},
       {"\xC3(\x80\xFF", "\\xC3(\\x80\\xFF"},                  // stray bytes
       {"\xC0\x8A\xE0\x80\x8A", "\\xC0\\x8A\\xE0\\x80\\x8A"},  // overlong line breaks
@@ -60,6 +61,25 @@ TEST_F(LogTest, EveryMessageStaysOnOneLine) {
     Print("INFO", text);
     EXPECT_EQ(texts.back(), written);
   }
+}
+
+TEST_F(LogTest, AsksForThePlatformsOwnLines) {
+  std::vector<std::string> texts;
+  qv::log::SetSink([&](const qv::log::Line& line) { texts.push_back(line.category + ' ' + line.level); });
+  const auto print_all = [] {
+    for (const char* category : {"DATABASE", "CMS_SYNC"}) {
+      for (const char* level : {"ERR", "WARN", "INFO"}) {
+        QVPrintf(LOG_TYPE_DIAGNOSTIC, category, level, "source", 7, "Function", "text\n");
+      }
+    }
+  };
+  qv::log::Configure({.level = 1});
+  print_all();
+  qv::log::Configure({.level = 0, .pids = {1}});  // for another process
+  print_all();
+  EXPECT_THAT(texts,
+              testing::ElementsAre("DATABASE ERR", "CMS_SYNC ERR", "CMS_SYNC WARN", "CMS_SYNC INFO", "DATABASE ERR",
+                                   "DATABASE WARN", "CMS_SYNC ERR", "CMS_SYNC WARN", "CMS_SYNC INFO"));
 }
 
 TEST_F(LogTest, AFileThatCannotBeWrittenNeverThrows) {
