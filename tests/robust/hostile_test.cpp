@@ -123,7 +123,8 @@ TEST_F(HostileTest, LinksInPlaceOfTheDataAreNotFollowed) {
 
 TEST_F(HostileTest, MemoryStaysInProportion) {
   constexpr double kFactor = 25;
-  constexpr long kFloor = 32 * 1024;  // KiB of any run, whatever it reads
+  constexpr double kAlways = 128 * 1024;  // KiB that any document may take
+  constexpr long kFloor = 32 * 1024;      // KiB of any run, whatever it reads
   const bool is_long = std::getenv("QV_LONG_TESTS") != nullptr;
   const std::size_t megabytes = is_long ? 100 : 8;
   const std::size_t entries = is_long ? 1'000'000 : 60'000;
@@ -144,6 +145,10 @@ TEST_F(HostileTest, MemoryStaysInProportion) {
       {"{\"speaker_info\":[{\"id\":0}", ",{\"id\":#,\"name\":\"speaker #\"}", entries, "]}", kDone},
       {"{\"speaker_info\":[{}", ",{}", entries, "]}", kBadDocument},
       {"{\"x\":[", "[1],", bytes / 4, "", kBadDocument},
+      {"{\"speaker_info\":[{\"id\":1,\"name\":\"", ",", bytes, "\"}]}", kDone},
+      {"{\"speaker_info\":[{\"id\":0}", ",{\"id\":#,\"status\":1}", 40'000, "]}", kDone},
+      {"{\"speaker_info\":[{\"id\":1,\"x\":[\"\"", ",\"a text of some length\"", bytes / 24, "]}]}", kDone},
+      {"{\"POS_eventconf\":[{\"id\":1,\"x\":[\"\"", ",\"a text of some length\"", bytes / 24, "]}]}", kDone},
   };
   for (const Case& large : cases) {
     fs::remove_all(folder_ / "data");
@@ -157,7 +162,8 @@ TEST_F(HostileTest, MemoryStaysInProportion) {
     const double size = static_cast<double>(fs::file_size(folder_ / "document")) / 1024;
     const Result result = Run("--synchronous normal --log-level 0 pair 7 document");
     EXPECT_EQ(result.status, large.status) << large.start << large.repeated << ": " << result.err.substr(0, 500);
-    EXPECT_LE(static_cast<double>(result.peak_kilobytes - kFloor) / size, kFactor) << large.start << large.repeated;
+    EXPECT_LE(static_cast<double>(result.peak_kilobytes - kFloor), std::max(size * kFactor, kAlways))
+        << large.start << large.repeated;
     printf("%-40s %7.1f MiB, %7.1f MiB used\n", (large.start + large.repeated).c_str(), size / 1024,
            static_cast<double>(result.peak_kilobytes) / 1024);
   }

@@ -1,5 +1,6 @@
 #include "json/document.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <json/reader.h>
 
@@ -37,6 +38,8 @@ TEST(Document, IsReadOrRefusedWithItsPlace) {
       // Numbers
       {"{\"a\":1,\n \"b\": 1e400}", "2:7 the number 1e400 is too large"},
       {"[18446744073709551616,01]", "1:23 a number begins with 0"},
+      {"{\"1234567890123456789012\":\"\\\"1234567890123456789012\",\"a\":-1234567890123456789012}",
+       R"({"1234567890123456789012":"\"1234567890123456789012","a":-1.2345678901234568e+21})"},
       {"1e+", "1:1 the document ends early: a number lacks a digit"},
       // Structure
       {"{\"a\":1", "1:7 the document ends early: ',' or '}' is expected"},
@@ -66,6 +69,7 @@ TEST(Document, IsReadOrRefusedWithItsPlace) {
 TEST(Document, IsLimitedInDepthAndSize) {
   EXPECT_EQ(Read("[[1],{}]", {.depth = 2}), "[[1],{}]");
   EXPECT_EQ(Read("[[1],[[]]]", {.depth = 2}), "1:7 nested deeper than 2 levels");
+  EXPECT_EQ(Read("[[18446744073709551616]]", {.depth = 2}), "[[18446744073709551616.0]]");
 
   const std::string deepest = std::string(qv::json::kMaxDepth, '[') + std::string(qv::json::kMaxDepth, ']');
   const std::size_t no_limit = std::numeric_limits<std::size_t>::max();
@@ -73,6 +77,9 @@ TEST(Document, IsLimitedInDepthAndSize) {
   EXPECT_TRUE(
       QVJson::CheckEqual(ReadDocument(deepest, {.depth = no_limit}), ReadDocument(deepest, {.depth = no_limit})));
   EXPECT_EQ(Read(std::string(100000, '['), {.depth = no_limit}), "1:1001 nested deeper than 1000 levels");
+  const std::string integer = std::string(qv::json::kMaxDepth, '[') + std::string(30, '7');
+  EXPECT_THAT(Read(integer + std::string(qv::json::kMaxDepth, ']'), {.depth = no_limit}),
+              testing::HasSubstr("[7.777777777777778e+29]"));
 
   EXPECT_EQ(Read("[1]", {.size = 3}), "[1]");
   EXPECT_EQ(Read("[1] ", {.size = 3}), "0:0 larger than 3 bytes");

@@ -1,6 +1,7 @@
 #include "devices/ctrlers.h"
 
 #include "qvwebapicmssyncutils.h"
+#include "recserversavers.h"
 #include "slavezr.h"
 #include "support/hosttest.h"
 
@@ -82,6 +83,17 @@ TEST_F(Ctrlers, EntriesWithoutANumberAreTheOnesOfIdZero) {
   EXPECT_THROW(UpdateCtrlerData(7, Parse(R"([{"id":5,"door":{"id":1}}])")), Json::Exception);
   EXPECT_THROW(UpdateCtrlerData(7, Parse(R"([{"id":5,"door":[1]}])")), Json::Exception);
   EXPECT_THROW(UpdateCtrlerData(7, Parse("[5]")), Json::Exception);
+}
+
+TEST_F(Ctrlers, EntriesOfOneIdHaveARowEach) {
+  Update(R"([{"id":5,"name":"A"}])");
+  const std::string two = R"([{"id":5,"name":"A"},{"id":5,"name":"B"}])";
+  EXPECT_THAT(Update(two), ElementsAre("insert axis_acs_ctrler 2"));
+  EXPECT_THAT(Update(two), IsEmpty());
+  EXPECT_THAT(Journal([&] { SaveCtrlerFromRec(7, Parse(two)); }), IsEmpty());
+  EXPECT_THAT(Journal([] { SaveCtrlerFromRec(7, Parse(R"([{"id":5,"name":"C"}])")); }),
+              ElementsAre("update axis_acs_ctrler 1"));
+  EXPECT_THAT(Rows("SELECT id_on_rec_server,name FROM axis_acs_ctrler"), ElementsAre("5|C", "5|B"));
 }
 
 TEST_F(Ctrlers, OnlyAFailedListIsAFailure) {

@@ -76,25 +76,29 @@ TEST_F(IOModules, SettingsAndPairingsFollowModulesAndCameras) {
       "INSERT INTO iomodule (id,owner_zr_id,id_on_rec_server) VALUES (1,8,2)");
   const Json::Value document = Parse(R"({"camera_info":[{"id":3}],"iomodule_info":[{"id":1},{"id":2}],
       "iomoduleSetting":[{"id":1,"iomodule_id":2,"debounce":50}],
-      "iomoduleCamPairing":[{"id":1,"iomodule_id":2,"cam_id":3},{"id":2,"iomodule_id":1,"cam_id":9}]})");
+      "iomoduleCamPairing":[{"id":1,"iomodule_id":2,"cam_id":3},{"id":2,"iomodule_id":1,"cam_id":9},
+                            {"id":3,"iomodule_id":"2","cam_id":true}]})");
   SaveIOModuleFromRecServer(7, document["iomodule_info"], false);
   const auto apply = [&] {
     SaveIOModuleSettingFromRec(7, document["iomoduleSetting"]);
     SaveIOModuleCamPairingFromRec(7, document["iomoduleCamPairing"]);
   };
   EXPECT_THAT(Journal(apply), ElementsAre("insert iomodule_setting 1", "insert iomodule_cam_pairing 1",
-                                          "insert iomodule_cam_pairing 2"));
+                                          "insert iomodule_cam_pairing 2", "insert iomodule_cam_pairing 3"));
   EXPECT_THAT(Journal(apply), IsEmpty());
   EXPECT_THAT(Rows("SELECT iomodule_id,settings FROM iomodule_setting"),
               ElementsAre(R"(3|{"debounce":50,"id":1,"iomodule_id":3})"));
-  EXPECT_THAT(Rows("SELECT iomodule_id,camera_id FROM iomodule_cam_pairing"), ElementsAre("3|40", "2|null"));
+  EXPECT_THAT(Rows("SELECT iomodule_id,camera_id FROM iomodule_cam_pairing"),
+              ElementsAre("3|40", "2|null", "null|null"));
+  EXPECT_THAT(Rows("SELECT settings FROM iomodule_cam_pairing WHERE id=3"),
+              ElementsAre(R"({"cam_id":0,"id":3,"iomodule_id":0})"));
   Sql("DELETE FROM camera");
-  EXPECT_THAT(Rows("SELECT iomodule_id FROM iomodule_cam_pairing"), ElementsAre("2"));
+  EXPECT_THAT(Rows("SELECT iomodule_id FROM iomodule_cam_pairing"), ElementsAre("2", "null"));
   Sql("INSERT INTO emap_item (iomodule_id) VALUES (2),(3)");
   // A snapshot without the section.
   EXPECT_THAT(Update("null"), testing::Contains("log 3 RemoveExtraIOMods Remove extra IOMods [2,3] on ZR [7]."));
   for (const char* table : {"iomodule_setting", "iomodule_cam_pairing", "emap_item"}) {
-    EXPECT_THAT(Rows(std::string("SELECT id FROM ") + table), IsEmpty()) << table;
+    EXPECT_THAT(Rows(std::string("SELECT id FROM ") + table + " WHERE id<3"), IsEmpty()) << table;
   }
 }
 

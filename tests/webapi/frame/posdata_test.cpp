@@ -1,5 +1,6 @@
 #include "frame/posdata.h"
 
+#include "recserversavers.h"
 #include "support/hosttest.h"
 
 namespace {
@@ -48,9 +49,18 @@ TEST_F(PosDataTest, KeepsARowWhoseEntryIsRefused) {
               ElementsAre("log 4 UpdatePOSData Update POS [1] on ZR [7].", "The reported \"port\" does not fit pos [1]",
                           "The reported \"port\" does not fit pos [0]"));
   EXPECT_THAT(Update(R"([{"id":1,"text_rules":[{"type":1,"pattern":"TOTAL"},{"type":"x"}]}])", 3),
-              ElementsAre("The reported \"type\" does not fit pos_text_rule [0]",
-                          "The reported \"type\" does not fit pos_text_rule [0]"));
+              ElementsAre("The reported \"type\" does not fit pos_text_rule [0]"));
   EXPECT_THAT(Stored(), ElementsAre("1|7|1|A"));
+}
+
+TEST_F(PosDataTest, PairingReadsIdsAsTheSnapshotDoes) {
+  const Json::Value section = Parse(R"([{"id":"5"},{"id":5.5},{"id":true},{"id":[]},{"id":3000000000},{},7])");
+  const auto pair = [&] { EXPECT_EQ(SavePOSFromRecServer(7, section, false), 0); };
+  const testing::Matcher<std::string> refused = "Refused a device of ZR [7]";
+  EXPECT_THAT(Journal(pair), ElementsAre(refused, "insert pos 1", "insert pos 2", refused, refused, "insert pos 3"));
+  EXPECT_THAT(Journal(pair), ElementsAre(refused, refused, refused));
+  EXPECT_THAT(Stored(), ElementsAre("1|7|5|", "2|7|1|", "3|7|0|"));
+  EXPECT_THAT(Update(R"([{"id":5.5},{"id":true},{}])"), testing::IsEmpty());
 }
 
 TEST_F(PosDataTest, GoesOnAfterFailures) {
