@@ -37,6 +37,5 @@ int SaveCamObjFromRecServer(int zrId, const Json::Value& section, bool evenConfi
                             const std::string& note);
 int SaveIOModuleFromRecServer(int zrId, const Json::Value& section, bool notify);
 /// Access controllers with their doors. Several entries with one id take the rows of that id in their order; what they
-/// are more than the rows is added. Rows that an entry has been taken into by `AxisAcsCtrler::SetByJson`, on this
-/// thread and since the last call, have their entry already.
+/// are more than the rows is added.
 int SaveCtrlerFromRec(int zrId, const Json::Value& section);

@@ -1,8 +1,5 @@
 #include "axisacsctrler.h"
 
-#include <unordered_set>
-#include <utility>
-
 #include "../db/database.h"
 #include "../record/attempt.h"
 #include "../record/import.h"
@@ -30,11 +27,6 @@ void TakeEntry(AxisAcsCtrler& ctrler, const Json::Value& entry, HostIdLookup& lo
   CtrlerTable().Apply(ctrler, entry);
   ctrler.SetDoorList(doors);
 }
-
-/// The rows that entries of a snapshot have been taken into on this thread since `SaveCtrlerFromRec` was last given the
-/// entries that found no row. Of these, one with the id of such a row is another controller: it must not take the row
-/// from the entry that has it.
-thread_local std::unordered_set<int> rows_taken;
 
 /// The entry of a slave's section in the host's terms, for the host's controller of that id.
 Json::Value InHostTerms(const Json::Value& reported, const AxisAcsCtrler& ctrler, int zr_id) {
@@ -72,10 +64,10 @@ int AxisDoor::Save() {
 int AxisAcsCtrler::SetByJson(const Json::Value& entry) {
   if (!entry.isObject()) return 0;
   HostIdLookup lookup(entry["zr_id"].isInt() ? entry["zr_id"].asInt() : GetOwnerZrId());
-  const int result =
-      record::Attempt("look up the cameras of", "axis_acs_ctrler", GetId(), [&] { TakeEntry(*this, entry, lookup); });
-  if (GetId() != 0) rows_taken.insert(GetId());
-  return result == 0 ? 1 : 0;
+  return record::Attempt("look up the cameras of", "axis_acs_ctrler", GetId(),
+                         [&] { TakeEntry(*this, entry, lookup); }) == 0
+             ? 1
+             : 0;
 }
 
 int AxisAcsCtrler::Save() {
@@ -117,13 +109,11 @@ int GetDoorZrIdMap(std::unordered_map<int, int>& doorToZr) {
 }
 
 int SaveCtrlerFromRec(int zrId, const Json::Value& section) {
-  const std::unordered_set<int> taken = std::exchange(rows_taken, {});
   if (section.isNull()) return 0;
   return record::Attempt("import the section of", "axis_acs_ctrler", zrId, [&] {
     const record::Where of_this_server = record::Where().Is("owner_zr_id", zrId);
     std::list<AxisAcsCtrler> held = CtrlerTable().Select(of_this_server);
     LoadDoors(held, of_this_server);
-    held.remove_if([&](const AxisAcsCtrler& ctrler) { return taken.count(ctrler.GetId()) > 0; });
     HostIdLookup lookup(zrId);
     const auto take = [&](AxisAcsCtrler& ctrler, const Json::Value& entry) {
       if (!entry.isObject()) return;
