@@ -8,15 +8,18 @@
 
 namespace QVJson {
 
-/// Whether two values mean the same once both have been through the host's database, whose columns have one type
-/// each: what was sent as an int may come back as a bool, what was sent as a double may come back as a float.
+/// Whether two records, or two values of one column, mean the same once both have been through the host's database,
+/// whose columns have one type each: what was sent as an int may come back as a bool, what was sent as a double may
+/// come back as a float.
 ///
 /// - null equals null, an absent member equals a null member
 /// - numbers are compared by value: 1 equals 1.0; two integers are compared exactly
 /// - a double equals the float nearest to it: 0.1 equals the widened 0.1f, in either order
-/// - a bool equals a number when the number, read as a bool, is that bool: true equals 1 and 7, false equals 0
-/// - a number equals the text that a text column keeps of it: 5 equals "5"
+/// - true equals 1, false equals 0, and neither equals another number
 /// - texts are compared byte by byte, arrays element by element in order, objects member by member
+///
+/// Inside an array, and inside an object that is a member, nothing has been through a column: there a bool equals no
+/// number, and a double no float but itself.
 bool CheckEqual(const Json::Value& left, const Json::Value& right);
 
 }  // namespace QVJson

@@ -23,8 +23,9 @@ int SaveIOModuleSettingFromRec(int zrId, const Json::Value& section);
 int SaveIOModuleCamPairingFromRec(int zrId, const Json::Value& section);
 int SavePOSEventConfFromRecServer(int zrId, const Json::Value& section);
 
-/// Importers of devices: every entry is added, or brings the row with its id on the slave up to date. Rows that the
-/// section does not name are left alone.
+/// Importers of devices: every entry is added, or brings the row with its id on the slave up to date. An entry without
+/// an id counts as one of id 0; one whose id is no integer is refused with one log line (a controller's counts as 0).
+/// Rows that the section does not name are left alone.
 ///
 /// @param notify  tell the message daemon which devices came
 int SavePOSFromRecServer(int zrId, const Json::Value& section, bool notify);
@@ -35,5 +36,6 @@ int SaveSpeakerFromRecServer(int zrId, const Json::Value& section);
 int SaveCamObjFromRecServer(int zrId, const Json::Value& section, bool evenConfiguring, bool notify,
                             const std::string& note);
 int SaveIOModuleFromRecServer(int zrId, const Json::Value& section, bool notify);
-/// Access controllers with their doors. Of several entries with one id, the last one is kept, in one row.
+/// Access controllers with their doors. Several entries with one id take the rows of that id in their order; what they
+/// are more than the rows is added.
 int SaveCtrlerFromRec(int zrId, const Json::Value& section);

@@ -31,7 +31,7 @@ void TakeEntry(AxisAcsCtrler& ctrler, const Json::Value& entry, HostIdLookup& lo
 /// The entry of a slave's section in the host's terms, for the host's controller of that id.
 Json::Value InHostTerms(const Json::Value& reported, const AxisAcsCtrler& ctrler, int zr_id) {
   Json::Value entry = reported;
-  entry["id_on_rec"] = record::EntryId(reported);
+  entry["id_on_rec"] = record::IntIdOrZero(reported);
   entry["id"] = ctrler.GetId();
   entry["zr_id"] = zr_id;
   if (Json::Value& doors = entry[kDoorKey]; doors.isArray() || doors.isNull()) {
@@ -115,10 +115,11 @@ int SaveCtrlerFromRec(int zrId, const Json::Value& section) {
     std::list<AxisAcsCtrler> held = CtrlerTable().Select(of_this_server);
     LoadDoors(held, of_this_server);
     HostIdLookup lookup(zrId);
-    record::ImportSection(std::move(held), zrId, section, [&](AxisAcsCtrler& ctrler, const Json::Value& entry) {
+    const auto take = [&](AxisAcsCtrler& ctrler, const Json::Value& entry) {
       if (!entry.isObject()) return;
       TakeEntry(ctrler, InHostTerms(entry, ctrler, zrId), lookup);
       ctrler.Save();
-    });
+    };
+    record::ImportSection(std::move(held), zrId, section, record::IntIdOrZero, take, [](const AxisAcsCtrler&) {});
   });
 }

@@ -18,13 +18,13 @@ namespace {
 
 /// Whether someone has put the entry into the host's terms, for this door. A server may use the key for itself.
 bool IsInHostTerms(const Json::Value& entry, const AxisDoor& door) {
-  return entry.isObject() && entry.isMember(kHostTermsKey) && record::EntryId(entry) == door.GetId();
+  return entry.isObject() && entry.isMember(kHostTermsKey) && record::IntIdOrZero(entry) == door.GetId();
 }
 
 /// A door entry as its server reports it, in the host's terms.
 Json::Value InHostTerms(const Json::Value& reported, int host_id, int zr_id, HostIdLookup& lookup) {
   Json::Value entry = reported;
-  entry[kHostTermsKey] = record::EntryId(reported);
+  entry[kHostTermsKey] = record::IntIdOrZero(reported);
   entry["id"] = host_id;
   const Json::Value& camera = reported["cam_id"];
   const int camera_id = camera.isInt() ? lookup.Find(CameraTable(), camera.asInt()) : 0;

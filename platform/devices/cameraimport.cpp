@@ -46,7 +46,6 @@ int SaveCamObjFromRecServer(int zrId, const Json::Value& section, bool evenConfi
     EdgeStorages edges(of_the_server);
     record::ImportSection(CameraTable().Select(of_the_server), zrId, section,
                           [&](Camera& camera, const Json::Value& entry) {
-                            if (!entry.isObject()) return;
                             TakeCamera(camera, entry, evenConfiguring, note);
                             if (camera.GetId() != 0) edges.Take(camera, entry["edgeStorage"]);
                           });

@@ -23,11 +23,12 @@ class HostIdLookup {
     return found == ids->second.end() ? 0 : found->second;
   }
 
-  /// Rewrites the id that `settings` holds under `key` to the host's. @return the host's id; 0 when there is none
+  /// Rewrites the id that `settings` holds under `key` to the host's; what is no int is no device's id.
+  /// @return the host's id; 0 when there is none
   int Rewrite(Json::Value& settings, const char* key, const record::AnyTable& devices) {
     const Json::Value* id = settings.isObject() ? &std::as_const(settings)[key] : nullptr;
-    if (id == nullptr || !id->isInt()) return 0;
-    const int host_id = Find(devices, id->asInt());
+    if (id == nullptr || id->isNull()) return 0;
+    const int host_id = id->isInt() ? Find(devices, id->asInt()) : 0;
     settings[key] = host_id;
     return host_id;
   }

@@ -35,14 +35,14 @@ using namespace qv::devices;  // NOLINT(google-build-using-namespace)
 // NOLINTNEXTLINE(performance-unnecessary-value-param): the package's signature
 int POS::IsCfgChged(Json::Value entry) const {
   if (!entry.isObject()) return 0;
-  const ReportedRule reported = ReadReportedRule(entry);
+  const ReportedRule reported = ReadReportedRule(entry, false);
   if (!reported.possible || (reported.rule && !(reported.rule.Value() == rule_))) return 1;
   return PosTable().Differs(*this, entry) ? 1 : 0;
 }
 
 int POS::SetByJson(const Json::Value& entry, bool fromRecServer, int hostId) {
   if (!entry.isObject()) return 0;
-  const ReportedRule reported = ReadReportedRule(entry);
+  const ReportedRule reported = ReadReportedRule(entry, true);
   const int id_on_rec_server = GetIdOnRecServer();
   const int id = GetId();
   SetId(hostId);

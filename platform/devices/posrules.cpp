@@ -37,14 +37,16 @@ const record::Table<TextRuleRow, PosTextRuleData::Fields>& RuleTable() {
 
 const record::AnyTable& PosTextRuleTable() { return RuleTable(); }
 
-ReportedRule ReadReportedRule(const Json::Value& entry) {
+ReportedRule ReadReportedRule(const Json::Value& entry, bool told) {
   const Json::Value& reported = entry[kTextRulesKey];
   if (reported.isNull()) return {};
   if (!reported.isArray()) return {.possible = false, .rule = {}};
   PosParsingRule rule;
   for (const Json::Value& element : reported) {
     TextRuleRow row;
-    if (!RuleTable().Apply(row, element)) return {.possible = false, .rule = {}};
+    if ((!told && !RuleTable().Fits(row, element)) || !RuleTable().Apply(row, element)) {
+      return {.possible = false, .rule = {}};
+    }
     rule.rules.push_back(row.Rule());
   }
   return {.possible = true, .rule = std::move(rule)};

@@ -18,7 +18,8 @@ struct ReportedRule {
   bool possible = true;           ///< false: a rule has an impossible type, or the rules are no array
   Optional<PosParsingRule> rule;  ///< empty: nothing is said
 };
-ReportedRule ReadReportedRule(const Json::Value& entry);
+/// @param told  log what is impossible
+ReportedRule ReadReportedRule(const Json::Value& entry, bool told);
 
 /// Gives each terminal of `list` its rules. @param selection the terminals that the list holds
 void LoadRules(std::list<POS>& list, const record::Where& selection);

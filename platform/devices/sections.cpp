@@ -69,10 +69,9 @@ bool Take(SectionEntry& row, const Json::Value& entry, HostIdLookup& lookup) {
   const int pos_id = lookup.Rewrite(settings, "pos_id", PosTable());
   RewriteDoors(settings, lookup);
   const bool same = row.GetId() != 0 && camera_id == row.GetCameraId() && iomodule_id == row.GetIOModuleId() &&
-                    pos_id == row.GetPosId() &&
-                    QVJson::CheckEqual(record::ParseStored(row.GetSettings().text), settings);
+                    pos_id == row.GetPosId() && record::Holds(row.GetSettings(), settings);
   if (same) return false;
-  row.SetIdOnRecServer(record::EntryId(entry));
+  row.SetIdOnRecServer(record::IntIdOrZero(entry));
   row.SetCameraId(camera_id);
   row.SetIOModuleId(iomodule_id);
   row.SetPosId(pos_id);
@@ -87,7 +86,7 @@ int ReplaceSection(const SectionTable& table, int zrId, const Json::Value& secti
     db::AllOrNothing whole;
     HostIdLookup lookup(zrId);
     record::ImportSection(
-        table.Select(of_slave), zrId, section,
+        table.Select(of_slave), zrId, section, record::IntIdOrZero,
         [&](SectionEntry& row, const Json::Value& entry) {
           if (Take(row, entry, lookup)) table.Save(row);
         },

@@ -1,19 +1,19 @@
 #include "document.h"
 
 #include <fcntl.h>
-#include <json/reader.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <charconv>
 #include <cstring>
-#include <memory>
 #include <new>
 #include <optional>
 
 #include "convert.h"
+#include "memory.h"
 #include "syntax.h"
 
 namespace qv::json {
@@ -37,41 +37,57 @@ DocumentError ErrorAt(std::string_view text, const Problem& problem) {
   return {problem.reason, line, column};
 }
 
-/// A value of two bytes becomes a node of a hundred: a text of such would take the host's memory many times over. What
-/// reading takes may come to this many times the text, so that applying it has room too.
-constexpr std::size_t kMaxMemoryPerByte = 17;
-constexpr std::size_t kAlwaysAllowed = std::size_t{16} * 1024 * 1024;
+/// A document may always take this much memory, or this many times its text.
+constexpr std::size_t kAlwaysAllowed = std::size_t{128} * 1024 * 1024;
+constexpr std::size_t kAllowedPerByte = 24;
 
-/// What the parser and the values take, in bytes, estimated from the characters that begin or join values.
-std::size_t EstimateMemory(std::string_view text) {
-  constexpr std::size_t kValue = 116;
-  constexpr std::size_t kName = 48;
-  constexpr std::size_t kContainer = 72;
-  const auto count = [&](char character) {
-    return static_cast<std::size_t>(std::count(text.begin(), text.end(), character));
+void CheckMemory(const simdjson::dom::element& root, std::size_t text_size) {
+  if (MostMemory(text_size) <= kAlwaysAllowed) return;
+  const std::size_t memory = CountMemory(root, text_size);
+  const std::size_t allowed = std::max(kAlwaysAllowed, text_size * kAllowedPerByte);
+  if (memory <= allowed) return;
+  throw DocumentError("too many values for its size: it would take " + std::to_string(memory >> 20) + " MiB of the " +
+                          std::to_string(allowed >> 20) + " MiB that it may; leave out what the host need not know",
+                      0, 0);
+}
+
+bool IsNumberCharacter(char character) {
+  return (character >= '0' && character <= '9') || character == '-' || character == '+' || character == '.' ||
+         character == 'e' || character == 'E';
+}
+
+/// Whether `number` is an integer of more than 64 bits.
+bool IsLargeInteger(std::string_view number) {
+  if (number.find_first_of(".eE") != std::string_view::npos) return false;
+  const auto is_too_large = [number](auto integer) {
+    return std::from_chars(number.data(), number.data() + number.size(), integer).ec != std::errc();
   };
-  const std::size_t containers = count('{') + count('[');
-  return text.size() + (count(',') + containers) * kValue + count(':') * kName + containers * kContainer;
+  return is_too_large(std::int64_t{}) && is_too_large(std::uint64_t{});
 }
 
-void CheckMemory(std::string_view text) {
-  const std::size_t memory = EstimateMemory(text);
-  if (memory <= kAlwaysAllowed || memory / kMaxMemoryPerByte <= text.size()) return;
-  throw DocumentError("too many values for its size: it would take " + std::to_string(memory >> 20) + " MiB", 0, 0);
-}
-
-/// Reads what the fast parser refuses and is a document none the less: one with an integer of more than 64 bits.
-Json::Value ReadWithLargeIntegers(std::string_view text) {
-  Json::CharReaderBuilder builder;
-  Json::CharReaderBuilder::strictMode(&builder.settings_);
-  builder["strictRoot"] = false;
-  const std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
-  Json::Value value;
-  std::string errors;
-  if (!reader->parse(text.data(), text.data() + text.size(), &value, &errors)) {
-    throw DocumentError(errors, 0, 0);
+/// A document in which integers of more than 64 bits are written as the doubles that they become, since the fast parser
+/// refuses them otherwise. The text has room for that parser behind it.
+std::string WithLargeIntegersAsDoubles(std::string_view text) {
+  std::string result;
+  result.reserve(text.size() + simdjson::SIMDJSON_PADDING);
+  bool in_string = false;
+  for (std::size_t i = 0; i < text.size();) {
+    std::size_t length = 1;
+    if (in_string) {
+      length = text[i] == '\\' ? 2 : 1;
+      in_string = text[i] != '"';
+    } else if (text[i] == '"') {
+      in_string = true;
+    } else {
+      while (IsNumberCharacter(text[i]) && i + length < text.size() && IsNumberCharacter(text[i + length])) ++length;
+    }
+    const std::string_view piece = text.substr(i, length);
+    result += piece;
+    if (!in_string && length > 1 && IsLargeInteger(piece)) result += ".0";
+    i += length;
   }
-  return value;
+  result.reserve(result.size() + simdjson::SIMDJSON_PADDING);
+  return result;
 }
 
 /// Owns a file descriptor.
@@ -105,40 +121,53 @@ simdjson::dom::parser& ParserOfSmallDocuments() {
 constexpr std::size_t kSmallDocument = 4096;  ///< bytes
 
 /// @param is_padded the parser may look at `SIMDJSON_PADDING` bytes behind the text; otherwise it copies the text
+/// @return none when the fast parser refuses the text
+std::optional<Json::Value> Parse(std::string_view text, bool is_padded, std::size_t depth, const ReadLimits& limits) {
+  simdjson::dom::parser parser_of_its_own;
+  const bool is_small = text.size() <= kSmallDocument;
+  simdjson::dom::parser& parser = is_small ? ParserOfSmallDocuments() : parser_of_its_own;
+  simdjson::error_code error = simdjson::SUCCESS;
+  // The parser counts the document as a level of its own.
+  if (!is_small || parser.max_depth() != depth + 1 || parser.capacity() < kSmallDocument) {
+    error = parser.allocate(is_small ? kSmallDocument : text.size(), depth + 1);
+  }
+  simdjson::dom::element root;
+  if (error == simdjson::SUCCESS) {
+    error = parser.parse(text.data(), text.size(), !is_padded).get(root);
+  }
+  if (error == simdjson::MEMALLOC) {
+    throw std::bad_alloc();
+  }
+  if (error != simdjson::SUCCESS) {
+    return std::nullopt;
+  }
+  if (limits.memory) {
+    CheckMemory(root, text.size());
+  }
+  Json::Value value;
+  if (!Converter().Convert(root, value, depth)) {
+    return std::nullopt;
+  }
+  return value;
+}
+
 Json::Value Read(std::string_view text, bool is_padded, const ReadLimits& limits) {
   if (text.size() > limits.size) {
     throw TooLarge(limits);
   }
   const std::size_t depth = std::min(limits.depth, kMaxDepth);
   if (!text.starts_with("\xEF\xBB\xBF")) {
-    simdjson::dom::parser parser_of_its_own;
-    const bool is_small = text.size() <= kSmallDocument;
-    simdjson::dom::parser& parser = is_small ? ParserOfSmallDocuments() : parser_of_its_own;
-    simdjson::error_code error = simdjson::SUCCESS;
-    // The parser counts the document as a level of its own.
-    if (!is_small || parser.max_depth() != depth + 1 || parser.capacity() < kSmallDocument) {
-      error = parser.allocate(is_small ? kSmallDocument : text.size(), depth + 1);
-    }
-    simdjson::dom::element root;
-    if (error == simdjson::SUCCESS) {
-      error = parser.parse(text.data(), text.size(), !is_padded).get(root);
-    }
-    if (error == simdjson::MEMALLOC) {
-      throw std::bad_alloc();
-    }
-    if (error == simdjson::SUCCESS) {
-      CheckMemory(text);
-    }
-    Json::Value value;
-    if (error == simdjson::SUCCESS && Converter().Convert(root, value, depth)) {
-      return value;
+    if (std::optional<Json::Value> value = Parse(text, is_padded, depth, limits)) {
+      return *std::move(value);
     }
   }
   if (const std::optional<Problem> problem = FindProblem(text, depth)) {
     throw ErrorAt(text, *problem);
   }
-  CheckMemory(text);
-  return ReadWithLargeIntegers(text);
+  if (std::optional<Json::Value> value = Parse(WithLargeIntegersAsDoubles(text), true, depth, limits)) {
+    return *std::move(value);
+  }
+  throw DocumentError("the parser refuses it", 0, 0);
 }
 
 }  // namespace

@@ -1,8 +1,8 @@
-#include <charconv>
+#include "equal.h"
+
 #include <cmath>
 #include <limits>
-#include <optional>
-#include <utility>
+#include <string_view>
 
 #include "qvjson.h"
 
@@ -45,6 +45,7 @@ bool IsKeptAsFloat(double sent, double stored) {
          static_cast<double>(static_cast<float>(sent)) == stored;
 }
 
+/// By value.
 bool EqualNumbers(const Json::Value& left, const Json::Value& right) {
   if (IsInteger(left) && IsInteger(right)) {
     return EqualIntegers(left, right);
@@ -55,9 +56,21 @@ bool EqualNumbers(const Json::Value& left, const Json::Value& right) {
   if (IsInteger(right)) {
     return EqualIntegerAndDouble(right, left.asDouble());
   }
-  const double a = left.asDouble();
-  const double b = right.asDouble();
-  return a == b || IsKeptAsFloat(a, b) || IsKeptAsFloat(b, a);
+  return left.asDouble() == right.asDouble();
+}
+
+bool EqualNumbersOrFloats(const Json::Value& left, const Json::Value& right) {
+  if (EqualNumbers(left, right)) {
+    return true;
+  }
+  if (IsInteger(left) || IsInteger(right)) {
+    return false;
+  }
+  return IsKeptAsFloat(left.asDouble(), right.asDouble()) || IsKeptAsFloat(right.asDouble(), left.asDouble());
+}
+
+bool EqualBoolAndNumber(const Json::Value& flag, const Json::Value& number) {
+  return number.asDouble() == (flag.asBool() ? 1.0 : 0.0);
 }
 
 std::string_view TextOf(const Json::Value& value) {
@@ -67,49 +80,14 @@ std::string_view TextOf(const Json::Value& value) {
   return {begin, end};
 }
 
-template <class Number>
-std::optional<Json::Value> Parse(std::string_view text) {
-  Number number{};
-  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-  if (error != std::errc() || end != text.data() + text.size()) {
-    return std::nullopt;
-  }
-  return Json::Value(number);
-}
-
-/// The number that a text column holds as `text`; none for a text that no number is written as, such as "007".
-std::optional<Json::Value> ParseNumber(std::string_view text) {
-  const auto is_digit = [](char letter) { return letter >= '0' && letter <= '9'; };
-  const std::string_view digits = text.substr(text.starts_with('-') ? 1 : 0);
-  if (digits.empty() || !is_digit(digits.front()) || !is_digit(digits.back()) ||
-      (digits.size() > 1 && digits[0] == '0' && is_digit(digits[1]))) {
-    return std::nullopt;
-  }
-  if (auto number = Parse<Json::LargestInt>(text)) {
-    return number;
-  }
-  if (auto number = Parse<Json::LargestUInt>(text)) {
-    return number;
-  }
-  return Parse<double>(text);
-}
-
-bool EqualNumberAndText(const Json::Value& number, const Json::Value& text) {
-  const std::optional<Json::Value> parsed = ParseNumber(TextOf(text));
-  return parsed && EqualNumbers(number, *parsed);
-}
-
-bool EqualBoolAndNumber(const Json::Value& flag, const Json::Value& number) {
-  return flag.asBool() == (number.asDouble() != 0.0);
-}
-
-bool EqualArrays(const Json::Value& left, const Json::Value& right) {
+template <class Equal>
+bool EqualArrays(const Json::Value& left, const Json::Value& right, Equal equal) {
   if (left.size() != right.size()) {
     return false;
   }
   // By index: an array may have gaps, which read as null.
   for (Json::ArrayIndex i = 0; i < left.size(); ++i) {
-    if (!QVJson::CheckEqual(left[i], right[i])) {
+    if (!equal(left[i], right[i])) {
       return false;
     }
   }
@@ -117,12 +95,13 @@ bool EqualArrays(const Json::Value& left, const Json::Value& right) {
 }
 
 /// Whether each member of `left` equals the member of `right`, where an absent one is null.
-bool HasEqualMembers(const Json::Value& left, const Json::Value& right) {
+template <class Equal>
+bool HasEqualMembers(const Json::Value& left, const Json::Value& right, Equal equal) {
   for (auto member = left.begin(); member != left.end(); ++member) {
     const char* name_end = nullptr;
     const char* const name = member.memberName(&name_end);
     const Json::Value* const other = right.find(name, name_end);
-    if (other == nullptr ? !member->isNull() : !QVJson::CheckEqual(*member, *other)) {
+    if (other == nullptr ? !member->isNull() : !equal(*member, *other)) {
       return false;
     }
   }
@@ -141,20 +120,30 @@ bool HasNoMoreThan(const Json::Value& left, const Json::Value& right) {
   return true;
 }
 
-/// The rules that are stated for one order of the two types.
-bool EqualAcrossTypes(const Json::Value& left, const Json::Value& right) {
-  return (left.isBool() && IsNumber(right) && EqualBoolAndNumber(left, right)) ||
-         (IsNumber(left) && right.isString() && EqualNumberAndText(left, right));
+template <class Equal>
+bool EqualObjects(const Json::Value& left, const Json::Value& right, Equal equal) {
+  return HasEqualMembers(left, right, equal) && HasNoMoreThan(right, left);
+}
+
+/// Two values of which one is what a typed column keeps and the other what was sent for it.
+bool EqualInColumn(const Json::Value& left, const Json::Value& right) {
+  if (left.isBool() && IsNumber(right)) {
+    return EqualBoolAndNumber(left, right);
+  }
+  if (IsNumber(left) && right.isBool()) {
+    return EqualBoolAndNumber(right, left);
+  }
+  return IsNumber(left) && IsNumber(right) ? EqualNumbersOrFloats(left, right) : qv::json::AreSame(left, right);
 }
 
 }  // namespace
 
-bool QVJson::CheckEqual(const Json::Value& left, const Json::Value& right) {
+bool qv::json::AreSame(const Json::Value& left, const Json::Value& right) {
   if (IsNumber(left) && IsNumber(right)) {
     return EqualNumbers(left, right);
   }
   if (left.type() != right.type()) {
-    return EqualAcrossTypes(left, right) || EqualAcrossTypes(right, left);
+    return false;
   }
   switch (left.type()) {
     case Json::booleanValue:
@@ -162,10 +151,14 @@ bool QVJson::CheckEqual(const Json::Value& left, const Json::Value& right) {
     case Json::stringValue:
       return TextOf(left) == TextOf(right);
     case Json::arrayValue:
-      return EqualArrays(left, right);
+      return EqualArrays(left, right, AreSame);
     case Json::objectValue:
-      return HasEqualMembers(left, right) && HasNoMoreThan(right, left);
+      return EqualObjects(left, right, AreSame);
     default:
       return true;  // both null
   }
+}
+
+bool QVJson::CheckEqual(const Json::Value& left, const Json::Value& right) {
+  return left.isObject() && right.isObject() ? EqualObjects(left, right, EqualInColumn) : EqualInColumn(left, right);
 }

@@ -1,5 +1,6 @@
 /// A slave's entry beside a record: comparison, taking over, and the way back to JSON.
 #include "../db/database.h"
+#include "../json/equal.h"
 #include "dbglog.h"
 #include "fieldindex.h"
 #include "fieldvalue.h"
@@ -12,6 +13,9 @@ namespace {
 /// Reported members without a field, collected while an entry is walked.
 class UnknownMembers {
  public:
+  /// Some hundred times what a device reports. A slave that made up new keys for ever would fill the host otherwise.
+  static constexpr std::size_t kMostMerged = std::size_t{1024} * 1024;
+
   void Add(std::string_view key, const Json::Value& value) {
     if (value.isNull()) return;
     text_ +=
@@ -19,23 +23,30 @@ class UnknownMembers {
     members_.emplace_back(key, &value);
   }
 
-  /// Whether `held` lacks any of them or holds another value.
+  /// Whether `held` lacks any of them or holds another value. A text that cannot be read is left as it is: what it
+  /// holds is lost for good once it is written over.
   bool DifferFrom(const JsonText& held) const {
     if (members_.empty() || held.text == text_ + '}') return false;
+    if (held.text.empty()) return true;
     const Json::Value stored = ParseStored(held.text);
+    if (!stored.isObject()) return false;
     for (const auto& [key, value] : members_) {
-      const Json::Value* found = stored.isObject() ? stored.find(key.data(), key.data() + key.size()) : nullptr;
-      if (found == nullptr || !QVJson::CheckEqual(*found, *value)) return true;
+      const Json::Value* found = stored.find(key.data(), key.data() + key.size());
+      if (found == nullptr || !json::AreSame(*found, *value)) return true;
     }
     return false;
   }
 
-  /// Puts them into `held` beside the members that were not reported this time.
+  /// Puts them into `held` beside the members that were not reported this time, for which there is no more room than
+  /// `kMostMerged` leaves.
   void MergeInto(JsonText& held) const {
-    Json::Value stored = ParseStored(held.text);
-    if (!stored.isObject()) stored = Json::Value(Json::objectValue);
-    for (const auto& [key, value] : members_) stored[std::string(key)] = *value;
-    held.text = JsonWrite(stored, true);
+    std::string merged;
+    if (!held.text.empty() && text_.size() <= kMostMerged) {
+      Json::Value stored = ParseStored(held.text);
+      for (const auto& [key, value] : members_) stored[std::string(key)] = *value;
+      merged = JsonWrite(stored, true);
+    }
+    held.text = merged.empty() || merged.size() > kMostMerged ? text_ + '}' : std::move(merged);
   }
 
  private:
@@ -78,22 +89,28 @@ bool AnyTable::Differs(const void* record, const Json::Value& entry) const {
   return !same || (index_->extra() != nullptr && unknown.DifferFrom(ExtraOf(*index_->extra(), record)));
 }
 
-bool AnyTable::Fits(const void* record, const Json::Value& entry) const {
+const Field* AnyTable::FindMisfit(const void* record, const Json::Value& entry) const {
   const int host_id = HostId(record);
-  return index_->Walk(
+  const Field* misfit = nullptr;
+  index_->Walk(
       entry,
       [&](const Field& field, const Json::Value& value) {
-        if (IsKept(field, host_id) || CompareField(field, record, value) != Fit::Misfit) return true;
-        LogMisfit(name_, host_id, field, options_.misfit);
-        return false;
+        if (!IsKept(field, host_id) && CompareField(field, record, value) == Fit::Misfit) misfit = &field;
+        return misfit == nullptr;
       },
       [](std::string_view, const Json::Value&) { return true; });
+  return misfit;
 }
 
 bool AnyTable::Apply(void* record, const Json::Value& entry) const {
   if (!entry.isObject()) return false;
   const int host_id = HostId(record);
-  if (options_.misfit == Misfit::RefuseEntry && !Fits(record, entry)) return false;
+  if (options_.misfit == Misfit::RefuseEntry) {
+    if (const Field* misfit = FindMisfit(record, entry)) {
+      LogMisfit(name_, host_id, *misfit, options_.misfit);
+      return false;
+    }
+  }
   UnknownMembers unknown;
   index_->Walk(
       entry,

@@ -6,6 +6,7 @@
 
 #include "../db/database.h"
 #include "../json/document.h"
+#include "../json/equal.h"
 #include "../json/write.h"
 #include "qvjson.h"
 
@@ -95,11 +96,7 @@ Fit TakeText(std::string& held, const Json::Value& value, bool write) {
 }
 
 Fit TakeJson(JsonText& held, const Json::Value& value, bool write) {
-  const json::Written written = json::CompareWritten(value, held.text);
-  if (written == json::Written::Same) return Fit::Same;
-  if (written == json::Written::Unclear && !held.text.empty() && QVJson::CheckEqual(ParseStored(held.text), value)) {
-    return Fit::Same;
-  }
+  if (Holds(held, value)) return Fit::Same;
   if (write) held.text = JsonWrite(value, true);
   return Fit::Differs;
 }
@@ -108,6 +105,8 @@ Fit Take(const Field& field, void* record, const Json::Value& value, bool write)
   if (value.isNull()) return Fit::Same;
   switch (field.type) {
     case ValueType::Int: {
+      // Nobody finds a row again by an id that is a text.
+      if (field.info.role == FieldRole::IdOnSlave && value.isString()) return Fit::Misfit;
       int number = 0;
       return ToInt(value, number) ? Take(ValueAt<int>(field, record), number, write) : Fit::Misfit;
     }
@@ -241,10 +240,18 @@ Fit CompareField(const Field& field, const void* record, const Json::Value& valu
 
 Fit TakeField(const Field& field, void* record, const Json::Value& value) { return Take(field, record, value, true); }
 
+bool Holds(const JsonText& held, const Json::Value& value) {
+  const json::Written written = json::CompareWritten(value, held.text);
+  return written == json::Written::Same ||
+         (written == json::Written::Unclear && !held.text.empty() && json::AreSame(ParseStored(held.text), value));
+}
+
 Json::Value ParseStored(std::string_view text) {
   if (text.empty()) return {};
   try {
-    return json::ReadDocument(text, json::ReadLimits{.depth = json::kMaxDepth});
+    // The host wrote it: what a slave may send was judged when it came.
+    return json::ReadDocument(
+        text, {.depth = json::kMaxDepth, .size = std::numeric_limits<std::size_t>::max(), .memory = false});
   } catch (const json::DocumentError&) {
     return {};
   }

@@ -32,6 +32,9 @@ Fit CompareField(const Field& field, const void* record, const Json::Value& valu
 /// The same, and takes a value that differs into the record.
 Fit TakeField(const Field& field, void* record, const Json::Value& value);
 
+/// Whether the text is that of a value which means the same as `value`.
+bool Holds(const JsonText& held, const Json::Value& value);
+
 /// JSON text that the host stored, as a value; null for an empty or damaged text.
 Json::Value ParseStored(std::string_view text);
 

@@ -6,12 +6,24 @@
 
 #include <list>
 #include <map>
+#include <optional>
 #include <utility>
+
+#include "attempt.h"
 
 namespace qv::record {
 
-/// The entry's "id" on its slave; 0 when it has none that fits an int.
-inline int EntryId(const Json::Value& entry) {
+/// A device's "id" on its slave, read as the snapshots' steps read it: 0 when it is absent, a fraction cut off, a bool
+/// as 0 or 1. None when it is of another kind or does not fit an int, or the entry is no object.
+inline std::optional<int> DeviceId(const Json::Value& entry) {
+  if (!entry.isObject()) return std::nullopt;
+  const Json::Value& id = entry["id"];
+  if (id.isString() || !id.isConvertibleTo(Json::intValue)) return std::nullopt;
+  return id.asInt();
+}
+
+/// The "id" of an entry that needs none; 0 when it is no int.
+inline int IntIdOrZero(const Json::Value& entry) {
   const Json::Value& id = entry.isObject() ? entry["id"] : Json::Value::nullSingleton();
   return id.isInt() ? id.asInt() : 0;
 }
@@ -19,14 +31,18 @@ inline int EntryId(const Json::Value& entry) {
 /// Hands each entry of `section` to `take(record, entry)`, with the row of `rows` that has its id on the slave, or
 /// with a blank record when there is none (left); the owner is set to `zrId` beforehand. Several rows with one id are
 /// used up in their order. In the end `rest(row)` is called for every row that no entry was handed with.
-template <class Record, class Take, class Rest>
-void ImportSection(std::list<Record> rows, int zrId, const Json::Value& section, Take&& take, Rest&& rest) {
+/// @param id_of  gives an entry's id; an entry without one is passed over
+template <class Record, class IdOf, class Take, class Rest>
+void ImportSection(std::list<Record> rows, int zrId, const Json::Value& section, IdOf&& id_of, Take&& take,
+                   Rest&& rest) {
   std::map<int, std::list<Record*>> by_id;
   for (Record& row : rows) by_id[row.GetIdOnRecServer()].push_back(&row);
   for (const Json::Value& entry : section) {
+    const std::optional<int> id = id_of(entry);
+    if (!id) continue;
     Record blank;
     Record* record = &blank;
-    if (const auto found = by_id.find(EntryId(entry)); found != by_id.end() && !found->second.empty()) {
+    if (const auto found = by_id.find(*id); found != by_id.end() && !found->second.empty()) {
       record = found->second.front();
       found->second.pop_front();
     }
@@ -38,10 +54,16 @@ void ImportSection(std::list<Record> rows, int zrId, const Json::Value& section,
   }
 }
 
-/// The same for an import that leaves rows which the section does not name alone: the next snapshot decides about them.
+/// The same for devices. An entry whose id is of no use is refused, with one log line; rows which the section does
+/// not name are left alone: the next snapshot decides about them.
 template <class Record, class Take>
 void ImportSection(std::list<Record> rows, int zrId, const Json::Value& section, Take&& take) {
-  ImportSection(std::move(rows), zrId, section, take, [](const Record&) {});
+  const auto id_of = [&](const Json::Value& entry) {
+    const std::optional<int> id = DeviceId(entry);
+    if (!id && entry.isObject()) LogRefusedEntry(zrId);
+    return id;
+  };
+  ImportSection(std::move(rows), zrId, section, id_of, take, [](const Record&) {});
 }
 
 }  // namespace qv::record

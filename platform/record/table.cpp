@@ -61,7 +61,8 @@ struct AnyTable::Statements {
   /// The same for a row that stays with its owner: all but the owner, then the owner and the id. Most rows stay, and
   /// this leaves the owner's index alone. Empty for a kind without owners.
   std::string update_of_owner;
-  const Field* owner = nullptr;  ///< the first, of a kind that has several
+  std::string select_owner;
+  const Field* owner = nullptr;  ///< the first, of a kind that has several; none when it may be NULL
 
   Statements(const std::string& table, const std::vector<Field>& fields) {
     std::vector<std::string> written;
@@ -79,7 +80,9 @@ struct AnyTable::Statements {
     insert_with_id =
         "INSERT INTO " + table + " (" + Join(written) + ",id) VALUES (" + Parameters(written.size() + 1) + ")";
     update = Update(table, written, nullptr);
-    if (owner != nullptr) update_of_owner = Update(table, without_owner, owner->info.column);
+    if (owner == nullptr) return;
+    update_of_owner = Update(table, without_owner, owner->info.column);
+    select_owner = "SELECT " + std::string(owner->info.column) + " FROM " + table + " WHERE id=$1";
   }
 
   static void Add(Columns& columns, const Field& field) {
@@ -89,8 +92,9 @@ struct AnyTable::Statements {
 
  private:
   static const Field* FindOwner(const std::vector<Field>& fields) {
-    const auto found = std::find_if(fields.begin(), fields.end(),
-                                    [](const Field& field) { return field.info.role == FieldRole::Owner; });
+    const auto found = std::find_if(fields.begin(), fields.end(), [](const Field& field) {
+      return field.info.role == FieldRole::Owner && field.info.references == nullptr;
+    });
     return found == fields.end() ? nullptr : &*found;
   }
   static std::string Update(const std::string& table, const std::vector<std::string>& set, const char* owner) {
@@ -172,6 +176,14 @@ bool AnyTable::SaveRecord(void* record) const {
   return true;
 }
 
+bool AnyTable::IsOwnedAs(const void* record) const {
+  if (statements_->owner == nullptr) return false;
+  db::Query query = db::ThisThread().Prepare(statements_->select_owner);
+  query.Bind(HostId(record));
+  return query.Next() &&
+         query.Row().Int(0) == *static_cast<const int*>(statements_->owner->at(const_cast<void*>(record)));
+}
+
 bool AnyTable::UpdateRecord(const void* record) const {
   const int id = HostId(record);
   std::int64_t written = 0;
@@ -183,7 +195,7 @@ bool AnyTable::UpdateRecord(const void* record) const {
     BindField(*owner, record, query);
     written = query.Bind(id).Run();
   }
-  if (written == 0) {  // nothing differs, or the row changes its owner
+  if (written == 0 && !IsOwnedAs(record)) {
     db::Query query = db::ThisThread().Prepare(statements_->update);
     for (const Field& field : fields_) {
       if (field.info.role != FieldRole::HostId) BindField(field, record, query);

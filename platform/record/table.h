@@ -123,14 +123,16 @@ class AnyTable {
   bool SaveRecord(void* record) const;
   bool Differs(const void* record, const Json::Value& entry) const;
   bool Apply(void* record, const Json::Value& entry) const;
+  /// The first field that a member of `entry`, an object, does not fit; null: there is none.
+  const Field* FindMisfit(const void* record, const Json::Value& entry) const;
   Json::Value RecordToJson(const void* record) const;
   int HostId(const void* record) const;
 
  private:
   struct Statements;
   bool UpdateRecord(const void* record) const;
-  /// Whether every member of `entry` fits its field; logs the first that does not.
-  bool Fits(const void* record, const Json::Value& entry) const;
+  /// Whether the row is there and has the owner that the record has; false for a kind without owners.
+  bool IsOwnedAs(const void* record) const;
 
   std::string name_;
   std::vector<Field> fields_;
@@ -198,6 +200,10 @@ class Table : public AnyTable {
   /// Takes the entry's members into the record; members that are absent or null keep their value. Status fields are
   /// taken only while the record has no host id. @return false when the entry is refused: the record is unchanged
   bool Apply(Record& record, const Json::Value& entry) const { return AnyTable::Apply(&record, entry); }
+  /// Whether every member of `entry` has a field that can hold it. Says nothing in the log.
+  bool Fits(const Record& record, const Json::Value& entry) const {
+    return entry.isObject() && FindMisfit(&record, entry) == nullptr;
+  }
   /// The record as JSON under its columns' JSON keys, extra keys among them, secrets left out.
   Json::Value ToJson(const Record& record) const { return RecordToJson(&record); }
 };

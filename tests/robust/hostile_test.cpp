@@ -89,7 +89,8 @@ TEST_F(HostileTest, LinksInPlaceOfTheDataAreNotFollowed) {
 
 TEST_F(HostileTest, MemoryStaysInProportion) {
   constexpr double kFactor = 25;
-  constexpr long kFloor = 32 * 1024;  // KiB of any run, whatever it reads
+  constexpr double kAlways = 128 * 1024;  // KiB that any document may take
+  constexpr long kFloor = 32 * 1024;      // KiB of any run, whatever it reads
   const bool is_long = std::getenv("QV_LONG_TESTS") != nullptr;
   const std::size_t bytes = (is_long ? 100U : 8U) << 20;
   const std::size_t entries = is_long ? 1'000'000 : 60'000;
@@ -104,9 +105,15 @@ TEST_F(HostileTest, MemoryStaysInProportion) {
       {"{\"x\":[0", ",0", bytes / 2, "]}", kBadDocument},
       {"{\"x\":[{}", ",{}", bytes / 3, "]}", kBadDocument},
       {"{\"POS_info\":[", " ", bytes, "]}", kDone},
-      {"{\"speaker_info\":[{\"id\":0}", ",{\"id\":#,\"name\":\"speaker #\"}", entries, "]}", kDone},
-      {"{\"speaker_info\":[{}", ",{}", entries, "]}", kBadDocument},
+      {"{\"speaker_info\":[{\"id\":0}",
+       ",{\"id\":#,\"name\":\"speaker # in the hall\",\"note\":\"above the north door, facing the stairs\"}", entries,
+       "]}", kDone},
+      {"{\"speaker_info\":[{}", ",{}", 4 * entries, "]}", kBadDocument},
       {"{\"x\":[", "[1],", bytes / 4, "", kBadDocument},
+      {"{\"speaker_info\":[{\"id\":1,\"name\":\"", ",", bytes, "\"}]}", kDone},
+      {"{\"speaker_info\":[{\"id\":0}", ",{\"id\":#,\"status\":1}", 40'000, "]}", kDone},
+      {"{\"speaker_info\":[{\"id\":1,\"x\":[\"\"", ",\"a text of some length\"", bytes / 24, "]}]}", kDone},
+      {"{\"POS_eventconf\":[{\"id\":1,\"x\":[\"\"", ",\"a text of some length\"", bytes / 24, "]}]}", kDone},
   };
   for (const auto& large : cases) {
     fs::remove_all(folder_ / "data");
@@ -120,7 +127,8 @@ TEST_F(HostileTest, MemoryStaysInProportion) {
     const double size = static_cast<double>(fs::file_size(folder_ / "document")) / 1024;
     const Result result = Run("--synchronous normal --log-level 0 pair 7 document");
     EXPECT_EQ(result.status, large.status) << large.start << large.repeated << ": " << result.err.substr(0, 500);
-    EXPECT_LE(static_cast<double>(result.peak_kilobytes - kFloor) / size, kFactor) << large.start << large.repeated;
+    EXPECT_LE(static_cast<double>(result.peak_kilobytes - kFloor), std::max(size * kFactor, kAlways))
+        << large.start << large.repeated;
   }
 }
 

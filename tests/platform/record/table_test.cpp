@@ -71,9 +71,46 @@ TEST_F(TableTest, WhatWasStoredEqualsTheEntryItCameFrom) {
     EXPECT_FALSE(gadgets_.Differs(gadget, Parse(entry))) << entry;
     EXPECT_TRUE(gadgets_.Differs(gadget, Parse(other))) << other;
   }
-  // The same meaning in another type is no difference, in a nested and in an extra value too.
-  const Gadget gadget = Stored(R"({"nested":{"x":1},"new_key":{"on":true}})");
-  EXPECT_FALSE(gadgets_.Differs(gadget, Parse(R"({"nested":{"x":1.0,"y":null},"new_key":{"on":1}})")));
+  // Numbers equal by value in a nested and in an extra value too; of other types, none is taken for another.
+  const char* const values[] = {"true", "false", "0", "1.0", "5", "7.5", R"("5")", R"("true")", "[]", "[true]", "{}"};
+  for (const std::string held : values) {
+    for (const std::string sent : values) {
+      Gadget gadget = Stored(R"({"nested":)" + held + R"(,"new_key":)" + held + "}");
+      for (const char* key : {"nested", "new_key"}) {
+        EXPECT_EQ(gadgets_.Differs(gadget, Parse("{\"" + std::string(key) + "\":" + sent + "}")), held != sent)
+            << key << ' ' << held << ' ' << sent;
+      }
+      gadgets_.Apply(gadget, Parse(R"({"nested":)" + sent + R"(,"new_key":)" + sent + "}"));
+      EXPECT_EQ(gadget.GetNested().text, sent);
+      EXPECT_EQ(gadget.GetExtra().text, R"({"new_key":)" + sent + "}");
+    }
+  }
+  const Gadget gadget = Stored(R"({"nested":{"x":1},"new_key":{"on":[1,2]}})");
+  EXPECT_FALSE(gadgets_.Differs(gadget, Parse(R"({"nested":{"x":1.0,"y":null},"new_key":{"on":[1,2.0]}})")));
+}
+
+TEST_F(TableTest, StoredExtraKeysAreReadWhateverTheyTakeAndBounded) {
+  // As many values as no slave could send in so little text.
+  std::string numbers = "[0";
+  for (int i = 0; i < 400'000; ++i) numbers += ",1";
+  Gadget gadget;
+  gadget.SetExtra({R"({"dense":)" + numbers + R"(],"kept":1})"});
+  EXPECT_TRUE(gadgets_.Apply(gadget, Parse(R"({"one":1})")));
+  EXPECT_THAT(gadget.GetExtra().text, testing::EndsWith(R"(],"kept":1,"one":1})"));
+  // What cannot be read is left as it is.
+  gadget.SetExtra({"{\"torn"});
+  EXPECT_FALSE(gadgets_.Differs(gadget, Parse(R"({"one":1})")));
+  EXPECT_TRUE(gadgets_.Apply(gadget, Parse(R"({"one":1})")));
+  EXPECT_EQ(gadget.GetExtra().text, "{\"torn");
+  // A slave with new keys every time keeps a mebibyte of old ones at most, and what it reports.
+  Gadget growing;
+  for (const char* size : {"a", "b", "c"}) {
+    const std::string text(400'000, 'x');
+    EXPECT_TRUE(gadgets_.Apply(growing, Parse("{\"" + std::string(size) + "\":\"" + text + "\"}")));
+  }
+  EXPECT_EQ(growing.GetExtra().text.substr(0, 5), "{\"c\":");
+  EXPECT_TRUE(gadgets_.Apply(growing, Parse("{\"d\":\"" + std::string(2'000'000, 'x') + "\"}")));
+  EXPECT_EQ(growing.GetExtra().text.size(), 2'000'008);
 }
 
 TEST_F(TableTest, MembersThatAreNotReportedKeepTheirValue) {

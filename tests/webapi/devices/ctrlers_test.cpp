@@ -1,6 +1,7 @@
 #include "devices/ctrlers.h"
 
 #include "qvwebapicmssyncutils.h"
+#include "recserversavers.h"
 #include "slavezr.h"
 #include "support/hosttest.h"
 
@@ -82,6 +83,13 @@ TEST_F(Ctrlers, EntriesWithoutANumberAreTheOnesOfIdZero) {
   EXPECT_THROW(UpdateCtrlerData(7, Parse(R"([{"id":5,"door":{"id":1}}])")), Json::Exception);
   EXPECT_THROW(UpdateCtrlerData(7, Parse(R"([{"id":5,"door":[1]}])")), Json::Exception);
   EXPECT_THROW(UpdateCtrlerData(7, Parse("[5]")), Json::Exception);
+}
+
+TEST_F(Ctrlers, PairingGivesEntriesOfOneIdARowEach) {
+  const Json::Value two = Parse(R"([{"id":5,"name":"A"},{"id":5,"name":"B"}])");
+  const auto pair = [&] { SaveCtrlerFromRec(7, two); };
+  EXPECT_THAT(Journal(pair), ElementsAre("insert axis_acs_ctrler 1", "insert axis_acs_ctrler 2"));
+  EXPECT_THAT(Journal(pair), IsEmpty());
 }
 
 TEST_F(Ctrlers, OnlyAFailedListIsAFailure) {
