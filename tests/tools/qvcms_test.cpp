@@ -168,6 +168,8 @@ TEST_F(ToolTest, ConfiguringProtectsADevice) {
     EXPECT_EQ(Run("configuring " + kind + " 9 on").err, "qvcms: there is no " + kind + " with the id 9\n");
   }
   Write("snapshot", R"({"camera_info":[{"id":5,"edgeStorage":{}}]})");
+  ASSERT_EQ(Run("configuring camera 1 on").status, 0);
+  EXPECT_EQ(CountsOf(RunJson("plan 7 snapshot"), "camera"), "1 0 1 0 ") << "the slave no longer has it";
   EXPECT_EQ(CountsOf(RunJson("plan 7 snapshot"), "edge-storage"), "1 0 1 0 ") << "it goes with its camera";
 }
 
