@@ -119,7 +119,7 @@ class CommandLine {
     if (!unexpected.empty() && (has_command || word == unexpected.end())) {
       return "not expected: " + CLI::detail::join(unexpected, " ");
     }
-    const std::string text = error.what();
+    std::string text = error.what();
     if (dynamic_cast<const CLI::ArgumentMismatch*>(&error) != nullptr) {
       return text.substr(0, text.find(':')) + (text.ends_with("missing") ? ": its value is missing" : ": given twice");
     }

@@ -50,7 +50,7 @@ TemporaryFolder::TemporaryFolder() {
     if (sigwait(&signals, &signal) != 0) return;
     RemoveAll(folder);
     pthread_sigmask(SIG_UNBLOCK, &signals, nullptr);
-    raise(signal);
+    static_cast<void>(raise(signal));
   }).detach();
 }
 
