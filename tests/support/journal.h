@@ -21,6 +21,11 @@ namespace support {
 
 using Lines = std::vector<std::string>;
 
+template <class... Text>
+Lines LinesOf(const Text&... lines) {
+  return {lines...};
+}
+
 /// Whether a line of the log names its place too: "log 5 UpdateIvaInfo:161 Iva Task[1] info changed."
 inline bool journal_names_places = false;
 /// Those of the lines that start so.

@@ -20,18 +20,6 @@ using testing::IsEmpty;
 
 using Contents = std::map<std::string, std::string>;
 
-constexpr const char* kDocument = R"({
-  "camera_info":[{"id":1,"name":"A","edgeStorage":{"enabled":true}}],
-  "camCapList":[{"camVendor":"V","camModel":"M","capFileName":"9/V/M.cap","camCap":{"zoom":1}}],
-  "camDetSetting":[{"id":1,"cam_id":1}], "camDeviceOutput":[{"id":1,"cam_id":1}], "recShare":[{"id":1}],
-  "iomodule_info":[{"id":1,"name":"B"}], "iomoduleSetting":[{"id":1,"iomodule_id":1}],
-  "iomoduleCamPairing":[{"id":1,"iomodule_id":1,"cam_id":1}],
-  "POS_info":[{"id":1,"text_rules":[{"type":0,"pattern":"VOID"}]}], "POS_eventconf":[{"id":1,"pos_id":1}],
-  "speaker_info":[{"id":1}], "ctrler_info":[{"id":1,"name":"C","door":[{"id":1,"name":"D"}]}],
-  "iva_info":[{"id":1,"camera_id":1,"type":6,"enable":true}], "face_info":[{"id":1,"camera_id":1}],
-  "counting_widget_info":[{"id":1,"iva_setting_id":1,"type":2,"fence":[{"x":0,"y":0.5},{"x":1,"y":0.5}]}],
-  "counting_task_group_info":[{"id":1,"widget_ids":[1]}]})";
-
 class SlaveRemoval : public support::HostTest {
  protected:
   SlaveRemoval() { Sql("INSERT INTO door_layout_item (layout_id,position) VALUES (1,3),(1,31)"); }
@@ -46,8 +34,8 @@ class SlaveRemoval : public support::HostTest {
     slave.SetZrId(zr);
     slave.SetZrModel("QVA-1");
     SlaveZRSave(slave);
-    SaveSlaveInfoPair(slave, Parse(kDocument), zr);
-    SaveSlaveInfoUpdate(slave, Parse(kDocument), zr);
+    SaveSlaveInfoPair(slave, Parse(support::kEverySection), zr);
+    SaveSlaveInfoUpdate(slave, Parse(support::kEverySection), zr);
     Sql("INSERT INTO ctrler_action_rule (owner_zr_id,settings) VALUES (" + id + ",'{}')");
     SlaveZRStatus status;
     status.ZrId = zr;
