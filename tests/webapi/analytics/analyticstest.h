@@ -11,8 +11,6 @@
 
 class AnalyticsTest : public support::HostTest {
  protected:
-  using Lines = support::Lines;
-
   AnalyticsTest() {
     support::journal_names_places = true;
     Sql("INSERT INTO camera (id,id_on_rec_server,owner_zr_id) VALUES (11,1,7),(12,2,7),(21,1,8)");
@@ -21,16 +19,16 @@ class AnalyticsTest : public support::HostTest {
 
   static void Iva(const std::string& entries, int zr = 7, bool update_only = false) {
     CachedCamMap cameras(zr, MAP_KEY_ID_ON_REC_SERVER);
-    UpdateIvaInfo(support::Parse("{\"iva_info\":[" + entries + "]}"), zr, cameras, update_only);
+    UpdateIvaInfo(Parse("{\"iva_info\":[" + entries + "]}"), zr, cameras, update_only);
   }
   static void Face(const std::string& entries, int zr = 7, bool update_only = false) {
     CachedCamMap cameras(zr, MAP_KEY_ID_ON_REC_SERVER);
-    UpdateFaceInfo(support::Parse("{\"face_info\":[" + entries + "]}"), zr, cameras, update_only);
+    UpdateFaceInfo(Parse("{\"face_info\":[" + entries + "]}"), zr, cameras, update_only);
   }
   static void Widgets(const std::string& entries, int zr = 7) {
-    UpdateCountingWidgetInfo(support::Parse("{\"counting_widget_info\":[" + entries + "]}"), zr);
+    UpdateCountingWidgetInfo(Parse("{\"counting_widget_info\":[" + entries + "]}"), zr);
   }
   static void Groups(const std::string& entries, int zr = 7) {
-    UpdateCountingTaskGroupInfo(support::Parse("{\"counting_task_group_info\":[" + entries + "]}"), zr);
+    UpdateCountingTaskGroupInfo(Parse("{\"counting_task_group_info\":[" + entries + "]}"), zr);
   }
 };
