@@ -2,8 +2,6 @@
 /// of their contract here.
 #pragma once
 
-#include "analytics/countingtaskgroups.h"
-#include "analytics/countingwidgets.h"
 #include "analytics/facetasks.h"
 #include "analytics/ivatasks.h"
 #include "camera.h"
@@ -24,11 +22,5 @@ class AnalyticsTest : public support::HostTest {
   static void Face(const std::string& entries, int zr = 7, bool update_only = false) {
     CachedCamMap cameras(zr, MAP_KEY_ID_ON_REC_SERVER);
     UpdateFaceInfo(Parse("{\"face_info\":[" + entries + "]}"), zr, cameras, update_only);
-  }
-  static void Widgets(const std::string& entries, int zr = 7) {
-    UpdateCountingWidgetInfo(Parse("{\"counting_widget_info\":[" + entries + "]}"), zr);
-  }
-  static void Groups(const std::string& entries, int zr = 7) {
-    UpdateCountingTaskGroupInfo(Parse("{\"counting_task_group_info\":[" + entries + "]}"), zr);
   }
 };
