@@ -1,7 +1,6 @@
 /// Every call of the database may fail: what each export then leaves behind.
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <sqlite3.h>
 
 #include <csignal>
@@ -18,7 +17,6 @@ namespace {
 
 using qv::db::Error;
 using support::Call;
-using Lines = std::vector<std::string>;
 namespace fs = std::filesystem;
 
 /// Which call of the database fails, and how.
@@ -40,18 +38,14 @@ struct Fault {
 };
 Fault fault;
 
-class FaultyStatement : public support::WrappedStatement {
- public:
-  FaultyStatement(std::unique_ptr<qv::db::Statement> inner, qv::db::Connection& connection)
-      : WrappedStatement(std::move(inner)), connection_(connection) {}
-  bool Step() override { return fault.Count(connection_), WrappedStatement::Step(); }
-
- private:
-  qv::db::Connection& connection_;
+struct FaultyStatement : support::WrappedStatement {
+  FaultyStatement(std::unique_ptr<qv::db::Statement> inner, qv::db::Connection& used)
+      : WrappedStatement(std::move(inner)), connection(used) {}
+  bool Step() override { return fault.Count(connection), WrappedStatement::Step(); }
+  qv::db::Connection& connection;
 };
 
-class FaultyConnection : public support::WrappedConnection {
- public:
+struct FaultyConnection : support::WrappedConnection {
   using WrappedConnection::WrappedConnection;
   std::unique_ptr<qv::db::Statement> Prepare(const char* sql, bool keep, const char** rest) override {
     fault.Count(*this);
@@ -89,7 +83,7 @@ class FaultsTest : public testing::Test {
     };
     qv::db::Open(folder_, options);
   }
-  using State = std::pair<Lines, Lines>;
+  using State = std::pair<std::vector<std::string>, std::vector<std::string>>;
   State Look() const { return {support::DumpDatabase(folder_), support::DumpFiles(folder_)}; }
 
   /// Runs the call, in one unit of work if asked. @return whether it was committed, or ran without a unit of work
@@ -109,15 +103,12 @@ class FaultsTest : public testing::Test {
   int log_lines_ = 0;
 };
 
-bool IsLong() { return std::getenv("QV_LONG_TESTS") != nullptr; }
-
-struct Manner {
+const bool kIsLong = std::getenv("QV_LONG_TESTS") != nullptr;
+constexpr struct {
   const char* name;
   Error::Kind kind;
-  bool lasts;
-  bool in_unit;
-};
-constexpr Manner kManners[] = {
+  bool lasts, in_unit;
+} kManners[] = {
     {"one statement", Error::Kind::Statement, false, true},  {"all from then on", Error::Kind::Statement, true, true},
     {"lost once", Error::Kind::Lost, false, true},           {"lost for good", Error::Kind::Lost, true, true},
     {"one, no unit", Error::Kind::Statement, false, false},  {"all, no unit", Error::Kind::Statement, true, false},
@@ -127,11 +118,11 @@ constexpr Manner kManners[] = {
 TEST_F(FaultsTest, LeaveTheOldOrTheNewState) {
   int points = 0;
   for (const Call& call : support::Calls()) {
-    for (const Manner& manner : kManners) {
+    for (const auto& manner : kManners) {
       State done;
       bool touched = true;
       // A short run tries some calls only, never the same ones for two manners.
-      const long stride = IsLong() ? 1 : 97;
+      const long stride = kIsLong ? 1 : 97;
       for (long at = 0; touched; at += at == 0 ? 1 + (points % stride) : stride) {
         Reset();
         Open();
@@ -167,7 +158,7 @@ TEST_F(FaultsTest, LeaveTheOldOrTheNewState) {
 }
 
 TEST_F(FaultsTest, AFullDiskLeavesTheOldStateOrTheNew) {
-  const rlim_t step = IsLong() ? 4096 : 65536 + 4096;
+  const rlim_t step = kIsLong ? 4096 : 65536 + 4096;
   int refused = 0;
   for (const Call& call : support::Calls()) {
     int status = 1;
