@@ -1,11 +1,7 @@
 #include "json/document.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <json/reader.h>
-
-#include <limits>
-#include <string>
 
 #include "qvjson.h"
 
