@@ -3,7 +3,6 @@
 
 namespace {
 
-using support::Lines;
 using testing::ElementsAre;
 
 class Schema : public support::HostTest {
