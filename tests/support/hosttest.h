@@ -39,7 +39,7 @@ class HostTest : public testing::Test {
   static Json::Value Parse(const std::string& text) { return support::Parse(text); }
   /// Runs SQL that is none of the library's doing: what the host held before, faults, a look at the result.
   static void Sql(const std::string& script);
-  /// The rows of a query, columns joined by "|".
+  /// The committed rows of a query, columns joined by "|".
   static Lines Rows(const std::string& query);
 
   /// From now on the database refuses to `operation` ("INSERT", "UPDATE", "DELETE") rows of `table`.
