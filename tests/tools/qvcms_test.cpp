@@ -1,6 +1,7 @@
 /// qvcms as a shell sees it: exit status, standard output, standard error, and what is left in the data folder.
 
 #include "rtspinfo.h"
+#include "support/journal.h"
 #include "support/keyfiles.h"
 #include "toolrunner.h"
 
@@ -78,31 +79,13 @@ TEST_F(ToolTest, RefusesWhatItCannotReadOrUse) {
 
 TEST_F(ToolTest, TellsWrongUsage) {
   Write("document", "{}");
-  for (const char* arguments : {"",
-                                "unknown",
-                                "list",
-                                "list teapot",
-                                "update 7",
-                                "update 0 document",
-                                "update x document",
-                                "update 99999999999 document",
-                                "update 7 document --colour",
-                                "list pos -o xml",
-                                "list pos --log-level 8",
-                                "list pos --data-dir ''",
-                                "plan 7 document --allow-removals",
-                                "configuring pos 1 on",
-                                "configuring camera 1 1",
-                                "pair 010 document",
-                                "pair 0x10 document",
-                                "list pos --zr +7",
-                                "list pos -o 1",
-                                "list pos --synchronous 0",
-                                "list pos --max-size 010",
-                                "list pos --max-size 1X",
-                                "list pos --log-file ''",
-                                "update 7 ''",
-                                "pair 7 document --model \"$(printf '\\377')\""}) {
+  for (const std::string& arguments : support::LinesOf(
+           "", "unknown", "list", "list teapot", "update 7", "update 0 document", "update x document",
+           "update 99999999999 document", "update 7 document --colour", "list pos -o xml", "list pos --log-level 8",
+           "list pos --data-dir ''", "plan 7 document --allow-removals", "configuring pos 1 on",
+           "configuring camera 1 1", "pair 010 document", "pair 0x10 document", "list pos --zr +7", "list pos -o 1",
+           "list pos --synchronous 0", "list pos --max-size 010", "list pos --max-size 1X", "list pos --log-file ''",
+           "update 7 ''", "pair 7 document --model \"$(printf '\\377')\"")) {
     const Result result = Run(arguments);
     EXPECT_EQ(result.status, 64) << arguments;
     EXPECT_EQ(result.out, "") << arguments;
