@@ -91,12 +91,6 @@ class Camera : public TaggedRecord<CameraData::Fields> {
   int Delete(bool notify) const;
 
   CamStsInfo GetStsInfo() const { return CamStsInfo(*this); }
-
-  /// From now on this camera, of which not all fields have been read, cannot be saved.
-  void MarkAsPart() { is_whole_ = false; }
-
- private:
-  bool is_whole_ = true;
 };
 
 /// Takes a slave's entry into `camera`. Members that are absent, null or of an impossible type keep their value; keys

@@ -112,8 +112,8 @@ struct POSFilterRule {
 /// Lists terminals in order of their host ids. @return 0 on success, -1 on failure (the list is empty then)
 int GetPOSListByRule(const POSFilterRule& rule, std::list<POS>& list);
 
-/// The terminals of one server by their ids on it, without their parsing rules; of several with one id, the one with
-/// the lowest host id.
+/// The terminals of one server by their ids on it, without their parsing rules, which is why they cannot be
+/// saved; of several with one id, the one with the lowest host id.
 /// @param disabledToo  false leaves out disabled terminals
 /// @return the terminals; none on failure
 std::map<int, POS> GetPOSMapOnRecServer(int zrId, bool disabledToo);

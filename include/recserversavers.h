@@ -24,8 +24,8 @@ int SaveIOModuleCamPairingFromRec(int zrId, const Json::Value& section);
 int SavePOSEventConfFromRecServer(int zrId, const Json::Value& section);
 
 /// Importers of devices: every entry is added, or brings the row with its id on the slave up to date. An entry without
-/// an id counts as one of id 0; one whose id is no integer is refused with one log line (a controller's counts as 0).
-/// Rows that the section does not name are left alone.
+/// an id counts as one of id 0, as does a controller whose id is no integer; the id of any other device must fit an
+/// int, or a `Json::Exception` leaves the function. Rows that the section does not name are left alone.
 ///
 /// @param notify  tell the message daemon which devices came
 int SavePOSFromRecServer(int zrId, const Json::Value& section, bool notify);

@@ -82,9 +82,17 @@ constexpr T InitialValue(const FieldInfo& info) {
     TYPE value_ = qv::record::InitialValue<TYPE>(kInfo);                                                    \
   };
 
-/// A record made of the fields 0 to `Fields::FIELD_COUNT` - 1.
+/// A record made of the fields 0 to `Fields::FIELD_COUNT` - 1. One of which not all has been read is a part: it is not
+/// saved, since that would write blanks over the rest.
 template <class Fields, class Tags = std::make_integer_sequence<int, Fields::FIELD_COUNT>>
 class TaggedRecord;
 
 template <class Fields, int... TAGS>
-class TaggedRecord<Fields, std::integer_sequence<int, TAGS...>> : public TaggedField<Fields, TAGS>... {};
+class TaggedRecord<Fields, std::integer_sequence<int, TAGS...>> : public TaggedField<Fields, TAGS>... {
+ public:
+  bool IsPart() const { return is_part_; }
+  void MarkAsPart() { is_part_ = true; }
+
+ private:
+  bool is_part_ = false;
+};

@@ -98,18 +98,15 @@ int DbFenceWidgetStorage::Save(const FenceWidget& widget) const {
 }
 int DbFenceWidgetStorage::DeleteById(int id) const { return DeleteWidget(id, COUNTING_WIDGET_TYPE_FENCE); }
 
-Optional<std::map<std::pair<int, int>, int>> GetWidgetCmsInfo2IdMap() {
+std::map<std::pair<int, int>, int> GetWidgetCmsInfo2IdMap() {
   std::map<std::pair<int, int>, int> ids;
-  const int status = qv::record::Attempt("list", "counting_widget", 0, [&] {
-    qv::db::Query query =
-        qv::db::ThisThread().Prepare("SELECT owner_zr_id,id_on_rec_server,id FROM counting_widget ORDER BY id");
-    while (query.Next()) {
-      const qv::db::Statement& row = query.Row();
-      const std::pair<int, int> key(static_cast<int>(row.Int(0)), static_cast<int>(row.Int(1)));
-      ids[key] = static_cast<int>(row.Int(2));
-    }
-  });
-  if (status != 0) return {};
+  qv::db::Query query =
+      qv::db::ThisThread().Prepare("SELECT owner_zr_id,id_on_rec_server,id FROM counting_widget ORDER BY id");
+  while (query.Next()) {
+    const qv::db::Statement& row = query.Row();
+    const std::pair<int, int> key(static_cast<int>(row.Int(0)), static_cast<int>(row.Int(1)));
+    ids[key] = static_cast<int>(row.Int(2));
+  }
   return ids;
 }
 

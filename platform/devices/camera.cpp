@@ -20,7 +20,6 @@ int LoadMap(std::map<int, Camera>& map, int zr_id, MAP_KEY_TYPE key_type, const 
   return record::Attempt("list", "camera", 0, [&] {
     std::map<int, Camera> found;
     for (Camera& camera : CameraTable().Select(record::Where().Is("owner_zr_id", zr_id), columns)) {
-      camera.MarkAsPart();
       const int key = key_type == MAP_KEY_ID_ON_REC_SERVER ? camera.GetIdOnRecServer() : camera.GetId();
       found.emplace(key, std::move(camera));
     }
@@ -38,10 +37,7 @@ using namespace qv::devices;  // NOLINT(google-build-using-namespace)
 int Camera::IsCfgChged(Json::Value entry) const { return CameraTable().Differs(*this, entry) ? 1 : 0; }
 
 int Camera::Save() {
-  return record::Attempt("save", "camera", GetId(), [&] {
-    if (!is_whole_) throw db::Error(db::Error::Kind::Statement, "only a part of it has been read");
-    CameraTable().Save(*this);
-  });
+  return record::Attempt("save", "camera", GetId(), [&] { CameraTable().Save(*this); });
 }
 
 int Camera::Delete(bool notify) const {

@@ -83,7 +83,10 @@ std::map<int, POS> GetPOSMapOnRecServer(int zrId, bool disabledToo) {
   if (!disabledToo) where.Is("enabled", 1);
   std::map<int, POS> map;
   record::Attempt("list", "pos", 0, [&] {
-    for (POS& pos : PosTable().Select(where)) map.emplace(pos.GetIdOnRecServer(), std::move(pos));
+    for (POS& pos : PosTable().Select(where)) {
+      pos.MarkAsPart();
+      map.emplace(pos.GetIdOnRecServer(), std::move(pos));
+    }
   });
   return map;
 }

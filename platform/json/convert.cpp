@@ -1,5 +1,6 @@
 #include "convert.h"
 
+#include <memory>
 #include <string_view>
 
 #include "names.h"
@@ -34,6 +35,14 @@ void AddBlank(Json::Value& object, std::string_view name) {
   }
 }
 
+/// Gives `value`, which is null, its content: less work than an assignment, which swaps the two.
+template <class... Content>
+bool Fill(Json::Value& value, Content... content) {
+  std::destroy_at(&value);
+  std::construct_at(&value, content...);
+  return true;
+}
+
 bool HasNames(const simdjson::dom::object& object, const std::vector<std::string>& names) {
   std::size_t i = 0;
   for (const auto& [name, child] : object) {
@@ -55,21 +64,16 @@ bool Converter::Convert(const simdjson::dom::element& element, Json::Value& valu
       return levels_left > 0 && ConvertObject(simdjson::dom::object(element), value, levels_left - 1);
     case simdjson::dom::element_type::STRING: {
       const std::string_view text(element);
-      value = Json::Value(text.data(), text.data() + text.size());
-      return true;
+      return Fill(value, text.data(), text.data() + text.size());
     }
     case simdjson::dom::element_type::INT64:
-      value = Json::Value(Json::Int64(std::int64_t(element)));
-      return true;
+      return Fill(value, Json::Int64(std::int64_t(element)));
     case simdjson::dom::element_type::UINT64:
-      value = Json::Value(Json::UInt64(std::uint64_t(element)));
-      return true;
+      return Fill(value, Json::UInt64(std::uint64_t(element)));
     case simdjson::dom::element_type::DOUBLE:
-      value = Json::Value(double(element));
-      return true;
+      return Fill(value, double(element));
     case simdjson::dom::element_type::BOOL:
-      value = Json::Value(bool(element));
-      return true;
+      return Fill(value, bool(element));
     case simdjson::dom::element_type::NULL_VALUE:
       return true;
   }

@@ -12,9 +12,4 @@ void LogFailure(std::string_view operation, std::string_view kind, int id, const
   db::CountFailure();
 }
 
-void LogRefusedEntry(int zrId) {
-  QVPrintf(LOG_TYPE_DIAGNOSTIC, "DATABASE", "WARN", __FILE__, __LINE__, "Import",
-           "Refused a device of ZR [%d]: its \"id\" is no integer\n", zrId);
-}
-
 }  // namespace qv::record

@@ -10,9 +10,6 @@ namespace qv::record {
 /// Writes the one log line of a failed operation: what failed, for which record, and why.
 void LogFailure(std::string_view operation, std::string_view kind, int id, const db::Error& error);
 
-/// Writes the one log line of a device's entry, in a section of slave `zrId`, whose id is of no use.
-void LogRefusedEntry(int zrId);
-
 /// Runs `work`. @return 0, or -1 after one log line when a database call failed. Other exceptions pass.
 template <class Work>
 int Attempt(std::string_view operation, std::string_view kind, int id, Work&& work) {

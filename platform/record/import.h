@@ -9,17 +9,14 @@
 #include <optional>
 #include <utility>
 
-#include "attempt.h"
-
 namespace qv::record {
 
 /// A device's "id" on its slave, read as the snapshots' steps read it: 0 when it is absent, a fraction cut off, a bool
-/// as 0 or 1. None when it is of another kind or does not fit an int, or the entry is no object.
+/// as 0 or 1. None when the entry is no object.
+/// @throws Json::Exception when the id is of another kind or does not fit an int
 inline std::optional<int> DeviceId(const Json::Value& entry) {
   if (!entry.isObject()) return std::nullopt;
-  const Json::Value& id = entry["id"];
-  if (id.isString() || !id.isConvertibleTo(Json::intValue)) return std::nullopt;
-  return id.asInt();
+  return entry["id"].asInt();
 }
 
 /// The "id" of an entry that needs none; 0 when it is no int.
@@ -54,16 +51,10 @@ void ImportSection(std::list<Record> rows, int zrId, const Json::Value& section,
   }
 }
 
-/// The same for devices. An entry whose id is of no use is refused, with one log line; rows which the section does
-/// not name are left alone: the next snapshot decides about them.
+/// The same for devices. Rows which the section does not name are left alone: the next snapshot decides about them.
 template <class Record, class Take>
 void ImportSection(std::list<Record> rows, int zrId, const Json::Value& section, Take&& take) {
-  const auto id_of = [&](const Json::Value& entry) {
-    const std::optional<int> id = DeviceId(entry);
-    if (!id && entry.isObject()) LogRefusedEntry(zrId);
-    return id;
-  };
-  ImportSection(std::move(rows), zrId, section, id_of, take, [](const Record&) {});
+  ImportSection(std::move(rows), zrId, section, DeviceId, take, [](const Record&) {});
 }
 
 }  // namespace qv::record

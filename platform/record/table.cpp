@@ -160,6 +160,8 @@ void AnyTable::ReadRow(void* record, DBResult_tag* result, unsigned row) const {
   for (const Field& field : fields_) ReadColumnText(field, QVDBFetchField(result, row, field.info.column), record);
 }
 
+void AnyTable::RefusePart() { throw db::Error(db::Error::Kind::Statement, "only a part of it has been read"); }
+
 bool AnyTable::SaveRecord(void* record) const {
   const int id = HostId(record);
   if (id != 0 && !(options_.caller_assigns_id && Count(Where().Is("id", id)) == 0)) return UpdateRecord(record);

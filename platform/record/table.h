@@ -120,6 +120,7 @@ class AnyTable {
   void SelectInto(const Where& where, const Columns& columns, void* context, void* (*next)(void* context)) const;
   const Columns& all_columns() const;
   void ReadRow(void* record, DBResult_tag* result, unsigned row) const;
+  [[noreturn]] static void RefusePart();
   bool SaveRecord(void* record) const;
   bool Differs(const void* record, const Json::Value& entry) const;
   bool Apply(void* record, const Json::Value& entry) const;
@@ -180,6 +181,9 @@ class Table : public AnyTable {
     std::list<Record> rows;
     SelectInto(where, columns, &rows,
                [](void* list) -> void* { return &static_cast<std::list<Record>*>(list)->emplace_back(); });
+    if (columns.fields.size() < fields().size()) {
+      for (Record& row : rows) row.MarkAsPart();
+    }
     return rows;
   }
   std::optional<Record> Find(const Where& where) const {
@@ -190,8 +194,11 @@ class Table : public AnyTable {
   /// Fills the record from a row of `QVDB::Execute`; columns that are SQL NULL or absent give blank values.
   void ReadRow(Record& record, DBResult_tag* result, unsigned row) const { AnyTable::ReadRow(&record, result, row); }
   /// Inserts a record whose host id is 0 and gives it its id; otherwise writes the columns of its row, and only if
-  /// one differs. @return whether a row was written
-  bool Save(Record& record) const { return SaveRecord(&record); }
+  /// one differs. A part of a record is refused. @return whether a row was written
+  bool Save(Record& record) const {
+    if (record.IsPart()) RefusePart();
+    return SaveRecord(&record);
+  }
   /// @return whether the row was there
   bool Delete(const Record& record) const { return DeleteWhere(Where().Is("id", HostId(&record))) > 0; }
 

@@ -1,12 +1,14 @@
 /// Keeps the host's copies of its recording servers' (slaves') devices and settings true.
 ///
 /// The host's web-API service calls these functions with the slave's id in the CMS and the JSON document that the
-/// slave sent. Each call runs on the caller's thread, takes no lock of its own and keeps nothing that it loads. Two
-/// calls for one slave at the same time would mix their database work: keeping them apart, and deciding whether a
-/// call's changes are kept as a whole, is the caller's business.
+/// slave sent. Each call runs on the caller's thread and keeps nothing that it loads; of locks it takes only the one
+/// that keeps the stream keys of several reports apart. Two calls for one slave at the same time would mix their
+/// database work: keeping them apart, and deciding whether a call's changes are kept as a whole, is the caller's
+/// business.
 ///
-/// A step that fails logs its failure and the next step runs. Only what cannot be read as JSON of the expected kind
-/// (an object where a number belongs) leaves a function as an exception, derived from `Json::Exception`.
+/// A step that fails logs its failure and the next step runs. What cannot be read as JSON of the expected kind (an
+/// object where a number belongs) leaves a function as an exception derived from `Json::Exception`; what a library of
+/// the package throws leaves it too.
 #pragma once
 
 #include <json/value.h>
@@ -47,7 +49,7 @@ QV_EXPORT int RemoveSlaveData(int zrId);
 
 /// Deletes everything else that the host keeps about the slave, its action rules and its file of stream keys
 /// included, and the devices too. The file goes at once, whether or not the caller keeps the changes of the database;
-/// if it does not, the slave's next report to this process brings the file back, to another one the next new key.
+/// it comes back with the next new key, or with the first report to a process that is started later.
 /// @return 0, or -1 when a step failed; which one, and a few failures that do not count, are in the log only
 QV_EXPORT int SyncRelatedTableForSlaveDel(int zrId);
 

@@ -57,11 +57,10 @@ Optional<int> SaveGroup(const Json::Value& element, int zrId, const WidgetIds& w
 
 void UpdateCountingTaskGroupInfo(const Json::Value& info, int zrId) {
   if (!info.isMember("counting_task_group_info")) return;
-  const Optional<WidgetIds> widgets = QvObjectCounting::GetWidgetCmsInfo2IdMap();
-  if (!widgets) return;  // rather than take every group's widgets away
+  const WidgetIds widgets = QvObjectCounting::GetWidgetCmsInfo2IdMap();
   std::set<int> saved_ids;
   for (const Json::Value& element : info["counting_task_group_info"]) {
-    if (const Optional<int> saved = SaveGroup(element, zrId, widgets.Value())) saved_ids.insert(saved.Value());
+    if (const Optional<int> saved = SaveGroup(element, zrId, widgets)) saved_ids.insert(saved.Value());
   }
 
   const Optional<std::vector<CountingTaskGroup>> stored = Storage().LoadByOwnerZrId(zrId);

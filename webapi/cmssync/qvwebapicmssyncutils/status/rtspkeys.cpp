@@ -5,7 +5,6 @@
 
 #include <cerrno>
 #include <mutex>
-#include <set>
 
 #include "frame/logmessage.h"
 #include "qvfile.h"
@@ -17,7 +16,6 @@ namespace {
 struct KnownKeys {
   std::mutex mutex;  ///< held while the file is written too
   std::map<int, std::string> keys;
-  std::set<int> stale;  ///< servers whose file has not got their keys
 };
 
 KnownKeys& TheKnownKeys() {
@@ -47,18 +45,16 @@ int Truncate(const std::string& path) {
   return error;
 }
 
-/// @return whether the file has the keys now
-bool WriteKeyFile(int zrId, const std::map<int, std::string>& keys) {
+void WriteKeyFile(int zrId, const std::map<int, std::string>& keys) {
   CMS_LOG(5, "CheckToUpdateRtspKey", "Update rtsp key for zr [%d]\n", zrId);
   const std::string path = RtspKeyFilePath(zrId);
   if (const int error = Truncate(path); error != 0 && error != ENOENT) {
     CMS_LOG(1, "CheckToUpdateRtspKey", "Failed to truncate %s to 0. Err [%d]\n", path.c_str(), error);
   }
-  const bool written = SetRtspInfoToConf(path, keys) == 0;
+  SetRtspInfoToConf(path, keys);
   if (SetFileOwnerToQV(path, false) != 0) {
     CMS_LOG(1, "CheckToUpdateRtspKey", "Failed to modify owner of file [%s].\n", path.c_str());
   }
-  return written;
 }
 
 }  // namespace
@@ -67,14 +63,10 @@ void CheckToUpdateRtspKey(int zrId, const std::map<int, std::string>& keys) {
   if (keys.empty()) return;
   KnownKeys& known = TheKnownKeys();
   const std::lock_guard guard(known.mutex);
-  if (Remember(keys, known.keys)) known.stale.insert(zrId);
-  if (known.stale.contains(zrId) && WriteKeyFile(zrId, keys)) known.stale.erase(zrId);
+  if (Remember(keys, known.keys)) WriteKeyFile(zrId, keys);
 }
 
 void RemoveRtspKeyFile(int zrId) {
-  KnownKeys& known = TheKnownKeys();
-  const std::lock_guard guard(known.mutex);
   const std::string path = RtspKeyFilePath(zrId);
   if (IsFileExist(path, false)) unlink(path.c_str());
-  known.stale.insert(zrId);
 }
