@@ -11,7 +11,6 @@
 #include "cmshostdapi.h"
 #include "db/database.h"
 #include "log/log.h"
-#include "rtspinfo.h"
 #include "status/rtspkeys.h"
 #include "support/hoststate.h"
 #include "support/keyfiles.h"

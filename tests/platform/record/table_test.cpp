@@ -2,7 +2,6 @@
 
 #include "db/database.h"
 #include "support/hosttest.h"
-#include "taggedfield.h"
 
 struct GadgetData {
   enum Fields : int { FIELD_COUNT = 11 };

@@ -3,7 +3,6 @@
 
 #include <atomic>
 #include <fstream>
-#include <map>
 #include <thread>
 
 #include "db/database.h"

@@ -1,8 +1,6 @@
-#include <map>
 #include <regex>
 
 #include "qvwebapicmssyncutils.h"
-#include "rtspinfo.h"
 #include "server/ownedrows.h"
 #include "slavedata.h"
 #include "slavezr.h"

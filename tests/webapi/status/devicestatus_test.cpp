@@ -1,5 +1,3 @@
-#include <filesystem>
-
 #include "statustest.h"
 
 namespace {
