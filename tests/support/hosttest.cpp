@@ -3,6 +3,7 @@
 #include "db/database.h"
 #include "hoststate.h"
 #include "json/document.h"
+#include "log/log.h"
 
 namespace support {
 
@@ -16,16 +17,8 @@ HostTest::HostTest() {
 }
 
 HostTest::~HostTest() {
-  StopJournal();
+  qv::log::Reset();  // after a call that threw
   qv::db::Close();
-}
-
-Lines HostTest::Journal(const std::function<void()>& call, int level) {
-  StartJournal(level);
-  call();
-  Lines lines = TakeJournal();
-  StopJournal();
-  return lines;
 }
 
 void HostTest::Sql(const std::string& script) { qv::db::ThisThread().Execute(script); }

@@ -4,8 +4,6 @@
 #include <gmock/gmock.h>
 #include <json/value.h>
 
-#include <functional>
-
 #include "journal.h"
 #include "scratch.h"
 
@@ -34,8 +32,7 @@ class HostTest : public testing::Test {
   HostTest();
   ~HostTest() override;
 
-  /// Runs `call` and returns what it did. @param level the log's threshold meanwhile
-  Lines Journal(const std::function<void()>& call, int level = 7);
+  static Lines Journal(const std::function<void()>& call, int level = 7) { return support::Journal(call, level); }
   static Json::Value Parse(const std::string& text) { return support::Parse(text); }
   /// Runs SQL that is none of the library's doing: what the host held before, faults, a look at the result.
   static void Sql(const std::string& script);

@@ -12,6 +12,7 @@
 /// Statements that changed no row leave no line.
 #pragma once
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -34,12 +35,8 @@ inline Lines Only(Lines lines, const std::string& start) {
   return lines;
 }
 
-/// Starts receiving the log at `level` and empties the journal.
-void StartJournal(int level);
-void StopJournal();
-/// The lines so far; empties the journal.
-Lines TakeJournal();
-void Note(std::string line);
+/// Runs `call` and returns what it did. @param level  the log's threshold meanwhile
+Lines Journal(const std::function<void()>& call, int level);
 
 /// A driver that notes the writes of the connections it opens.
 qv::db::ConnectionFactory NotingDriver();
