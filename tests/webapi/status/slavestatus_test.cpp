@@ -51,7 +51,7 @@ TEST_F(SlaveStatus, FillsTheRecordAndSaysSo) {
 
 TEST_F(SlaveStatus, KnowsWhatAnAbsentMemberMeans) {
   Report(kFull);
-  Report("{}");  // no status: offline, so what belongs to devices stays
+  // No status: offline, so what belongs to devices stays.
   EXPECT_THAT(Report("{}", 7),
               ElementsAre("log 7 SaveSlaveStatus ZrInfo: ZrId: [7], Status: [0], VolStatus: [0], PkgStatus: [0], "
                           "CamCnt: [4], DoorCnt: [8], VolSpace: [9.500000], blCmsLocked: [0], blCmsMasked: [0], "
