@@ -20,16 +20,13 @@ const char DBWrapper<BROKEN_DB_COLUMNS>::m_szTableName[] = "broken";
 
 namespace {
 
-using testing::ElementsAre;
 
 template <class COLUMNS>
-class Record : public DBWrapper<COLUMNS> {
- public:
+struct Record : DBWrapper<COLUMNS> {
   bool IsStorable() const override { return true; }
 };
 
-class DbMember : public support::HostTest {
- protected:
+struct DbMember : support::HostTest {
   /// What SetByJson makes of `json` in a column that holds `before`, as JSON and as SQL; "kept" for a misfit.
   template <class T>
   std::string Set(const std::string& json, T before) {

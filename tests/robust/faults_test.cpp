@@ -56,8 +56,7 @@ struct FaultyConnection : support::WrappedConnection {
   void Commit() override { fault.Count(*this), WrappedConnection::Commit(), fault.is_committed = true; }
 };
 
-class FaultsTest : public testing::Test {
- protected:
+struct FaultsTest : testing::Test {
   FaultsTest() {
     qv::log::SetSink([this](const qv::log::Line&) { ++log_lines_; });
     fault = {};

@@ -9,7 +9,7 @@ using testing::ContainsRegex;
 using testing::HasSubstr;
 using testing::Not;
 
-class HardeningTest : public ToolTest {};
+using HardeningTest = ToolTest;
 
 TEST_F(HardeningTest, IsInEveryBuiltFile) {
   for (const std::string file : {QVCMS_PATH, QVCMSSYNC_PATH, QVPLATFORM_PATH}) {

@@ -40,8 +40,7 @@ void Plant(Json::Value& value) {
   value["raw"] = kInner;
 }
 
-class SecretsTest : public ToolTest {
- protected:
+struct SecretsTest : ToolTest {
   /// Runs the command and looks for canaries in all that it says: in the output, and in the log and the errors, which
   /// have the cookie in one place, the line about a slave's status.
   void ExpectSilence(const std::string& command, int status = 0) const {

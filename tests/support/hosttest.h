@@ -25,9 +25,14 @@ inline constexpr const char* kEverySection = R"({
   "counting_widget_info":[{"id":1,"iva_setting_id":1,"type":2,"fence":[{"x":0,"y":0.5},{"x":1,"y":0.5}]}],
   "counting_task_group_info":[{"id":1,"widget_ids":[1]}]})";
 
-class HostTest : public testing::Test {
- protected:
+struct HostTest : testing::Test {
   using Lines = support::Lines;
+  /// For nearly every test's lines.
+  template <class... Line>
+  static auto ElementsAre(const Line&... lines) {
+    return testing::ElementsAre(lines...);
+  }
+  static auto IsEmpty() { return testing::IsEmpty(); }
 
   HostTest();
   ~HostTest() override;

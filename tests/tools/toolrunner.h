@@ -12,8 +12,7 @@
 
 namespace qv::test {
 
-class ToolTest : public testing::Test {
- protected:
+struct ToolTest : testing::Test {
   struct Result {
     int status = -1;
     std::string out;

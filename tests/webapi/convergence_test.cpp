@@ -10,8 +10,7 @@
 
 namespace {
 
-class ConvergenceTest : public support::HostTest {
- protected:
+struct ConvergenceTest : support::HostTest {
   /// What a call with a snapshot writes.
   Lines Update(const Json::Value& document, int zr) {
     return Journal([&] { SaveSlaveInfoUpdate(SlaveZR(), document, zr); }, 0);

@@ -6,9 +6,6 @@
 
 namespace {
 
-using testing::ElementsAre;
-using testing::IsEmpty;
-
 SlaveZR Slave(const std::string& model) {
   SlaveZR slave;
   slave.SetZrModel(model);
@@ -20,8 +17,7 @@ constexpr const char* kCompound = R"(message 7 qvactruled compound {"source":[{"
 constexpr const char* kActionRule = "insert ctrler_action_rule 1";
 constexpr const char* kLicensePlates = "message 7 hostd sync-license-plate-database {}";
 
-class ExportsTest : public support::HostTest {
- protected:
+struct ExportsTest : support::HostTest {
   /// Takes every section into an empty host. @param left_out  steps of the other call
   void ExpectSteps(decltype(SaveSlaveInfoPair) call, const Lines& left_out) {
     Lines steps = support::LinesOf(

@@ -19,8 +19,7 @@ constexpr Migration kItemSchema[] = {
     {1, [](Session& session) { session.Execute("CREATE TABLE item (name TEXT UNIQUE, value INTEGER)"); }}};
 
 /// A data folder of its own for each test.
-class DatabaseTest : public testing::Test {
- protected:
+struct DatabaseTest : testing::Test {
   DatabaseTest() { OpenItems(); }
   ~DatabaseTest() override { Close(); }
 

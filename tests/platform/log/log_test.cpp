@@ -8,8 +8,7 @@
 
 namespace {
 
-class LogTest : public testing::Test {
- protected:
+struct LogTest : testing::Test {
   ~LogTest() override { qv::log::Reset(); }
 
   const support::ScratchFolder folder_;

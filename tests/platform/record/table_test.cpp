@@ -27,13 +27,11 @@ namespace {
 using qv::record::Misfit;
 using qv::record::Table;
 using qv::record::Where;
-using testing::ElementsAre;
 
 class Gadget : public TaggedRecord<GadgetData::Fields> {};
 using GadgetTable = Table<Gadget, GadgetData::Fields>;
 
-class TableTest : public support::HostTest {
- protected:
+struct TableTest : support::HostTest {
   TableTest() { gadgets_.Create(qv::db::ThisThread()); }
 
   bool Apply(Gadget& gadget, const std::string& entry) const { return gadgets_.Apply(gadget, Parse(entry)); }

@@ -3,10 +3,7 @@
 
 namespace {
 
-using testing::ElementsAre;
-
-class Schema : public support::HostTest {
- protected:
+struct Schema : support::HostTest {
   static Lines Indexes() { return Rows("SELECT sql FROM sqlite_master WHERE type='index' AND sql<>'' ORDER BY name"); }
   /// How the database finds the rows of a query.
   static Lines Plan(const std::string& query) {

@@ -17,8 +17,6 @@ using qv::shm::DeviceCacheChanges;
 using qv::shm::DeviceCacheFile;
 using support::EndOf;
 using support::StartChild;
-using testing::ElementsAre;
-using testing::IsEmpty;
 using testing::Pair;
 using Modules = std::map<int, int>;  ///< host id to status
 
@@ -63,8 +61,7 @@ class Reader {
   char* bytes_ = nullptr;
 };
 
-class DeviceCache : public support::HostTest {
- protected:
+struct DeviceCache : support::HostTest {
   std::string path() const { return folder() / "device-cache.shm"; }
   Modules Read() const {
     Modules found;

@@ -7,8 +7,7 @@
 #include "camera.h"
 #include "support/hosttest.h"
 
-class AnalyticsTest : public support::HostTest {
- protected:
+struct AnalyticsTest : support::HostTest {
   AnalyticsTest() {
     support::journal_names_places = true;
     Sql("INSERT INTO camera (id,id_on_rec_server,owner_zr_id) VALUES (11,1,7),(12,2,7),(21,1,8)");

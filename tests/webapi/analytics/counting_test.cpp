@@ -5,9 +5,6 @@
 
 namespace {
 
-using testing::ElementsAre;
-using testing::IsEmpty;
-
 const std::string kRegion = R"("type":1,"region":[{"x":0.1,"y":0.1},{"x":0.9,"y":0.1},{"x":0.5,"y":0.75}])";
 const std::string kFence = R"("type":2,"fence":[{"x":0,"y":0.5,"label":"A"},{"x":1,"y":0.5}])";
 const std::string kFailed = "failed to execute a command on database [0]";
@@ -17,8 +14,7 @@ std::string Widget(int id, int task, const std::string& kind, const std::string&
          "\"," + kind + "}";
 }
 
-class Counting : public AnalyticsTest {
- protected:
+struct Counting : AnalyticsTest {
   /// Host tasks 1 and 2 of slave 7 (tasks 31 and 32 there), host task 3 of slave 8 (task 31 there).
   Counting() {
     Iva(R"({"id":31,"camera_id":1},{"id":32,"camera_id":2})");

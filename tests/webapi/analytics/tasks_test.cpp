@@ -2,9 +2,6 @@
 
 namespace {
 
-using testing::ElementsAre;
-using testing::IsEmpty;
-
 /// The two kinds run through the same scenarios.
 struct TaskKind {
   std::string table, function, title, listed;
@@ -12,8 +9,7 @@ struct TaskKind {
   const char* kept;       ///< what the dumps of the rewritten task show besides
 };
 
-class Tasks : public AnalyticsTest, public testing::WithParamInterface<TaskKind> {
- protected:
+struct Tasks : AnalyticsTest, testing::WithParamInterface<TaskKind> {
   Lines Run(const std::string& entries, bool update_only = false, int level = 5, int zr = 7) {
     return Journal([&] { (table_ == "iva_task" ? Iva : Face)(entries, zr, update_only); }, level);
   }

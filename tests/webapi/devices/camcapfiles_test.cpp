@@ -10,11 +10,8 @@
 namespace {
 
 namespace fs = std::filesystem;
-using testing::ElementsAre;
-using testing::IsEmpty;
 
-class CamCapFilesTest : public support::HostTest {
- protected:
+struct CamCapFilesTest : support::HostTest {
   Lines SaveList(const std::string& list) {
     return Journal([&] { SaveCamCapFiles(7, Parse(list)); });
   }

@@ -4,12 +4,9 @@
 
 namespace {
 
-using testing::ElementsAre;
-
 constexpr const char* kRelated = "message 0 msgd camera-related {}";
 
-class CamerasTest : public support::HostTest {
- protected:
+struct CamerasTest : support::HostTest {
   Lines Update(const std::string& camera_info, int level = 7) {
     return Journal([&] { EXPECT_EQ(UpdateCameraData(7, Parse(camera_info)), 0); }, level);
   }

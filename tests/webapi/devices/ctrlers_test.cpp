@@ -7,13 +7,9 @@
 
 namespace {
 
-using testing::ElementsAre;
-using testing::IsEmpty;
-
 constexpr const char* kDoors = "SELECT id,ctrler_id,owner_zr_id,id_on_rec_server,name,cam_id,cam_zr_id FROM axis_door";
 
-class Ctrlers : public support::HostTest {
- protected:
+struct Ctrlers : support::HostTest {
   /// Cameras 1 and 2 of slave 7 are 41 and 42 on the host.
   Ctrlers() { Sql("INSERT INTO camera (id,owner_zr_id,id_on_rec_server) VALUES (40,8,1),(41,7,1),(42,7,2)"); }
 

@@ -8,8 +8,7 @@
 
 namespace {
 
-class LogGateTest : public testing::Test {
- protected:
+struct LogGateTest : testing::Test {
   LogGateTest() {
     qv::log::Reset();
     g_DbgLogPid = 0;

@@ -11,8 +11,6 @@ namespace {
 
 using support::Lines;
 using support::LinesOf;
-using testing::ElementsAre;
-using testing::IsEmpty;
 
 /// A kind with the words of its messages.
 struct Kind {
@@ -31,8 +29,7 @@ const Kind kIOModule(UpdateIOModuleData, "iomodule",
                      LinesOf("UpdateIOModuleData", "RemoveExtraIOMods", "IOMod", "IO module", "IOMods", "IO mode",
                              "IO module"));
 
-class Reconcile : public support::HostTest, public testing::WithParamInterface<Kind> {
- protected:
+struct Reconcile : support::HostTest, testing::WithParamInterface<Kind> {
   Lines Update(const std::string& section, int level = 7, const Kind& kind = GetParam()) {
     return Journal([&] { kind.update(7, Parse(section)); }, level);
   }

@@ -11,13 +11,9 @@
 
 namespace {
 
-using testing::ElementsAre;
-using testing::IsEmpty;
-
 using Contents = std::map<std::string, support::Lines>;
 
-class SlaveRemoval : public support::HostTest {
- protected:
+struct SlaveRemoval : support::HostTest {
   SlaveRemoval() { Sql("INSERT INTO door_layout_item (layout_id,position) VALUES (1,3),(1,31)"); }
   ~SlaveRemoval() override {
     for (const int zr : {3, 31}) std::filesystem::remove(RtspKeyFilePath(zr));
@@ -181,8 +177,7 @@ constexpr Fault kFaults[] = {
     {"INSERT", "message", "", 0, "Failed to delete action rule of rec_server[3]."},
     {"", "door_layout_item", "door_layout_item ", 0, "Failed to reset door layout item of rec_server[3]."}};
 
-class FailingStep : public SlaveRemoval, public testing::WithParamInterface<Fault> {
- protected:
+struct FailingStep : SlaveRemoval, testing::WithParamInterface<Fault> {
   void HoldAndBreak() {
     Hold(3);
     const auto& [operation, table, kept, result, message, device_message] = GetParam();

@@ -29,13 +29,10 @@ namespace {
 
 namespace fs = std::filesystem;
 using support::ReadWholeFile;
-using testing::ElementsAre;
-using testing::IsEmpty;
 
 // Keys are remembered for the life of the process: every test has servers and cameras of its own, which no test that
 // runs the tool reports of.
-class CameraStatus : public StatusTest {
- protected:
+struct CameraStatus : StatusTest {
   Lines Report(int zr, const std::string& cameras, int level = 5) {
     record_.ZrId = zr;
     return StatusTest::Report("{\"status\":1,\"camera_info\":" + cameras + "}", level);

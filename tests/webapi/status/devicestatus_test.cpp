@@ -2,11 +2,7 @@
 
 namespace {
 
-using testing::ElementsAre;
-using testing::IsEmpty;
-
-class DeviceStatus : public StatusTest {
- protected:
+struct DeviceStatus : StatusTest {
   DeviceStatus() {
     for (const std::string table : {"iomodule", "pos", "ipspeaker"}) {
       Sql("INSERT INTO " + table +
@@ -68,8 +64,7 @@ TEST_F(DeviceStatus, GoesOnWithoutADeviceCache) {
   EXPECT_THAT(Rows("SELECT status_on_rec_server FROM iomodule WHERE id=11"), ElementsAre("2"));
 }
 
-class CtrlerStatus : public StatusTest {
- protected:
+struct CtrlerStatus : StatusTest {
   CtrlerStatus() {
     Sql("INSERT INTO camera (id,owner_zr_id,id_on_rec_server) VALUES (9,7,4);"
         "INSERT INTO axis_acs_ctrler (id,owner_zr_id,id_on_rec_server,status,mac_addr) VALUES (5,7,1,1,'00:AB'),"

@@ -7,9 +7,6 @@
 
 namespace {
 
-using testing::ElementsAre;
-using testing::IsEmpty;
-
 constexpr const char* kFull = R"({"status":1,"pkg_status":2,"vol_status":3,"cam_count":4,"iomodule_count":5,
   "trans_dev_count":6,"speaker_dev_count":7,"acs_door_count":8,"volSpace":9.5,"is_beta":false,"cms_locked":"true",
   "cms_masked":"true","has_aac":true,"has_hevc":true,"oru_pkg_status":10,"recEncryptEnabled":true,"cookie":"c",
@@ -26,8 +23,7 @@ std::string ReportOfEverything(int value, const std::string& status = "1") {
   return std::regex_replace(kReport, std::regex("@"), std::to_string(value)) + status + "}";
 }
 
-class SlaveStatus : public StatusTest {
- protected:
+struct SlaveStatus : StatusTest {
   /// A device and two tasks of every kind.
   static void HoldEverything() {
     SaveSlaveInfoUpdate(SlaveZR(), Parse(support::kEverySection), 7);
