@@ -103,11 +103,8 @@ struct FaultsTest : testing::Test {
 };
 
 const bool kIsLong = std::getenv("QV_LONG_TESTS") != nullptr;
-constexpr struct {
-  const char* name;
-  Error::Kind kind;
-  bool lasts, in_unit;
-} kManners[] = {
+/// Name, kind of error, whether it lasts, whether the call is one unit of work.
+constexpr std::tuple<const char*, Error::Kind, bool, bool> kManners[] = {
     {"one statement", Error::Kind::Statement, false, true},  {"all from then on", Error::Kind::Statement, true, true},
     {"lost once", Error::Kind::Lost, false, true},           {"lost for good", Error::Kind::Lost, true, true},
     {"one, no unit", Error::Kind::Statement, false, false},  {"all, no unit", Error::Kind::Statement, true, false},
@@ -117,7 +114,7 @@ constexpr struct {
 TEST_F(FaultsTest, LeaveTheOldOrTheNewState) {
   int points = 0;
   for (const Call& call : support::Calls()) {
-    for (const auto& manner : kManners) {
+    for (const auto& [name, kind, lasts, in_unit] : kManners) {
       State done;
       bool touched = true;
       // A short run tries some calls only, never the same ones for two manners.
@@ -125,12 +122,12 @@ TEST_F(FaultsTest, LeaveTheOldOrTheNewState) {
       for (long at = 0; touched; at += at == 0 ? 1 + (points % stride) : stride) {
         Reset();
         Open();
-        const std::string where = std::string(call.name) + ", " + manner.name + ", call " + std::to_string(at);
-        fault = {.kind = manner.kind, .lasts = manner.lasts, .at = at};
+        const std::string where = std::string(call.name) + ", " + name + ", call " + std::to_string(at);
+        fault = {.kind = kind, .lasts = lasts, .at = at};
         log_lines_ = 0;
-        const bool committed = RunCall(call, manner.in_unit);
+        const bool committed = RunCall(call, in_unit);
         touched = at == 0 || fault.calls >= at;
-        const bool files_wait = manner.in_unit && fault.came_after_commit;
+        const bool files_wait = in_unit && fault.came_after_commit;
         fault = {};
         qv::db::Close();
         if (files_wait) {
@@ -145,7 +142,7 @@ TEST_F(FaultsTest, LeaveTheOldOrTheNewState) {
           done = now;
         } else if (!touched || files_wait) {
           ASSERT_TRUE(now == done) << where << support::FirstDifference(now.first, done.first);
-        } else if (manner.in_unit && (!committed || manner.kind == Error::Kind::Lost)) {
+        } else if (in_unit && (!committed || kind == Error::Kind::Lost)) {
           ASSERT_FALSE(committed) << where << ": committed after its transaction was lost";
           ASSERT_TRUE(now == old_) << where << support::FirstDifference(now.first, old_.first);
         }

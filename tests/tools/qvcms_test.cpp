@@ -43,11 +43,8 @@ TEST_F(ToolTest, RefusesWhatItCannotReadOrUse) {
   Write("answer", R"({"error":"unauthorized"})");
   Write("report", R"({"status":1,"cam_count":2,"camera_info":[]})");
   Write("snapshot", R"({"camera_info":[],"recShare":[]})");
-  const struct {
-    const char* arguments;
-    int status;
-    const char* message;  ///< start of the one line on standard error
-  } cases[] = {
+  // Each with its exit status and the start of the one line on standard error.
+  const std::tuple<const char*, int, const char*> cases[] = {
       {"update 7 missing", 65, "qvcms: missing: "},
       {"update 7 .", 65, "qvcms: .: "},
       {"update 7 broken", 65, "qvcms: broken:2:16: "},
@@ -194,9 +191,7 @@ TEST_F(ToolTest, PlanLeavesNothingBehindWhenItIsKilled) {
 }
 
 TEST_F(ToolTest, AsksBeforeItRemovesMostDevices) {
-  const struct {
-    std::string before, after, refusal;
-  } cases[] = {
+  const std::array<std::string, 3> cases[] = {
       {Devices(9, 0), Devices(0, 0), ""},
       {Devices(10, 0), Devices(5, 0), ""},
       {Devices(10, 0), Devices(4, 0), "6 of 10 pos, 6 of 10 devices in all"},

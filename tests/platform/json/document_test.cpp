@@ -22,10 +22,7 @@ std::string Read(const std::string& text, const qv::json::ReadLimits& limits = {
 }
 
 TEST(Document, IsReadOrRefusedWithItsPlace) {
-  const struct {
-    std::string text;
-    const char* result;
-  } cases[] = {
+  const std::pair<std::string, const char*> cases[] = {
       {" {\"b\":[1,-2,1.0,true,null,\"x\"],\"a\":{}}\r\n", R"({"a":{},"b":[1,-2,1.0,true,null,"x"]})"},
       {"\"\\u0041\\ud83d\\udeaa\\/\\n\"", "\"A\U0001F6AA/\\n\""},
       {"{\"a\\u0000b\":\"\\u0000\"}", R"({"a\u0000b":"\u0000"})"},

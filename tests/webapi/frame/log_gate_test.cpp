@@ -26,20 +26,16 @@ TEST_F(LogGateTest, PassesTheLevelsOfTheConfiguration) {
   const int self = getpid();
   std::vector<int> full(kLogMaxFilteredPids, 1);
   full.back() = self;
-  const struct {
-    const char* name;
-    std::optional<qv::log::Settings> settings;
-    int last_enabled;
-  } cases[] = {
+  const std::tuple<const char*, std::optional<qv::log::Settings>, int> cases[] = {
       {"no configuration", {}, 3},
-      {"no process filter", {{.level = 4}}, 4},
-      {"no process filter, below the default levels", {{.level = 0}}, 0},
-      {"nothing at all", {{.level = -1}}, -1},
-      {"another process", {{.level = 7, .pids = {1}}}, 3},
-      {"another process, below the default levels", {{.level = 1, .pids = {1}}}, 3},
-      {"this process last", {{.level = 7, .pids = {1, 2, self}}}, 7},
-      {"this process in a full list", {{.level = 5, .pids = full}}, 5},
-      {"this process, below the default levels", {{.level = 1, .pids = {self}}}, 1},
+      {"no process filter", qv::log::Settings{.level = 4}, 4},
+      {"no process filter, below the default levels", qv::log::Settings{.level = 0}, 0},
+      {"nothing at all", qv::log::Settings{.level = -1}, -1},
+      {"another process", qv::log::Settings{.level = 7, .pids = {1}}, 3},
+      {"another process, below the default levels", qv::log::Settings{.level = 1, .pids = {1}}, 3},
+      {"this process last", qv::log::Settings{.level = 7, .pids = {1, 2, self}}, 7},
+      {"this process in a full list", qv::log::Settings{.level = 5, .pids = full}, 5},
+      {"this process, below the default levels", qv::log::Settings{.level = 1, .pids = {self}}, 1},
   };
   for (const auto& [name, settings, last_enabled] : cases) {
     qv::log::Reset();
