@@ -20,7 +20,6 @@ const char DBWrapper<BROKEN_DB_COLUMNS>::m_szTableName[] = "broken";
 
 namespace {
 
-
 template <class COLUMNS>
 struct Record : DBWrapper<COLUMNS> {
   bool IsStorable() const override { return true; }

@@ -150,7 +150,6 @@ TEST_F(FaultsTest, LeaveTheOldOrTheNewState) {
       }
     }
   }
-  printf("%d fault points\n", points);
 }
 
 TEST_F(FaultsTest, AFullDiskLeavesTheOldStateOrTheNew) {

@@ -13,7 +13,6 @@
 #include "log/log.h"
 #include "status/rtspkeys.h"
 #include "support/hoststate.h"
-#include "support/keyfiles.h"
 #include "support/scratch.h"
 
 namespace {
@@ -138,7 +137,6 @@ TEST(ThreadsTest, ProcessesAndThreadsTakeTurns) {
   for (int i = 1; i <= *committed; ++i) messages.push_back("{\"group_id\":" + std::to_string(i) + "}");
   EXPECT_EQ(support::QueryFolder(folder, "SELECT payload FROM message WHERE zr_id = 100 ORDER BY id"), messages)
       << "not those of the commits in their order";
-  printf("%d calls from %d threads of %d processes\n", kProcesses * kThreads * rounds, kThreads, kProcesses);
   qv::log::Reset();
   munmap(shared, sizeof *committed);
 }

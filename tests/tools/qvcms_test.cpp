@@ -1,7 +1,6 @@
 /// qvcms as a shell sees it: exit status, standard output, standard error, and what is left in the data folder.
 
 #include "support/journal.h"
-#include "support/keyfiles.h"
 #include "toolrunner.h"
 
 namespace qv::test {

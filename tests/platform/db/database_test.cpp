@@ -14,6 +14,7 @@ namespace {
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::Not;
+using std::string_literals::operator""s;
 
 constexpr Migration kItemSchema[] = {
     {1, [](Session& session) { session.Execute("CREATE TABLE item (name TEXT UNIQUE, value INTEGER)"); }}};
@@ -26,9 +27,7 @@ struct DatabaseTest : testing::Test {
   /// The files with mode and content.
   std::vector<std::string> Files() const { return support::DumpFiles(folder_); }
   static Options ItemOptions() {
-    return {.driver = {.busy_timeout = std::chrono::seconds(10), .durability = Durability::Process},
-            .factory = {},
-            .migrations = kItemSchema};
+    return {.driver = {.durability = Durability::Process}, .factory = {}, .migrations = kItemSchema};
   }
   void OpenItems() { Open(folder_, ItemOptions()); }
 
@@ -216,10 +215,8 @@ TEST_F(DatabaseTest, NoNameLeadsOut) {
   std::ofstream(root_ / "outside/file") << "kept";
   std::filesystem::create_symlink(root_ / "outside", folder_ / "files/link");
   std::filesystem::create_symlink(root_ / "outside/file", folder_ / "files/filelink");
-  for (const std::string& name :
-       {std::string(), std::string("/etc/x"), std::string("../x"), std::string("a/../../x"), std::string("a\0b", 3),
-        std::string("."), std::string("./"), std::string("link/x"), std::string("filelink"), std::string("link"),
-        std::string("folder/file/x"), std::string(300, 'n'), std::string(6000, '/') + "x"}) {
+  for (const std::string& name : {""s, "/etc/x"s, "../x"s, "a/../../x"s, "a\0b"s, "."s, "./"s, "link/x"s, "filelink"s,
+                                  "link"s, "folder/file/x"s, std::string(300, 'n'), std::string(6000, '/') + "x"}) {
     EXPECT_FALSE(StageFile("files", name, "bad")) << name;
     EXPECT_FALSE(StageRemoval("files", name)) << name;
   }

@@ -7,7 +7,6 @@
 #include "status/rtspkeys.h"
 #include "statustest.h"
 #include "support/hoststate.h"
-#include "support/keyfiles.h"
 
 namespace {
 
