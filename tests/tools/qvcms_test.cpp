@@ -208,10 +208,9 @@ TEST_F(ToolTest, AsksBeforeItRemovesMostDevices) {
     const Result update = Run("--log-level 2 update " + slave + " after");
     EXPECT_EQ(plan.status, 0) << slave;
     EXPECT_EQ(update.status, refusal.empty() ? 0 : 1) << slave << update.err;
-    if (refusal.empty()) {
-      EXPECT_EQ(plan.err, "") << slave;
-    } else {
-      EXPECT_THAT(plan.err, HasSubstr(refusal));
+    EXPECT_EQ(plan.err.empty(), refusal.empty()) << slave << plan.err;
+    EXPECT_THAT(plan.err, HasSubstr(refusal));
+    if (!refusal.empty()) {
       EXPECT_THAT(update.err, testing::AllOf(HasSubstr(refusal), HasSubstr("--allow-removals")));
       EXPECT_EQ(update.out, "") << slave;
       EXPECT_EQ(Run("plan --exit-code " + slave + " before").status, 0) << slave << ": something was applied";

@@ -10,9 +10,6 @@ namespace {
 
 struct LogTest : testing::Test {
   ~LogTest() override { qv::log::Reset(); }
-
-  const support::ScratchFolder folder_;
-  const std::filesystem::path file_ = folder_.path() / "log";
 };
 
 int Print(const char* level, const char* text, const char* category = "CMS_SYNC") {
@@ -20,7 +17,8 @@ int Print(const char* level, const char* text, const char* category = "CMS_SYNC"
 }
 
 TEST_F(LogTest, FileHoldsOneLinePerMessage) {
-  qv::log::Configure({.level = 7, .file = file_, .to_stderr = false});
+  const support::ScratchFolder folder;
+  qv::log::Configure({.level = 7, .file = folder.path() / "log", .to_stderr = false});
   QVPrintf(LOG_TYPE_DIAGNOSTIC, "CMS_SYNC", "INFO", "source", 123, "RemoveExtraPOSs", "Remove POSs [%s] on ZR [%d].\n",
            "1,2", 3);
   QVPrintf(LOG_TYPE_DIAGNOSTIC, nullptr, nullptr, nullptr, 1, nullptr, "{} 100%%\n");
@@ -28,7 +26,8 @@ TEST_F(LogTest, FileHoldsOneLinePerMessage) {
   const std::string time = "[0-9]{4}-[01][0-9]-[0-3][0-9]T[0-2][0-9]:[0-5][0-9]:[0-6][0-9][.][0-9]{3}Z ";
   // The second message has no level, so it took the first one to the disk with it.
   const std::string first = "INFO CMS_SYNC source:123 RemoveExtraPOSs Remove POSs \\[1,2\\] on ZR \\[3\\][.]\n";
-  EXPECT_THAT(support::ReadWholeFile(file_), testing::MatchesRegex(time + first + time + "- - -:1 - \\{\\} 100%\n"));
+  EXPECT_THAT(support::ReadWholeFile(folder.path() / "log"),
+              testing::MatchesRegex(time + first + time + "- - -:1 - \\{\\} 100%\n"));
 }
 
 TEST_F(LogTest, EveryMessageStaysOnOneLine) {

@@ -142,19 +142,11 @@ TEST_F(TableTest, MisfitsKeepTheMemberOrRefuseTheEntry) {
 TEST_F(TableTest, WritesOnlyWhatDiffersAndKeepsNoReferenceToNothing) {
   Gadget gadget = Stored(R"({"number":1})");
   EXPECT_FALSE(gadgets_.Save(gadget));
-  gadget.SetNumber(2);
-  EXPECT_TRUE(gadgets_.Save(gadget));
-  EXPECT_THAT(Rows("SELECT number,peer,text FROM gadget"), ElementsAre("2|null|"));
-  gadget.SetOwner(9);
-  gadget.SetNumber(3);
+  gadget.SetOwner(9), gadget.SetNumber(3);
   EXPECT_TRUE(gadgets_.Save(gadget)) << "a row may change its owner";
-  EXPECT_THAT(Rows("SELECT number,owner_zr_id FROM gadget"), ElementsAre("3|9"));
+  EXPECT_THAT(Rows("SELECT number,owner_zr_id,peer,text FROM gadget"), ElementsAre("3|9|null|"));
   gadget.SetPeer(12);
   EXPECT_THROW(gadgets_.Save(gadget), qv::db::Error) << "there is no such terminal";
-  Sql("INSERT INTO pos (id) VALUES (12)");
-  EXPECT_TRUE(gadgets_.Save(gadget));
-  Sql("DELETE FROM pos");
-  EXPECT_EQ(gadgets_.Count({}), 0) << "a row goes with the row that it refers to";
 }
 
 }  // namespace
