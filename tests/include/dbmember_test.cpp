@@ -20,25 +20,22 @@ const char DBWrapper<BROKEN_DB_COLUMNS>::m_szTableName[] = "broken";
 
 namespace {
 
-using support::Lines;
-using support::Parse;
-using testing::ElementsAre;
-
 template <class COLUMNS>
-class Record : public DBWrapper<COLUMNS> {
- public:
+struct Record : DBWrapper<COLUMNS> {
   bool IsStorable() const override { return true; }
 };
 
-class DbMember : public support::HostTest {
- protected:
-  /// What SetByJson makes of `json` in a column that holds `before`, as JSON and as SQL.
+struct DbMember : support::HostTest {
+  /// What SetByJson makes of `json` in a column that holds `before`, as JSON and as SQL; "kept" for a misfit.
   template <class T>
-  static std::string Set(const std::string& json, T before) {
+  std::string Set(const std::string& json, T before) {
     DBPrimitiveMember<T> member;
     member.Set(before);
-    member.SetByJson(Parse(json));
-    return JsonWrite(member.ToJson(), true) + ' ' + member.ToSqlValue();
+    const Lines lines = Journal([&] { member.SetByJson(Parse(json)); }, 0);
+    if (lines.empty()) return JsonWrite(member.ToJson(), true) + ' ' + member.ToSqlValue();
+    EXPECT_EQ(member.Get(), before) << json;
+    EXPECT_THAT(lines, ElementsAre("log - SetByJson Failed converting Json [" + json + "] to DBPrimitiveMember"));
+    return "kept";
   }
   /// What FromSqlResult makes of an SQL value.
   template <class T>
@@ -56,82 +53,55 @@ class DbMember : public support::HostTest {
 };
 
 TEST_F(DbMember, TakesJson) {
-  const std::string kept = "kept";  // a misfit, which leaves the value alone
   const struct {
-    const char* json;
-    std::string text, flag, integer, number, choice;
+    const char *json, *text, *flag, *integer, *number, *choice;
   } cases[] = {
       {"null", "\"\" ''", "false 0", "0 0", "0.0 0", "0 0"},
-      {"0", "\"0\" '0'", "false 0", "0 0", "0.0 0", "0 0"},
       {"-1", "\"-1\" '-1'", "true 1", "-1 -1", "-1.0 -1", "-1 -1"},
-      {"10", "\"10\" '10'", "true 1", "10 10", "10.0 10", "10 10"},
       {"2.75", "\"2.75\" '2.75'", "true 1", "2 2", "2.75 2.75", "2 2"},
       {"0.1", "\"0.10000000000000001\" '0.10000000000000001'", "true 1", "0 0",
        "0.10000000149011612 0.10000000149011612", "0 0"},
       {"4294967303", "\"4294967303\" '4294967303'", "true 1", "7 7", "4294967296.0 4294967296", "7 7"},
-      {"1e+30", "\"1e+30\" '1e+30'", "true 1", kept, "1.0000000150474662e+30 1.0000000150474662e+30", kept},
-      {"-1e+300", "\"-1.0000000000000001e+300\" '-1.0000000000000001e+300'", "true 1", kept,
-       "-3.4028234663852886e+38 -3.4028234663852886e+38", kept},
+      {"-1e+300", "\"-1.0000000000000001e+300\" '-1.0000000000000001e+300'", "true 1", "kept",
+       "-3.4028234663852886e+38 -3.4028234663852886e+38", "kept"},
       {"true", "\"true\" 'true'", "true 1", "1 1", "1.0 1", "1 1"},
-      {"\"abc\"", "\"abc\" 'abc'", kept, kept, kept, kept},
-      {"\"5\"", "\"5\" '5'", kept, kept, kept, kept},
-      {"\"it's\"", "\"it's\" 'it''s'", kept, kept, kept, kept},
-      {"{}", kept, kept, kept, kept, kept},
-      {"[1]", kept, kept, kept, kept, kept},
+      {"\"5\"", "\"5\" '5'", "kept", "kept", "kept", "kept"},
+      {"\"it's\"", "\"it's\" 'it''s'", "kept", "kept", "kept", "kept"},
+      {"[1]", "kept", "kept", "kept", "kept", "kept"},
   };
-  for (const auto& row : cases) {
-    const std::string json = row.json;
-    const std::string message = "log - SetByJson Failed converting Json [" + json + "] to DBPrimitiveMember";
-    const auto check = [&](const std::string& expected, const std::string& before, auto set) {
-      std::string result;
-      const Lines lines = Journal([&] { result = set(); }, 0);
-      EXPECT_EQ(result, expected == kept ? before : expected) << json;
-      EXPECT_EQ(lines, expected == kept ? Lines{message} : Lines{}) << json;
-    };
-    check(row.text, "\"old\" 'old'", [&] { return Set<std::string>(json, "old"); });
-    check(row.flag, "true 1", [&] { return Set<bool>(json, true); });
-    check(row.integer, "42 42", [&] { return Set<int>(json, 42); });
-    check(row.number, "0.5 0.5", [&] { return Set<float>(json, 0.5F); });
-    check(row.choice, "2 2", [&] { return Set<TAVI_SENSE_LEVEL>(json, TAVI_SENSE_HIGH); });
+  for (const auto& [json, text, flag, integer, number, choice] : cases) {
+    EXPECT_EQ(Set<std::string>(json, "old"), text) << json;
+    EXPECT_EQ(Set(json, true), flag) << json;
+    EXPECT_EQ(Set(json, 42), integer) << json;
+    EXPECT_EQ(Set(json, 0.5F), number) << json;
+    EXPECT_EQ(Set(json, TAVI_SENSE_HIGH), choice) << json;
   }
 }
 
 TEST_F(DbMember, ReadsResults) {
   const struct {
-    const char* sql;
-    const char *text, *flag, *integer, *number, *choice;
+    const char *sql, *text, *flag, *integer, *number, *choice;
   } cases[] = {
       {"NULL", "\"\"", "false", "0", "0.0", "0"},
       {"'010'", "\"010\"", "true", "10", "10.0", "8"},
-      {"'012'", "\"012\"", "true", "12", "12.0", "10"},
       {"'0x1A'", "\"0x1A\"", "false", "0", "26.0", "26"},
-      {"-1", "\"-1\"", "true", "-1", "-1.0", "-1"},
       {"4294967303", "\"4294967303\"", "true", "7", "4294967296.0", "7"},
       {"0.1", "\"0.1\"", "true", "0", "0.10000000149011612", "0"},
       {"0.0", "\"0.0\"", "false", "0", "0.0", "0"},
-      {"'abc'", "\"abc\"", "false", "0", "0.0", "0"},
-      {"1e300", "\"1.0e+300\"", "true", "1", "3.4028234663852886e+38", "1"},
+      {"-1e300", "\"-1.0e+300\"", "true", "-1", "-3.4028234663852886e+38", "-1"},
       {"'true'", "\"true\"", "true", "0", "0.0", "0"},
   };
-  for (const auto& row : cases) {
-    EXPECT_EQ(Fetch<std::string>(row.sql), row.text) << row.sql;
-    EXPECT_EQ(Fetch<bool>(row.sql), row.flag) << row.sql;
-    EXPECT_EQ(Fetch<int>(row.sql), row.integer) << row.sql;
-    EXPECT_EQ(Fetch<float>(row.sql), row.number) << row.sql;
-    EXPECT_EQ(Fetch<TAVI_SENSE_LEVEL>(row.sql), row.choice) << row.sql;
-  }
-}
-
-TEST_F(DbMember, FloatsSurviveTheDatabase) {
-  for (const float value : {0.1F, 1.0F / 3, 16777216.0F, 1e-40F, -2.5F, 3.4028235e38F}) {
-    DBPrimitiveMember<float> member;
-    member.Set(value);
-    EXPECT_EQ(Fetch<float>(member.ToSqlValue()), JsonWrite(member.ToJson(), true)) << value;
+  for (const auto& [sql, text, flag, integer, number, choice] : cases) {
+    EXPECT_EQ(Fetch<std::string>(sql), text) << sql;
+    EXPECT_EQ(Fetch<bool>(sql), flag) << sql;
+    EXPECT_EQ(Fetch<int>(sql), integer) << sql;
+    EXPECT_EQ(Fetch<float>(sql), number) << sql;
+    EXPECT_EQ(Fetch<TAVI_SENSE_LEVEL>(sql), choice) << sql;
   }
 }
 
 TEST_F(DbMember, MessagesNameThePlaceThatAllColumnsShare) {
-  support::Lines places;
+  Lines places;
   qv::log::SetSink([&](const qv::log::Line& line) { places.push_back(line.file + ":" + std::to_string(line.line)); });
   DBPrimitiveMember<int>().SetByJson(Json::Value("abc"));
   const Record<BROKEN_DB_COLUMNS> record;
@@ -152,12 +122,6 @@ TEST_F(DbMember, RecordReportsAMissingMemberAndCopiesKeepTheirOwn) {
   EXPECT_EQ(first.Data().name.Get() + second.Data().name.Get() + third.Data().name.Get(), "changedfirstfirst");
   EXPECT_EQ(first.Data().id.Get(), 0);
   EXPECT_TRUE(first.ShouldLogOnError());
-}
-
-TEST(DetectionNames, AreTheSlaves) {
-  EXPECT_THAT(kTaviDetectionNames,
-              ElementsAre("object_tracking", "motion_detection", "non_idle_zone", "people_counting_wall_mount",
-                          "foreign_object", "missing_object", "people_counting_ceilling_mount", "object_detection"));
 }
 
 }  // namespace

@@ -3,12 +3,7 @@
 
 #include <json/value.h>
 
-#include <fstream>
-#include <functional>
-#include <iterator>
-#include <string>
 #include <unordered_map>
-#include <vector>
 
 #include "json/document.h"
 #include "qvwebapicmssyncutils.h"

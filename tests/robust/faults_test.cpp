@@ -1,7 +1,6 @@
 /// Every call of the database may fail: what each export then leaves behind.
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <sqlite3.h>
 
 #include <csignal>
@@ -18,7 +17,6 @@ namespace {
 
 using qv::db::Error;
 using support::Call;
-using Lines = std::vector<std::string>;
 namespace fs = std::filesystem;
 
 /// Which call of the database fails, and how.
@@ -40,18 +38,14 @@ struct Fault {
 };
 Fault fault;
 
-class FaultyStatement : public support::WrappedStatement {
- public:
-  FaultyStatement(std::unique_ptr<qv::db::Statement> inner, qv::db::Connection& connection)
-      : WrappedStatement(std::move(inner)), connection_(connection) {}
-  bool Step() override { return fault.Count(connection_), WrappedStatement::Step(); }
-
- private:
-  qv::db::Connection& connection_;
+struct FaultyStatement : support::WrappedStatement {
+  FaultyStatement(std::unique_ptr<qv::db::Statement> inner, qv::db::Connection& used)
+      : WrappedStatement(std::move(inner)), connection(used) {}
+  bool Step() override { return fault.Count(connection), WrappedStatement::Step(); }
+  qv::db::Connection& connection;
 };
 
-class FaultyConnection : public support::WrappedConnection {
- public:
+struct FaultyConnection : support::WrappedConnection {
   using WrappedConnection::WrappedConnection;
   std::unique_ptr<qv::db::Statement> Prepare(const char* sql, bool keep, const char** rest) override {
     fault.Count(*this);
@@ -62,8 +56,7 @@ class FaultyConnection : public support::WrappedConnection {
   void Commit() override { fault.Count(*this), WrappedConnection::Commit(), fault.is_committed = true; }
 };
 
-class FaultsTest : public testing::Test {
- protected:
+struct FaultsTest : testing::Test {
   FaultsTest() {
     qv::log::SetSink([this](const qv::log::Line&) { ++log_lines_; });
     fault = {};
@@ -89,7 +82,7 @@ class FaultsTest : public testing::Test {
     };
     qv::db::Open(folder_, options);
   }
-  using State = std::pair<Lines, Lines>;
+  using State = std::pair<std::vector<std::string>, std::vector<std::string>>;
   State Look() const { return {support::DumpDatabase(folder_), support::DumpFiles(folder_)}; }
 
   /// Runs the call, in one unit of work if asked. @return whether it was committed, or ran without a unit of work
@@ -109,15 +102,9 @@ class FaultsTest : public testing::Test {
   int log_lines_ = 0;
 };
 
-bool IsLong() { return std::getenv("QV_LONG_TESTS") != nullptr; }
-
-struct Manner {
-  const char* name;
-  Error::Kind kind;
-  bool lasts;
-  bool in_unit;
-};
-constexpr Manner kManners[] = {
+const bool kIsLong = std::getenv("QV_LONG_TESTS") != nullptr;
+/// Name, kind of error, whether it lasts, whether the call is one unit of work.
+constexpr std::tuple<const char*, Error::Kind, bool, bool> kManners[] = {
     {"one statement", Error::Kind::Statement, false, true},  {"all from then on", Error::Kind::Statement, true, true},
     {"lost once", Error::Kind::Lost, false, true},           {"lost for good", Error::Kind::Lost, true, true},
     {"one, no unit", Error::Kind::Statement, false, false},  {"all, no unit", Error::Kind::Statement, true, false},
@@ -127,20 +114,20 @@ constexpr Manner kManners[] = {
 TEST_F(FaultsTest, LeaveTheOldOrTheNewState) {
   int points = 0;
   for (const Call& call : support::Calls()) {
-    for (const Manner& manner : kManners) {
+    for (const auto& [name, kind, lasts, in_unit] : kManners) {
       State done;
       bool touched = true;
       // A short run tries some calls only, never the same ones for two manners.
-      const long stride = IsLong() ? 1 : 97;
+      const long stride = kIsLong ? 1 : 97;
       for (long at = 0; touched; at += at == 0 ? 1 + (points % stride) : stride) {
         Reset();
         Open();
-        const std::string where = std::string(call.name) + ", " + manner.name + ", call " + std::to_string(at);
-        fault = {.kind = manner.kind, .lasts = manner.lasts, .at = at};
+        const std::string where = std::string(call.name) + ", " + name + ", call " + std::to_string(at);
+        fault = {.kind = kind, .lasts = lasts, .at = at};
         log_lines_ = 0;
-        const bool committed = RunCall(call, manner.in_unit);
+        const bool committed = RunCall(call, in_unit);
         touched = at == 0 || fault.calls >= at;
-        const bool files_wait = manner.in_unit && fault.came_after_commit;
+        const bool files_wait = in_unit && fault.came_after_commit;
         fault = {};
         qv::db::Close();
         if (files_wait) {
@@ -155,7 +142,7 @@ TEST_F(FaultsTest, LeaveTheOldOrTheNewState) {
           done = now;
         } else if (!touched || files_wait) {
           ASSERT_TRUE(now == done) << where << support::FirstDifference(now.first, done.first);
-        } else if (manner.in_unit && (!committed || manner.kind == Error::Kind::Lost)) {
+        } else if (in_unit && (!committed || kind == Error::Kind::Lost)) {
           ASSERT_FALSE(committed) << where << ": committed after its transaction was lost";
           ASSERT_TRUE(now == old_) << where << support::FirstDifference(now.first, old_.first);
         }
@@ -163,11 +150,10 @@ TEST_F(FaultsTest, LeaveTheOldOrTheNewState) {
       }
     }
   }
-  printf("%d fault points\n", points);
 }
 
 TEST_F(FaultsTest, AFullDiskLeavesTheOldStateOrTheNew) {
-  const rlim_t step = IsLong() ? 4096 : 65536 + 4096;
+  const rlim_t step = kIsLong ? 4096 : 65536 + 4096;
   int refused = 0;
   for (const Call& call : support::Calls()) {
     int status = 1;

@@ -6,20 +6,17 @@ namespace qv::test {
 namespace {
 
 using testing::ContainsRegex;
-using testing::HasSubstr;
-using testing::Not;
 
-class HardeningTest : public ToolTest {};
+using HardeningTest = ToolTest;
 
 TEST_F(HardeningTest, IsInEveryBuiltFile) {
   for (const std::string file : {QVCMS_PATH, QVCMSSYNC_PATH, QVPLATFORM_PATH}) {
     const std::string facts = Shell("readelf -hldW --dyn-syms '" + file + "'").out;
-    EXPECT_THAT(facts, HasSubstr("GNU_RELRO")) << file;
-    EXPECT_THAT(facts, ContainsRegex("GNU_STACK[^\n]* RW ")) << file << ": the stack can be executed";
-    EXPECT_THAT(facts, Not(ContainsRegex("LOAD[^\n]* RWE "))) << file;
-    EXPECT_THAT(facts, ContainsRegex("FLAGS_1[^\n]*NOW")) << file;
-    EXPECT_THAT(facts, HasSubstr("DYN (")) << file << ": loaded to a fixed address";
-    EXPECT_THAT(facts, HasSubstr("__stack_chk_fail")) << file;
+    // Among them a stack that cannot be executed, and no fixed address to be loaded to.
+    for (const char* fact : {"GNU_RELRO", "GNU_STACK[^\n]* RW ", "FLAGS_1[^\n]*NOW", "DYN [(]", "__stack_chk_fail"}) {
+      EXPECT_THAT(facts, ContainsRegex(fact)) << file;
+    }
+    EXPECT_THAT(facts, testing::Not(ContainsRegex("LOAD[^\n]* RWE "))) << file;
 #if defined(__OPTIMIZE__) && !defined(__SANITIZE_ADDRESS__) && !defined(__SANITIZE_THREAD__)
     EXPECT_TRUE(file != QVPLATFORM_PATH || facts.find("_chk@GLIBC") != std::string::npos) << facts;
 #endif
@@ -27,7 +24,7 @@ TEST_F(HardeningTest, IsInEveryBuiltFile) {
 #ifdef __x86_64__
   // Nearly every function is the target of an indirect call to those who load the library.
   EXPECT_THAT(Shell("objdump -d --no-show-raw-insn '" QVCMSSYNC_PATH "' | grep -A1 '<SaveSlave[A-Za-z]*>:'").out,
-              HasSubstr("endbr64"));
+              testing::HasSubstr("endbr64"));
 #endif
 }
 

@@ -1,6 +1,8 @@
 /// Documents that a slave in the wrong hands could send: each is refused with its place, or applied correctly. The
 /// log stays in its lines, and the memory in proportion.
 
+#include <regex>
+
 #include "tools/toolrunner.h"
 
 namespace qv::test {
@@ -10,13 +12,6 @@ namespace fs = std::filesystem;
 
 constexpr int kDone = 0;
 constexpr int kBadDocument = 65;
-
-std::string Repeat(const std::string& text, std::size_t count) {
-  std::string all;
-  all.reserve(text.size() * count);
-  for (std::size_t i = 0; i < count; ++i) all += text;
-  return all;
-}
 
 std::string Speaker(const std::string& members) { return "{\"speaker_info\":[{" + members + "}]}"; }
 
@@ -33,10 +28,11 @@ TEST_F(HostileTest, DocumentsAreRefusedOrApplied) {
   const char* const id = "SELECT id_on_rec_server FROM ipspeaker";
   const std::string sql = R"('); DROP TABLE ipspeaker; --" \\ % _ ; $1 ?1 :a @b)";
   const std::string json = R"('); DROP TABLE ipspeaker; --\" \\\\ % _ ; $1 ?1 :a @b)";
+  const std::string deep = std::string(100'000, '[') + std::string(100'000, ']');
   const Case cases[] = {
-      {Repeat("[", 100'000) + Repeat("]", 100'000)},
-      {Repeat("{\"a\":", 100'000) + "1" + Repeat("}", 100'000)},
-      {Speaker("\"id\":1,\"x\":" + Repeat("[", 100'000) + Repeat("]", 100'000))},
+      {deep},
+      {std::regex_replace(std::string(100'000, '{'), std::regex("\\{"), "{\"a\":") + "1" + std::string(100'000, '}')},
+      {Speaker("\"id\":1,\"x\":" + deep)},
       {Speaker("\"id\":1,\"volume\":1e400")},
       {Speaker("\"id\":2147483648")},
       {Speaker("\"id\":99999999999999999999")},
@@ -50,8 +46,7 @@ TEST_F(HostileTest, DocumentsAreRefusedOrApplied) {
       {Speaker(R"("id":1,"name":"a\u0000b")"), hex, "610062"},
       {Speaker(R"("id":1,"name":"a\nERR faked\r\u001b[31m\u2028b")"), hex,
        "610A4552522066616B65640D1B5B33316DE280A862"},
-      {Speaker("\"id\":1,\"name\":\"" + json + "\",\"note\":\"" + json + "\",\"" + json + "\":\"" + json + "\""), name,
-       sql},
+      {Speaker("\"id\":1,\"name\":\"" + json + "\",\"note\":\"" + json + "\",\"" + json + "\":\"x\""), name, sql},
       {Speaker(R"("id":1,"name":"%s%n%*d%99999999d")"), name, "%s%n%*d%99999999d"},
   };
   Write("empty", R"({"camera_info":[]})");
@@ -64,11 +59,10 @@ TEST_F(HostileTest, DocumentsAreRefusedOrApplied) {
     EXPECT_EQ(result.err.find_first_of("\x1b\r"), std::string::npos) << label;
     EXPECT_EQ(result.err.find("\nERR faked"), std::string::npos) << label;
     EXPECT_THAT(support::FindDamage(folder_ / "data"), testing::IsEmpty()) << label;
-    EXPECT_EQ(result.status, hostile.query == nullptr ? kBadDocument : kDone) << label << ": " << result.err;
-    const auto rows = support::QueryFolder(folder_ / "data", hostile.query == nullptr ? name : hostile.query);
-    if (hostile.query == nullptr) {
-      EXPECT_THAT(result.err, testing::HasSubstr("qvcms: document")) << label;
-    }
+    const bool is_refused = hostile.query == nullptr;
+    EXPECT_EQ(result.status, is_refused ? kBadDocument : kDone) << label << ": " << result.err;
+    EXPECT_EQ(result.err.find("qvcms: document") != std::string::npos, is_refused) << label << ": " << result.err;
+    const auto rows = support::QueryFolder(folder_ / "data", is_refused ? name : hostile.query);
     EXPECT_EQ(rows.empty() ? "" : rows[0], hostile.answer) << label;
   }
 }
@@ -97,12 +91,7 @@ TEST_F(HostileTest, MemoryStaysInProportion) {
   const bool is_long = std::getenv("QV_LONG_TESTS") != nullptr;
   const std::size_t bytes = (is_long ? 100U : 8U) << 20;
   const std::size_t entries = is_long ? 1'000'000 : 60'000;
-  const struct {
-    std::string start, repeated;
-    std::size_t count;
-    std::string end;
-    int status;
-  } cases[] = {
+  const std::tuple<std::string, std::string, std::size_t, std::string, int> cases[] = {
       {"{\"speaker_info\":[{\"id\":1,\"name\":\"", "x", bytes, "\"}]}", kDone},
       {"{\"speaker_info\":[{\"id\":1,\"name\":\"", "\\n", bytes / 2, "\"}]}", kDone},
       {"{\"x\":[0", ",0", bytes / 2, "]}", kBadDocument},
@@ -118,20 +107,20 @@ TEST_F(HostileTest, MemoryStaysInProportion) {
       {"{\"speaker_info\":[{\"id\":1,\"x\":[\"\"", ",\"a text of some length\"", bytes / 24, "]}]}", kDone},
       {"{\"POS_eventconf\":[{\"id\":1,\"x\":[\"\"", ",\"a text of some length\"", bytes / 24, "]}]}", kDone},
   };
-  for (const auto& large : cases) {
+  for (const auto& [start, repeated, count, end, status] : cases) {
     fs::remove_all(folder_ / "data");
     std::ofstream document(folder_ / "document", std::ios::binary);
-    document << large.start;
-    for (std::size_t number = 1; number <= large.count; ++number) {
-      for (const char letter : large.repeated) letter == '#' ? document << number : document << letter;
+    document << start;
+    for (std::size_t number = 1; number <= count; ++number) {
+      for (const char letter : repeated) letter == '#' ? document << number : document << letter;
     }
-    document << large.end;
+    document << end;
     document.close();
     const double size = static_cast<double>(fs::file_size(folder_ / "document")) / 1024;
     const Result result = Run("--synchronous normal --log-level 0 pair 7 document");
-    EXPECT_EQ(result.status, large.status) << large.start << large.repeated << ": " << result.err.substr(0, 500);
+    EXPECT_EQ(result.status, status) << start << repeated << ": " << result.err.substr(0, 500);
     EXPECT_LE(static_cast<double>(result.peak_kilobytes - kFloor), std::max(size * kFactor, kAlways))
-        << large.start << large.repeated;
+        << start << repeated;
   }
 }
 

@@ -1,13 +1,12 @@
 /// Passwords and stream keys: in no log, message, listing or error, and in no file that others may read.
 
-#include <json/writer.h>
 #include <sqlite3.h>
 #include <sys/stat.h>
 
 #include <regex>
-#include <sstream>
 
 #include "calls.h"
+#include "qvjson.h"
 #include "rtspinfo.h"
 #include "tools/toolrunner.h"
 
@@ -41,11 +40,7 @@ void Plant(Json::Value& value) {
   value["raw"] = kInner;
 }
 
-class SecretsTest : public ToolTest {
- protected:
-  void WriteDocument(const std::string& name, const Json::Value& document) const {
-    Write(name, Json::writeString(Json::StreamWriterBuilder(), document));
-  }
+struct SecretsTest : ToolTest {
   /// Runs the command and looks for canaries in all that it says: in the output, and in the log and the errors, which
   /// have the cookie in one place, the line about a slave's status.
   void ExpectSilence(const std::string& command, int status = 0) const {
@@ -81,7 +76,7 @@ TEST_F(SecretsTest, ReachNobody) {
   for (const char* name : {"slave7-pair", "slave7-snapshot-1", "slave7-snapshot-2"}) {
     Json::Value document = support::Example(name);
     Plant(document);
-    WriteDocument(name, document);
+    Write(name, JsonWrite(document, true));
   }
   Json::Value report = support::Example("slave7-status");
   report["cookie"] = "canaryCookie";
@@ -90,14 +85,10 @@ TEST_F(SecretsTest, ReachNobody) {
     camera["stream_profile1"]["url"] = kUrl;
     camera["stream_profile2"] = kInner;
   }
-  WriteDocument("report", report);
-  Json::Value wrong = support::Example("slave7-pair", 1);
-  Json::Value nested;
-  nested[kPassword] = kPassword;
-  wrong["camera_info"][0]["password"] = nested;
-  wrong["POS_info"][0]["password"].swap(nested);
-  wrong["speaker_info"][0]["id"] = kPassword;
-  WriteDocument("wrong", wrong);
+  Write("report", JsonWrite(report, true));
+  Write("wrong", R"({"camera_info":[{"id":1,"password":{"canaryPassword":"canaryPassword"}}],
+                     "POS_info":[{"id":1,"password":{"canaryPassword":"canaryPassword"}}],
+                     "speaker_info":[{"id":"canaryPassword"}]})");
   Write("broken", R"({"camera_info":[{"id":1,"password":"canaryPassword","name":"x"},])");
 
   ExpectSilence("pair " + zr + "slave7-pair --model QVA-3216");
@@ -121,15 +112,15 @@ TEST_F(SecretsTest, ReachNobody) {
   EXPECT_EQ(CheckModes(keys.parent_path()), 1);
   sqlite3_close(reader);
 
-  const std::string refusal = Run("list teapot").err;  // tells all kinds
-  std::istringstream kinds(refusal.substr(0, refusal.find('\n')).substr(refusal.find(" are ") + 5));
-  int kind_count = 0;
-  for (std::string kind; kinds >> kind; ++kind_count) {
-    if (kind.ends_with(',')) kind.pop_back();
-    ExpectSilence("list --wide " + kind);
-    ExpectSilence("-o json list " + kind);
+  const std::string refusal = Run("list teapot").err;
+  const std::string kinds = refusal.substr(refusal.find(" are "), refusal.find('\n') - refusal.find(" are "));
+  const std::regex name("[a-z-]+");
+  const std::sregex_token_iterator first(kinds.begin() + 5, kinds.end(), name);
+  EXPECT_GE(std::distance(first, {}), 21) << refusal;
+  for (auto kind = first; kind != std::sregex_token_iterator(); ++kind) {
+    ExpectSilence("list --wide " + kind->str());
+    ExpectSilence("-o json list " + kind->str());
   }
-  EXPECT_GE(kind_count, 21) << refusal;
   ExpectSilence("remove " + zr);
   EXPECT_FALSE(fs::exists(keys));
   EXPECT_EQ(fs::status(folder_ / "data").permissions(), fs::perms(0700));

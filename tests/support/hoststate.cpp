@@ -5,10 +5,8 @@
 #include <algorithm>
 #include <cstring>
 #include <fstream>
-#include <iterator>
 #include <memory>
 #include <regex>
-#include <stdexcept>
 
 namespace support {
 namespace {

@@ -1,5 +1,5 @@
 /// What a data folder holds, read without the platform: through an SQLite connection of its own and the file system.
-/// Nobody may have the folder open meanwhile.
+/// Nobody may write to the folder meanwhile.
 #pragma once
 
 #include <array>

@@ -1,7 +1,9 @@
 #include "hosttest.h"
 
 #include "db/database.h"
+#include "hoststate.h"
 #include "json/document.h"
+#include "log/log.h"
 
 namespace support {
 
@@ -15,32 +17,13 @@ HostTest::HostTest() {
 }
 
 HostTest::~HostTest() {
-  StopJournal();
+  qv::log::Reset();  // after a call that threw
   qv::db::Close();
-}
-
-Lines HostTest::Journal(const std::function<void()>& call, int level) {
-  StartJournal(level);
-  call();
-  Lines lines = TakeJournal();
-  StopJournal();
-  return lines;
 }
 
 void HostTest::Sql(const std::string& script) { qv::db::ThisThread().Execute(script); }
 
-Lines HostTest::Rows(const std::string& query) {
-  qv::db::Query rows = qv::db::ThisThread().Prepare(query);
-  Lines lines;
-  while (rows.Next()) {
-    std::string& line = lines.emplace_back();
-    for (int column = 0; column < rows.Row().ColumnCount(); ++column) {
-      if (column > 0) line += '|';
-      line += rows.Row().IsNull(column) ? "null" : std::string(rows.Row().Text(column));
-    }
-  }
-  return lines;
-}
+Lines HostTest::Rows(const std::string& query) { return QueryFolder(qv::db::DataFolder(), query); }
 
 void HostTest::Refuse(const std::string& operation, const std::string& table, const std::string& condition) {
   static int number = 0;

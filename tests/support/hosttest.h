@@ -2,12 +2,7 @@
 #pragma once
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <json/value.h>
-
-#include <filesystem>
-#include <functional>
-#include <string>
 
 #include "journal.h"
 #include "scratch.h"
@@ -17,16 +12,36 @@ namespace support {
 /// A JSON text as a value; fails the test when it is none.
 Json::Value Parse(const std::string& text);
 
-class HostTest : public testing::Test {
- protected:
+/// A snapshot that leaves something in every table of devices.
+inline constexpr const char* kEverySection = R"({
+  "camera_info":[{"id":1,"name":"A","edgeStorage":{"enabled":true}}],
+  "camCapList":[{"camVendor":"V","camModel":"M","capFileName":"9/V/M.cap","camCap":{"zoom":1}}],
+  "camDetSetting":[{"id":1,"cam_id":1}], "camDeviceOutput":[{"id":1,"cam_id":1}], "recShare":[{"id":1}],
+  "iomodule_info":[{"id":1,"name":"B"}], "iomoduleSetting":[{"id":1,"iomodule_id":1}],
+  "iomoduleCamPairing":[{"id":1,"iomodule_id":1,"cam_id":1}],
+  "POS_info":[{"id":1,"text_rules":[{"type":0,"pattern":"VOID"}]}], "POS_eventconf":[{"id":1,"pos_id":1}],
+  "speaker_info":[{"id":1}], "ctrler_info":[{"id":1,"name":"C","door":[{"id":1,"name":"D"}]}],
+  "iva_info":[{"id":1,"camera_id":1,"type":6,"enable":true}], "face_info":[{"id":1,"camera_id":1}],
+  "counting_widget_info":[{"id":1,"iva_setting_id":1,"type":2,"fence":[{"x":0,"y":0.5},{"x":1,"y":0.5}]}],
+  "counting_task_group_info":[{"id":1,"widget_ids":[1]}]})";
+
+struct HostTest : testing::Test {
+  using Lines = support::Lines;
+  /// For nearly every test's lines.
+  template <class... Line>
+  static auto ElementsAre(const Line&... lines) {
+    return testing::ElementsAre(lines...);
+  }
+  static auto IsEmpty() { return testing::IsEmpty(); }
+
   HostTest();
   ~HostTest() override;
 
-  /// Runs `call` and returns what it did. @param level the log's threshold meanwhile
-  Lines Journal(const std::function<void()>& call, int level = 7);
+  static Lines Journal(const std::function<void()>& call, int level = 7) { return support::Journal(call, level); }
+  static Json::Value Parse(const std::string& text) { return support::Parse(text); }
   /// Runs SQL that is none of the library's doing: what the host held before, faults, a look at the result.
   static void Sql(const std::string& script);
-  /// The rows of a query, columns joined by "|".
+  /// The committed rows of a query, columns joined by "|".
   static Lines Rows(const std::string& query);
 
   /// From now on the database refuses to `operation` ("INSERT", "UPDATE", "DELETE") rows of `table`.

@@ -12,6 +12,8 @@ namespace {
 
 Lines journal;
 
+void Note(std::string line) { journal.push_back(std::move(line)); }
+
 void NoteLogLine(const qv::log::Line& line) {
   if (line.category == "DATABASE") {
     std::string text = line.text.substr(0, line.text.find(": "));
@@ -102,17 +104,14 @@ class NotingConnection : public WrappedConnection {
 
 }  // namespace
 
-void Note(std::string line) { journal.push_back(std::move(line)); }
-
-Lines TakeJournal() { return std::exchange(journal, {}); }
-
-void StartJournal(int level) {
+Lines Journal(const std::function<void()>& call, int level) {
   qv::log::Configure({.level = level});
   qv::log::SetSink(NoteLogLine);
   journal.clear();
+  call();
+  qv::log::Reset();
+  return std::exchange(journal, {});
 }
-
-void StopJournal() { qv::log::Reset(); }
 
 qv::db::ConnectionFactory NotingDriver() {
   return [](const std::filesystem::path& folder, const qv::db::DriverOptions& options) {

@@ -12,6 +12,7 @@
 /// Statements that changed no row leave no line.
 #pragma once
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -21,6 +22,11 @@ namespace support {
 
 using Lines = std::vector<std::string>;
 
+template <class... Text>
+Lines LinesOf(const Text&... lines) {
+  return {lines...};
+}
+
 /// Whether a line of the log names its place too: "log 5 UpdateIvaInfo:161 Iva Task[1] info changed."
 inline bool journal_names_places = false;
 /// Those of the lines that start so.
@@ -29,12 +35,8 @@ inline Lines Only(Lines lines, const std::string& start) {
   return lines;
 }
 
-/// Starts receiving the log at `level` and empties the journal.
-void StartJournal(int level);
-void StopJournal();
-/// The lines so far; empties the journal.
-Lines TakeJournal();
-void Note(std::string line);
+/// Runs `call` and returns what it did. @param level  the log's threshold meanwhile
+Lines Journal(const std::function<void()>& call, int level);
 
 /// A driver that notes the writes of the connections it opens.
 qv::db::ConnectionFactory NotingDriver();

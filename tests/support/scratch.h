@@ -1,6 +1,8 @@
-/// What a test needs of the system: a folder of its own, and processes of its own.
+/// What a test needs of the system: a folder of its own, processes of its own, and key files without others.
 #pragma once
 
+#include <fcntl.h>
+#include <sys/file.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -9,6 +11,8 @@
 #include <filesystem>
 #include <stdexcept>
 #include <string>
+
+#include "rtspinfo.h"
 
 namespace support {
 
@@ -27,6 +31,24 @@ class ScratchFolder {
 
  private:
   std::filesystem::path path_;
+};
+
+/// Key files lie in the package's folder, which all tests share: whoever holds one of these waits until no other test
+/// does.
+class KeyFiles {
+ public:
+  KeyFiles() {
+    const std::filesystem::path package = std::filesystem::path(RtspKeyFilePath(0)).parent_path().parent_path();
+    std::filesystem::create_directories(package);
+    lock_ = open((package / "tests.lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
+    if (lock_ < 0 || flock(lock_, LOCK_EX) != 0) throw std::runtime_error("no lock in " + package.string());
+  }
+  ~KeyFiles() { close(lock_); }
+  KeyFiles(const KeyFiles&) = delete;
+  KeyFiles& operator=(const KeyFiles&) = delete;
+
+ private:
+  int lock_ = -1;
 };
 
 /// Starts a process that ends with the status that `work` returns; an exception kills it.

@@ -1,7 +1,6 @@
 /// qvcms as a shell sees it: exit status, standard output, standard error, and what is left in the data folder.
 
-#include "rtspinfo.h"
-#include "support/keyfiles.h"
+#include "support/journal.h"
 #include "toolrunner.h"
 
 namespace qv::test {
@@ -44,11 +43,8 @@ TEST_F(ToolTest, RefusesWhatItCannotReadOrUse) {
   Write("answer", R"({"error":"unauthorized"})");
   Write("report", R"({"status":1,"cam_count":2,"camera_info":[]})");
   Write("snapshot", R"({"camera_info":[],"recShare":[]})");
-  const struct {
-    const char* arguments;
-    int status;
-    const char* message;  ///< start of the one line on standard error
-  } cases[] = {
+  // Each with its exit status and the start of the one line on standard error.
+  const std::tuple<const char*, int, const char*> cases[] = {
       {"update 7 missing", 65, "qvcms: missing: "},
       {"update 7 .", 65, "qvcms: .: "},
       {"update 7 broken", 65, "qvcms: broken:2:16: "},
@@ -81,32 +77,14 @@ TEST_F(ToolTest, RefusesWhatItCannotReadOrUse) {
 
 TEST_F(ToolTest, TellsWrongUsage) {
   Write("document", "{}");
-  for (const char* arguments : {"",
-                                "unknown",
-                                "list",
-                                "list teapot",
-                                "update 7",
-                                "update 0 document",
-                                "update x document",
-                                "update 99999999999 document",
-                                "update 7 document --colour",
-                                "list pos -o xml",
-                                "list pos --log-level 8",
-                                "list pos --data-dir ''",
-                                "plan 7 document --allow-removals",
-                                "configuring pos 1 on",
-                                "configuring camera 1 1",
-                                "pair 010 document",
-                                "pair 0x10 document",
-                                "list pos --zr +7",
-                                "list pos -o 1",
-                                "list pos --synchronous 0",
-                                "list pos --max-size 010",
-                                "list pos --max-size 1KB",
-                                "list pos --max-size 99999999999G",
-                                "list pos --log-file ''",
-                                "update 7 ''",
-                                "pair 7 document --model \"$(printf '\\377')\""}) {
+  for (const std::string& arguments :
+       support::LinesOf("", "unknown", "list", "list teapot", "update 7", "update 0 document", "update x document",
+                        "update 99999999999 document", "update 7 document --colour", "list pos -o xml",
+                        "list pos --log-level 8", "list pos --data-dir ''", "plan 7 document --allow-removals",
+                        "configuring pos 1 on", "configuring camera 1 1", "pair 010 document", "pair 0x10 document",
+                        "list pos --zr +7", "list pos -o 1", "list pos --synchronous 0", "list pos --max-size 010",
+                        "list pos --max-size 1KB", "list pos --max-size 99999999999G", "list pos --log-file ''",
+                        "update 7 ''", "pair 7 document --model \"$(printf '\\377')\"")) {
     const Result result = Run(arguments);
     EXPECT_EQ(result.status, 64) << arguments;
     EXPECT_EQ(result.out, "") << arguments;
@@ -222,9 +200,7 @@ TEST_F(ToolTest, PlanLeavesNothingBehindWhenItIsKilled) {
 }
 
 TEST_F(ToolTest, AsksBeforeItRemovesMostDevices) {
-  const struct {
-    std::string before, after, refusal;
-  } cases[] = {
+  const std::array<std::string, 3> cases[] = {
       {Devices(9, 0), Devices(0, 0), ""},
       {Devices(10, 0), Devices(5, 0), ""},
       {Devices(10, 0), Devices(4, 0), "6 of 10 pos, 6 of 10 devices in all"},
@@ -242,10 +218,9 @@ TEST_F(ToolTest, AsksBeforeItRemovesMostDevices) {
     const Result update = Run("--log-level 2 update " + slave + " after");
     EXPECT_EQ(plan.status, 0) << slave;
     EXPECT_EQ(update.status, refusal.empty() ? 0 : 1) << slave << update.err;
-    if (refusal.empty()) {
-      EXPECT_EQ(plan.err, "") << slave;
-    } else {
-      EXPECT_THAT(plan.err, HasSubstr(refusal));
+    EXPECT_EQ(plan.err.empty(), refusal.empty()) << slave << plan.err;
+    EXPECT_THAT(plan.err, HasSubstr(refusal));
+    if (!refusal.empty()) {
       EXPECT_THAT(update.err, testing::AllOf(HasSubstr(refusal), HasSubstr("--allow-removals")));
       EXPECT_EQ(update.out, "") << slave;
       EXPECT_EQ(Run("plan --exit-code " + slave + " before").status, 0) << slave << ": something was applied";

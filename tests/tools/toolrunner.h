@@ -2,7 +2,6 @@
 #pragma once
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <fstream>
 
@@ -13,12 +12,10 @@
 
 namespace qv::test {
 
-class ToolTest : public testing::Test {
- protected:
+struct ToolTest : testing::Test {
   struct Result {
     int status = -1;
-    std::string out;
-    std::string err;
+    std::string out, err;
     long peak_kilobytes = 0;  ///< of memory
   };
 
@@ -26,14 +23,11 @@ class ToolTest : public testing::Test {
   Result Shell(const std::string& command) const {
     const std::string line = "cd '" + folder_.string() + "' && exec >stdout 2>stderr && " + command;
     rusage usage{};
-    Result result;
-    result.status = support::EndOf(
-        support::StartChild([&] { return execl("/bin/sh", "sh", "-c", line.c_str(), nullptr); }), &usage);
-    result.out = support::ReadWholeFile(folder_ / "stdout");
-    result.err = support::ReadWholeFile(folder_ / "stderr");
-    result.peak_kilobytes = usage.ru_maxrss;
-    std::filesystem::remove(folder_ / "stdout");
-    std::filesystem::remove(folder_ / "stderr");
+    const pid_t shell = support::StartChild([&] { return execl("/bin/sh", "sh", "-c", line.c_str(), nullptr); });
+    const int status = support::EndOf(shell, &usage);
+    const Result result = {status, support::ReadWholeFile(folder_ / "stdout"),
+                           support::ReadWholeFile(folder_ / "stderr"), usage.ru_maxrss};
+    for (const char* output : {"stdout", "stderr"}) std::filesystem::remove(folder_ / output);
     return result;
   }
   /// Runs "qvcms ARGUMENTS" with `data` below the test's folder as data folder.
@@ -57,10 +51,7 @@ class ToolTest : public testing::Test {
     return json::ReadDocument("{\"value\":" + result.out + "}", {})["value"];
   }
 
- private:
-  support::ScratchFolder scratch_;
-
- protected:
+  const support::ScratchFolder scratch_;
   const std::filesystem::path folder_ = scratch_.path();
 };
 

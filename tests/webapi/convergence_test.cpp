@@ -1,60 +1,71 @@
 /// The same snapshot twice, and one after another: whatever types its values have.
 
+#include <span>
+
+#include "facesetting.h"
 #include "qvwebapicmssyncutils.h"
 #include "slavezr.h"
 #include "support/hosttest.h"
+#include "tavisetting.h"
 
 namespace {
 
-using support::Parse;
-
-class ConvergenceTest : public support::HostTest {
- protected:
+struct ConvergenceTest : support::HostTest {
   /// What a call with a snapshot writes.
-  support::Lines Update(const std::string& document, int zr) {
-    return Journal([&] { SaveSlaveInfoUpdate(SlaveZR(), Parse(document), zr); }, 0);
+  Lines Update(const Json::Value& document, int zr) {
+    return Journal([&] { SaveSlaveInfoUpdate(SlaveZR(), document, zr); }, 0);
+  }
+  /// What a slave may say of a task, and a member that the host's record has for itself.
+  static Lines TaskKeys(std::span<const DBColumn> columns) {
+    Lines keys = {"extra"};
+    for (const DBColumn& column : columns) {
+      const bool is_reported = column.info.role == FieldRole::Config && column.info.references == nullptr;
+      if (is_reported) keys.emplace_back(column.info.column);
+    }
+    return keys;
   }
 };
 
 TEST_F(ConvergenceTest, WritesNothingAndTheFirstLeavesWhatABlankHostWouldHold) {
-  const std::string values[] = {
-      "null",   "true", "false",     "0",      "1",   "7",          "0.1",         "0.10000000149011612",
-      R"("5")", "5",    R"("true")", "[true]", "[1]", R"({"a":5})", R"({"a":"5"})"};
+  const Json::Value values = Parse(
+      R"(["absent", null, true, false, 0, 1, 7, -1, 0.1, 0.10000000149011612, 16777217, 4294967297, 1e300, 5e-324,
+          "5", 5, 0.5, "true", "a\u0000b", "it's\\'\n\"x\";--", [true], [1], [1, {"a":null}], {"a":5}, {"a":"5"}])");
+  const std::pair<const char*, Lines> sections[] = {
+      {"POS_info", {"paired_cameras"}},
+      {"iomoduleSetting", {"threshold"}},
+      {"iva_info", TaskKeys(DBColumnMembers<TAVI_SETTING_DB_COLUMNS>::kColumns)},
+      {"face_info", TaskKeys(DBColumnMembers<FACE_SETTING_DB_COLUMNS>::kColumns)}};
   // For every pair of values one entry, which has the first value before and the second one after.
-  std::string before[3];
-  std::string after[3];
-  int id = 0;
-  for (const std::string& first : values) {
-    for (const std::string& second : values) {
-      ++id;
-      for (auto* document : {&before, &after}) {
-        const std::string& value = document == &before ? first : second;
-        const std::string start = (id > 1 ? ",{\"id\":" : "{\"id\":") + std::to_string(id);
-        document[0][0] += start + ",\"paired_cameras\":" + value + ",\"unknown\":" + value + "}";
-        document[0][1] += start + ",\"threshold\":" + value + "}";
-        document[0][2] += start + ",\"camera_id\":1,\"enable\":" + value + ",\"confidence\":" + value +
-                          ",\"name\":" + value + ",\"dwell_time\":" + value + ",\"unknown\":[" + value + "]}";
-      }
+  Json::Value before = Parse(R"({"camera_info":[{"id":1}]})");
+  Json::Value after = before;
+  const auto add = [](Json::Value& section, const Lines& keys, const Json::Value& value) {
+    Json::Value& entry = section.append(Json::objectValue);
+    entry["id"] = section.size();
+    entry["camera_id"] = 1;
+    if (value == "absent") return;
+    for (const std::string& key : keys) entry[key] = value;
+    entry["unknown"].append(value);
+  };
+  for (const Json::Value& first : values) {
+    for (const Json::Value& second : values) {
+      for (const auto& [section, keys] : sections) add(before[section], keys, first), add(after[section], keys, second);
     }
   }
-  const auto document = [](const std::string(&sections)[3]) {
-    return R"({"camera_info":[{"id":1}],"POS_info":[)" + sections[0] + R"(],"iomoduleSetting":[)" + sections[1] +
-           R"(],"iva_info":[)" + sections[2] + "]}";
-  };
-  for (const auto* sections : {&before, &after}) {
-    Update(document(*sections), 7);
-    EXPECT_THAT(Update(document(*sections), 7),
-                testing::Not(testing::Contains(testing::MatchesRegex("(ins|upd|del).*"))));
+  for (const Json::Value& document : {before, after}) {
+    Update(document, 7);
+    EXPECT_THAT(Update(document, 7), testing::Not(testing::Contains(testing::MatchesRegex("(ins|upd|del).*"))));
   }
-  Update(document(after), 8);
-  for (const char* query : {"SELECT id_on_rec_server,settings FROM iomodule_setting",
-                            "SELECT id_on_rec_server,enable,confidence,name,dwell_time,extra FROM iva_task"}) {
-    const auto rows = [&](int zr) {
-      return Rows(query + (" WHERE owner_zr_id=" + std::to_string(zr)) + " ORDER BY id");
+  Update(after, 8);
+  for (const std::string table : {"iomodule_setting", "iva_task", "face_task"}) {
+    const std::string columns = Rows("SELECT group_concat(name) FROM pragma_table_info('" + table +
+                                     "') WHERE name NOT IN ('id','owner_zr_id','camera_id')")[0];
+    const auto rows = [&](const char* zr) {
+      return Rows("SELECT " + columns + " FROM " + table + " WHERE owner_zr_id=" + zr + " ORDER BY id_on_rec_server");
     };
-    const support::Lines followed = rows(7), fresh = rows(8);
-    ASSERT_EQ(followed.size(), fresh.size());
-    for (std::size_t i = 0; i < fresh.size(); ++i) EXPECT_EQ(followed[i], fresh[i]) << query;
+    const Lines followed = rows("7"), fresh = rows("8");
+    ASSERT_EQ(followed.size(), values.size() * values.size());
+    ASSERT_EQ(fresh.size(), followed.size());
+    for (std::size_t i = 0; i < fresh.size(); ++i) EXPECT_EQ(followed[i], fresh[i]) << table;
   }
 }
 

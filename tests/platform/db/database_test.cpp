@@ -1,12 +1,8 @@
 #include "db/database.h"
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
-#include <filesystem>
 #include <fstream>
-#include <string>
-#include <vector>
 
 #include "qvdb.h"
 #include "support/hoststate.h"
@@ -18,45 +14,49 @@ namespace {
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::Not;
+using std::string_literals::operator""s;
 
 constexpr Migration kItemSchema[] = {
     {1, [](Session& session) { session.Execute("CREATE TABLE item (name TEXT UNIQUE, value INTEGER)"); }}};
 
 /// A data folder of its own for each test.
-class DatabaseTest : public testing::Test {
- protected:
+struct DatabaseTest : testing::Test {
   DatabaseTest() { OpenItems(); }
   ~DatabaseTest() override { Close(); }
 
+  /// The files with mode and content.
+  std::vector<std::string> Files() const { return support::DumpFiles(folder_); }
   static Options ItemOptions() {
-    return {.driver = {.busy_timeout = std::chrono::seconds(10), .durability = Durability::Process},
-            .factory = {},
-            .migrations = kItemSchema};
+    return {.driver = {.durability = Durability::Process}, .factory = {}, .migrations = kItemSchema};
   }
   void OpenItems() { Open(folder_, ItemOptions()); }
 
   static void Insert(std::string_view name, int value = 0) {
     ThisThread().Prepare("INSERT INTO item (name, value) VALUES ($1, $2)").Bind(name).Bind(value).Run();
   }
+  /// Adds an item and what `inside` adds, all or nothing.
+  template <class Inside>
+  static void Step(const char* name, bool keep, Inside inside) {
+    AllOrNothing whole;
+    Insert(name);
+    CountChange("item", Change::Added, 1);
+    inside();
+    if (keep) whole.Keep();
+  }
   /// "name=value" of every item, joined by blanks.
   static std::string Items() {
-    std::string items;
-    Query query = ThisThread().Prepare("SELECT name, value FROM item ORDER BY name");
-    while (query.Next()) {
-      items += (items.empty() ? "" : " ") + std::string(query.Row().Text(0)) + "=" + std::to_string(query.Row().Int(1));
-    }
-    return items;
+    Query items = ThisThread().Prepare("SELECT name || '=' || IFNULL(value, 0) FROM item ORDER BY name");
+    std::string text;
+    while (items.Next()) text += (text.empty() ? "" : " ") + std::string(items.Row().Text(0));
+    return text;
   }
-  /// The kind and text of the error that `work` throws.
-  template <class Work>
-  static std::pair<Error::Kind, std::string> ErrorOf(Work&& work) {
-    try {
-      work();
-    } catch (const Error& error) {
-      return {error.kind(), error.what()};
-    }
-    ADD_FAILURE() << "no error";
-    return {Error::Kind::Statement, ""};
+  static int Run(const std::string& sql, DBResult_tag** result, bool log_errors = true) {
+    return QVDB::Execute(kDbInstanceMain, sql, result, false, true, log_errors, true);
+  }
+  /// Matches work that throws an error of the kind, with a text.
+  static auto Fails(Error::Kind kind, testing::Matcher<const char*> text) {
+    return testing::Throws<Error>(
+        testing::AllOf(testing::Property(&Error::kind, kind), testing::Property(&Error::what, text)));
   }
 
   const support::ScratchFolder scratch_;
@@ -75,9 +75,7 @@ TEST_F(DatabaseTest, AMigrationHappensWholeOrNotAtAll) {
                                             }}};
   Options options = ItemOptions();
   options.migrations = kFailing;
-  const auto [kind, text] = ErrorOf([&] { Open(folder_, options); });
-  EXPECT_EQ(kind, Error::Kind::Unusable);
-  EXPECT_THAT(text, HasSubstr("no such table: missing"));
+  EXPECT_THAT([&] { Open(folder_, options); }, Fails(Error::Kind::Unusable, HasSubstr("no such table: missing")));
   EXPECT_FALSE(IsOpen());
 
   options.migrations = std::span(kFailing).first(2);
@@ -87,9 +85,9 @@ TEST_F(DatabaseTest, AMigrationHappensWholeOrNotAtAll) {
   EXPECT_THROW(ThisThread().Prepare("SELECT three FROM item"), Error);
   Close();
 
-  const auto [newer_kind, newer_text] = ErrorOf([&] { OpenItems(); });
-  EXPECT_EQ(newer_kind, Error::Kind::Unusable);
-  EXPECT_THAT(newer_text, HasSubstr("has schema version 2, this program knows up to 1: use the newer program"));
+  EXPECT_THAT([&] { OpenItems(); },
+              Fails(Error::Kind::Unusable,
+                    HasSubstr("has schema version 2, this program knows up to 1: use the newer program")));
 }
 
 TEST_F(DatabaseTest, TheLogIsMovedToTheDatabaseBeforeItGrows) {
@@ -120,27 +118,14 @@ TEST_F(DatabaseTest, ATextIsPreparedOnceAndInUseTwiceAtOnce) {
 
 TEST_F(DatabaseTest, AnErrorNamesTheStatementButNoValue) {
   Insert("secret-key");
-  const auto twice = ErrorOf([] { Insert("secret-key"); });
-  EXPECT_EQ(twice.first, Error::Kind::Statement);
-  EXPECT_THAT(twice.second, HasSubstr("INSERT INTO item"));
-  EXPECT_THAT(twice.second, HasSubstr("UNIQUE constraint failed: item.name"));
-  EXPECT_THAT(twice.second, Not(HasSubstr("secret-key")));
-  const auto inlined = ErrorOf([] { ThisThread().Execute("INSERT INTO item (name) VALUES ('secret-key')"); });
-  EXPECT_THAT(inlined.second, Not(HasSubstr("secret-key")));
+  const auto no_value = Not(HasSubstr("secret-key"));
+  EXPECT_THAT(
+      [] { Insert("secret-key"); },
+      Fails(Error::Kind::Statement,
+            testing::AllOf(HasSubstr("INSERT INTO item"), HasSubstr("UNIQUE constraint failed: item.name"), no_value)));
+  EXPECT_THAT([] { ThisThread().Execute("INSERT INTO item (name) VALUES ('secret-key')"); },
+              Fails(Error::Kind::Statement, no_value));
   EXPECT_EQ(ThisThread().Prepare("DELETE FROM item").Run(), 1);  // a failed statement blocks nothing
-}
-
-/// Adds an item and what `inside` adds, all or nothing.
-template <class Inside>
-void Step(const char* name, bool keep, Inside&& inside) {
-  AllOrNothing whole;
-  ThisThread().Prepare("INSERT INTO item (name) VALUES ($1)").Bind(name).Run();
-  CountChange("item", Change::Added, 1);
-  inside();
-  if (keep) whole.Keep();
-}
-void Step(const char* name, bool keep) {
-  Step(name, keep, [] {});
 }
 
 TEST_F(DatabaseTest, StepsGoBackAloneWithTheirCounts) {
@@ -148,12 +133,12 @@ TEST_F(DatabaseTest, StepsGoBackAloneWithTheirCounts) {
     UnitOfWork unit;
     EXPECT_THROW(UnitOfWork(), std::logic_error);
     Step("a", true, [&] {
-      Step("b", false);
+      Step("b", false, [] {});
       EXPECT_EQ(unit.counts().at(0).added, 1);
-      Step("c", true);
+      Step("c", true, [] {});
       EXPECT_THROW(Insert("a"), Error);
     });
-    Step("d", false, [] { Step("e", true); });
+    Step("d", false, [] { Step("e", true, [] {}); });
     EXPECT_EQ(unit.counts().at(0).added, 2);
     unit.Commit();
     EXPECT_EQ(UnitOfWork::Current(), nullptr);
@@ -164,19 +149,12 @@ TEST_F(DatabaseTest, StepsGoBackAloneWithTheirCounts) {
   EXPECT_EQ(Items(), "a=0 c=0");
 }
 
-class QvdbTest : public DatabaseTest {
- protected:
-  static int Run(const std::string& sql, DBResult_tag** result = nullptr, DB_INSTANCE instance = kDbInstanceMain) {
-    return QVDB::Execute(instance, sql, result, false, true, true, true);
-  }
-};
-
-TEST_F(QvdbTest, RowsAreFetchedOneByOne) {
+TEST_F(DatabaseTest, RowsAreFetchedOneByOne) {
   DBResult_tag* result = nullptr;
-  ASSERT_EQ(Run(";; INSERT INTO item VALUES ('a', 1), ('b', NULL); SELECT name, value FROM item ORDER BY name;"
-                "UPDATE item SET value = 5 WHERE name = 'a'; ",
-                &result, kDbInstancePos),
-            0);
+  const char* const sql =
+      ";; INSERT INTO item VALUES ('a', 1), ('b', NULL); SELECT name, value FROM item ORDER BY name;"
+      "UPDATE item SET value = 5 WHERE name = 'a'; ";
+  ASSERT_EQ(Run(sql, &result), 0);
   std::string rows;
   unsigned row = 99;
   while (QVDBFetchRow(result, &row) == 0) {
@@ -192,7 +170,7 @@ TEST_F(QvdbTest, RowsAreFetchedOneByOne) {
   EXPECT_EQ(Items(), "a=5 b=0");
 }
 
-TEST_F(QvdbTest, FailureLeavesEverythingAsItWasAndOneLine) {
+TEST_F(DatabaseTest, FailureLeavesEverythingAsItWasAndOneLine) {
   Insert("kept", 1);
   for (const char* sql : {"DELETE FROM item; SELECT * FROM missing", "DELETE FROM item; DELETE FROM item WHERE",
                           "INSERT INTO item VALUES ('x', 1); INSERT INTO item VALUES ('kept', 2)"}) {
@@ -200,7 +178,7 @@ TEST_F(QvdbTest, FailureLeavesEverythingAsItWasAndOneLine) {
     DBResult_tag* result = untouched;
     testing::internal::CaptureStderr();
     EXPECT_EQ(Run(sql, &result), -1) << sql;
-    EXPECT_EQ(QVDB::Execute(kDbInstanceMain, sql, nullptr, false, true, false, true), -1) << "without a word";
+    EXPECT_EQ(Run(sql, nullptr, false), -1) << "without a word";
     const std::string log = testing::internal::GetCapturedStderr();
     EXPECT_THAT(log, HasSubstr("Failed to execute a command on database [0]: "));
     EXPECT_EQ(std::count(log.begin(), log.end(), '\n'), 1) << log;
@@ -209,13 +187,7 @@ TEST_F(QvdbTest, FailureLeavesEverythingAsItWasAndOneLine) {
   }
 }
 
-class StagedFilesTest : public DatabaseTest {
- protected:
-  /// The files with mode and content.
-  std::vector<std::string> Files() const { return support::DumpFiles(folder_); }
-};
-
-TEST_F(StagedFilesTest, FilesFollowTheRows) {
+TEST_F(DatabaseTest, FilesFollowTheRows) {
   EXPECT_TRUE(StageFile("files", "at/once", "0"));
   EXPECT_THAT(Files(), ElementsAre("files/at/once 384 0"));
   {
@@ -223,10 +195,7 @@ TEST_F(StagedFilesTest, FilesFollowTheRows) {
     EXPECT_TRUE(StageFile("files", "a/b/c", "1"));
     EXPECT_TRUE(StageFile("files", "a/b/c", "2"));
     EXPECT_TRUE(StageRemoval("files", "at"));
-    {
-      AllOrNothing step;
-      EXPECT_TRUE(StageFile("files", "gone/back", "3"));
-    }
+    Step("gone back", false, [] { EXPECT_TRUE(StageFile("files", "gone/back", "3")); });
     EXPECT_THAT(Files(), ElementsAre("files/at/once 384 0"));
     unit.Commit();
   }
@@ -240,16 +209,14 @@ TEST_F(StagedFilesTest, FilesFollowTheRows) {
   EXPECT_FALSE(std::filesystem::exists(folder_ / "staging"));
 }
 
-TEST_F(StagedFilesTest, NoNameLeadsOut) {
+TEST_F(DatabaseTest, NoNameLeadsOut) {
   ASSERT_TRUE(StageFile("files", "folder/file", "kept"));
   std::filesystem::create_directory(root_ / "outside");
   std::ofstream(root_ / "outside/file") << "kept";
   std::filesystem::create_symlink(root_ / "outside", folder_ / "files/link");
   std::filesystem::create_symlink(root_ / "outside/file", folder_ / "files/filelink");
-  for (const std::string& name :
-       {std::string(), std::string("/etc/x"), std::string("../x"), std::string("a/../../x"), std::string("a\0b", 3),
-        std::string("."), std::string("./"), std::string("link/x"), std::string("filelink"), std::string("link"),
-        std::string("folder/file/x"), std::string(300, 'n'), std::string(6000, '/') + "x"}) {
+  for (const std::string& name : {""s, "/etc/x"s, "../x"s, "a/../../x"s, "a\0b"s, "."s, "./"s, "link/x"s, "filelink"s,
+                                  "link"s, "folder/file/x"s, std::string(300, 'n'), std::string(6000, '/') + "x"}) {
     EXPECT_FALSE(StageFile("files", name, "bad")) << name;
     EXPECT_FALSE(StageRemoval("files", name)) << name;
   }
@@ -265,8 +232,7 @@ TEST_F(StagedFilesTest, NoNameLeadsOut) {
   }
   EXPECT_EQ(support::ReadWholeFile(root_ / "outside/file"), "kept");
   EXPECT_FALSE(std::filesystem::exists(folder_ / "files/folder"));
-  Query pending = ThisThread().Prepare("SELECT target FROM staged_file");
-  EXPECT_FALSE(pending.Next());  // what can never be done is given up
+  EXPECT_FALSE(ThisThread().Prepare("SELECT target FROM staged_file").Next()) << "what can never be done is given up";
 }
 
 }  // namespace

@@ -1,6 +1,5 @@
 #include "camera.h"
 
-#include <cstddef>
 #include <cstring>
 
 #include "axisacsctrler.h"
@@ -10,12 +9,7 @@
 
 namespace {
 
-using support::Lines;
-using support::Parse;
-using testing::ElementsAre;
-using testing::IsEmpty;
-
-class CameraTest : public support::HostTest {};
+using CameraTest = support::HostTest;
 
 TEST_F(CameraTest, PairingAgainBringsTheSameRowsUpToDate) {
   Sql("INSERT INTO camera (owner_zr_id,id_on_rec_server,name,device_status_flags) VALUES (7,1,'A',32),(7,2,'B',0)");
@@ -37,19 +31,17 @@ TEST_F(CameraTest, PairingAgainBringsTheSameRowsUpToDate) {
 
 TEST_F(CameraTest, TakesAnEntryAsItsFlagsSay) {
   const Json::Value entry = Parse(R"({"id":5,"status":3})");
-  const struct {
-    bool is_new, from_rec_server, with_status;
-    std::vector<int> taken;  ///< host id, id on the slave, status
-  } cases[] = {{true, true, false, {0, 5, 3}},
-               {false, true, false, {9, 5, 1}},
-               {false, true, true, {9, 5, 3}},
-               {false, false, false, {9, 2, 1}}};
-  for (const auto& [is_new, from_rec_server, with_status, taken] : cases) {
+  using Taken = std::vector<int>;  ///< host id, id on the slave, status
+  const auto take = [&](bool is_new, bool from_rec_server, bool with_status) {
     Camera camera;
     camera.SetId(9), camera.SetIdOnRecServer(2), camera.SetStatus(1);
     EXPECT_EQ(InitCamObjByJson(entry, camera, is_new, from_rec_server, with_status), 0);
-    EXPECT_EQ((std::vector<int>{camera.GetId(), camera.GetIdOnRecServer(), camera.GetStatus()}), taken);
-  }
+    return Taken{camera.GetId(), camera.GetIdOnRecServer(), camera.GetStatus()};
+  };
+  EXPECT_EQ(take(true, true, false), (Taken{0, 5, 3}));
+  EXPECT_EQ(take(false, true, false), (Taken{9, 5, 1}));
+  EXPECT_EQ(take(false, true, true), (Taken{9, 5, 3}));
+  EXPECT_EQ(take(false, false, false), (Taken{9, 2, 1}));
 }
 
 /// The `count` members of a rule from its byte `at` on.
@@ -61,6 +53,8 @@ std::vector<T> Members(const Rule& rule, std::size_t at, std::size_t count) {
 }
 
 // Other libraries fill in these rules by place.
+static_assert(sizeof(CamFilterRule) == 88 + 15 * sizeof(std::string));
+static_assert(sizeof(IOModuleFilterRule) == 32 + 10 * sizeof(std::string));
 static_assert(offsetof(CamFilterRule, skipConfiguring) == 3 && offsetof(CamFilterRule, ownerZrId) == 16);
 static_assert(offsetof(IOModuleFilterRule, skipConfiguring) == 1 && offsetof(IOModuleFilterRule, ownerZrId) == 12);
 
@@ -69,11 +63,9 @@ TEST_F(CameraTest, RulesOfAllDevicesHaveTheirDefaultsInOrder) {
   EXPECT_THAT(Members<char>(cameras, 0, 7), ElementsAre(1, 0, 0, 1, 0, 0, 0));
   EXPECT_THAT(Members<int>(cameras, 8, 19),
               ElementsAre(0, 0, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, 0, -1, -1, -1, -1, 0, -1));
-  EXPECT_EQ(sizeof cameras, 88 + 15 * sizeof(std::string));
   const IOModuleFilterRule modules;
   EXPECT_THAT(Members<char>(modules, 0, 4), ElementsAre(0, 1, 0, 0));
   EXPECT_THAT(Members<int>(modules, 4, 7), ElementsAre(0, 0, -1, -1, -1, -1, 0));
-  EXPECT_EQ(sizeof modules, 32 + 10 * sizeof(std::string));
   const AxisAcsCtrlerFilterRule ctrlers;
   EXPECT_THAT(Members<int>(ctrlers, 0, 2), ElementsAre(0, 0));
   EXPECT_THAT(Members<char>(ctrlers, 8, 4), ElementsAre(1, 0, 0, 0));
@@ -84,17 +76,15 @@ TEST_F(CameraTest, RulesOfAllDevicesHaveTheirDefaultsInOrder) {
 TEST_F(CameraTest, ListsWhatTheRuleMeans) {
   Sql("INSERT INTO camera (owner_zr_id,name,enabled,vendor,ptz_capability,device_status_flags,audio_enabled) VALUES"
       "(0,'Gate',1,'Acme',7,0,0),(7,'Gate 2',0,'Acme',1,0,1),(7,'Yard',1,'Bolt',0,32,0),(8,'Hall',1,'Acme',4,4,0)");
-  const auto ids = [](auto&& set, int* total = nullptr) {
+  int total = 0;
+  const auto ids = [&](auto&& set) {
     CamFilterRule rule;
     rule.skipConfiguring = false;
     set(rule);
-    int count = 0;
     std::string text;
-    for (const Camera& camera : CamGetList(rule, count, total != nullptr)) text += std::to_string(camera.GetId()) + " ";
-    if (total != nullptr) *total = count;
+    for (const Camera& camera : CamGetList(rule, total, true)) text += std::to_string(camera.GetId()) + " ";
     return text;
   };
-  int total = 0;
   EXPECT_EQ(ids([](CamFilterRule&) {}), "1 2 3 4 ");
   EXPECT_EQ(ids([](CamFilterRule& rule) { rule.skipConfiguring = true; }), "1 2 4 ");
   EXPECT_EQ(ids([](CamFilterRule& rule) { rule.includeDisabled = false; }), "1 3 4 ");
@@ -104,7 +94,7 @@ TEST_F(CameraTest, ListsWhatTheRuleMeans) {
   EXPECT_EQ(ids([](CamFilterRule& rule) { rule.deviceStatusFlags = 4; }), "4 ");
   EXPECT_EQ(ids([](CamFilterRule& rule) { rule.ownerZrId = 7, rule.id = 3; }), "3 ");
   EXPECT_EQ(ids([](CamFilterRule& rule) { rule.vendor = "Acme", rule.nameContains = "Ga"; }), "1 2 ");
-  EXPECT_EQ(ids([](CamFilterRule& rule) { rule.newestFirst = true, rule.offset = 1, rule.limit = 2; }, &total), "3 2 ");
+  EXPECT_EQ(ids([](CamFilterRule& rule) { rule.newestFirst = true, rule.offset = 1, rule.limit = 2; }), "3 2 ");
   EXPECT_EQ(total, 4);
   Sql("INSERT INTO setting (name,text) VALUES ('cms_identity','rec-server')");
   EXPECT_EQ(ids([](CamFilterRule&) {}), "1 ") << "a server that is no CMS host lists its own";

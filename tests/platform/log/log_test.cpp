@@ -2,48 +2,36 @@
 
 #include <gmock/gmock.h>
 
-#include <algorithm>
-#include <filesystem>
-#include <string>
-#include <vector>
-
 #include "dbglog.h"
 #include "support/hoststate.h"
 #include "support/scratch.h"
 
 namespace {
 
-using testing::MatchesRegex;
-
-class LogTest : public testing::Test {
- protected:
+struct LogTest : testing::Test {
   ~LogTest() override { qv::log::Reset(); }
-
-  const support::ScratchFolder folder_;
-  const std::filesystem::path file_ = folder_.path() / "log";
 };
 
-int Print(const char* level, const char* text) {
-  return QVPrintf(LOG_TYPE_DIAGNOSTIC, "CMS_SYNC", level, "source", 7, "Function", "%s\n", text);
+int Print(const char* level, const char* text, const char* category = "CMS_SYNC") {
+  return QVPrintf(LOG_TYPE_DIAGNOSTIC, category, level, "source", 7, "Function", "%s\n", text);
 }
 
 TEST_F(LogTest, FileHoldsOneLinePerMessage) {
-  qv::log::Configure({.level = 7, .file = file_, .to_stderr = false});
-  QVPrintf(LOG_TYPE_DIAGNOSTIC, "CMS_SYNC", "INFO", "qvwebapicmssyncutils", 123, "RemoveExtraPOSs",
-           "Remove extra POSs [%s] on ZR [%d].\n", "1,2", 3);
+  const support::ScratchFolder folder;
+  qv::log::Configure({.level = 7, .file = folder.path() / "log", .to_stderr = false});
+  QVPrintf(LOG_TYPE_DIAGNOSTIC, "CMS_SYNC", "INFO", "source", 123, "RemoveExtraPOSs", "Remove POSs [%s] on ZR [%d].\n",
+           "1,2", 3);
   QVPrintf(LOG_TYPE_DIAGNOSTIC, nullptr, nullptr, nullptr, 1, nullptr, "{} 100%%\n");
 
   const std::string time = "[0-9]{4}-[01][0-9]-[0-3][0-9]T[0-2][0-9]:[0-5][0-9]:[0-6][0-9][.][0-9]{3}Z ";
   // The second message has no level, so it took the first one to the disk with it.
-  EXPECT_THAT(support::ReadWholeFile(file_),
-              MatchesRegex(time +
-                           "INFO CMS_SYNC qvwebapicmssyncutils:123 RemoveExtraPOSs Remove extra POSs \\[1,2\\] on ZR "
-                           "\\[3\\][.]\n" +
-                           time + "- - -:1 - \\{\\} 100%\n"));
+  const std::string first = "INFO CMS_SYNC source:123 RemoveExtraPOSs Remove POSs \\[1,2\\] on ZR \\[3\\][.]\n";
+  EXPECT_THAT(support::ReadWholeFile(folder.path() / "log"),
+              testing::MatchesRegex(time + first + time + "- - -:1 - \\{\\} 100%\n"));
 }
 
 TEST_F(LogTest, EveryMessageStaysOnOneLine) {
-  static constexpr std::pair<const char*, const char*> kCases[] = {
+  const std::pair<const char*, const char*> cases[] = {
       {"a\nb\r\tc\n", "a\\nb\\r\\tc\\n"},
       {"\x1b[31m\x7f\x01", "\\x1B[31m\\x7F\\x01"},
       {"\xC2\x80\xC2\x9F\xC2\xA0", "\\xC2\\x80\\xC2\\x9F\xC2\xA0"},
@@ -57,7 +45,7 @@ TEST_F(LogTest, EveryMessageStaysOnOneLine) {
   };
   std::vector<std::string> texts;
   qv::log::SetSink([&](const qv::log::Line& line) { texts.push_back(line.text); });
-  for (const auto& [text, written] : kCases) {
+  for (const auto& [text, written] : cases) {
     Print("INFO", text);
     EXPECT_EQ(texts.back(), written);
   }
@@ -68,9 +56,7 @@ TEST_F(LogTest, AsksForThePlatformsOwnLines) {
   qv::log::SetSink([&](const qv::log::Line& line) { texts.push_back(line.category + ' ' + line.level); });
   const auto print_all = [] {
     for (const char* category : {"DATABASE", "CMS_SYNC"}) {
-      for (const char* level : {"ERR", "WARN", "INFO"}) {
-        QVPrintf(LOG_TYPE_DIAGNOSTIC, category, level, "source", 7, "Function", "text\n");
-      }
+      for (const char* level : {"ERR", "WARN", "INFO"}) Print(level, "text", category);
     }
   };
   qv::log::Configure({.level = 1});

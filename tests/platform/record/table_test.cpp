@@ -2,7 +2,6 @@
 
 #include "db/database.h"
 #include "support/hosttest.h"
-#include "taggedfield.h"
 
 struct GadgetData {
   enum Fields : int { FIELD_COUNT = 11 };
@@ -28,20 +27,19 @@ namespace {
 using qv::record::Misfit;
 using qv::record::Table;
 using qv::record::Where;
-using support::Parse;
-using testing::ElementsAre;
 
 class Gadget : public TaggedRecord<GadgetData::Fields> {};
 using GadgetTable = Table<Gadget, GadgetData::Fields>;
 
-class TableTest : public support::HostTest {
- protected:
+struct TableTest : support::HostTest {
   TableTest() { gadgets_.Create(qv::db::ThisThread()); }
 
+  bool Apply(Gadget& gadget, const std::string& entry) const { return gadgets_.Apply(gadget, Parse(entry)); }
+  bool Differs(const Gadget& gadget, const std::string& entry) const { return gadgets_.Differs(gadget, Parse(entry)); }
   /// Takes `entry` into a new row, and reads the row back.
   Gadget Stored(const std::string& entry) {
     Gadget gadget;
-    EXPECT_TRUE(gadgets_.Apply(gadget, Parse(entry))) << entry;
+    EXPECT_TRUE(Apply(gadget, entry)) << entry;
     gadgets_.Save(gadget);
     return gadgets_.Find(Where().Is("id", gadget.GetId())).value();
   }
@@ -56,7 +54,6 @@ TEST_F(TableTest, WhatWasStoredEqualsTheEntryItCameFrom) {
       {R"({"flag":"true"})", R"({"flag":0})"},
       {R"({"real":0.1})", R"({"real":0.10000000001})"},
       {R"({"text":5})", R"({"text":"5.0"})"},
-      {R"({"text":""})", R"({"text":" "})"},
       {R"({"text":"a\u0000b"})", R"({"text":"a"})"},
       {R"({"nested":{"b":[1,2.5,null],"a":"é"}})", R"({"nested":{"b":[1,2.5,null],"a":"e"}})"},
       {R"({"nested":[1,25,"x\\n"]})", R"({"nested":[1,30,"x\\n"]})"},
@@ -68,25 +65,24 @@ TEST_F(TableTest, WhatWasStoredEqualsTheEntryItCameFrom) {
   };
   for (const auto& [entry, other] : cases) {
     const Gadget gadget = Stored(entry);
-    EXPECT_FALSE(gadgets_.Differs(gadget, Parse(entry))) << entry;
-    EXPECT_TRUE(gadgets_.Differs(gadget, Parse(other))) << other;
-  }
-  // Numbers equal by value in a nested and in an extra value too; of other types, none is taken for another.
-  const char* const values[] = {"true", "false", "0", "1.0", "5", "7.5", R"("5")", R"("true")", "[]", "[true]", "{}"};
-  for (const std::string held : values) {
-    for (const std::string sent : values) {
-      Gadget gadget = Stored(R"({"nested":)" + held + R"(,"new_key":)" + held + "}");
-      for (const char* key : {"nested", "new_key"}) {
-        EXPECT_EQ(gadgets_.Differs(gadget, Parse("{\"" + std::string(key) + "\":" + sent + "}")), held != sent)
-            << key << ' ' << held << ' ' << sent;
-      }
-      gadgets_.Apply(gadget, Parse(R"({"nested":)" + sent + R"(,"new_key":)" + sent + "}"));
-      EXPECT_EQ(gadget.GetNested().text, sent);
-      EXPECT_EQ(gadget.GetExtra().text, R"({"new_key":)" + sent + "}");
-    }
+    EXPECT_FALSE(Differs(gadget, entry)) << entry;
+    EXPECT_TRUE(Differs(gadget, other)) << other;
   }
   const Gadget gadget = Stored(R"({"nested":{"x":1},"new_key":{"on":[1,2]}})");
-  EXPECT_FALSE(gadgets_.Differs(gadget, Parse(R"({"nested":{"x":1.0,"y":null},"new_key":{"on":[1,2.0]}})")));
+  EXPECT_FALSE(Differs(gadget, R"({"nested":{"x":1.0,"y":null},"new_key":{"on":[1,2.0]}})")) << "equal by value";
+  // Of other types, none is taken for another, in a nested and in an extra value too.
+  const char* const values[] = {"true", "false", "0", "1.0", "5", "7.5", R"("5")", R"("true")", "[]", "[true]", "{}"};
+  const auto both = [](const std::string& value) { return R"({"nested":)" + value + R"(,"new_key":)" + value + "}"; };
+  for (const std::string held : values) {
+    for (const std::string sent : values) {
+      Gadget gadget = Stored(both(held));
+      for (const std::string key : {"nested", "new_key"}) {
+        EXPECT_EQ(Differs(gadget, "{\"" + key + "\":" + sent + "}"), held != sent) << key << ' ' << held << ' ' << sent;
+      }
+      Apply(gadget, both(sent));
+      EXPECT_EQ(gadget.GetNested().text + gadget.GetExtra().text, sent + R"({"new_key":)" + sent + "}");
+    }
+  }
 }
 
 TEST_F(TableTest, StoredExtraKeysAreReadWhateverTheyTakeAndBounded) {
@@ -95,34 +91,29 @@ TEST_F(TableTest, StoredExtraKeysAreReadWhateverTheyTakeAndBounded) {
   for (int i = 0; i < 400'000; ++i) numbers += ",1";
   Gadget gadget;
   gadget.SetExtra({R"({"dense":)" + numbers + R"(],"kept":1})"});
-  EXPECT_TRUE(gadgets_.Apply(gadget, Parse(R"({"one":1})")));
+  EXPECT_TRUE(Apply(gadget, R"({"one":1})"));
   EXPECT_THAT(gadget.GetExtra().text, testing::EndsWith(R"(],"kept":1,"one":1})"));
   // What cannot be read is left as it is.
   gadget.SetExtra({"{\"torn"});
-  EXPECT_FALSE(gadgets_.Differs(gadget, Parse(R"({"one":1})")));
-  EXPECT_TRUE(gadgets_.Apply(gadget, Parse(R"({"one":1})")));
+  EXPECT_FALSE(Differs(gadget, R"({"one":1})"));
+  EXPECT_TRUE(Apply(gadget, R"({"one":1})"));
   EXPECT_EQ(gadget.GetExtra().text, "{\"torn");
   // A slave with new keys every time keeps a mebibyte of old ones at most, and what it reports.
   Gadget growing;
-  for (const char* size : {"a", "b", "c"}) {
-    const std::string text(400'000, 'x');
-    EXPECT_TRUE(gadgets_.Apply(growing, Parse("{\"" + std::string(size) + "\":\"" + text + "\"}")));
-  }
+  const std::string text(400'000, 'x');
+  for (const std::string key : {"a", "b", "c"}) Apply(growing, "{\"" + key + "\":\"" + text + "\"}");
   EXPECT_EQ(growing.GetExtra().text.substr(0, 5), "{\"c\":");
-  EXPECT_TRUE(gadgets_.Apply(growing, Parse("{\"d\":\"" + std::string(2'000'000, 'x') + "\"}")));
+  EXPECT_TRUE(Apply(growing, "{\"d\":\"" + std::string(2'000'000, 'x') + "\"}"));
   EXPECT_EQ(growing.GetExtra().text.size(), 2'000'008);
 }
 
 TEST_F(TableTest, MembersThatAreNotReportedKeepTheirValue) {
   Gadget gadget = Stored(R"({"id":4,"number":1,"text":"t","nested":{"a":1},"password":"p","one":1,"two":2})");
-  EXPECT_TRUE(gadgets_.Apply(gadget, Parse(R"({"number":null,"text":"u","two":3,"owner_zr_id":99,"peer":99})")));
-  EXPECT_EQ(gadget.GetIdOnSlave(), 4);
-  EXPECT_EQ(gadget.GetNumber(), 1);
-  EXPECT_EQ(gadget.GetText(), "u");
-  EXPECT_EQ(gadget.GetNested().text, R"({"a":1})");
-  EXPECT_EQ(gadget.GetPassword(), "p");
-  EXPECT_EQ(gadget.GetExtra().text, R"({"one":1,"two":3})");
-  EXPECT_EQ(gadget.GetOwner() + gadget.GetPeer(), 0) << "what is the host's own is never taken from a slave";
+  EXPECT_TRUE(Apply(gadget, R"({"number":null,"text":"u","two":3,"owner_zr_id":99,"peer":99})"));
+  gadgets_.Save(gadget);
+  // Neither the owner nor the reference: what is the host's own is never taken from a slave.
+  EXPECT_THAT(Rows("SELECT id_on_rec_server,number,text,nested,password,extra,owner_zr_id,peer FROM gadget"),
+              ElementsAre(R"(4|1|u|{"a":1}|p|{"one":1,"two":3}|0|null)"));
   const Json::Value json = gadgets_.ToJson(gadget);
   EXPECT_EQ(json["two"], 3);
   EXPECT_FALSE(json.isMember("password"));
@@ -145,25 +136,17 @@ TEST_F(TableTest, MisfitsKeepTheMemberOrRefuseTheEntry) {
     EXPECT_TRUE(strict.Differs(untouched, entry)) << value;
   }
   Gadget gadget;
-  for (const char* entry : {"null", "[]", "5", R"("x")"}) EXPECT_FALSE(gadgets_.Apply(gadget, Parse(entry))) << entry;
+  for (const char* entry : {"null", "[]", "5", R"("x")"}) EXPECT_FALSE(Apply(gadget, entry)) << entry;
 }
 
 TEST_F(TableTest, WritesOnlyWhatDiffersAndKeepsNoReferenceToNothing) {
   Gadget gadget = Stored(R"({"number":1})");
   EXPECT_FALSE(gadgets_.Save(gadget));
-  gadget.SetNumber(2);
-  EXPECT_TRUE(gadgets_.Save(gadget));
-  EXPECT_THAT(Rows("SELECT number,peer,text FROM gadget"), ElementsAre("2|null|"));
-  gadget.SetOwner(9);
-  gadget.SetNumber(3);
+  gadget.SetOwner(9), gadget.SetNumber(3);
   EXPECT_TRUE(gadgets_.Save(gadget)) << "a row may change its owner";
-  EXPECT_THAT(Rows("SELECT number,owner_zr_id FROM gadget"), ElementsAre("3|9"));
+  EXPECT_THAT(Rows("SELECT number,owner_zr_id,peer,text FROM gadget"), ElementsAre("3|9|null|"));
   gadget.SetPeer(12);
   EXPECT_THROW(gadgets_.Save(gadget), qv::db::Error) << "there is no such terminal";
-  Sql("INSERT INTO pos (id) VALUES (12)");
-  EXPECT_TRUE(gadgets_.Save(gadget));
-  Sql("DELETE FROM pos");
-  EXPECT_EQ(gadgets_.Count({}), 0) << "a row goes with the row that it refers to";
 }
 
 }  // namespace

@@ -3,11 +3,7 @@
 
 namespace {
 
-using support::Lines;
-using testing::ElementsAre;
-
-class Schema : public support::HostTest {
- protected:
+struct Schema : support::HostTest {
   static Lines Indexes() { return Rows("SELECT sql FROM sqlite_master WHERE type='index' AND sql<>'' ORDER BY name"); }
   /// How the database finds the rows of a query.
   static Lines Plan(const std::string& query) {
@@ -36,16 +32,14 @@ TEST_F(Schema, RowsAreFoundWithoutAScanOrASort) {
   const auto found_by = [](const std::string& table, const std::string& index, const std::string& columns) {
     return ElementsAre("SEARCH " + table + " USING INDEX " + table + "_by_" + index + " (" + columns + ")");
   };
-  const std::string of_slave = " WHERE owner_zr_id=7 AND id_on_rec_server=3 ORDER BY id";
-  const std::string both = "id_on_rec_server=? AND owner_zr_id=?";
-  EXPECT_THAT(Plan("iva_task" + of_slave), found_by("iva_task", "id_on_rec_server", both));
-  EXPECT_THAT(Plan("counting_task_group" + of_slave), found_by("counting_task_group", "id_on_rec_server", both));
-  EXPECT_THAT(Plan("counting_widget WHERE id_on_rec_server=3 AND iva_setting_id=1 ORDER BY id"),
-              found_by("counting_widget", "id_on_rec_server", "id_on_rec_server=? AND iva_setting_id=?"));
-  EXPECT_THAT(Plan("capability_file WHERE path='a' ORDER BY id"), found_by("capability_file", "path", "path=?"));
   for (const std::string table : {"iva_task", "counting_task_group", "counting_widget", "capability_file"}) {
     EXPECT_THAT(Plan(table + " WHERE owner_zr_id=7 ORDER BY id"), found_by(table, "owner_zr_id", "owner_zr_id=?"));
+    if (table == "capability_file") continue;
+    const std::string other = table == "counting_widget" ? "iva_setting_id" : "owner_zr_id";
+    EXPECT_THAT(Plan(table + " WHERE id_on_rec_server=3 AND " + other + "=1 ORDER BY id"),
+                found_by(table, "id_on_rec_server", "id_on_rec_server=? AND " + other + "=?"));
   }
+  EXPECT_THAT(Plan("capability_file WHERE path='a' ORDER BY id"), found_by("capability_file", "path", "path=?"));
 }
 
 }  // namespace

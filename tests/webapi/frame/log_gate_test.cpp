@@ -1,17 +1,14 @@
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 #include <unistd.h>
 
 #include <optional>
-#include <string>
-#include <vector>
 
 #include "frame/logmessage.h"
 #include "log/log.h"
 
 namespace {
 
-class LogGateTest : public testing::Test {
- protected:
+struct LogGateTest : testing::Test {
   LogGateTest() {
     qv::log::Reset();
     g_DbgLogPid = 0;
@@ -29,35 +26,26 @@ TEST_F(LogGateTest, PassesTheLevelsOfTheConfiguration) {
   const int self = getpid();
   std::vector<int> full(kLogMaxFilteredPids, 1);
   full.back() = self;
-  const struct {
-    const char* name;
-    std::optional<qv::log::Settings> settings;
-    int last_enabled;
-  } cases[] = {
+  const std::tuple<const char*, std::optional<qv::log::Settings>, int> cases[] = {
       {"no configuration", {}, 3},
-      {"no process filter", {{.level = 4}}, 4},
-      {"no process filter, below the default levels", {{.level = 0}}, 0},
-      {"nothing at all", {{.level = -1}}, -1},
-      {"another process", {{.level = 7, .pids = {1}}}, 3},
-      {"another process, below the default levels", {{.level = 1, .pids = {1}}}, 3},
-      {"this process last", {{.level = 7, .pids = {1, 2, self}}}, 7},
-      {"this process in a full list", {{.level = 5, .pids = full}}, 5},
-      {"this process, below the default levels", {{.level = 1, .pids = {self}}}, 1},
+      {"no process filter", qv::log::Settings{.level = 4}, 4},
+      {"no process filter, below the default levels", qv::log::Settings{.level = 0}, 0},
+      {"nothing at all", qv::log::Settings{.level = -1}, -1},
+      {"another process", qv::log::Settings{.level = 7, .pids = {1}}, 3},
+      {"another process, below the default levels", qv::log::Settings{.level = 1, .pids = {1}}, 3},
+      {"this process last", qv::log::Settings{.level = 7, .pids = {1, 2, self}}, 7},
+      {"this process in a full list", qv::log::Settings{.level = 5, .pids = full}, 5},
+      {"this process, below the default levels", qv::log::Settings{.level = 1, .pids = {self}}, 1},
   };
-  for (const auto& row : cases) {
+  for (const auto& [name, settings, last_enabled] : cases) {
     qv::log::Reset();
-    if (row.settings) qv::log::Configure(*row.settings);
+    if (settings) qv::log::Configure(*settings);
     for (const std::int32_t cached : {0, self}) {
       g_DbgLogPid = cached;
-      int last_enabled = -1;
       for (int level = 0; level <= 8; ++level) {
-        if (DbgLogLevelEnabled(level)) {
-          EXPECT_EQ(last_enabled, level - 1) << row.name;
-          last_enabled = level;
-        }
+        EXPECT_EQ(DbgLogLevelEnabled(level), level <= last_enabled) << name << ": " << level;
       }
-      EXPECT_EQ(last_enabled, row.last_enabled) << row.name;
-      EXPECT_EQ(g_DbgLogPid, row.settings && !row.settings->pids.empty() ? self : cached) << row.name;
+      EXPECT_EQ(g_DbgLogPid, settings && !settings->pids.empty() ? self : cached) << name;
     }
   }
 }
@@ -101,12 +89,11 @@ TEST_F(LogGateTest, MessageCarriesItsNamesAndASuppressedOneEvaluatesNothing) {
 
   EXPECT_EQ(evaluated, 2);
   const auto place = [&](int line) { return "qvwebapicmssyncutils:" + std::to_string(line); };
-  EXPECT_EQ(lines_, (std::vector<std::string>{
-                        "INFO CMS_SYNC " + place(own_line) + " UpdatePOSData Update POS [1] on ZR [3].",
-                        "ERR CMS_SYNC " + place(77) + " RemoveSlaveData Failed.",
-                        "unknown CMS_SYNC " + place(own_line + 5) + " NoLevel 100%",
-                        "- - " + place(own_line + 9) + " RemoveSlaveData Fail to delete rec_server[2]",
-                    }));
+  EXPECT_THAT(lines_,
+              testing::ElementsAre("INFO CMS_SYNC " + place(own_line) + " UpdatePOSData Update POS [1] on ZR [3].",
+                                   "ERR CMS_SYNC " + place(77) + " RemoveSlaveData Failed.",
+                                   "unknown CMS_SYNC " + place(own_line + 5) + " NoLevel 100%",
+                                   "- - " + place(own_line + 9) + " RemoveSlaveData Fail to delete rec_server[2]"));
 }
 
 }  // namespace

@@ -1,4 +1,6 @@
 /// Devices that follow the snapshot by one policy: terminals, speakers and I/O modules.
+#include <regex>
+
 #include "devices/iomodules.h"
 #include "frame/posdata.h"
 #include "frame/speakerdata.h"
@@ -8,110 +10,95 @@
 namespace {
 
 using support::Lines;
-using support::Parse;
-using testing::ElementsAre;
-using testing::IsEmpty;
+using support::LinesOf;
 
-/// A kind with its messages; "#" stands for the ids.
+/// A kind with the words of its messages.
 struct Kind {
-  const char* table;
-  const char *updated, *added, *extra, *removed, *undeleted, *uncleaned;
-  void (*update)(int zr_id, const Json::Value& section);
+  std::function<void(int zr_id, const Json::Value& section)> update;
+  std::string table;
+  Lines words;  ///< for `kWords`
 };
-
+const Lines kWords = {"@Update", "@Remove", "@updated", "@added", "@extra", "@removed", "@undeleted"};
 void PrintTo(const Kind& kind, std::ostream* out) { *out << kind.table; }
 
-const Kind kPos = {"pos",
-                   "log 4 UpdatePOSData Update POS [#] on ZR [7].",
-                   "log 4 UpdatePOSData Add POS [#] from ZR [7].",
-                   "log 3 RemoveExtraPOSs Remove extra POSs [#] on ZR [7].",
-                   "log 4 RemoveExtraPOSs Remove POS [#] on ZR [7].",
-                   "log 1 RemoveExtraPOSs Failed while delete POS [#].",
-                   "log 1 RemoveExtraPOSs Failed to sync related tables.",
-                   ReconcilePOSs};
-const Kind kSpeaker = {"ipspeaker",
-                       "log 4 UpdateSpeakerData Update Speaker [#] on ZR [7].",
-                       "log 4 UpdateSpeakerData Add Speaker [#] from ZR [7].",
-                       "log 3 RemoveExtraSpeakers Remove extra Speakers [#] on ZR [7].",
-                       "log 4 RemoveExtraSpeakers Remove Speaker [#] on ZR [7].",
-                       "log 1 RemoveExtraSpeakers Failed while delete Speaker [#].",
-                       "log 1 RemoveExtraSpeakers Failed to sync related tables.",
-                       ReconcileSpeakers};
-const Kind kIOModule = {"iomodule",
-                        "log 4 UpdateIOModuleData Update IOMod [#] on ZR [7].",
-                        "log 4 UpdateIOModuleData Add IO module [#] from ZR [7].",
-                        "log 3 RemoveExtraIOMods Remove extra IOMods [#] on ZR [7].",
-                        "log 4 RemoveExtraIOMods Remove IO mode [#] on ZR [7].",
-                        "log 1 RemoveExtraIOMods Failed while delete IO module [#].",
-                        "log 1 RemoveExtraIOMods Failed to sync related tables.",
-                        [](int zr, const Json::Value& section) { EXPECT_EQ(0, UpdateIOModuleData(zr, section)); }};
+const Kind kPos(ReconcilePOSs, "pos", LinesOf("UpdatePOSData", "RemoveExtraPOSs", "POS", "POS", "POSs", "POS", "POS"));
+const Kind kSpeaker(ReconcileSpeakers, "ipspeaker",
+                    LinesOf("UpdateSpeakerData", "RemoveExtraSpeakers", "Speaker", "Speaker", "Speakers", "Speaker",
+                            "Speaker"));
+const Kind kIOModule(UpdateIOModuleData, "iomodule",
+                     LinesOf("UpdateIOModuleData", "RemoveExtraIOMods", "IOMod", "IO module", "IOMods", "IO mode",
+                             "IO module"));
 
-std::string With(std::string text, const std::string& ids) {
-  if (const std::size_t at = text.find('#'); at != std::string::npos) text.replace(at, 1, ids);
-  return text;
-}
-
-class Reconcile : public support::HostTest, public testing::WithParamInterface<Kind> {
- protected:
+struct Reconcile : support::HostTest, testing::WithParamInterface<Kind> {
   Lines Update(const std::string& section, int level = 7, const Kind& kind = GetParam()) {
     return Journal([&] { kind.update(7, Parse(section)); }, level);
   }
+  /// Lines of the journal with the kind's words in them.
+  template <class... Text>
+  static Lines Said(const Text&... lines) {
+    Lines said = {lines...};
+    for (std::string& line : said) {
+      line = std::regex_replace(line, std::regex("@table"), GetParam().table);
+      for (std::size_t i = 0; i < kWords.size(); ++i) {
+        line = std::regex_replace(line, std::regex(kWords[i]), GetParam().words[i]);
+      }
+    }
+    return said;
+  }
 };
 INSTANTIATE_TEST_SUITE_P(, Reconcile, testing::Values(kPos, kSpeaker, kIOModule),
-                         [](const auto& kind) { return std::string(kind.param.table); });
+                         [](const auto& kind) { return kind.param.table; });
 
 TEST_P(Reconcile, FollowsTheSnapshot) {
-  const Kind& kind = GetParam();
-  const std::string table = kind.table;
+  const std::string table = GetParam().table;
   Sql("INSERT INTO " + table + " (owner_zr_id,id_on_rec_server,name) VALUES (8,1,'of another slave')");
-  EXPECT_THAT(Update(R"([{"id":1,"name":"A"},{"id":2,"name":"B"},{"id":3,"name":"C"}])"),
-              ElementsAre("insert " + table + " 2", With(kind.added, "2"), "insert " + table + " 3",
-                          With(kind.added, "3"), "insert " + table + " 4", With(kind.added, "4")));
+  Update(R"([{"id":1,"name":"A"},{"id":2,"name":"B"},{"id":3,"name":"C"}])");
   // Unchanged, changed, new; the first one is gone.
   const std::string second = R"([{"id":2,"name":"B"},{"id":3,"name":"CC"},{"id":5,"zoom":[1]}])";
-  EXPECT_THAT(Update(second), ElementsAre(With(kind.updated, "4"), "update " + table + " 4", "insert " + table + " 5",
-                                          With(kind.added, "5"), With(kind.extra, "2"), With(kind.removed, "2"),
-                                          "delete " + table + " WHERE id=2"));
+  EXPECT_EQ(Update(second),
+            Said("log 4 @Update Update @updated [4] on ZR [7].", "update @table 4", "insert @table 5",
+                 "log 4 @Update Add @added [5] from ZR [7].", "log 3 @Remove Remove extra @extra [2] on ZR [7].",
+                 "log 4 @Remove Remove @removed [2] on ZR [7].", "delete @table WHERE id=2"));
   EXPECT_THAT(Update(second), IsEmpty());
   EXPECT_THAT(Rows("SELECT id,owner_zr_id,id_on_rec_server,name,extra FROM " + table),
               ElementsAre("1|8|1|of another slave|", "3|7|2|B|", "4|7|3|CC|", R"(5|7|5||{"zoom":[1]})"));
 }
 
 TEST_P(Reconcile, GoesOnAfterFailures) {
-  const Kind& kind = GetParam();
-  const std::string table = kind.table;
+  const std::string table = GetParam().table;
   Update(R"([{"id":1},{"id":2},{"id":3},{"id":4}])");
   Refuse("UPDATE", table);
   Refuse("INSERT", table);
   Refuse("DELETE", table, "OLD.id=2");
   Break("emap_item");
-  EXPECT_THAT(
-      Update(R"([{"id":1,"name":"A"},{"id":9}])"),
-      ElementsAre(With(kind.updated, "1"), "failed to save " + table + " [1]", "failed to save " + table + " [0]",
-                  With(kind.added, "0"), With(kind.extra, "2,3,4"), With(kind.removed, "2"),
-                  "failed to delete " + table + " [2]", With(kind.undeleted, "2"), With(kind.removed, "3"),
-                  "delete " + table + " WHERE id=3", "failed to clean up after " + table + " [3]", kind.uncleaned,
-                  With(kind.removed, "4"), "delete " + table + " WHERE id=4",
-                  "failed to clean up after " + table + " [4]", kind.uncleaned));
+  EXPECT_EQ(Update(R"([{"id":1,"name":"A"},{"id":9}])"),
+            Said("log 4 @Update Update @updated [1] on ZR [7].", "failed to save @table [1]",
+                 "failed to save @table [0]", "log 4 @Update Add @added [0] from ZR [7].",
+                 "log 3 @Remove Remove extra @extra [2,3,4] on ZR [7].", "log 4 @Remove Remove @removed [2] on ZR [7].",
+                 "failed to delete @table [2]", "log 1 @Remove Failed while delete @undeleted [2].",
+                 "log 4 @Remove Remove @removed [3] on ZR [7].", "delete @table WHERE id=3",
+                 "failed to clean up after @table [3]", "log 1 @Remove Failed to sync related tables.",
+                 "log 4 @Remove Remove @removed [4] on ZR [7].", "delete @table WHERE id=4",
+                 "failed to clean up after @table [4]", "log 1 @Remove Failed to sync related tables."));
   EXPECT_THAT(Rows("SELECT id,name FROM " + table), ElementsAre("1|", "2|"));
   // Nothing can be listed: every entry is taken for a new one, and nothing is removed.
   Break(table);
-  EXPECT_THAT(Update(R"([{"id":1}])"), ElementsAre("failed to list " + table + " [0]",
-                                                   "failed to save " + table + " [0]", With(kind.added, "0")));
+  EXPECT_EQ(Update(R"([{"id":1}])"), Said("failed to list @table [0]", "failed to save @table [0]",
+                                          "log 4 @Update Add @added [0] from ZR [7]."));
 }
 
 TEST_P(Reconcile, KeepsARowWhoseEntryIsRefused) {
-  const Kind& kind = GetParam();
   Update(R"([{"id":1,"name":"A"}])");
   // A port that is no number: a module keeps its port alone; others stay as they are, and a new one is left out
   // without a word.
   const Lines lines = Update(R"([{"id":1,"name":"B","port":"x"},{"id":2,"port":"x"}])");
-  const std::string misfit = std::string("The reported \"port\" does not fit ") + kind.table;
-  if (kind.table == std::string("iomodule")) {
+  if (GetParam().table == "iomodule") {
     EXPECT_THAT(Rows("SELECT id_on_rec_server,name,port FROM iomodule"), ElementsAre("1|B|80", "2||80"));
   } else {
-    EXPECT_THAT(lines, ElementsAre(With(kind.updated, "1"), misfit + " [1]", misfit + " [0]"));
-    EXPECT_THAT(Rows(std::string("SELECT id,name FROM ") + kind.table), ElementsAre("1|A"));
+    EXPECT_EQ(lines,
+              Said("log 4 @Update Update @updated [1] on ZR [7].", "The reported \"port\" does not fit @table [1]",
+                   "The reported \"port\" does not fit @table [0]"));
+    EXPECT_THAT(Rows("SELECT id,name FROM " + GetParam().table), ElementsAre("1|A"));
   }
 }
 
@@ -131,7 +118,7 @@ TEST_F(Reconcile, TheStateOfAKnownDeviceIsLeftToTheStatusReports) {
   for (const Kind& kind : {kSpeaker, kIOModule}) {
     Update(R"([{"id":1,"status":3}])", 3, kind);
     EXPECT_THAT(Update(R"([{"id":1,"status":4}])", 3, kind), IsEmpty());
-    EXPECT_THAT(Rows(std::string("SELECT status_on_rec_server FROM ") + kind.table), ElementsAre("3"));
+    EXPECT_THAT(Rows("SELECT status_on_rec_server FROM " + kind.table), ElementsAre("3"));
   }
 }
 
@@ -157,24 +144,20 @@ TEST_F(Reconcile, PairingModulesTwiceChangesNothing) {
 TEST_F(Reconcile, SettingsAndPairingsFollowModulesAndCameras) {
   Sql("INSERT INTO camera (id,owner_zr_id,id_on_rec_server) VALUES (40,7,3);"
       "INSERT INTO iomodule (id,owner_zr_id,id_on_rec_server) VALUES (1,8,2)");
-  const Json::Value document = Parse(R"({"camera_info":[{"id":3}],"iomodule_info":[{"id":1},{"id":2}],
-      "iomoduleSetting":[{"id":1,"iomodule_id":2,"debounce":50}],
-      "iomoduleCamPairing":[{"id":1,"iomodule_id":2,"cam_id":3},{"id":2,"iomodule_id":1,"cam_id":9},
-                            {"id":3,"iomodule_id":"2","cam_id":true}]})");
-  SaveIOModuleFromRecServer(7, document["iomodule_info"], false);
-  const auto apply = [&] {
-    SaveIOModuleSettingFromRec(7, document["iomoduleSetting"]);
-    SaveIOModuleCamPairingFromRec(7, document["iomoduleCamPairing"]);
-  };
+  const Json::Value settings = Parse(R"([{"id":1,"iomodule_id":2,"debounce":50}])");
+  const Json::Value pairings = Parse(R"([{"id":1,"iomodule_id":2,"cam_id":3},{"id":2,"iomodule_id":1,"cam_id":9},
+                                         {"id":3,"iomodule_id":"2","cam_id":true}])");
+  Update(R"([{"id":1},{"id":2}])", 7, kIOModule);
+  const auto apply = [&] { SaveIOModuleSettingFromRec(7, settings), SaveIOModuleCamPairingFromRec(7, pairings); };
   EXPECT_THAT(Journal(apply), ElementsAre("insert iomodule_setting 1", "insert iomodule_cam_pairing 1",
                                           "insert iomodule_cam_pairing 2", "insert iomodule_cam_pairing 3"));
   EXPECT_THAT(Journal(apply), IsEmpty());
   EXPECT_THAT(Rows("SELECT iomodule_id,settings FROM iomodule_setting"),
               ElementsAre(R"(3|{"debounce":50,"id":1,"iomodule_id":3})"));
-  EXPECT_THAT(Rows("SELECT iomodule_id,camera_id FROM iomodule_cam_pairing"),
-              ElementsAre("3|40", "2|null", "null|null"));
-  EXPECT_THAT(Rows("SELECT settings FROM iomodule_cam_pairing WHERE id=3"),
-              ElementsAre(R"({"cam_id":0,"id":3,"iomodule_id":0})"));
+  EXPECT_THAT(
+      Rows("SELECT iomodule_id,camera_id,settings FROM iomodule_cam_pairing"),
+      ElementsAre(R"(3|40|{"cam_id":40,"id":1,"iomodule_id":3})", R"(2|null|{"cam_id":0,"id":2,"iomodule_id":2})",
+                  R"(null|null|{"cam_id":0,"id":3,"iomodule_id":0})"));
   Sql("DELETE FROM camera");
   EXPECT_THAT(Rows("SELECT iomodule_id FROM iomodule_cam_pairing ORDER BY id"), ElementsAre("2", "null"));
   Sql("INSERT INTO emap_item (iomodule_id) VALUES (2),(3)");

@@ -1,4 +1,5 @@
-#include <json/value.h>
+/// What a status report does through the export: the server's record, and which steps it reaches.
+#include <regex>
 
 #include "slavezr.h"
 #include "status/actruledapi.h"
@@ -6,16 +7,30 @@
 
 namespace {
 
-using support::Parse;
-using testing::ElementsAre;
-using testing::IsEmpty;
-
 constexpr const char* kFull = R"({"status":1,"pkg_status":2,"vol_status":3,"cam_count":4,"iomodule_count":5,
   "trans_dev_count":6,"speaker_dev_count":7,"acs_door_count":8,"volSpace":9.5,"is_beta":false,"cms_locked":"true",
   "cms_masked":"true","has_aac":true,"has_hevc":true,"oru_pkg_status":10,"recEncryptEnabled":true,"cookie":"c",
   "serial_num":"s","tarn_version":"t","qv_version":"q","dp_version":"d","recover_progress":11})";
 
-class SlaveStatus : public StatusTest {};
+/// A report that changes something of every kind, with `value` wherever it can, and knows tasks that the host does not.
+std::string ReportOfEverything(int value, const std::string& status = "1") {
+  constexpr const char* kReport = R"({"ctrler_info":[{"id":1,"status":@}],"speaker_info":[{"id":1,"status":@}],
+      "POS_info":[{"id":1,"status":@}],"iomodule_info":[{"id":1,"status":@}],
+      "iva_info":[{"id":1,"camera_id":1,"name":"@"},{"id":8,"camera_id":1}],
+      "face_info":[{"id":1,"camera_id":1,"name":"@"},{"id":8,"camera_id":1}],
+      "camera_info":[{"id":1,"stream_profile1":@}],"cms_masked":"true",
+      "camCapList":[{"camVendor":"V","camModel":"M","capFileName":"3/V/M.cap","camCap":@}],"status":)";
+  return std::regex_replace(kReport, std::regex("@"), std::to_string(value)) + status + "}";
+}
+
+struct SlaveStatus : StatusTest {
+  /// A device and two tasks of every kind.
+  static void HoldEverything() {
+    SaveSlaveInfoUpdate(SlaveZR(), Parse(support::kEverySection), 7);
+    Sql("INSERT INTO iva_task (owner_zr_id,id_on_rec_server,camera_id) VALUES (7,2,1);"
+        "INSERT INTO face_task (owner_zr_id,id_on_rec_server,camera_id) VALUES (7,2,1)");
+  }
+};
 
 TEST_F(SlaveStatus, FillsTheRecordAndSaysSo) {
   record_.LoginError = 12;
@@ -26,15 +41,13 @@ TEST_F(SlaveStatus, FillsTheRecordAndSaysSo) {
                   "strCookie: [c], strSerialNum: [s], strTarnVersion: [t], strQVVersion: [q], isBeta: [0], "
                   "strDPVersion: [d], RecoverProgress: [11],blHasAAC: [1], blHasHEVC: [1], ORUPkgStatus: [10], "
                   "blRecEncryptEnabled: [1]."));
-  EXPECT_EQ(record_.IOModCnt, 5);
-  EXPECT_EQ(record_.TransDevCnt, 6);
-  EXPECT_EQ(record_.SpeakerDevCnt, 7);
+  EXPECT_THAT((std::array{record_.IOModCnt, record_.TransDevCnt, record_.SpeakerDevCnt}), ElementsAre(5, 6, 7));
   EXPECT_THAT(Report(kFull), IsEmpty());
 }
 
 TEST_F(SlaveStatus, KnowsWhatAnAbsentMemberMeans) {
   Report(kFull);
-  Report("{}");  // no status: offline, so what belongs to devices stays
+  // No status: offline, so what belongs to devices stays.
   EXPECT_THAT(Report("{}", 7),
               ElementsAre("log 7 SaveSlaveStatus ZrInfo: ZrId: [7], Status: [0], VolStatus: [0], PkgStatus: [0], "
                           "CamCnt: [4], DoorCnt: [8], VolSpace: [9.500000], blCmsLocked: [0], blCmsMasked: [0], "
@@ -43,8 +56,7 @@ TEST_F(SlaveStatus, KnowsWhatAnAbsentMemberMeans) {
                           "ORUPkgStatus: [10], blRecEncryptEnabled: [0]."));
   Report(R"({"status":4})");
   EXPECT_EQ(record_.VolSpace, -1.0);
-  EXPECT_EQ(record_.CamCnt, 0);
-  EXPECT_EQ(record_.RecoverProgress, 0);
+  EXPECT_THAT((std::array{record_.CamCnt, record_.RecoverProgress}), ElementsAre(0, 0));
   for (const char* not_true : {"\"TRUE\"", "\"1\"", "1", "true", "\"true \"", "null"}) {
     record_.blCmsLocked = true;
     Report("{\"cms_locked\":" + std::string(not_true) + "}");
@@ -55,55 +67,78 @@ TEST_F(SlaveStatus, KnowsWhatAnAbsentMemberMeans) {
 TEST_F(SlaveStatus, ATypeThatCannotBeReadStopsTheReport) {
   record_.CamCnt = 5;
   EXPECT_THROW(SaveSlaveStatus(Parse(R"({"status":1,"cookie":"new","cam_count":{}})"), record_), Json::Exception);
-  EXPECT_EQ(record_.Status, 1);
   EXPECT_EQ(record_.strCookie, "new");
   EXPECT_EQ(record_.CamCnt, 5);
 }
 
-/// A task of each kind, and one more.
-void HoldTasks() {
-  SaveSlaveInfoUpdate(SlaveZR(), Parse(R"({"camera_info":[{"id":1}],"face_info":[{"id":5,"camera_id":1,"name":"f"}],
-                                          "iva_info":[{"id":1,"camera_id":1,"name":"a"},{"id":2,"camera_id":1}]})"),
-                      7);
+TEST_F(SlaveStatus, StepsComeInOrderAndAFailedMessageStopsNone) {
+  HoldEverything();
+  const auto steps = [this](int value) {
+    Lines lines;
+    for (const std::string& line : Report(ReportOfEverything(value), 3)) {
+      const bool is_message = line.starts_with("message") || line.starts_with("failed to send message");
+      const std::string words = line.substr(0, line.find(' ', line.find(' ', line.find(' ') + 1) + 1));
+      lines.push_back(is_message ? "message" : words);
+      if (words.starts_with("insert staged_file")) break;
+    }
+    return lines;
+  };
+  // Of the tasks those that both have are updated; none is added or deleted.
+  const testing::Matcher<Lines> in_order = ElementsAre(
+      "execute UPDATE camera", "message", "update face_task 1", "update iva_task 1", "execute UPDATE iomodule",
+      "message", "execute UPDATE pos", "message", "message", "execute UPDATE ipspeaker", "message", "message",
+      "update axis_acs_ctrler 1", "insert staged_file capability/7/V/M.cap");
+  EXPECT_THAT(steps(8), in_order);
+  Refuse("INSERT", "message");
+  EXPECT_THAT(steps(9), in_order);
 }
 
-TEST_F(SlaveStatus, TasksAreUpdatedAndNeitherAddedNorDeleted) {
-  HoldTasks();
-  EXPECT_THAT(Report(R"({"status":1,"face_info":[{"id":5,"camera_id":1,"name":"g"}],
-                         "iva_info":[{"id":1,"camera_id":1,"name":"b"},{"id":3,"camera_id":1}]})"),
-              ElementsAre("log 5 UpdateFaceInfo Face Task[1] info changed.", "update face_task 1",
-                          "log 5 UpdateIvaInfo Iva Task[1] info changed.", "update iva_task 1"));
-  EXPECT_THAT(Rows("SELECT name FROM iva_task ORDER BY id"), ElementsAre("b", ""));
+// An empty section of tasks is handed over, as those of terminals and controllers are, which do nothing then.
+TEST_F(SlaveStatus, UnreadableTablesConcernTheirStepsAlone) {
+  HoldEverything();
+  for (const char* table : {"camera", "face_task", "iva_task", "iomodule", "pos", "ipspeaker", "axis_acs_ctrler"}) {
+    Break(table);
+  }
+  const std::string unlisted = "failed to list camera [0]";
+  const std::string no_face = "log 1 UpdateFaceInfo Failed to get cam map of ZR [7].";
+  const std::string no_iva = "log 1 UpdateIvaInfo Failed to get cam map of ZR [7].";
+  EXPECT_THAT(Report(R"({"status":1,"camera_info":[],"face_info":[],"iva_info":[],"iomodule_info":[],"POS_info":[],
+                         "speaker_info":[],"ctrler_info":[]})"),
+              ElementsAre(unlisted, no_face, unlisted, no_iva));
+  EXPECT_THAT(Report(ReportOfEverything(8)),
+              ElementsAre(unlisted, "log 1 UpdateCamInfo Failed to get cam map of ZR [7].", unlisted, no_face, unlisted,
+                          no_iva, "failed to list iomodule [0]", "failed to list pos [0]",
+                          "failed to list ipspeaker [0]", "failed to list axis_acs_ctrler [0]", unlisted,
+                          "insert staged_file capability/7/V/M.cap", "delete staged_file WHERE id <= 2"));
 }
 
 TEST_F(SlaveStatus, AnOfflineReportBringsItsCapabilityFilesAlone) {
-  HoldTasks();
-  Sql("INSERT INTO pos (owner_zr_id,id_on_rec_server) VALUES (7,1)");
-  const std::string sections = R"({"cms_masked":"true","camera_info":[{"id":1,"status":9}],
-      "POS_info":[{"id":1,"status":2}],"iva_info":[{"id":1,"camera_id":1,"name":"b"}],
-      "camCapList":[{"camVendor":"V","camModel":"M","capFileName":"3/V/M.cap","camCap":{}}],"status":)";
-  EXPECT_THAT(Report(sections + "0}"), ElementsAre("insert staged_file capability/7/V/M.cap",
-                                                   "insert capability_file 1", "delete staged_file WHERE id <= 1"));
-  for (const char* status : {"2", "3", "5", "-1"}) EXPECT_THAT(Report(sections + status + "}"), IsEmpty()) << status;
+  HoldEverything();
+  EXPECT_THAT(Report(ReportOfEverything(9, "0")),
+              ElementsAre("insert staged_file capability/7/V/M.cap", "delete staged_file WHERE id <= 2"));
+  for (const char* status : {"2", "3", "5", "-1"}) {
+    EXPECT_THAT(Report(ReportOfEverything(9, status)), IsEmpty()) << status;
+  }
   EXPECT_TRUE(record_.blCmsMasked);
 }
 
 TEST_F(SlaveStatus, CommandsAreForwardedWhenTheServerBelongsToACms) {
-  const auto send = [] {
-    return ActRuledApi::SendCmd(ACTRULED_CMD_DEVICE_STATUS, DEVICE_SRC_REC_SERVER, "7", DEVICE_STATUS_DELETED, false, 0,
-                                false);
+  const auto send = [this](int result) {
+    return Journal([=] {
+      EXPECT_EQ(ActRuledApi::SendCmd(ACTRULED_CMD_DEVICE_STATUS, DEVICE_SRC_REC_SERVER, "7", DEVICE_STATUS_DELETED,
+                                     false, 0, false),
+                result);
+    });
   };
   const std::string command = R"({"onlyUpdateDevSts":false,"source":[{"id":"7","srcType":5,"status":3}],"zrId":0})";
-  EXPECT_THAT(Journal([&] { EXPECT_EQ(send(), 0); }), ElementsAre("message 0 qvactruled 6 " + command));
+  const std::string sent = "message 0 qvactruled 6 " + command;
+  const std::string forwarded = R"(message 0 cms-host 3 {"cmdType":6,"data":)" + command + "}";
+  EXPECT_THAT(send(0), ElementsAre(sent));
   Sql("INSERT INTO setting (name,text) VALUES ('cms_identity','rec-server')");
-  EXPECT_THAT(
-      Journal([&] { EXPECT_EQ(send(), 0); }),
-      ElementsAre("message 0 qvactruled 6 " + command, R"(message 0 cms-host 3 {"cmdType":6,"data":)" + command + "}"));
+  EXPECT_THAT(send(0), ElementsAre(sent, forwarded));
   // The result is the daemon's; the forwarding is tried all the same.
   Refuse("INSERT", "message", "NEW.target='qvactruled'");
-  EXPECT_THAT(
-      Journal([&] { EXPECT_EQ(send(), -1); }),
-      ElementsAre("failed to send message [0]", R"(message 0 cms-host 3 {"cmdType":6,"data":)" + command + "}"));
+  EXPECT_THAT(send(-1), ElementsAre("failed to send message [0]", forwarded));
 }
 
 }  // namespace

@@ -5,8 +5,7 @@
 #include "slavezrstatus.h"
 #include "support/hosttest.h"
 
-class StatusTest : public support::HostTest {
- protected:
+struct StatusTest : support::HostTest {
   /// Reports `document` for the slave of `record_`, by default 7.
   support::Lines Report(const std::string& document, int level = 5) {
     return Journal([&] { EXPECT_EQ(SaveSlaveStatus(support::Parse(document), record_), 0); }, level);
