@@ -117,6 +117,7 @@ TEST_F(ToolTest, AppliesASnapshotOnce) {
   EXPECT_EQ(CountsOf(RunJson("plan 7 document"), "pos"), "0 2 1 0 ");
   EXPECT_EQ(Run("plan --exit-code 7 document").status, 2);
   EXPECT_EQ(CountsOf(RunJson("update 7 document"), "pos"), "0 2 1 0 ");
+  const Json::ArrayIndex messages = RunJson("list message").size();
   const Json::Value again = RunJson("update 7 - <document");
   EXPECT_EQ(CountsOf(again, "pos"), "0 0 0 2 ");
   EXPECT_EQ(CountsOf(again, "speaker"), "0 0 0 2 ");
@@ -124,6 +125,7 @@ TEST_F(ToolTest, AppliesASnapshotOnce) {
   EXPECT_EQ(Run("plan --exit-code 7 document").status, 0);
 
   EXPECT_EQ(RunJson("list message --zr 7").size(), 6U) << "pairing sends two, every update two, a plan none";
+  EXPECT_EQ(RunJson("list message").size(), messages + 3) << "and the third goes to the message daemon";
 
   const Json::Value rows = RunJson("list pos --zr 7");
   ASSERT_EQ(rows.size(), 2U);
@@ -346,6 +348,9 @@ TEST_F(ToolTest, TellsOfOperationsThatFailed) {
   const Result open = Run("list pos");
   EXPECT_EQ(open.status, 0);
   EXPECT_EQ(open.err.rfind("qvcms: warning: other users get into the data folder data", 0), 0U) << open.err;
+  Execute("UPDATE schema_version SET version=999");
+  EXPECT_EQ(Run("list pos").status, 1);
+  EXPECT_THAT(Run("list pos").err, HasSubstr("use the newer program"));
   std::filesystem::resize_file(folder_ / "data/qvcms.db", 100'000);
   EXPECT_NE(Run("list pos").err.find("restore it from a backup\n"), std::string::npos) << Run("list pos").err;
 }
