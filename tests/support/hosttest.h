@@ -2,15 +2,17 @@
 #pragma once
 
 #include <gmock/gmock.h>
-#include <json/value.h>
 
+#include "db/database.h"
+#include "hoststate.h"
 #include "journal.h"
+#include "json/document.h"
 #include "scratch.h"
 
 namespace support {
 
-/// A JSON text as a value; fails the test when it is none.
-Json::Value Parse(const std::string& text);
+/// A JSON text as a value.
+inline Json::Value Parse(const std::string& text) { return qv::json::ReadDocument(text, {}); }
 
 /// A snapshot that leaves something in every table of devices.
 inline constexpr const char* kEverySection = R"({
@@ -40,15 +42,15 @@ struct HostTest : testing::Test {
   static Lines Journal(const std::function<void()>& call, int level = 7) { return support::Journal(call, level); }
   static Json::Value Parse(const std::string& text) { return support::Parse(text); }
   /// Runs SQL that is none of the library's doing: what the host held before, faults, a look at the result.
-  static void Sql(const std::string& script);
+  static void Sql(const std::string& script) { qv::db::ThisThread().Execute(script); }
   /// The committed rows of a query, columns joined by "|".
-  static Lines Rows(const std::string& query);
+  static Lines Rows(const std::string& query) { return QueryFolder(qv::db::DataFolder(), query); }
 
   /// From now on the database refuses to `operation` ("INSERT", "UPDATE", "DELETE") rows of `table`.
   /// @param condition  which rows, in SQL with NEW and OLD; empty: all
   static void Refuse(const std::string& operation, const std::string& table, const std::string& condition = "");
   /// From now on every statement about `table` fails.
-  static void Break(const std::string& table);
+  static void Break(const std::string& table) { Sql("ALTER TABLE " + table + " RENAME TO " + table + "_away"); }
 
   const std::filesystem::path& folder() const { return folder_.path(); }
 

@@ -1,4 +1,3 @@
-#include "db/database.h"
 #include "qvwebapicmssyncutils.h"
 #include "recserversavers.h"
 #include "slavezr.h"

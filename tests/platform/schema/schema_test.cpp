@@ -1,4 +1,3 @@
-#include "db/database.h"
 #include "support/hosttest.h"
 
 namespace {

@@ -5,10 +5,8 @@
 #include <fstream>
 #include <thread>
 
-#include "db/database.h"
 #include "iomodule.h"
 #include "shm/devicecachefile.h"
-#include "support/hoststate.h"
 #include "support/hosttest.h"
 
 namespace {

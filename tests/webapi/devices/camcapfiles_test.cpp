@@ -3,8 +3,6 @@
 #include <fstream>
 
 #include "capability/capability.h"
-#include "db/database.h"
-#include "support/hoststate.h"
 #include "support/hosttest.h"
 
 namespace {

@@ -5,7 +5,6 @@
 #include "slavedata.h"
 #include "slavezr.h"
 #include "slavezrstatus.h"
-#include "support/hoststate.h"
 #include "support/hosttest.h"
 
 namespace {

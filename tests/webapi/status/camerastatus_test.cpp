@@ -6,7 +6,6 @@
 
 #include "status/rtspkeys.h"
 #include "statustest.h"
-#include "support/hoststate.h"
 
 namespace {
 
