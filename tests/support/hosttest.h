@@ -14,6 +14,14 @@ namespace support {
 /// A JSON text as a value.
 inline Json::Value Parse(const std::string& text) { return qv::json::ReadDocument(text, {}); }
 
+/// Does `work` in a unit of work, which is then committed or given up.
+template <class Work>
+void InUnit(bool commit, Work work) {
+  qv::db::UnitOfWork unit;
+  work();
+  if (commit) unit.Commit();
+}
+
 /// A snapshot that leaves something in every table of devices.
 inline constexpr const char* kEverySection = R"({
   "camera_info":[{"id":1,"name":"A","edgeStorage":{"enabled":true}}],
