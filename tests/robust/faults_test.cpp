@@ -1,16 +1,12 @@
 /// Every call of the database may fail: what each export then leaves behind.
 
-#include <gmock/gmock.h>
 #include <sqlite3.h>
 
 #include <csignal>
 
 #include "calls.h"
-#include "db/database.h"
 #include "db/sqlite/sqlitedriver.h"
 #include "log/log.h"
-#include "support/hoststate.h"
-#include "support/scratch.h"
 #include "support/wrappeddriver.h"
 
 namespace {

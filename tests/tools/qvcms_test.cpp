@@ -1,6 +1,5 @@
 /// qvcms as a shell sees it: exit status, standard output, standard error, and what is left in the data folder.
 
-#include "support/journal.h"
 #include "toolrunner.h"
 
 namespace qv::test {
