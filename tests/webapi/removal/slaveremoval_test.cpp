@@ -61,7 +61,6 @@ struct SlaveRemoval : support::HostTest {
     return names;
   }
 
- private:
   support::KeyFiles keys_;
 };
 

@@ -47,7 +47,6 @@ struct CameraStatus : StatusTest {
     return RtspKeyFilePath(zr);
   }
 
- private:
   support::KeyFiles keys_;
 };
 
