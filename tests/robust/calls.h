@@ -3,9 +3,6 @@
 
 #include <unordered_map>
 
-#include "qvwebapicmssyncutils.h"
-#include "slavezr.h"
-#include "slavezrstatus.h"
 #include "support/hosttest.h"
 
 namespace support {

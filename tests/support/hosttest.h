@@ -1,4 +1,4 @@
-/// A host with an empty data folder for each test, and the journal of what the library does to it.
+/// A host with an empty data folder for each test, the exports, and the journal of what they do to the host.
 #pragma once
 
 #include <gmock/gmock.h>
@@ -7,7 +7,10 @@
 #include "hoststate.h"
 #include "journal.h"
 #include "json/document.h"
+#include "qvwebapicmssyncutils.h"
 #include "scratch.h"
+#include "slavezr.h"
+#include "slavezrstatus.h"
 
 namespace support {
 
@@ -64,6 +67,17 @@ struct HostTest : testing::Test {
 
  private:
   ScratchFolder folder_;
+};
+
+/// A host that receives the status reports of its slaves.
+struct StatusTest : HostTest {
+  StatusTest() { record_.ZrId = 7; }
+  /// Reports `document` for the slave of `record_`, by default 7.
+  Lines Report(const std::string& document, int level = 5) {
+    return Journal([&] { EXPECT_EQ(SaveSlaveStatus(Parse(document), record_), 0); }, level);
+  }
+
+  SlaveZRStatus record_;
 };
 
 }  // namespace support

@@ -1,6 +1,4 @@
-#include "qvwebapicmssyncutils.h"
 #include "recserversavers.h"
-#include "slavezr.h"
 #include "support/hosttest.h"
 
 namespace {

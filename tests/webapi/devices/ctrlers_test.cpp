@@ -1,8 +1,6 @@
 #include "devices/ctrlers.h"
 
-#include "qvwebapicmssyncutils.h"
 #include "recserversavers.h"
-#include "slavezr.h"
 #include "support/hosttest.h"
 
 namespace {

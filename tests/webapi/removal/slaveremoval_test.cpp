@@ -1,10 +1,7 @@
 #include <regex>
 
-#include "qvwebapicmssyncutils.h"
 #include "server/ownedrows.h"
 #include "slavedata.h"
-#include "slavezr.h"
-#include "slavezrstatus.h"
 #include "support/hosttest.h"
 
 namespace {

@@ -1,8 +1,8 @@
-#include "statustest.h"
+#include "support/hosttest.h"
 
 namespace {
 
-struct DeviceStatus : StatusTest {
+struct DeviceStatus : support::StatusTest {
   DeviceStatus() {
     for (const std::string table : {"iomodule", "pos", "ipspeaker"}) {
       Sql("INSERT INTO " + table +
@@ -63,7 +63,7 @@ TEST_F(DeviceStatus, GoesOnWithoutADeviceCache) {
   EXPECT_THAT(Rows("SELECT status_on_rec_server FROM iomodule WHERE id=11"), ElementsAre("2"));
 }
 
-struct CtrlerStatus : StatusTest {
+struct CtrlerStatus : support::StatusTest {
   CtrlerStatus() {
     Sql("INSERT INTO camera (id,owner_zr_id,id_on_rec_server) VALUES (9,7,4);"
         "INSERT INTO axis_acs_ctrler (id,owner_zr_id,id_on_rec_server,status,mac_addr) VALUES (5,7,1,1,'00:AB'),"

@@ -1,9 +1,8 @@
 /// What a status report does through the export: the server's record, and which steps it reaches.
 #include <regex>
 
-#include "slavezr.h"
 #include "status/actruledapi.h"
-#include "statustest.h"
+#include "support/hosttest.h"
 
 namespace {
 
@@ -23,7 +22,7 @@ std::string ReportOfEverything(int value, const std::string& status = "1") {
   return std::regex_replace(kReport, std::regex("@"), std::to_string(value)) + status + "}";
 }
 
-struct SlaveStatus : StatusTest {
+struct SlaveStatus : support::StatusTest {
   /// A device and two tasks of every kind.
   static void HoldEverything() {
     SaveSlaveInfoUpdate(SlaveZR(), Parse(support::kEverySection), 7);
