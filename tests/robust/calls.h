@@ -1,14 +1,9 @@
 /// The exports as a table: each with the document that it is tried with and the slave that it works on.
 #pragma once
 
-#include <json/value.h>
-
 #include <unordered_map>
 
-#include "json/document.h"
-#include "qvwebapicmssyncutils.h"
-#include "slavezr.h"
-#include "slavezrstatus.h"
+#include "support/hosttest.h"
 
 namespace support {
 

@@ -1,16 +1,12 @@
 /// Every call of the database may fail: what each export then leaves behind.
 
-#include <gmock/gmock.h>
 #include <sqlite3.h>
 
 #include <csignal>
 
 #include "calls.h"
-#include "db/database.h"
 #include "db/sqlite/sqlitedriver.h"
 #include "log/log.h"
-#include "support/hoststate.h"
-#include "support/scratch.h"
 #include "support/wrappeddriver.h"
 
 namespace {
@@ -185,17 +181,15 @@ TEST_F(FaultsTest, AReadOnlyFolderIsRefusedWithItsName) {
   fs::permissions(root_, fs::perms(0755));
   fs::permissions(folder_, fs::perms(0555));
   fs::permissions(folder_ / "qvcms.db", fs::perms(0444));
-  EXPECT_EQ(support::EndOf(support::StartChild([&] {
-              if (getuid() == 0 && setuid(65534) != 0) return 9;  // root may write everywhere: somebody else tries
-              try {
-                Open();
-              } catch (const Error& error) {
-                const bool names_it = std::string(error.what()).find("writable for this user") != std::string::npos;
-                return error.kind() == Error::Kind::Unusable && names_it ? 5 : 6;
-              }
-              return 0;
-            })),
-            5);
+  const auto is_unusable =
+      testing::AllOf(testing::Property(&Error::kind, Error::Kind::Unusable),
+                     testing::Property(&Error::what, testing::HasSubstr("writable for this user")));
+  const pid_t child = support::StartChild([&] {
+    if (getuid() == 0 && setuid(65534) != 0) return 9;  // root may write everywhere: somebody else tries
+    EXPECT_THAT([&] { Open(); }, testing::Throws<Error>(is_unusable));
+    return HasFailure() ? 1 : 0;
+  });
+  EXPECT_EQ(support::EndOf(child), 0);
   fs::permissions(folder_, fs::perms::owner_all);
 }
 

@@ -7,7 +7,6 @@
 
 #include "calls.h"
 #include "qvjson.h"
-#include "rtspinfo.h"
 #include "tools/toolrunner.h"
 
 namespace qv::test {

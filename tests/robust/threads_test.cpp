@@ -1,6 +1,5 @@
 /// Many callers at once on one data folder: threads of several processes update, read, plan and remove many slaves.
 
-#include <gmock/gmock.h>
 #include <sys/mman.h>
 
 #include <atomic>
@@ -9,11 +8,8 @@
 
 #include "calls.h"
 #include "cmshostdapi.h"
-#include "db/database.h"
 #include "log/log.h"
 #include "status/rtspkeys.h"
-#include "support/hoststate.h"
-#include "support/scratch.h"
 
 namespace {
 

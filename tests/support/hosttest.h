@@ -1,16 +1,29 @@
-/// A host with an empty data folder for each test, and the journal of what the library does to it.
+/// A host with an empty data folder for each test, the exports, and the journal of what they do to the host.
 #pragma once
 
 #include <gmock/gmock.h>
-#include <json/value.h>
 
+#include "db/database.h"
+#include "hoststate.h"
 #include "journal.h"
+#include "json/document.h"
+#include "qvwebapicmssyncutils.h"
 #include "scratch.h"
+#include "slavezr.h"
+#include "slavezrstatus.h"
 
 namespace support {
 
-/// A JSON text as a value; fails the test when it is none.
-Json::Value Parse(const std::string& text);
+/// A JSON text as a value.
+inline Json::Value Parse(const std::string& text) { return qv::json::ReadDocument(text, {}); }
+
+/// Does `work` in a unit of work, which is then committed or given up.
+template <class Work>
+void InUnit(bool commit, Work work) {
+  qv::db::UnitOfWork unit;
+  work();
+  if (commit) unit.Commit();
+}
 
 /// A snapshot that leaves something in every table of devices.
 inline constexpr const char* kEverySection = R"({
@@ -40,20 +53,31 @@ struct HostTest : testing::Test {
   static Lines Journal(const std::function<void()>& call, int level = 7) { return support::Journal(call, level); }
   static Json::Value Parse(const std::string& text) { return support::Parse(text); }
   /// Runs SQL that is none of the library's doing: what the host held before, faults, a look at the result.
-  static void Sql(const std::string& script);
+  static void Sql(const std::string& script) { qv::db::ThisThread().Execute(script); }
   /// The committed rows of a query, columns joined by "|".
-  static Lines Rows(const std::string& query);
+  static Lines Rows(const std::string& query) { return QueryFolder(qv::db::DataFolder(), query); }
 
   /// From now on the database refuses to `operation` ("INSERT", "UPDATE", "DELETE") rows of `table`.
   /// @param condition  which rows, in SQL with NEW and OLD; empty: all
   static void Refuse(const std::string& operation, const std::string& table, const std::string& condition = "");
   /// From now on every statement about `table` fails.
-  static void Break(const std::string& table);
+  static void Break(const std::string& table) { Sql("ALTER TABLE " + table + " RENAME TO " + table + "_away"); }
 
   const std::filesystem::path& folder() const { return folder_.path(); }
 
  private:
   ScratchFolder folder_;
+};
+
+/// A host that receives the status reports of its slaves.
+struct StatusTest : HostTest {
+  StatusTest() { record_.ZrId = 7; }
+  /// Reports `document` for the slave of `record_`, by default 7.
+  Lines Report(const std::string& document, int level = 5) {
+    return Journal([&] { EXPECT_EQ(SaveSlaveStatus(Parse(document), record_), 0); }, level);
+  }
+
+  SlaveZRStatus record_;
 };
 
 }  // namespace support

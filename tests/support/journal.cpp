@@ -1,7 +1,7 @@
 #include "journal.h"
 
 #include <map>
-#include <sstream>
+#include <regex>
 
 #include "db/sqlite/sqlitedriver.h"
 #include "log/log.h"
@@ -28,10 +28,12 @@ void NoteLogLine(const qv::log::Line& line) {
 }
 
 /// Notes what a statement wrote.
-class NotingStatement : public WrappedStatement {
- public:
+struct NotingStatement : WrappedStatement {
   NotingStatement(std::unique_ptr<qv::db::Statement> inner, std::string sql, const qv::db::Connection& connection)
-      : WrappedStatement(std::move(inner)), sql_(std::move(sql)), connection_(connection) {}
+      : WrappedStatement(std::move(inner)), sql_(std::move(sql)), connection_(connection) {
+    std::smatch found;
+    if (std::regex_search(sql_, found, std::regex("^(?:INSERT INTO|UPDATE|DELETE FROM) (\\w+)"))) table_ = found[1];
+  }
 
   void BindInt(int parameter, std::int64_t value) override {
     Bound(parameter, std::to_string(value)), WrappedStatement::BindInt(parameter, value);
@@ -49,47 +51,36 @@ class NotingStatement : public WrappedStatement {
     if (sql_.starts_with("INSERT INTO message ") && row) {
       Note("message " + bound_[1] + " " + bound_[2] + " " + bound_[3] + " " + bound_[4]);
     } else if (sql_.starts_with("INSERT") && row) {
-      Note("insert " + Word(2) + " " + std::to_string(Int(0)));
+      Note("insert " + table_ + " " + std::to_string(Int(0)));
     } else if (sql_.starts_with("UPDATE") && row) {
-      Note("update " + Word(1) + " " + std::to_string(Int(0)));
+      Note("update " + table_ + " " + std::to_string(Int(0)));
     } else if (!row && connection_.Changes() > 0 && !bound_.empty()) {
-      if (sql_.starts_with("INSERT") && ColumnCount() == 0) Note("insert " + Word(2) + " " + bound_.rbegin()->second);
-      if (sql_.starts_with("UPDATE")) Note("update " + Word(1) + " " + bound_.rbegin()->second);
-      if (sql_.starts_with("DELETE")) Note("delete " + Word(2) + Condition());
+      if (sql_.starts_with("INSERT") && ColumnCount() == 0) Note("insert " + table_ + " " + bound_.rbegin()->second);
+      if (sql_.starts_with("UPDATE")) Note("update " + table_ + " " + bound_.rbegin()->second);
+      if (sql_.starts_with("DELETE")) Note("delete " + table_ + Condition());
     } else if (!row && bound_.empty() && sql_.starts_with("UPDATE") && ColumnCount() == 0) {
       Note("execute " + sql_);
     }
     return row;
   }
 
- private:
   void Bound(int parameter, std::string value) { bound_[parameter] = std::move(value); }
-  std::string Word(int number) const {
-    std::istringstream words(sql_);
-    std::string word;
-    for (int i = 0; i <= number; ++i) words >> word;
-    return word;
-  }
   /// The statement's condition with the values in place of the parameters.
   std::string Condition() const {
-    const std::size_t where = sql_.find(" WHERE ");
-    std::string text = where == std::string::npos ? "" : sql_.substr(where);
-    for (auto value = bound_.rbegin(); value != bound_.rend(); ++value) {
-      const std::string parameter = "$" + std::to_string(value->first);
-      if (const std::size_t at = text.find(parameter); at != std::string::npos) {
-        text.replace(at, parameter.size(), value->second);
-      }
+    std::string text = sql_.substr(std::min(sql_.find(" WHERE "), sql_.size()));
+    for (const auto& [number, value] : bound_) {
+      text = std::regex_replace(text, std::regex("\\$" + std::to_string(number) + "\\b"), value);
     }
     return text;
   }
 
   std::string sql_;
+  std::string table_;
   const qv::db::Connection& connection_;
   std::map<int, std::string> bound_;
 };
 
-class NotingConnection : public WrappedConnection {
- public:
+struct NotingConnection : WrappedConnection {
   using WrappedConnection::WrappedConnection;
   std::unique_ptr<qv::db::Statement> Prepare(const char* sql, bool keep, const char** rest) override {
     const char* end = nullptr;

@@ -8,8 +8,7 @@
 
 namespace support {
 
-class WrappedStatement : public qv::db::Statement {
- public:
+struct WrappedStatement : qv::db::Statement {
   explicit WrappedStatement(std::unique_ptr<qv::db::Statement> inner) : inner_(std::move(inner)) {}
   void BindNull(int parameter) override { inner_->BindNull(parameter); }
   void BindInt(int parameter, std::int64_t value) override { inner_->BindInt(parameter, value); }
@@ -25,12 +24,10 @@ class WrappedStatement : public qv::db::Statement {
   std::string_view Text(int column) const override { return inner_->Text(column); }
   bool IsReadOnly() const override { return inner_->IsReadOnly(); }
 
- private:
   std::unique_ptr<qv::db::Statement> inner_;
 };
 
-class WrappedConnection : public qv::db::Connection {
- public:
+struct WrappedConnection : qv::db::Connection {
   explicit WrappedConnection(std::unique_ptr<qv::db::Connection> inner) : inner_(std::move(inner)) {}
   std::unique_ptr<qv::db::Statement> Prepare(const char* sql, bool keep, const char** rest) override {
     return inner_->Prepare(sql, keep, rest);
@@ -46,7 +43,6 @@ class WrappedConnection : public qv::db::Connection {
   void Checkpoint() noexcept override { inner_->Checkpoint(); }
   void PrepareToClose(bool last_words) noexcept override { inner_->PrepareToClose(last_words); }
 
- private:
   std::unique_ptr<qv::db::Connection> inner_;
 };
 

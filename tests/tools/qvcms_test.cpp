@@ -1,6 +1,5 @@
 /// qvcms as a shell sees it: exit status, standard output, standard error, and what is left in the data folder.
 
-#include "support/journal.h"
 #include "toolrunner.h"
 
 namespace qv::test {
@@ -235,8 +234,7 @@ TEST_F(ToolTest, AsksBeforeItRemovesMostDevices) {
 TEST_F(ToolTest, StoresAStatusReport) {
   Write("document", R"({"camera_info":[{"id":1}],"POS_info":[{"id":1},{"id":2}],"ctrler_info":[{"id":1}]})");
   ASSERT_EQ(Run("pair 7 document").status, 0);
-  Write("report",
-        R"({"status":1,"cam_count":12,"qv_version":"9.1","cookie":"c00kie","POS_info":[{"id":2,"status":3}]})");
+  Write("report", R"({"status":1,"cam_count":12,"qv_version":"9.1","cookie":"c","POS_info":[{"id":2,"status":3}]})");
   const Json::Value record = RunJson("status 7 report");
   EXPECT_EQ(record["CamCnt"], 12);
   EXPECT_EQ(record["strCookie"], "***");

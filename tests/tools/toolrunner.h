@@ -1,14 +1,9 @@
 /// Runs the built qvcms in a folder of its own, as a shell would.
 #pragma once
 
-#include <gmock/gmock.h>
-
 #include <fstream>
 
-#include "db/database.h"
-#include "json/document.h"
-#include "support/hoststate.h"
-#include "support/scratch.h"
+#include "support/hosttest.h"
 
 namespace qv::test {
 

@@ -3,8 +3,6 @@
 #include <span>
 
 #include "facesetting.h"
-#include "qvwebapicmssyncutils.h"
-#include "slavezr.h"
 #include "support/hosttest.h"
 #include "tavisetting.h"
 

@@ -1,9 +1,6 @@
 #include <array>
 
-#include "db/database.h"
-#include "qvwebapicmssyncutils.h"
 #include "recserversavers.h"
-#include "slavezr.h"
 #include "slavezrstatus.h"
 #include "support/hosttest.h"
 

@@ -1,20 +1,20 @@
 #include "db/database.h"
 
-#include <gmock/gmock.h>
-
 #include <fstream>
 
 #include "qvdb.h"
-#include "support/hoststate.h"
-#include "support/scratch.h"
+#include "support/hosttest.h"
 
 namespace qv::db::test {
 namespace {
 
+using support::InUnit;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::Not;
 using std::string_literals::operator""s;
+
+using Kind = Error::Kind;
 
 constexpr Migration kItemSchema[] = {
     {1, [](Session& session) { session.Execute("CREATE TABLE item (name TEXT UNIQUE, value INTEGER)"); }}};
@@ -54,7 +54,7 @@ struct DatabaseTest : testing::Test {
     return QVDB::Execute(kDbInstanceMain, sql, result, false, true, log_errors, true);
   }
   /// Matches work that throws an error of the kind, with a text.
-  static auto Fails(Error::Kind kind, testing::Matcher<const char*> text) {
+  static auto Fails(Kind kind, testing::Matcher<const char*> text) {
     return testing::Throws<Error>(
         testing::AllOf(testing::Property(&Error::kind, kind), testing::Property(&Error::what, text)));
   }
@@ -75,7 +75,7 @@ TEST_F(DatabaseTest, AMigrationHappensWholeOrNotAtAll) {
                                             }}};
   Options options = ItemOptions();
   options.migrations = kFailing;
-  EXPECT_THAT([&] { Open(folder_, options); }, Fails(Error::Kind::Unusable, HasSubstr("no such table: missing")));
+  EXPECT_THAT([&] { Open(folder_, options); }, Fails(Kind::Unusable, HasSubstr("no such table: missing")));
   EXPECT_FALSE(IsOpen());
 
   options.migrations = std::span(kFailing).first(2);
@@ -85,9 +85,9 @@ TEST_F(DatabaseTest, AMigrationHappensWholeOrNotAtAll) {
   EXPECT_THROW(ThisThread().Prepare("SELECT three FROM item"), Error);
   Close();
 
-  EXPECT_THAT([&] { OpenItems(); },
-              Fails(Error::Kind::Unusable,
-                    HasSubstr("has schema version 2, this program knows up to 1: use the newer program")));
+  EXPECT_THAT(
+      [&] { OpenItems(); },
+      Fails(Kind::Unusable, HasSubstr("has schema version 2, this program knows up to 1: use the newer program")));
 }
 
 TEST_F(DatabaseTest, TheLogIsMovedToTheDatabaseBeforeItGrows) {
@@ -119,12 +119,11 @@ TEST_F(DatabaseTest, ATextIsPreparedOnceAndInUseTwiceAtOnce) {
 TEST_F(DatabaseTest, AnErrorNamesTheStatementButNoValue) {
   Insert("secret-key");
   const auto no_value = Not(HasSubstr("secret-key"));
-  EXPECT_THAT(
-      [] { Insert("secret-key"); },
-      Fails(Error::Kind::Statement,
-            testing::AllOf(HasSubstr("INSERT INTO item"), HasSubstr("UNIQUE constraint failed: item.name"), no_value)));
+  EXPECT_THAT([] { Insert("secret-key"); },
+              Fails(Kind::Statement, testing::AllOf(HasSubstr("INSERT INTO item"),
+                                                    HasSubstr("UNIQUE constraint failed: item.name"), no_value)));
   EXPECT_THAT([] { ThisThread().Execute("INSERT INTO item (name) VALUES ('secret-key')"); },
-              Fails(Error::Kind::Statement, no_value));
+              Fails(Kind::Statement, no_value));
   EXPECT_EQ(ThisThread().Prepare("DELETE FROM item").Run(), 1);  // a failed statement blocks nothing
 }
 
@@ -190,21 +189,15 @@ TEST_F(DatabaseTest, FailureLeavesEverythingAsItWasAndOneLine) {
 TEST_F(DatabaseTest, FilesFollowTheRows) {
   EXPECT_TRUE(StageFile("files", "at/once", "0"));
   EXPECT_THAT(Files(), ElementsAre("files/at/once 384 0"));
-  {
-    UnitOfWork unit;
+  InUnit(true, [&] {
     EXPECT_TRUE(StageFile("files", "a/b/c", "1"));
     EXPECT_TRUE(StageFile("files", "a/b/c", "2"));
     EXPECT_TRUE(StageRemoval("files", "at"));
     Step("gone back", false, [] { EXPECT_TRUE(StageFile("files", "gone/back", "3")); });
     EXPECT_THAT(Files(), ElementsAre("files/at/once 384 0"));
-    unit.Commit();
-  }
+  });
   EXPECT_THAT(Files(), ElementsAre("files/a/b/c 384 2"));
-  {
-    UnitOfWork unit;
-    EXPECT_TRUE(StageRemoval("files", "a"));
-    EXPECT_TRUE(StageFile("files", "d", "4"));
-  }
+  InUnit(false, [] { EXPECT_TRUE(StageRemoval("files", "a") && StageFile("files", "d", "4")); });
   EXPECT_THAT(Files(), ElementsAre("files/a/b/c 384 2"));
   EXPECT_FALSE(std::filesystem::exists(folder_ / "staging"));
 }
@@ -222,14 +215,12 @@ TEST_F(DatabaseTest, NoNameLeadsOut) {
   }
   EXPECT_FALSE(StageFile("files", "folder", "a folder is there"));
   EXPECT_FALSE(StageFile("files", "new/", "a folder is meant"));
-  {
-    UnitOfWork unit;
+  InUnit(true, [&] {
     EXPECT_TRUE(StageFile("files", "late/file", "bad"));
     EXPECT_TRUE(StageRemoval("files", "folder"));
     std::filesystem::create_symlink(root_ / "outside", folder_ / "files/late");  // planted after the check
     std::filesystem::create_symlink(root_ / "outside", folder_ / "files/folder/inner");
-    unit.Commit();
-  }
+  });
   EXPECT_EQ(support::ReadWholeFile(root_ / "outside/file"), "kept");
   EXPECT_FALSE(std::filesystem::exists(folder_ / "files/folder"));
   EXPECT_FALSE(ThisThread().Prepare("SELECT target FROM staged_file").Next()) << "what can never be done is given up";

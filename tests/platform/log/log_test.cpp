@@ -71,8 +71,7 @@ TEST_F(LogTest, AsksForThePlatformsOwnLines) {
 TEST_F(LogTest, AFileThatCannotBeWrittenNeverThrows) {
   testing::internal::CaptureStderr();
   qv::log::Configure({.file = "/dev/full", .to_stderr = false});
-  EXPECT_LT(Print("ERR", "lost"), 0);
-  EXPECT_LT(Print("ERR", "lost"), 0);
+  for (int i = 0; i < 2; ++i) EXPECT_LT(Print("ERR", "lost"), 0);
   const std::string reported = testing::internal::GetCapturedStderr();
   EXPECT_THAT(reported, testing::HasSubstr("No space left on device"));
   EXPECT_EQ(std::count(reported.begin(), reported.end(), '\n'), 1);

@@ -1,6 +1,5 @@
 #include "record/table.h"
 
-#include "db/database.h"
 #include "support/hosttest.h"
 
 struct GadgetData {

@@ -5,10 +5,8 @@
 #include <fstream>
 #include <thread>
 
-#include "db/database.h"
 #include "iomodule.h"
 #include "shm/devicecachefile.h"
-#include "support/hoststate.h"
 #include "support/hosttest.h"
 
 namespace {
@@ -16,6 +14,7 @@ namespace {
 using qv::shm::DeviceCacheChanges;
 using qv::shm::DeviceCacheFile;
 using support::EndOf;
+using support::InUnit;
 using support::StartChild;
 using testing::Pair;
 using Modules = std::map<int, int>;  ///< host id to status
@@ -82,18 +81,12 @@ struct DeviceCache : support::HostTest {
   void ApplyElsewhere(const DeviceCacheChanges& changes) const {
     EXPECT_EQ(EndOf(StartChild([&] { return Apply(changes) ? 0 : 1; })), 0);
   }
-  template <class Work>
-  static void InTransaction(bool commit, Work work) {
-    qv::db::UnitOfWork unit;
-    work();
-    if (commit) unit.Commit();
-  }
 };
 
 TEST_F(DeviceCache, ShowsWhatIsCommitted) {
   Enter({{1, 10}, {2, 20}, {1, 11}});
   EXPECT_THAT(Read(), ElementsAre(Pair(1, 11), Pair(2, 20)));
-  InTransaction(true, [&] {
+  InUnit(true, [&] {
     Enter({{2, 21}, {3, 30}});
     {
       const qv::db::AllOrNothing given_up;
@@ -102,7 +95,7 @@ TEST_F(DeviceCache, ShowsWhatIsCommitted) {
     EXPECT_THAT(Read(), ElementsAre(Pair(1, 11), Pair(2, 20))) << "nothing is committed yet";
   });
   EXPECT_THAT(Read(), ElementsAre(Pair(1, 11), Pair(2, 21), Pair(3, 30)));
-  InTransaction(false, [] { Enter({{1, 12}}); });
+  InUnit(false, [] { Enter({{1, 12}}); });
   EXPECT_THAT(Read(), ElementsAre(Pair(1, 11), Pair(2, 21), Pair(3, 30)));
   std::filesystem::remove(path());
   Enter({{5, 50}});
@@ -155,14 +148,14 @@ TEST_F(DeviceCache, ForgetsWhatIsDeleted) {
   remove(3);
   EXPECT_FALSE(std::filesystem::exists(path())) << "none is made for it";
   Enter({{1, 10}, {2, 20}});
-  InTransaction(false, [&] { remove(1); });
-  InTransaction(true, [&] {
+  InUnit(false, [&] { remove(1); });
+  InUnit(true, [&] {
     Enter({{1, 11}, {3, 30}});
     remove(1);
     EXPECT_THAT(Read(), ElementsAre(Pair(1, 10), Pair(2, 20)));
   });
   EXPECT_THAT(Read(), ElementsAre(Pair(2, 20), Pair(3, 30)));
-  InTransaction(true, [] {
+  InUnit(true, [] {
     Enter({{4, 40}});
     QVShmDBCacheAt()->RemoveIOModules(7);
     Enter({{2, 21}});

@@ -3,8 +3,6 @@
 #include <fstream>
 
 #include "capability/capability.h"
-#include "db/database.h"
-#include "support/hoststate.h"
 #include "support/hosttest.h"
 
 namespace {
@@ -67,9 +65,7 @@ TEST_F(CamCapFilesTest, AServersOwnFileIsNobodyElses) {
     EXPECT_THAT(Save(name, "N-API", 9), ElementsAre(kUnwritten)) << name;
   }
   EXPECT_THAT(Rows("SELECT owner_zr_id,path,model FROM capability_file"), ElementsAre("7|7/v/a|M1", "0|7/v/b|N-API"));
-  qv::db::UnitOfWork removal;
-  qv::capability::DeleteFilesOf(7);
-  removal.Commit();
+  support::InUnit(true, [] { qv::capability::DeleteFilesOf(7); });
   EXPECT_THAT(Files(), ElementsAre("capability/7/v/b 384 {\n  \"ptz\": true\n}\n"));
   EXPECT_THAT(Rows("SELECT path FROM capability_file"), ElementsAre("7/v/b"));
 }

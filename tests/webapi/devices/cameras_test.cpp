@@ -27,17 +27,17 @@ TEST_F(CamerasTest, FollowTheSnapshot) {
   Sql("INSERT INTO edge_storage_settings (owner_zr_id,camera_id,size,status,format) VALUES "
       "(7,2,64,1,''),(7,3,64,1,'a')");
   // Changed, new and disabled, unchanged (a text ends at a NUL); the last two are gone.
-  EXPECT_THAT(Update(R"([{"id":12,"name":"BB","edgeStorage":{"size":64,"status":2}},
+  EXPECT_THAT(
+      Update(R"([{"id":12,"name":"BB","edgeStorage":{"size":64,"status":2}},
                          {"id":15,"name":"E","enabled":false,"edgeStorage":{"size":32,"format":"b\u0000b"}},
                          {"id":13,"name":"C","edgeStorage":{"size":64.0,"format":"a\u0000b"}}])"),
-              ElementsAre("log 4 UpdateCameraData Update cam [2] on ZR [7].", "update camera 2",
-                          "log 4 UpdateCamEdgeData Add edge settings of cam [2] from ZR [7].",
-                          "update edge_storage_settings 1",  //
-                          "insert camera 6", "log 4 UpdateCameraData Add cam [6] from ZR [7].",
-                          "log 4 UpdateCamEdgeData Update edge settings of cam [6] from ZR [7].",
-                          "insert edge_storage_settings 3",  //
-                          kRelated, Listed("2,3", "6"), "log 3 RemoveExtraCams Remove extra cameras [1,4] on ZR [7].",
-                          "delete camera WHERE id=1", "delete camera WHERE id=4"));
+      ElementsAre("log 4 UpdateCameraData Update cam [2] on ZR [7].", "update camera 2",
+                  "log 4 UpdateCamEdgeData Add edge settings of cam [2] from ZR [7].", "update edge_storage_settings 1",
+                  "insert camera 6", "log 4 UpdateCameraData Add cam [6] from ZR [7].",
+                  "log 4 UpdateCamEdgeData Update edge settings of cam [6] from ZR [7].",
+                  "insert edge_storage_settings 3", kRelated, Listed("2,3", "6"),
+                  "log 3 RemoveExtraCams Remove extra cameras [1,4] on ZR [7].", "delete camera WHERE id=1",
+                  "delete camera WHERE id=4"));
   EXPECT_THAT(Rows("SELECT id,owner_zr_id,id_on_rec_server,name,motion_event_type FROM camera"),
               ElementsAre("2|7|12|BB|9", "3|7|13|C|9", "5|8|11|other slave|9", "6|7|15|E|0"));
   EXPECT_THAT(Rows("SELECT camera_id,owner_zr_id,size,status,format FROM edge_storage_settings"),
@@ -80,14 +80,14 @@ TEST_F(CamerasTest, GoOnAfterFailures) {
   Refuse("DELETE", "camera", "OLD.id=2");
   Refuse("UPDATE", "camera", "OLD.id=4");
   Break("layout_item");
-  EXPECT_THAT(Update(R"([{"id":14,"name":"DD"}])", 4),
-              ElementsAre("log 4 UpdateCameraData Update cam [4] on ZR [7].", "failed to save camera [4]", kRelated,
-                          Listed("4"), "log 3 RemoveExtraCams Remove extra cameras [1,2,3] on ZR [7].",
-                          "delete camera WHERE id=1", "failed to clean up after camera [1]",
-                          "log 1 RemoveExtraCams Failed to sync related tables.",  //
-                          "failed to delete camera [2]", "log 1 RemoveExtraCams Failed while delete camera [2].",
-                          "delete camera WHERE id=3", "failed to clean up after camera [3]",
-                          "log 1 RemoveExtraCams Failed to sync related tables."));
+  EXPECT_THAT(
+      Update(R"([{"id":14,"name":"DD"}])", 4),
+      ElementsAre("log 4 UpdateCameraData Update cam [4] on ZR [7].", "failed to save camera [4]", kRelated,
+                  Listed("4"), "log 3 RemoveExtraCams Remove extra cameras [1,2,3] on ZR [7].",
+                  "delete camera WHERE id=1", "failed to clean up after camera [1]",
+                  "log 1 RemoveExtraCams Failed to sync related tables.", "failed to delete camera [2]",
+                  "log 1 RemoveExtraCams Failed while delete camera [2].", "delete camera WHERE id=3",
+                  "failed to clean up after camera [3]", "log 1 RemoveExtraCams Failed to sync related tables."));
 
   Break("edge_storage_settings");
   EXPECT_THAT(Update(R"([{"id":14,"edgeStorage":{}},{"id":12}])", 1),

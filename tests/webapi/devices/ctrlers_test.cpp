@@ -1,13 +1,9 @@
 #include "devices/ctrlers.h"
 
-#include "qvwebapicmssyncutils.h"
 #include "recserversavers.h"
-#include "slavezr.h"
 #include "support/hosttest.h"
 
 namespace {
-
-constexpr const char* kDoors = "SELECT id,ctrler_id,owner_zr_id,id_on_rec_server,name,cam_id,cam_zr_id FROM axis_door";
 
 struct Ctrlers : support::HostTest {
   /// Cameras 1 and 2 of slave 7 are 41 and 42 on the host.
@@ -15,6 +11,9 @@ struct Ctrlers : support::HostTest {
 
   Lines Update(const std::string& section, int result = 0) {
     return Journal([&] { EXPECT_EQ(result, UpdateCtrlerData(7, Parse(section))); });
+  }
+  static Lines Doors() {
+    return Rows("SELECT id,ctrler_id,owner_zr_id,id_on_rec_server,name,cam_id,cam_zr_id FROM axis_door");
   }
   static std::string Deleted(const char* ids) {
     return std::string(R"(message 0 msgd 56 {"ids":[)") + ids +
@@ -39,7 +38,7 @@ TEST_F(Ctrlers, FollowTheSnapshot) {
                   "delete axis_door WHERE ctrler_id IN (4)", "delete axis_acs_ctrler WHERE id IN (4)", Deleted("4")));
   EXPECT_THAT(Rows("SELECT id,owner_zr_id,id_on_rec_server,name,mac_addr,status,extra FROM axis_acs_ctrler"),
               ElementsAre("1|8|5|||0|", "2|7|5|AA|AC|1|", "3|7|6|B||0|", R"(5|7|9|||0|{"speed":1})"));
-  EXPECT_THAT(Rows(kDoors), ElementsAre("1|2|7|11|N|41|7", "2|2|7|12||42|7", "3|3|7|13||null|0"));
+  EXPECT_THAT(Doors(), ElementsAre("1|2|7|11|N|41|7", "2|2|7|12||42|7", "3|3|7|13||null|0"));
   EXPECT_THAT(Rows("SELECT status FROM axis_door WHERE id=1"), ElementsAre("2"));
   Sql("DELETE FROM camera WHERE id=42");
   EXPECT_THAT(Rows("SELECT cam_id FROM axis_door WHERE id=2"), ElementsAre("null"));
@@ -53,15 +52,14 @@ TEST_F(Ctrlers, DoorsArePairedByPosition) {
   // Other ids, an unknown camera, an id that is no int, a door less than the host has.
   const std::string two = R"([{"id":5,"door":[{"id":12,"cam_id":9,"name":"X"},{"id":"11","cam_id":1.0}]}])";
   EXPECT_THAT(Update(two), ElementsAre("update axis_door 1", "update axis_door 2", "update axis_door 3"));
-  EXPECT_THAT(Rows(kDoors), ElementsAre("1|1|7|12|X|null|0", "2|1|7|0||41|7", "3|1|7|0||null|0"));
+  EXPECT_THAT(Doors(), ElementsAre("1|1|7|12|X|null|0", "2|1|7|0||41|7", "3|1|7|0||null|0"));
   EXPECT_THAT(Update(two), IsEmpty());
   // One more than the host has: its id on the slave is that of a door of the host.
   const std::string four =
       R"([{"id":5,"door":[{"id":21},{"id":22},{"id":23},{"id":1,"id_on_rec":0,"cam_id":2,"name":"new"},3]}])";
   EXPECT_THAT(Update(four),
               ElementsAre("update axis_door 1", "update axis_door 2", "update axis_door 3", "insert axis_door 4"));
-  EXPECT_THAT(Rows(kDoors),
-              ElementsAre("1|1|7|21|X|null|0", "2|1|7|22||null|0", "3|1|7|23||null|0", "4|1|7|1|new|42|7"));
+  EXPECT_THAT(Doors(), ElementsAre("1|1|7|21|X|null|0", "2|1|7|22||null|0", "3|1|7|23||null|0", "4|1|7|1|new|42|7"));
   EXPECT_THAT(Update(four), IsEmpty());
 }
 

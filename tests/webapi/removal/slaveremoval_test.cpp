@@ -1,11 +1,7 @@
 #include <regex>
 
-#include "qvwebapicmssyncutils.h"
 #include "server/ownedrows.h"
 #include "slavedata.h"
-#include "slavezr.h"
-#include "slavezrstatus.h"
-#include "support/hoststate.h"
 #include "support/hosttest.h"
 
 namespace {
@@ -62,7 +58,6 @@ struct SlaveRemoval : support::HostTest {
     return names;
   }
 
- private:
   support::KeyFiles keys_;
 };
 

@@ -5,8 +5,7 @@
 #include <fstream>
 
 #include "status/rtspkeys.h"
-#include "statustest.h"
-#include "support/hoststate.h"
+#include "support/hosttest.h"
 
 namespace {
 
@@ -31,7 +30,7 @@ using support::ReadWholeFile;
 
 // Keys are remembered for the life of the process: every test has servers and cameras of its own, which no test that
 // runs the tool reports of.
-struct CameraStatus : StatusTest {
+struct CameraStatus : support::StatusTest {
   Lines Report(int zr, const std::string& cameras, int level = 5) {
     record_.ZrId = zr;
     return StatusTest::Report("{\"status\":1,\"camera_info\":" + cameras + "}", level);
@@ -48,7 +47,6 @@ struct CameraStatus : StatusTest {
     return RtspKeyFilePath(zr);
   }
 
- private:
   support::KeyFiles keys_;
 };
 

@@ -1,8 +1,8 @@
-#include "statustest.h"
+#include "support/hosttest.h"
 
 namespace {
 
-struct DeviceStatus : StatusTest {
+struct DeviceStatus : support::StatusTest {
   DeviceStatus() {
     for (const std::string table : {"iomodule", "pos", "ipspeaker"}) {
       Sql("INSERT INTO " + table +
@@ -31,11 +31,10 @@ constexpr const char* kEntries = R"([{"id":1,"status":5},{"id":2,"status":6},{"i
 TEST_F(DeviceStatus, WritesEachKindAtOnceAndTellsOfIt) {
   EXPECT_THAT(ReportAll(kEntries),
               ElementsAre(Update("iomodule SET status_on_rec_server", 5, 11), Message("iomodule", "11"),
-                          Update("pos SET status", 5, 11), Update("pos SET status", 6, 12),  //
-                          Message("emap", "30,31"), Message("pos", "11,12", false),
-                          Update("ipspeaker SET status_on_rec_server", 5, 11),
-                          Update("ipspeaker SET status_on_rec_server", 6, 12),  //
-                          Message("emap", ""), Message("speaker", "11,12", false)));
+                          Update("pos SET status", 5, 11), Update("pos SET status", 6, 12), Message("emap", "30,31"),
+                          Message("pos", "11,12", false), Update("ipspeaker SET status_on_rec_server", 5, 11),
+                          Update("ipspeaker SET status_on_rec_server", 6, 12), Message("emap", ""),
+                          Message("speaker", "11,12", false)));
   EXPECT_THAT(Rows("SELECT status_on_rec_server FROM iomodule"), ElementsAre("5", "0", "0", "0"));
   EXPECT_THAT(Rows("SELECT status FROM pos"), ElementsAre("5", "6", "0", "0"));
   for (const char* entries : {kEntries, "[]", "{}"}) EXPECT_THAT(ReportAll(entries), IsEmpty());
@@ -47,7 +46,7 @@ TEST_F(DeviceStatus, TellsOfDevicesEvenWhenTheCommandFails) {
   EXPECT_THAT(
       ReportAll(kEntries),
       ElementsAre(Update("iomodule SET status_on_rec_server", 5, 11), "failed to execute a command on database [0]",
-                  "log 1 BatUpdateIOMod Failed to execute command.", Message("iomodule", "11,12"),  //
+                  "log 1 BatUpdateIOMod Failed to execute command.", Message("iomodule", "11,12"),
                   Update("pos SET status", 5, 11), "failed to execute a command on database [9]",
                   "log 1 BatUpdatePOS Failed to execute command.", Message("pos", "11,12", false),
                   Update("ipspeaker SET status_on_rec_server", 5, 11), "failed to execute a command on database [13]",
@@ -64,7 +63,7 @@ TEST_F(DeviceStatus, GoesOnWithoutADeviceCache) {
   EXPECT_THAT(Rows("SELECT status_on_rec_server FROM iomodule WHERE id=11"), ElementsAre("2"));
 }
 
-struct CtrlerStatus : StatusTest {
+struct CtrlerStatus : support::StatusTest {
   CtrlerStatus() {
     Sql("INSERT INTO camera (id,owner_zr_id,id_on_rec_server) VALUES (9,7,4);"
         "INSERT INTO axis_acs_ctrler (id,owner_zr_id,id_on_rec_server,status,mac_addr) VALUES (5,7,1,1,'00:AB'),"

@@ -2,9 +2,8 @@
 #include <regex>
 
 #include "qvjson.h"
-#include "slavezr.h"
 #include "status/actruledapi.h"
-#include "statustest.h"
+#include "support/hosttest.h"
 
 namespace {
 
@@ -24,7 +23,7 @@ std::string ReportOfEverything(int value, const std::string& status = "1") {
   return std::regex_replace(kReport, std::regex("@"), std::to_string(value)) + status + "}";
 }
 
-struct SlaveStatus : StatusTest {
+struct SlaveStatus : support::StatusTest {
   /// A device and two tasks of every kind.
   static void HoldEverything() {
     SaveSlaveInfoUpdate(SlaveZR(), Parse(support::kEverySection), 7);
