@@ -6,8 +6,8 @@
 
 /// Rewrites the slave's key file with the keys of this report when one of them is not the last one that this process
 /// saw of its camera. A file that could not be written, or has been removed since, waits for the next new key or the
-/// next process. May be called from any thread: reports of several slaves follow one another here, so that the keys in a
-/// file and the keys remembered never belong to different reports.
+/// next process. May be called from any thread: reports of several slaves follow one another here, so that the keys in
+/// a file and the keys remembered never belong to different reports.
 ///
 /// The file is no part of a unit of work. When one goes back, the file has the keys that the slave reported, which hold
 /// all the same.
