@@ -3,6 +3,7 @@
 
 namespace bench {
 
+void RegisterReadingCases();
 void RegisterSnapshotCases();
 void RegisterStatusCases();
 void RegisterCommandCases();

@@ -4,6 +4,7 @@
 #include "comparison.h"
 
 int main(int argc, char** argv) {
+  bench::RegisterReadingCases();
   bench::RegisterSnapshotCases();
   bench::RegisterStatusCases();
   bench::RegisterCommandCases();
