@@ -14,8 +14,9 @@ constexpr std::size_t Block(std::size_t bytes) { return std::max<std::size_t>(32
 constexpr std::size_t kNode = Block(32 + 16 + sizeof(Json::Value));  // the map's part, the name's, and the value
 constexpr std::size_t kMap = Block(48);
 constexpr std::size_t kTextHead = 5;  // a length and a NUL
-// The parser has two places of text per value, its own and that of the character behind it, and the words of its tape.
-constexpr std::size_t kPlaces = 2 * 4;
+// The parser has two places of text per value, of four bytes each, its own and that of the character behind it, and the
+// words of its tape.
+constexpr std::size_t kPlaces = 8;
 constexpr std::size_t kWord = 8;
 constexpr std::size_t kRecord = 768;  // of the host, for an entry
 
