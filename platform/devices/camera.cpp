@@ -19,10 +19,10 @@ int LoadMap(std::map<int, Camera>& map, int zr_id, MAP_KEY_TYPE key_type, const 
   map.clear();
   return record::Attempt("list", "camera", 0, [&] {
     std::map<int, Camera> found;
-    for (Camera& camera : CameraTable().Select(record::Where().Is("owner_zr_id", zr_id), columns)) {
+    CameraTable().ForEach(record::Where().Is("owner_zr_id", zr_id), columns, [&](const Camera& camera) {
       const int key = key_type == MAP_KEY_ID_ON_REC_SERVER ? camera.GetIdOnRecServer() : camera.GetId();
-      found.emplace(key, std::move(camera));
-    }
+      found.try_emplace(found.end(), key, camera);  // the ids mostly ascend
+    });
     map = std::move(found);
   });
 }

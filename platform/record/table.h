@@ -186,6 +186,26 @@ class Table : public AnyTable {
     }
     return rows;
   }
+  /// Hands `take(record)` each of these rows in turn, in one record that serves them all: nothing is kept of it.
+  template <class Take>
+  void ForEach(const Where& where, const Columns& columns, Take&& take) const {
+    struct Walk {
+      Take& take;
+      Record record{};
+      bool is_filled = false;
+      void Hand() {
+        if (is_filled) take(std::as_const(record));
+      }
+    } walk{take};
+    if (columns.fields.size() < fields().size()) walk.record.MarkAsPart();
+    SelectInto(where, columns, &walk, [](void* context) -> void* {
+      auto& each = *static_cast<Walk*>(context);
+      each.Hand();
+      each.is_filled = true;
+      return &each.record;
+    });
+    walk.Hand();
+  }
   std::optional<Record> Find(const Where& where) const {
     std::list<Record> rows = Select(where);
     if (rows.empty()) return std::nullopt;
