@@ -10,8 +10,7 @@
 ///
 ///   1. checks `magic` and `layout`;
 ///   2. reads `sequence` (acquire); while it is odd, a writer is at work;
-///   3. reads `count` and `capacity`; when the entries reach beyond what it has mapped, it maps the file again: a file
-///      only grows;
+///   3. reads `count`; when so many entries reach beyond what it has mapped, it maps the file again: a file only grows;
 ///   4. reads what it wants of the entries, every number with one load;
 ///   5. reads `sequence` again (behind an acquire fence); when it is another one, goes back to 2.
 ///

@@ -43,8 +43,11 @@ void MakeFolder(const std::filesystem::path& folder) {
   std::error_code error;
   if (folder.has_parent_path()) std::filesystem::create_directories(folder.parent_path(), error);
   if (mkdir(folder.c_str(), S_IRWXU) == 0) return;
-  const int reason = errno;
-  if (reason == EEXIST && std::filesystem::is_directory(folder, error)) return;
+  int reason = errno;
+  if (reason == EEXIST) {
+    if (std::filesystem::is_directory(folder, error)) return;
+    reason = ENOTDIR;
+  }
   throw Error(Error::Kind::Unusable, "cannot make the data folder " + folder.string() + ": " + std::strerror(reason) +
                                          "; name a folder that this user may write to");
 }

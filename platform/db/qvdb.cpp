@@ -6,6 +6,7 @@
 #include <optional>
 #include <vector>
 
+#include "database.h"
 #include "dbglog.h"
 #include "session.h"
 
@@ -68,6 +69,7 @@ void RunText(Session& session, const std::string& sql, AllOrNothing::Patience pa
 void LogFailedCommand(DB_INSTANCE instance, const char* reason) {
   QVPrintf(LOG_TYPE_DIAGNOSTIC, "DATABASE", "ERR", __FILE__, __LINE__, "Execute",
            "Failed to execute a command on database [%d]: %s\n", instance, reason);
+  qv::db::CountFailure();
 }
 
 const std::optional<std::string>* FindField(const DBResult_tag* result, unsigned row, const char* column) {

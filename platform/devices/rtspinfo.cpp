@@ -53,10 +53,13 @@ void GiveToPackageUser(int folder) {
 /// Opens the folder, made with mode 0700 for the package's user if it is missing, and waits until no other process
 /// writes in it.
 FileDescriptor OpenLocked(const std::filesystem::path& folder) {
-  std::error_code ignored;  // the next step fails too, and says why
-  std::filesystem::create_directories(folder.parent_path(), ignored);
+  std::error_code error;  // the reason when the next step fails too
+  std::filesystem::create_directories(folder.parent_path(), error);
   const bool made = mkdir(folder.c_str(), S_IRWXU) == 0;
-  if (!made && errno != EEXIST) Fail("make " + folder.string());
+  if (!made && errno != EEXIST) {
+    if (error) errno = error.value();
+    Fail("make " + folder.string());
+  }
   FileDescriptor opened(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
   if (!opened) Fail("use " + folder.string());
   if (made) GiveToPackageUser(opened.get());

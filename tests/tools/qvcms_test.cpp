@@ -37,6 +37,7 @@ TEST_F(ToolTest, RefusesWhatItCannotReadOrUse) {
   Write("id", "{\"POS_info\":[{\"id\":1},{\"id\":{}}]}");
   Write("entry", "{\"speaker_info\":[{},7]}");
   Write("text", R"({"camera_info":"x"})");
+  Write("door", R"({"ctrler_info":[{},{"door":[{},1]}]})");
   Write("null", R"({"POS_info":[],"camDetSetting":null})");
   Write("answer", R"({"error":"unauthorized"})");
   Write("report", R"({"status":1,"cam_count":2,"camera_info":[]})");
@@ -53,11 +54,13 @@ TEST_F(ToolTest, RefusesWhatItCannotReadOrUse) {
       {"update 7 id", 65, "qvcms: id: POS_info[1].id: wrong type: "},
       {"update 7 entry", 65, "qvcms: entry: speaker_info[1]: an object is expected"},
       {"update 7 text --allow-removals", 65, "qvcms: text: camera_info: an array is expected"},
+      {"pair 7 door", 65, "qvcms: door: ctrler_info[1].door[1]: an object is expected"},
       {"pair 7 null", 65, "qvcms: null: camDetSetting: an array is expected"},
       {"pair 7 answer", 65, "qvcms: answer: no section that a snapshot has"},
       {"update 7 answer", 65, "qvcms: answer: no section that a snapshot has"},
       {"plan 7 report", 65, "qvcms: report: this is a status report, not a configuration snapshot"},
       {"status 7 snapshot", 65, "qvcms: snapshot: this is a configuration snapshot, not a status report"},
+      {"status 7 answer", 65, "qvcms: answer: nothing that a status report has"},
       {"pair 7 snapshot --log-file nowhere/log", 1, "qvcms: cannot open the log file nowhere/log: "},
       {"status 7 id", 1, "qvcms: server 7 is not known here, so nothing was applied: pair it first"},
   };
@@ -73,13 +76,14 @@ TEST_F(ToolTest, RefusesWhatItCannotReadOrUse) {
 
 TEST_F(ToolTest, TellsWrongUsage) {
   Write("document", "{}");
-  for (const std::string& arguments : support::LinesOf(
-           "", "unknown", "list", "list teapot", "update 7", "update 0 document", "update x document",
-           "update 99999999999 document", "update 7 document --colour", "list pos -o xml", "list pos --log-level 8",
-           "list pos --data-dir ''", "plan 7 document --allow-removals", "configuring pos 1 on",
-           "configuring camera 1 1", "pair 010 document", "pair 0x10 document", "list pos --zr +7", "list pos -o 1",
-           "list pos --synchronous 0", "list pos --max-size 010", "list pos --max-size 1X", "list pos --log-file ''",
-           "update 7 ''", "pair 7 document --model \"$(printf '\\377')\"")) {
+  for (const std::string& arguments :
+       support::LinesOf("", "unknown", "list", "list teapot", "update 7", "update 0 document", "update x document",
+                        "update 99999999999 document", "update 7 document --colour", "list pos -o xml",
+                        "list pos --log-level 8", "list pos --data-dir ''", "plan 7 document --allow-removals",
+                        "configuring pos 1 on", "configuring camera 1 1", "pair 010 document", "pair 0x10 document",
+                        "list pos --zr +7", "list pos -o 1", "list pos --synchronous 0", "list pos --max-size 010",
+                        "list pos --max-size 1KB", "list pos --max-size 99999999999G", "list pos --log-file ''",
+                        "update 7 ''", "pair 7 document --model \"$(printf '\\377')\"")) {
     const Result result = Run(arguments);
     EXPECT_EQ(result.status, 64) << arguments;
     EXPECT_EQ(result.out, "") << arguments;
@@ -89,6 +93,10 @@ TEST_F(ToolTest, TellsWrongUsage) {
       {"list teapot", "pos, speaker"},
       {"--log-level 0 udpate 7 document", "unknown command 'udpate'; the commands are pair, update"},
       {"list pos one two", "not expected: one two"},
+      {"--colour", "not expected: --colour"},
+      {"list pos -o",
+       "--output: its value is missing\nRun \"qvcms --help\" for the commands and options, \"qvcms list --help"},
+      {"list pos -o json -o json", "--output: given twice"},
       {"list pos -o xml", "table,json"},
       {"list pos --log-level abc", "from 0 to 7"}};
   for (const auto& [arguments, message] : messages) {
@@ -108,6 +116,7 @@ TEST_F(ToolTest, AppliesASnapshotOnce) {
   EXPECT_EQ(CountsOf(RunJson("plan 7 document"), "pos"), "0 2 1 0 ");
   EXPECT_EQ(Run("plan --exit-code 7 document").status, 2);
   EXPECT_EQ(CountsOf(RunJson("update 7 document"), "pos"), "0 2 1 0 ");
+  const Json::ArrayIndex messages = RunJson("list message").size();
   const Json::Value again = RunJson("update 7 - <document");
   EXPECT_EQ(CountsOf(again, "pos"), "0 0 0 2 ");
   EXPECT_EQ(CountsOf(again, "speaker"), "0 0 0 2 ");
@@ -115,6 +124,7 @@ TEST_F(ToolTest, AppliesASnapshotOnce) {
   EXPECT_EQ(Run("plan --exit-code 7 document").status, 0);
 
   EXPECT_EQ(RunJson("list message --zr 7").size(), 6U) << "pairing sends two, every update two, a plan none";
+  EXPECT_EQ(RunJson("list message").size(), messages + 3) << "and the third goes to the message daemon";
 
   const Json::Value rows = RunJson("list pos --zr 7");
   ASSERT_EQ(rows.size(), 2U);
@@ -137,6 +147,8 @@ TEST_F(ToolTest, ConfiguringProtectsADevice) {
     EXPECT_EQ(Run("configuring " + kind + " 9 on").err, "qvcms: there is no " + kind + " with the id 9\n");
   }
   Write("snapshot", R"({"camera_info":[{"id":5,"edgeStorage":{}}]})");
+  ASSERT_EQ(Run("configuring camera 1 on").status, 0);
+  EXPECT_EQ(CountsOf(RunJson("plan 7 snapshot"), "camera"), "1 0 1 0 ") << "the slave no longer has it";
   EXPECT_EQ(CountsOf(RunJson("plan 7 snapshot"), "edge-storage"), "1 0 1 0 ") << "it goes with its camera";
 }
 
@@ -326,10 +338,17 @@ TEST_F(ToolTest, TellsOfOperationsThatFailed) {
   }
   EXPECT_EQ(RunJson("list pos")[0]["note"], "");
   EXPECT_EQ(RunJson("list pos")[1]["note"], "moved");
+  Write("report", R"({"status":1,"POS_info":[{"id":1,"status":3}]})");
+  const Result status = Run("--log-level 0 status 7 report");
+  EXPECT_EQ(status.status, 1);
+  EXPECT_EQ(status.err, "qvcms: 1 operation failed, the rest was applied; the log tells which\n");
   std::filesystem::permissions(folder_ / "data", std::filesystem::perms(0750));
   const Result open = Run("list pos");
   EXPECT_EQ(open.status, 0);
   EXPECT_EQ(open.err.rfind("qvcms: warning: other users get into the data folder data", 0), 0U) << open.err;
+  Execute("UPDATE schema_version SET version=999");
+  EXPECT_EQ(Run("list pos").status, 1);
+  EXPECT_THAT(Run("list pos").err, HasSubstr("use the newer program"));
   std::filesystem::resize_file(folder_ / "data/qvcms.db", 100'000);
   EXPECT_NE(Run("list pos").err.find("restore it from a backup\n"), std::string::npos) << Run("list pos").err;
 }

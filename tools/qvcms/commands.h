@@ -1,6 +1,6 @@
 /// The commands. Each runs to its end and returns the exit status; what goes wrong leaves as an exception (`Failure`,
-/// `qv::db::Error`), and then nothing of the command is applied, but for what `status` and `remove` did to key files and
-/// for a report that cannot be written.
+/// `qv::db::Error`), and then nothing of the command is applied, but for what `status` and `remove` did to key files
+/// and for a report that cannot be written.
 #pragma once
 
 #include "options.h"

@@ -40,14 +40,10 @@ constexpr Expected kExpected[] = {{"id", Json::intValue},
                                   {"camModel", Json::stringValue},
                                   {"capFileName", Json::stringValue}};
 
-/// The first part of an entry that cannot be used, ".id" or ".door[1]"; empty when none stands out.
+/// The first member of an entry that cannot be used, such as ".id"; empty when none stands out.
 std::string FaultIn(const Json::Value& entry) {
   for (const Expected& expected : kExpected) {
     if (!entry[expected.member].isConvertibleTo(expected.type)) return std::string(".") + expected.member;
-  }
-  const Json::Value& doors = entry["door"];
-  for (auto door = doors.begin(); door != doors.end(); ++door) {
-    if (!door->isObject() && !door->isNull()) return ".door[" + JsonWrite(door.key(), true) + ']';
   }
   return "";
 }
@@ -63,6 +59,16 @@ std::string FindFault(const Json::Value& document) {
     }
   }
   return "";
+}
+
+/// Throws `Failure` when `list` is no array, or lists anything but objects where it has to list these.
+void CheckList(const std::string& place, const Json::Value& list, bool of_objects) {
+  if (!list.isArray()) throw Failure(kBadDocument, place + ": an array is expected");
+  for (Json::ArrayIndex i = 0; of_objects && i < list.size(); ++i) {
+    if (!list[i].isObject()) {
+      throw Failure(kBadDocument, place + '[' + std::to_string(i) + "]: an object is expected");
+    }
+  }
 }
 
 }  // namespace
@@ -95,19 +101,23 @@ void CheckSnapshot(const std::string& path, const Json::Value& document) {
   }
   for (const std::string section : kSections) {
     if (!document.isMember(section)) continue;
-    const Json::Value& entries = document[section];
-    if (!entries.isArray()) throw Failure(kBadDocument, DisplayName(path) + ": " + section + ": an array is expected");
-    for (Json::ArrayIndex i = 0; ListsRecords(section) && i < entries.size(); ++i) {
-      if (entries[i].isObject()) continue;
-      throw Failure(kBadDocument,
-                    DisplayName(path) + ": " + section + '[' + std::to_string(i) + "]: an object is expected");
+    const std::string place = DisplayName(path) + ": " + section;
+    CheckList(place, document[section], ListsRecords(section));
+    for (Json::ArrayIndex i = 0; section == "ctrler_info" && i < document[section].size(); ++i) {
+      const Json::Value& doors = document[section][i]["door"];
+      if (!doors.isNull()) CheckList(place + '[' + std::to_string(i) + "].door", doors, true);
     }
   }
 }
 
 void CheckStatus(const std::string& path, const Json::Value& document) {
-  if (document.isMember("status") || !HasAny(document, kSnapshotOnly)) return;
-  throw Failure(kBadDocument, DisplayName(path) + ": this is a configuration snapshot, not a status report");
+  if (document.isMember("status")) return;
+  if (HasAny(document, kSnapshotOnly)) {
+    throw Failure(kBadDocument, DisplayName(path) + ": this is a configuration snapshot, not a status report");
+  }
+  if (!HasSections(document) && !HasAny(document, kStatusOnly)) {
+    throw Failure(kBadDocument, DisplayName(path) + ": nothing that a status report has; nothing was applied");
+  }
 }
 
 Failure WrongType(const std::string& path, const Json::Value& document, const std::string& reason) {

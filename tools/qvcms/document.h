@@ -21,10 +21,11 @@ bool HasSections(const Json::Value& document);
 void RequireSections(const std::string& path, const Json::Value& document);
 
 /// The library takes a section that is no array for an empty one, and what is not reported for gone: throws `Failure`
-/// (65) for such a section, for an entry that is no object where records are listed, and for a status report.
+/// (65) for such a section, for an entry that is no object where records are listed, the same of the doors of
+/// controllers, and for a status report.
 void CheckSnapshot(const std::string& path, const Json::Value& document);
 
-/// Throws `Failure` (65) for a configuration snapshot.
+/// Throws `Failure` (65) for a configuration snapshot, and for what has nothing of a status report.
 void CheckStatus(const std::string& path, const Json::Value& document);
 
 /// The failure (65) for a document that was read but has something of the wrong type in it.

@@ -23,7 +23,8 @@ bool IsUnused(const std::filesystem::path& folder) {
 
 void WarnIfOpenToOthers(const std::filesystem::path& folder) {
   struct stat status = {};
-  if (stat(folder.c_str(), &status) != 0 || (status.st_mode & (S_IRWXG | S_IRWXO)) == 0) return;
+  if (stat(folder.c_str(), &status) != 0 || !S_ISDIR(status.st_mode)) return;
+  if ((status.st_mode & (S_IRWXG | S_IRWXO)) == 0) return;
   Complain("warning: other users get into the data folder " + folder.string() +
            ", which holds passwords: give it the mode 0700");
 }
@@ -60,7 +61,7 @@ std::string FailedOperations(const qv::db::UnitOfWork& work) {
 std::string WithRemedy(const qv::db::Error& error) {
   switch (error.kind()) {
     case qv::db::Error::Kind::Busy:
-      return error.what() + std::string("; another command is at work on the data folder: try again when it is done");
+      return error.what() + std::string("; try again when the other command is done");
     case qv::db::Error::Kind::Lost:
       return error.what() + std::string("; no row was changed");
     default:

@@ -26,7 +26,26 @@ CLI::Validator Number(std::uint64_t least, std::uint64_t most) {
         if (decimal && least <= number && number <= most) return std::string();
         return "\"" + text + "\" is not a decimal number from " + std::to_string(least) + " to " + std::to_string(most);
       },
-      "NUMBER"};
+      ""};
+}
+
+/// A number of bytes; with K, M or G behind it, of as many times 1024 of them. Becomes plain bytes.
+CLI::Validator Size() {
+  return {[](std::string& text) {
+            constexpr std::string_view kUnits = "KkMmGg";
+            std::uint64_t size = 0;
+            const char* const end = text.data() + text.size();
+            const auto [unit, error] = std::from_chars(text.data(), end, size);
+            const std::size_t place = unit == end ? 0 : kUnits.find(*unit);
+            const std::size_t shift = unit == end ? 0 : 10 * (place / 2 + 1);
+            if (error != std::errc() || text.starts_with('0') || end - unit > 1 || place == std::string_view::npos ||
+                size > UINT64_MAX >> shift) {
+              return '"' + text + "\" is not a size such as 1000000, 512K, 300M or 1G";
+            }
+            text = std::to_string(size << shift);
+            return std::string();
+          },
+          ""};
 }
 
 CLI::Validator NotEmpty() {
@@ -52,6 +71,10 @@ class CommandLine {
     app_.set_version_flag("--version", std::string("qvcms ") + QVCMS_VERSION);
     app_.require_subcommand(1);
     app_.fallthrough();
+    for (const auto& [word, shown] :
+         {std::pair("SUBCOMMAND", "COMMAND"), {"Positionals", "Arguments"}, {"INT", "N"}, {"UINT", "N"}}) {
+      app_.get_formatter()->label(word, shown);
+    }
     app_.footer(
         "Exit status: 0 done; 1 failed, nothing applied unless the message says so; 2 `plan --exit-code`\n"
         "found changes; 64 wrong usage; 65 the document cannot be read or used.\n"
@@ -73,7 +96,11 @@ class CommandLine {
       return status;
     } catch (const CLI::ParseError& error) {
       Complain(Explain(error));
-      std::cerr << "Run \"qvcms --help\" for the commands and options.\n";
+      std::cerr << "Run \"qvcms --help\" for the commands and options";
+      for (const CLI::App* command : app_.get_subcommands()) {
+        std::cerr << ", \"qvcms " << command->get_name() << " --help\" for what " << command->get_name() << " takes";
+      }
+      std::cerr << ".\n";
       return kUsage;
     }
     for (const auto& [subcommand, make] : makers_) {
@@ -86,23 +113,26 @@ class CommandLine {
   /// What is wrong with the command line. The parser's own words name no command, and arguments in reverse.
   std::string Explain(const CLI::ParseError& error) const {
     const std::vector<std::string> unexpected = app_.remaining(true);
-    if (dynamic_cast<const CLI::ExtrasError*>(&error) != nullptr) {
-      return "not expected: " + CLI::detail::join(unexpected, " ");
-    }
-    if (dynamic_cast<const CLI::RequiredError*>(&error) == nullptr || !app_.get_subcommands().empty()) {
-      return error.what();
-    }
-    std::string commands;
-    for (const auto& [command, make] : makers_) commands += (commands.empty() ? "" : ", ") + command->get_name();
     const auto word = std::find_if(unexpected.begin(), unexpected.end(),
                                    [](const std::string& argument) { return !argument.starts_with('-'); });
+    const bool has_command = !app_.get_subcommands().empty();
+    if (!unexpected.empty() && (has_command || word == unexpected.end())) {
+      return "not expected: " + CLI::detail::join(unexpected, " ");
+    }
+    std::string text = error.what();
+    if (dynamic_cast<const CLI::ArgumentMismatch*>(&error) != nullptr) {
+      return text.substr(0, text.find(':')) + (text.ends_with("missing") ? ": its value is missing" : ": given twice");
+    }
+    if (dynamic_cast<const CLI::RequiredError*>(&error) == nullptr || has_command) return text;
+    std::string commands;
+    for (const auto& [command, make] : makers_) commands += (commands.empty() ? "" : ", ") + command->get_name();
     return (word == unexpected.end() ? "a command is missing" : "unknown command '" + *word + "'") +
            "; the commands are " + commands;
   }
 
   CLI::App* AddCommand(const std::string& name, const std::string& text, const std::string& example,
                        std::function<Command()> make) {
-    CLI::App* command = app_.add_subcommand(name, text);
+    CLI::App* command = app_.add_subcommand(name, text)->group("Commands");
     command->footer("Example:\n" + example + "\n\n`qvcms --help` shows the options that every command has.");
     makers_.emplace_back(command, std::move(make));
     return command;
@@ -119,44 +149,44 @@ class CommandLine {
   void AddImport(CLI::App* command) {
     AddZr(command, import_.zr);
     AddDocument(command, "The slave's JSON document");
-    command->add_option("--model", import_.model, "Model of the slave; default: the one remembered")->check(Utf8());
+    command->add_option("--model", import_.model, "Model of the slave; default: the one remembered")
+        ->type_name("NAME")
+        ->check(Utf8());
   }
 
   void AddGlobalOptions() {
     global_.max_depth = limits_.depth;
     global_.max_size = limits_.size;
     app_.add_option("--data-dir", global_.data_dir, "Folder with the host's data, made on first use")
+        ->type_name("DIR")
         ->envname("QVCMS_DATA_DIR")
         ->check(NotEmpty())
         ->capture_default_str();
     app_.add_option("--log-level", global_.log_level, "Least severe level that is logged, 0 (fatal) to 7 (dump)")
         ->check(Number(0, 7))
         ->capture_default_str();
-    app_.add_option("--log-file", global_.log_file, "Append the log to this file too")->check(NotEmpty());
+    app_.add_option("--log-file", global_.log_file, "Append the log to this file too")
+        ->type_name("FILE")
+        ->check(NotEmpty());
     app_.add_option_function<std::string>(
             "-o,--output",
             [this](const std::string& word) { global_.format = word == "json" ? Format::Json : Format::Table; },
-            "What to print: table or json")
+            "What to print; default: table")
         ->check(CLI::IsMember({"table", "json"}))
         ->option_text("table|json");
     app_.add_option("--max-depth", global_.max_depth, "Deepest nesting of a document")
         ->check(Number(1, qv::json::kMaxDepth))
         ->capture_default_str();
     app_.add_option("--max-size", global_.max_size, "Largest document, in bytes; or with a unit: 512K, 300M, 1G")
-        ->transform(CLI::AsSizeValue(false))
-        ->transform(CLI::Validator(  // asked before the unit is read, which takes a number as `Number` does not
-            [](const std::string& text) {
-              const bool decimal = !text.empty() && text[0] >= '1' && text[0] <= '9';
-              return decimal ? "" : "\"" + text + "\" is not a size such as 1000000, 512K, 300M or 1G";
-            },
-            ""))
+        ->transform(Size())
         ->capture_default_str();
     app_.add_option_function<std::string>(
             "--synchronous",
             [this](const std::string& word) {
               global_.durability = word == "normal" ? qv::db::Durability::Process : qv::db::Durability::Power;
             },
-            "full: what is done survives a power cut; normal: faster, a power cut may undo the last commands")
+            "full (default): what is done survives a power cut; normal: faster, a power cut may undo the last "
+            "commands")
         ->check(CLI::IsMember({"full", "normal"}))
         ->option_text("full|normal");
   }

@@ -37,7 +37,9 @@ sigset_t BlockDeadlySignals() {
 
 TemporaryFolder::TemporaryFolder() {
   const sigset_t signals = BlockDeadlySignals();
-  std::string name = (std::filesystem::temp_directory_path() / "qvcms-XXXXXX").string();
+  std::error_code missing;
+  std::string name = (std::filesystem::temp_directory_path(missing) / "qvcms-XXXXXX").string();
+  if (missing) throw Failure(kFailed, "cannot make a temporary folder: TMPDIR does not name a folder");
   if (mkdtemp(name.data()) == nullptr) {
     throw Failure(kFailed, "cannot make a temporary folder: " + std::string(std::strerror(errno)));
   }
@@ -48,7 +50,7 @@ TemporaryFolder::TemporaryFolder() {
     if (sigwait(&signals, &signal) != 0) return;
     RemoveAll(folder);
     pthread_sigmask(SIG_UNBLOCK, &signals, nullptr);
-    raise(signal);
+    static_cast<void>(raise(signal));
   }).detach();
 }
 

@@ -4,6 +4,7 @@
 
 #include "axisacsctrler.h"
 #include "iomodule.h"
+#include "pos.h"
 #include "recserversavers.h"
 #include "support/hosttest.h"
 
@@ -27,6 +28,18 @@ TEST_F(CameraTest, PairingAgainBringsTheSameRowsUpToDate) {
   Break("camera");
   EXPECT_THAT(Journal([&] { EXPECT_EQ(SaveCamObjFromRecServer(7, section, false, true, ""), -1); }),
               ElementsAre("failed to import the section of camera [7]"));
+}
+
+TEST_F(CameraTest, PartsAreNotSaved) {
+  Sql("INSERT INTO camera (owner_zr_id,id_on_rec_server,name) VALUES (7,1,'A');"
+      "INSERT INTO pos (owner_zr_id,id_on_rec_server,name) VALUES (7,1,'B')");
+  std::map<int, Camera> cameras;
+  EXPECT_EQ(CamGetMapByZrId(cameras, 7, MAP_KEY_ID_ON_REC_SERVER), 0);
+  EXPECT_EQ(cameras.at(1).Save(), -1);
+  EXPECT_TRUE(CachedCamMap(7, MAP_KEY_HOST_ID).Get(cameras));
+  EXPECT_EQ(cameras.at(1).Save(), -1);
+  EXPECT_EQ(GetPOSMapOnRecServer(7, true).at(1).Save(), -1);
+  EXPECT_THAT(Rows("SELECT name FROM camera UNION SELECT name FROM pos"), ElementsAre("A", "B"));
 }
 
 TEST_F(CameraTest, TakesAnEntryAsItsFlagsSay) {

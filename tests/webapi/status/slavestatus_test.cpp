@@ -1,6 +1,7 @@
 /// What a status report does through the export: the server's record, and which steps it reaches.
 #include <regex>
 
+#include "qvjson.h"
 #include "status/actruledapi.h"
 #include "support/hosttest.h"
 
@@ -119,6 +120,17 @@ TEST_F(SlaveStatus, AnOfflineReportBringsItsCapabilityFilesAlone) {
     EXPECT_THAT(Report(ReportOfEverything(9, status)), IsEmpty()) << status;
   }
   EXPECT_TRUE(record_.blCmsMasked);
+}
+
+TEST_F(SlaveStatus, CommandsNameKindsThatHaveDevices) {
+  Json::Value command;
+  const std::list<int> none;
+  CompoundSendCmd2ActRuled(none, none, none, DEVICE_STATUS_ENABLED, command);
+  EXPECT_TRUE(command.isNull());
+  CompoundSendCmd2ActRuled(none, std::list{2}, std::list{3, 4}, DEVICE_STATUS_ENABLED, command);
+  CompoundSendCmd2ActRuled(std::list{1}, none, none, DEVICE_STATUS_DISABLED, command);
+  EXPECT_EQ(JsonWrite(command, true), R"({"source":[{"id":"2","srcType":2,"status":1},)"
+                                      R"({"id":"3,4","srcType":3,"status":1},{"id":"1","srcType":0,"status":2}]})");
 }
 
 TEST_F(SlaveStatus, CommandsAreForwardedWhenTheServerBelongsToACms) {
