@@ -51,13 +51,12 @@ std::vector<std::string> Select(sqlite3* database, const std::string& sql) {
 
 std::vector<std::string> DumpDatabase(const std::filesystem::path& folder) {
   const Database database = Open(folder);
+  const auto select = [&](const std::string& sql) { return Select(database.get(), sql); };
   std::vector<std::string> lines;
-  for (const std::string& table :
-       Select(database.get(), "SELECT name FROM sqlite_schema WHERE type = 'table' ORDER BY name")) {
-    const std::string columns =
-        Select(database.get(), "SELECT group_concat('\"' || name || '\"') FROM pragma_table_info('" + table +
-                                   "') WHERE name <> 'last_report'")[0];
-    for (const std::string& row : Select(database.get(), "SELECT " + columns + " FROM \"" + table + "\" ORDER BY 1")) {
+  for (const std::string& table : select("SELECT name FROM sqlite_schema WHERE type = 'table' ORDER BY name")) {
+    const std::string columns = select("SELECT group_concat('\"' || name || '\"') FROM pragma_table_info('" + table +
+                                       "') WHERE name <> 'last_report'")[0];
+    for (const std::string& row : select("SELECT " + columns + " FROM \"" + table + "\" ORDER BY 1")) {
       if (row.starts_with("staged_file|")) continue;  // how many files were ever staged is no state
       lines.push_back(table + " " + row);
     }

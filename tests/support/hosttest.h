@@ -18,8 +18,7 @@ namespace support {
 inline Json::Value Parse(const std::string& text) { return qv::json::ReadDocument(text, {}); }
 
 /// Does `work` in a unit of work, which is then committed or given up.
-template <class Work>
-void InUnit(bool commit, Work work) {
+void InUnit(bool commit, auto work) {
   qv::db::UnitOfWork unit;
   work();
   if (commit) unit.Commit();
@@ -41,10 +40,7 @@ inline constexpr const char* kEverySection = R"({
 struct HostTest : testing::Test {
   using Lines = support::Lines;
   /// For nearly every test's lines.
-  template <class... Line>
-  static auto ElementsAre(const Line&... lines) {
-    return testing::ElementsAre(lines...);
-  }
+  static constexpr auto ElementsAre = [](const auto&... lines) { return testing::ElementsAre(lines...); };
   static auto IsEmpty() { return testing::IsEmpty(); }
 
   HostTest();

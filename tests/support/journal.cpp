@@ -35,15 +35,13 @@ struct NotingStatement : WrappedStatement {
     if (std::regex_search(sql_, found, std::regex("^(?:INSERT INTO|UPDATE|DELETE FROM) (\\w+)"))) table_ = found[1];
   }
 
-  void BindInt(int parameter, std::int64_t value) override {
-    Bound(parameter, std::to_string(value)), WrappedStatement::BindInt(parameter, value);
+  void BindInt(int at, std::int64_t value) override {
+    bound_[at] = std::to_string(value), WrappedStatement::BindInt(at, value);
   }
-  void BindReal(int parameter, double value) override {
-    Bound(parameter, std::to_string(value)), WrappedStatement::BindReal(parameter, value);
+  void BindReal(int at, double value) override {
+    bound_[at] = std::to_string(value), WrappedStatement::BindReal(at, value);
   }
-  void BindText(int parameter, std::string_view text) override {
-    Bound(parameter, std::string(text)), WrappedStatement::BindText(parameter, text);
-  }
+  void BindText(int at, std::string_view text) override { bound_[at] = text, WrappedStatement::BindText(at, text); }
   void Reset() override { bound_.clear(), WrappedStatement::Reset(); }
 
   bool Step() override {
@@ -64,7 +62,6 @@ struct NotingStatement : WrappedStatement {
     return row;
   }
 
-  void Bound(int parameter, std::string value) { bound_[parameter] = std::move(value); }
   /// The statement's condition with the values in place of the parameters.
   std::string Condition() const {
     std::string text = sql_.substr(std::min(sql_.find(" WHERE "), sql_.size()));

@@ -22,10 +22,8 @@ namespace support {
 
 using Lines = std::vector<std::string>;
 
-template <class... Text>
-Lines LinesOf(const Text&... lines) {
-  return {lines...};
-}
+/// A list of lines, for those that are laid out better as arguments.
+inline constexpr auto LinesOf = [](const auto&... lines) { return Lines{lines...}; };
 
 /// Whether a line of the log names its place too: "log 5 UpdateIvaInfo:161 Iva Task[1] info changed."
 inline bool journal_names_places = false;

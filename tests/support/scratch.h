@@ -12,6 +12,7 @@
 #include <stdexcept>
 #include <string>
 
+#include "db/filedescriptor.h"
 #include "rtspinfo.h"
 
 namespace support {
@@ -35,25 +36,18 @@ class ScratchFolder {
 
 /// Key files lie in the package's folder, which all tests share: whoever holds one of these waits until no other test
 /// does.
-class KeyFiles {
- public:
+struct KeyFiles {
   KeyFiles() {
     const std::filesystem::path package = std::filesystem::path(RtspKeyFilePath(0)).parent_path().parent_path();
     std::filesystem::create_directories(package);
-    lock_ = open((package / "tests.lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
-    if (lock_ < 0 || flock(lock_, LOCK_EX) != 0) throw std::runtime_error("no lock in " + package.string());
+    lock = qv::db::FileDescriptor(open((package / "tests.lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600));
+    if (!lock || flock(lock.get(), LOCK_EX) != 0) throw std::runtime_error("no lock in " + package.string());
   }
-  ~KeyFiles() { close(lock_); }
-  KeyFiles(const KeyFiles&) = delete;
-  KeyFiles& operator=(const KeyFiles&) = delete;
-
- private:
-  int lock_ = -1;
+  qv::db::FileDescriptor lock;
 };
 
 /// Starts a process that ends with the status that `work` returns; an exception kills it.
-template <class Work>
-pid_t StartChild(Work&& work) noexcept {
+pid_t StartChild(auto&& work) noexcept {
   const pid_t child = fork();
   if (child == 0) _exit(work());
   return child;

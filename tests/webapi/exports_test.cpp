@@ -1,7 +1,6 @@
 #include <array>
 
 #include "recserversavers.h"
-#include "slavezrstatus.h"
 #include "support/hosttest.h"
 
 namespace {
@@ -17,7 +16,7 @@ constexpr const char* kCompound = R"(message 7 qvactruled compound {"source":[{"
 constexpr const char* kActionRule = "insert ctrler_action_rule 1";
 constexpr const char* kLicensePlates = "message 7 hostd sync-license-plate-database {}";
 
-struct ExportsTest : support::HostTest {
+struct ExportsTest : support::StatusTest {
   /// Takes every section into an empty host. @param left_out  steps of the other call
   void ExpectSteps(decltype(SaveSlaveInfoPair) call, const Lines& left_out) {
     Lines steps = support::LinesOf(
@@ -88,7 +87,7 @@ TEST_F(ExportsTest, SectionsAreReplacedAndTiedToTheirDevices) {
 }
 
 TEST_F(ExportsTest, AnUnchangedDocumentTakesAsManyStatementsForManyDevicesAsForFew) {
-  const auto statements_for = [](int zr, int count) {
+  const auto statements_for = [&](int zr, int count) {
     Json::Value snapshot;
     for (int id = 1; id <= count; ++id) {
       for (const char* section : {"camera_info", "iomodule_info", "POS_info", "speaker_info"}) {
@@ -99,13 +98,12 @@ TEST_F(ExportsTest, AnUnchangedDocumentTakesAsManyStatementsForManyDevicesAsForF
     }
     SaveSlaveInfoUpdate(Slave("QVA-3216"), snapshot, zr);
     snapshot["status"] = 1;  // serves as a report too
-    SlaveZRStatus record;
-    record.ZrId = zr;
-    SaveSlaveStatus(snapshot, record);
+    record_.ZrId = zr;
+    SaveSlaveStatus(snapshot, record_);
     const auto start = qv::db::ThisThread().statistics();
     SaveSlaveInfoUpdate(Slave("QVA-3216"), snapshot, zr);
     const auto middle = qv::db::ThisThread().statistics();
-    SaveSlaveStatus(snapshot, record);
+    SaveSlaveStatus(snapshot, record_);
     const auto end = qv::db::ThisThread().statistics();
     return std::array{middle.prepared - start.prepared, middle.executed - start.executed,
                       end.prepared - middle.prepared, end.executed - middle.executed};

@@ -35,8 +35,7 @@ struct DatabaseTest : testing::Test {
     ThisThread().Prepare("INSERT INTO item (name, value) VALUES ($1, $2)").Bind(name).Bind(value).Run();
   }
   /// Adds an item and what `inside` adds, all or nothing.
-  template <class Inside>
-  static void Step(const char* name, bool keep, Inside inside) {
+  static void Step(const char* name, bool keep, auto inside) {
     AllOrNothing whole;
     Insert(name);
     CountChange("item", Change::Added, 1);

@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <json/reader.h>
 
+#include <regex>
 #include <sstream>
 
 #include "qvjson.h"
@@ -78,15 +79,12 @@ TEST(Document, IsLimitedInDepthAndSize) {
 
 /// Rows of a list take a path of their own from the second of a shape on.
 TEST(Document, RowsReadAsTheyAreWhateverTheShapeOfTheirNeighbours) {
-  std::string rows;
-  for (int i = 0; i < 4; ++i) {
-    const std::string id = std::to_string(i);
-    rows += R"({"name":"row )" + id + R"(","id":)" + id + R"(,"zone":null,"address":{"port":)" + id +
-            R"(,"host":"h","b":1,"a":2},"is_on":true},)";
-    rows += R"({"id":)" + id + R"(,"name":"other order","zone":[1,2],"is_on":0.5},)";
-    rows += R"({"id":)" + id + R"(,"name":"one more","zone":{},"is_on":0.5,"a":)" + id + "},";
-  }
-  const std::string text = '[' + rows + "{}]";
+  const std::string rows =
+      R"({"name":"row #","id":#,"zone":null,"address":{"port":#,"host":"h","b":1,"a":2},"is_on":true},
+      {"id":#,"name":"other order","zone":[1,2],"is_on":0.5},{"id":#,"name":"one more","zone":{},"is_on":0.5,"a":#},)";
+  std::string text = "[";
+  for (const char* id : {"0", "1", "2", "3"}) text += std::regex_replace(rows, std::regex("#"), id);
+  text += "{}]";
   Json::Value expected;
   std::istringstream(text) >> expected;
   EXPECT_EQ(Read(text), JsonWrite(expected, true));

@@ -108,7 +108,7 @@ TEST_F(TableTest, StoredExtraKeysAreReadWhateverTheyTakeAndBounded) {
 
 TEST_F(TableTest, MembersThatAreNotReportedKeepTheirValue) {
   Gadget gadget = Stored(R"({"id":4,"number":1,"text":"t","nested":{"a":1},"password":"p","one":1,"two":2})");
-  EXPECT_TRUE(Apply(gadget, R"({"number":null,"text":"u","two":3,"owner_zr_id":99,"peer":99})"));
+  EXPECT_TRUE(Apply(gadget, R"({"id":"9","number":null,"text":"u","two":3,"owner_zr_id":99,"peer":99})"));
   gadgets_.Save(gadget);
   // Neither the owner nor the reference: what is the host's own is never taken from a slave.
   EXPECT_THAT(Rows("SELECT id_on_rec_server,number,text,nested,password,extra,owner_zr_id,peer FROM gadget"),

@@ -33,6 +33,8 @@ struct TaskKind {
   const char* kept;       ///< what the dumps of the rewritten task show besides
 };
 
+void PrintTo(const TaskKind& kind, std::ostream* out) { *out << kind.table; }
+
 struct Tasks : AnalyticsTest, testing::WithParamInterface<TaskKind> {
   Lines Run(const std::string& entries, bool update_only = false, int level = 5, int zr = 7) {
     return Journal([&] { (table_ == "iva_task" ? Iva : Face)(entries, zr, update_only); }, level);

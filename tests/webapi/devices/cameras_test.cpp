@@ -24,8 +24,7 @@ struct CamerasTest : support::HostTest {
 
 TEST_F(CamerasTest, FollowTheSnapshot) {
   HoldCameras();
-  Sql("INSERT INTO edge_storage_settings (owner_zr_id,camera_id,size,status,format) VALUES "
-      "(7,2,64,1,''),(7,3,64,1,'a')");
+  Sql("INSERT INTO edge_storage_settings (owner_zr_id,camera_id,size,format) VALUES (7,2,64,''),(7,3,64,'a')");
   // Changed, new and disabled, unchanged (a text ends at a NUL); the last two are gone.
   EXPECT_THAT(
       Update(R"([{"id":12,"name":"BB","edgeStorage":{"size":64,"status":2}},
@@ -41,7 +40,7 @@ TEST_F(CamerasTest, FollowTheSnapshot) {
   EXPECT_THAT(Rows("SELECT id,owner_zr_id,id_on_rec_server,name,motion_event_type FROM camera"),
               ElementsAre("2|7|12|BB|9", "3|7|13|C|9", "5|8|11|other slave|9", "6|7|15|E|0"));
   EXPECT_THAT(Rows("SELECT camera_id,owner_zr_id,size,status,format FROM edge_storage_settings"),
-              ElementsAre("2|7|64|2|", "3|7|64|1|a", "6|7|32|0|b"));
+              ElementsAre("2|7|64|2|", "3|7|64|0|a", "6|7|32|0|b"));
 }
 
 TEST_F(CamerasTest, LeaveACameraAloneThatIsBeingConfigured) {

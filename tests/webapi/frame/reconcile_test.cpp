@@ -34,8 +34,7 @@ struct Reconcile : support::HostTest, testing::WithParamInterface<Kind> {
     return Journal([&] { kind.update(7, Parse(section)); }, level);
   }
   /// Lines of the journal with the kind's words in them.
-  template <class... Text>
-  static Lines Said(const Text&... lines) {
+  static Lines Said(const auto&... lines) {
     Lines said = {lines...};
     for (std::string& line : said) {
       line = std::regex_replace(line, std::regex("@table"), GetParam().table);

@@ -100,9 +100,9 @@ TEST_F(CtrlerStatus, SeesWhatItIsMeantToSee) {
 }
 
 TEST_F(CtrlerStatus, AddsADoorWithItsController) {
-  EXPECT_THAT(Report(R"({"id":1,"status":2,"mac_addr":"00:AB","door":[{"id":1,"status":1},{"id":2,"status":1},
+  EXPECT_THAT(Report(R"({"id":1,"status":1,"mac_addr":"00:AB","door":[{"id":1,"status":1},{"id":2,"status":1},
                          {"id":3,"status":6,"name":"Gate","cam_id":4},{"id":4,"cam_id":77}]})"),
-              ElementsAre("update axis_acs_ctrler 5", "insert axis_door 23", "insert axis_door 24"));
+              ElementsAre("insert axis_door 23", "insert axis_door 24"));
   EXPECT_THAT(Doors(), ElementsAre("21|5|1|1|null|0", "22|5|2|1|null|0", "23|5|3|6|9|7", "24|5|4|0|null|0"));
 }
 

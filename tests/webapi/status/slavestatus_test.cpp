@@ -126,7 +126,6 @@ TEST_F(SlaveStatus, CommandsNameKindsThatHaveDevices) {
   Json::Value command;
   const std::list<int> none;
   CompoundSendCmd2ActRuled(none, none, none, DEVICE_STATUS_ENABLED, command);
-  EXPECT_TRUE(command.isNull());
   CompoundSendCmd2ActRuled(none, std::list{2}, std::list{3, 4}, DEVICE_STATUS_ENABLED, command);
   CompoundSendCmd2ActRuled(std::list{1}, none, none, DEVICE_STATUS_DISABLED, command);
   EXPECT_EQ(JsonWrite(command, true), R"({"source":[{"id":"2","srcType":2,"status":1},)"
