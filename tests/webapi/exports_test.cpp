@@ -1,5 +1,3 @@
-#include <array>
-
 #include "recserversavers.h"
 #include "support/hosttest.h"
 

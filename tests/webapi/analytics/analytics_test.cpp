@@ -28,7 +28,7 @@ struct AnalyticsTest : support::HostTest {
 
 /// The two kinds run through the same scenarios.
 struct TaskKind {
-  std::string table, function, title, listed;
+  std::string table, title, listed;
   int shift, late_shift;  ///< of the places of messages, against those of IVA tasks: up to line 150, and from there on
   const char* kept;       ///< what the dumps of the rewritten task show besides
 };
@@ -42,7 +42,8 @@ struct Tasks : AnalyticsTest, testing::WithParamInterface<TaskKind> {
   static std::string Message(int level, int line, const std::string& text) {
     const TaskKind& kind = GetParam();
     const int shift = line < 150 ? kind.shift : kind.late_shift;
-    return "log " + std::to_string(level) + " " + kind.function + ":" + std::to_string(line + shift) + " " + text;
+    return "log " + std::to_string(level) + " Update" + kind.title + "Info:" + std::to_string(line + shift) + " " +
+           text;
   }
   std::string Changed(int id) const {
     return Message(5, 161, title_ + " Task[" + std::to_string(id) + "] info changed.");
@@ -57,9 +58,8 @@ struct Tasks : AnalyticsTest, testing::WithParamInterface<TaskKind> {
   const std::string delete_extra_ = Message(5, 176, "Delete Extra " + title_ + " Task in db from ZR[7].");
 };
 INSTANTIATE_TEST_SUITE_P(, Tasks,
-                         testing::Values(TaskKind{"iva_task", "UpdateIvaInfo", "Iva", "IVA", 0, 0, ""},
-                                         TaskKind{"face_task", "UpdateFaceInfo", "Face", "Face", 240, 241,
-                                                  R"(,"task_id":0)"}),
+                         testing::Values(TaskKind{"iva_task", "Iva", "IVA", 0, 0, ""},
+                                         TaskKind{"face_task", "Face", "Face", 240, 241, R"(,"task_id":0)"}),
                          [](const auto& kind) { return kind.param.title; });
 
 TEST_P(Tasks, FollowTheSnapshot) {
