@@ -161,7 +161,7 @@ int ColumnTable::Save(Members members, bool is_storable, bool log_on_error) cons
   const int id = members[kIdColumn]->ToJson().asInt();
   if (!is_storable) {
     const db::Error error(db::Error::Kind::Statement, "it does not name what it belongs to");
-    record::LogFailure("save", name(), id, error);
+    record::LogFailure("Failed to save row [{}] of {}", error, id, name());
     return -1;
   }
   const Result result = Execute(id == 0 ? InsertText(members) : UpdateText(members), id == 0, log_on_error);
@@ -186,8 +186,8 @@ int ColumnTable::Select(const Criteria& criteria, bool log_on_error, const std::
   return 0;
 }
 
-int ColumnTable::DeleteRows(const record::Where& where, int id, bool must_exist) const {
-  return record::Attempt("delete", name(), id, [&] {
+int ColumnTable::DeleteRows(log::Text<int> failure, const record::Where& where, int id, bool must_exist) const {
+  return record::Attempt(failure, id, [&] {
     if (DeleteWhere(where) == 0 && must_exist) throw db::Error(db::Error::Kind::Statement, "there is no such row");
   });
 }

@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "../log/message.h"
 #include "../record/table.h"
 #include "dbwrapper.h"
 #include "qvoptional.h"
@@ -66,8 +67,8 @@ class ColumnTable : public record::AnyTable {
     record = found.front();
     return 0;
   }
-  /// Deletes the rows. @return 0 on success, -1 after one log line
-  int DeleteRows(const record::Where& where, int id, bool must_exist = false) const;
+  /// Deletes the rows. `failure` is the message for a failure; its "{}" takes `id`. @return 0, or -1 after that message
+  int DeleteRows(log::Text<int> failure, const record::Where& where, int id, bool must_exist = false) const;
 
   /// As for every table, floats with their own digits, and of the extra column only what holds a value.
   std::vector<record::ListedRow> List(const record::Where& where) const override;

@@ -25,7 +25,8 @@ int FaceSetting::GetIdOnRecServer() const {
 }
 
 int FaceSetting::Delete(bool mustExist) const {
-  return FaceTaskTable().DeleteRows(qv::record::Where().Is("id", GetId()), GetId(), mustExist);
+  return FaceTaskTable().DeleteRows("Failed to delete face task [{}]", qv::record::Where().Is("id", GetId()), GetId(),
+                                    mustExist);
 }
 
 int FaceSetting::Enum(const FaceSettingFilterRule& rule, std::list<FaceSetting>& list) {

@@ -140,7 +140,7 @@ Optional<CountingTaskGroup> CountingTaskGroup::CreateCountingTaskGroupFromJson(c
 Optional<CountingTaskGroup> TaviCountingTaskGroup::Storage::LoadByIdOnRecServer(int idOnRecServer,
                                                                                 int ownerZrId) const {
   Optional<CountingTaskGroup> group;
-  record::Attempt("load", "counting_task_group", 0, [&] {
+  record::Attempt("Failed to load a counting task group of server [{}]", ownerZrId, [&] {
     std::vector<CountingTaskGroup> found =
         Load(Where().Is("owner_zr_id", ownerZrId).Is("id_on_rec_server", idOnRecServer));
     if (!found.empty()) group = std::move(found.front());
@@ -155,7 +155,7 @@ Optional<int> TaviCountingTaskGroup::Storage::Save(const CountingTaskGroup& grou
   row.SetOwnerZrId(group.ownerZrId);
   row.SetName(group.name);
   if (!group.others.empty()) row.SetExtra({JsonWrite(group.others, true)});
-  const int status = record::Attempt("save", "counting_task_group", group.id, [&] {
+  const int status = record::Attempt("Failed to save counting task group [{}]", group.id, [&] {
     db::AllOrNothing whole;
     Groups().Save(row);
     SaveWidgets(row.GetId(), group.widgetIds);
@@ -167,12 +167,14 @@ Optional<int> TaviCountingTaskGroup::Storage::Save(const CountingTaskGroup& grou
 
 Optional<std::vector<CountingTaskGroup>> TaviCountingTaskGroup::Storage::LoadByOwnerZrId(int ownerZrId) const {
   Optional<std::vector<CountingTaskGroup>> groups;
-  record::Attempt("list", "counting_task_group", 0, [&] { groups = Load(Where().Is("owner_zr_id", ownerZrId)); });
+  record::Attempt("Failed to list the counting task groups of server [{}]", ownerZrId,
+                  [&] { groups = Load(Where().Is("owner_zr_id", ownerZrId)); });
   return groups;
 }
 
 int TaviCountingTaskGroup::Storage::DeleteById(int id) const {
-  return record::Attempt("delete", "counting_task_group", id, [&] { Groups().DeleteWhere(Where().Is("id", id)); });
+  return record::Attempt("Failed to delete counting task group [{}]", id,
+                         [&] { Groups().DeleteWhere(Where().Is("id", id)); });
 }
 
 }  // namespace QvObjectCounting

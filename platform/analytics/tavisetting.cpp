@@ -29,7 +29,8 @@ int TaviSetting::LoadByIdOnRecServer(int idOnRecServer, int ownerZrId) {
 }
 
 int TaviSetting::Delete(bool mustExist) const {
-  return IvaTaskTable().DeleteRows(qv::record::Where().Is("id", GetId()), GetId(), mustExist);
+  return IvaTaskTable().DeleteRows("Failed to delete IVA task [{}]", qv::record::Where().Is("id", GetId()), GetId(),
+                                   mustExist);
 }
 
 int TaviSetting::Enum(const IvaSettingFilterRule& rule, std::list<TaviSetting>& list) {

@@ -49,7 +49,7 @@ Optional<Widget> Convert(const Json::Value& json, const char* points_key, std::s
 /// The server that a task of the host was copied from; empty when there is no such task or it cannot be read.
 Optional<int> OwnerOfTask(int task_id) {
   Optional<int> owner;
-  qv::record::Attempt("load", "iva_task", task_id, [&] {
+  qv::record::Attempt("Failed to look up the server of IVA task [{}]", task_id, [&] {
     qv::db::Query query = qv::db::ThisThread().Prepare("SELECT owner_zr_id FROM iva_task WHERE id=$1");
     if (query.Bind(task_id).Next()) owner = static_cast<int>(query.Row().Int(0));
   });
@@ -76,7 +76,8 @@ int SaveWidget(const CountingWidget& widget, TAVI_COUNTING_WIDGET_TYPE type, con
 }
 
 int DeleteWidget(int id, TAVI_COUNTING_WIDGET_TYPE type) {
-  return CountingWidgetTable().DeleteRows(qv::record::Where().Is("id", id).Is("type", static_cast<int>(type)), id);
+  return CountingWidgetTable().DeleteRows("Failed to delete counting widget [{}]",
+                                          qv::record::Where().Is("id", id).Is("type", static_cast<int>(type)), id);
 }
 
 }  // namespace

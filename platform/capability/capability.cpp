@@ -10,9 +10,9 @@
 #include <system_error>
 
 #include "../db/database.h"
+#include "../log/message.h"
 #include "../record/attempt.h"
 #include "camcap.h"
-#include "dbglog.h"
 #include "qvjson.h"
 #include "taggedfield.h"
 
@@ -82,8 +82,7 @@ int MakeFolder(const std::filesystem::path& folder) {
   std::error_code unreadable;  // whatever is there then is no folder
   const std::filesystem::file_status status = std::filesystem::symlink_status(folder, unreadable);
   if (std::filesystem::is_directory(status) || (at_commit && !std::filesystem::exists(status))) return 0;
-  QVPrintf(LOG_TYPE_DIAGNOSTIC, "DATABASE", "ERR", __FILE__, __LINE__, "MakeFolder", "Failed to make %s: %s\n",
-           folder.c_str(), std::strerror(reason));
+  log::Error("Failed to make {}: {}", folder.string(), std::strerror(reason));
   return -1;
 }
 
@@ -111,7 +110,7 @@ using namespace qv::capability;  // NOLINT(google-build-using-namespace)
 
 int CheckAndMakeCapDir(std::string& path) {
   int result = -1;
-  record::Attempt("make the folder of", "capability_file", 0, [&] {
+  record::Attempt("Failed to make the folder of the capability files", [&] {
     const std::filesystem::path folder = db::DataFolder() / kFolder;
     path = folder.string();
     result = MakeFolder(folder);
@@ -126,7 +125,7 @@ int ReplaceZrIdInCapFilePath(std::string& path, int zrId) {
   if (server.empty()) return -1;
   std::string rewritten;
   int result = -1;
-  record::Attempt("look up", "capability_file", 0, [&] {
+  record::Attempt("Failed to look up a capability file of server [{}]", zrId, [&] {
     const std::optional<std::string> place = db::FilePlace(kFolder, std::to_string(zrId) + path.substr(server.size()));
     if (!place) return;
     path = *place;
@@ -138,7 +137,7 @@ int ReplaceZrIdInCapFilePath(std::string& path, int zrId) {
 // NOLINTNEXTLINE(performance-unnecessary-value-param): the package's signature
 int CreateCapFileByJsonInterface(const std::string& fileName, const std::string& vendor, const std::string& model,
                                  Json::Value cap) {
-  return record::Attempt("write", "capability_file", 0, [&] {
+  return record::Attempt("Failed to write a capability file", [&] {
     db::AllOrNothing whole;
     const std::optional<std::string> path = db::FilePlace(kFolder, fileName);
     if (!path) throw db::Error(db::Error::Kind::Statement, "its path is refused");

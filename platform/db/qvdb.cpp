@@ -6,8 +6,8 @@
 #include <optional>
 #include <vector>
 
+#include "../log/message.h"
 #include "database.h"
-#include "dbglog.h"
 #include "session.h"
 
 /// The rows of a query, with the place that fetching has reached.
@@ -66,12 +66,6 @@ void RunText(Session& session, const std::string& sql, AllOrNothing::Patience pa
   step.Keep();
 }
 
-void LogFailedCommand(DB_INSTANCE instance, const char* reason) {
-  QVPrintf(LOG_TYPE_DIAGNOSTIC, "DATABASE", "ERR", __FILE__, __LINE__, "Execute",
-           "Failed to execute a command on database [%d]: %s\n", instance, reason);
-  qv::db::CountFailure();
-}
-
 const std::optional<std::string>* FindField(const DBResult_tag* result, unsigned row, const char* column) {
   if (result == nullptr || column == nullptr || row >= result->rows.size()) return nullptr;
   const auto found = std::find(result->columns.begin(), result->columns.end(), column);
@@ -103,7 +97,10 @@ int Execute(DB_INSTANCE instance, std::string sql, DBResult_tag** result, bool /
     if (result != nullptr) *result = rows.release();
     return 0;
   } catch (const Error& error) {
-    if (logOnError) LogFailedCommand(instance, error.what());
+    if (logOnError) {
+      qv::log::Error("Failed to execute a command on database [{}]: {}", static_cast<int>(instance), error.what());
+      qv::db::CountFailure();
+    }
     return -1;
   }
 }

@@ -3,7 +3,7 @@
 #include <exception>
 #include <utility>
 
-#include "dbglog.h"
+#include "../log/message.h"
 #include "stagedfiles.h"
 
 namespace qv::db {
@@ -14,8 +14,7 @@ void RunQuietly(const std::function<void()>& action) noexcept {
   try {
     action();
   } catch (const std::exception& error) {
-    QVPrintf(LOG_TYPE_DIAGNOSTIC, "DATABASE", "ERR", __FILE__, __LINE__, "Commit",
-             "Failed to carry out what follows a commit: %s\n", error.what());
+    log::Error("Failed to run an action after a commit: {}", error.what());
   }
 }
 

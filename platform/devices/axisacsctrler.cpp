@@ -58,13 +58,13 @@ int AxisDoor::SetByJson(const Json::Value& entry) {
 
 int AxisDoor::Save() {
   if (GetId() == 0) return -1;  // a new door is saved with its controller
-  return record::Attempt("save", "axis_door", GetId(), [&] { DoorTable().Save(*this); });
+  return record::Attempt("Failed to save door [{}]", GetId(), [&] { DoorTable().Save(*this); });
 }
 
 int AxisAcsCtrler::SetByJson(const Json::Value& entry) {
   if (!entry.isObject()) return 0;
   HostIdLookup lookup(entry["zr_id"].isInt() ? entry["zr_id"].asInt() : GetOwnerZrId());
-  return record::Attempt("look up the cameras of", "axis_acs_ctrler", GetId(),
+  return record::Attempt("Failed to look up the cameras of controller [{}]", GetId(),
                          [&] { TakeEntry(*this, entry, lookup); }) == 0
              ? 1
              : 0;
@@ -73,7 +73,7 @@ int AxisAcsCtrler::SetByJson(const Json::Value& entry) {
 int AxisAcsCtrler::Save() {
   const int id = GetId();
   std::list<AxisDoor> doors = doors_;
-  const int result = record::Attempt("save", "axis_acs_ctrler", id, [&] {
+  const int result = record::Attempt("Failed to save controller [{}]", id, [&] {
     db::AllOrNothing whole;
     CtrlerTable().Save(*this);
     SaveDoors(doors, *this);
@@ -102,7 +102,7 @@ std::map<int, AxisAcsCtrler> GetCtrlerMapOnRec(int zrId) {
 
 int GetDoorZrIdMap(std::unordered_map<int, int>& doorToZr) {
   doorToZr.clear();
-  return record::Attempt("list", "axis_door", 0, [&] {
+  return record::Attempt("Failed to list doors", [&] {
     for (const AxisDoor& door : DoorTable().Select(record::Where()))
       doorToZr.emplace(door.GetId(), door.GetOwnerZrId());
   });
@@ -110,7 +110,7 @@ int GetDoorZrIdMap(std::unordered_map<int, int>& doorToZr) {
 
 int SaveCtrlerFromRec(int zrId, const Json::Value& section) {
   if (section.isNull()) return 0;
-  return record::Attempt("import the section of", "axis_acs_ctrler", zrId, [&] {
+  return record::Attempt("Failed to import the controllers of server [{}]", zrId, [&] {
     const record::Where of_this_server = record::Where().Is("owner_zr_id", zrId);
     std::list<AxisAcsCtrler> held = CtrlerTable().Select(of_this_server);
     LoadDoors(held, of_this_server);

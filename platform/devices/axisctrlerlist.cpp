@@ -79,11 +79,11 @@ using namespace qv::devices;  // NOLINT(google-build-using-namespace)
 
 int GetAcsCtrlerListByRule(const AxisAcsCtrlerFilterRule& rule, std::list<AxisAcsCtrler>& list) {
   list.clear();
-  return record::Attempt("list", "axis_acs_ctrler", 0, [&] { list = Load(rule); });
+  return record::Attempt("Failed to list controllers", [&] { list = Load(rule); });
 }
 
 int DeleteAcsCtrlerByRule(const AxisAcsCtrlerFilterRule& rule) {
-  return record::Attempt("delete", "axis_acs_ctrler", 0, [&] {
+  return record::Attempt("Failed to delete controllers", [&] {
     std::list<int> ids;
     for (const AxisAcsCtrler& ctrler : Load(rule)) ids.push_back(ctrler.GetId());
     if (ids.empty()) return;

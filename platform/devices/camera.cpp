@@ -17,7 +17,7 @@ namespace {
 
 int LoadMap(std::map<int, Camera>& map, int zr_id, MAP_KEY_TYPE key_type, const record::Columns& columns) {
   map.clear();
-  return record::Attempt("list", "camera", 0, [&] {
+  return record::Attempt("Failed to list the cameras of server [{}]", zr_id, [&] {
     std::map<int, Camera> found;
     CameraTable().ForEach(record::Where().Is("owner_zr_id", zr_id), columns, [&](const Camera& camera) {
       const int key = key_type == MAP_KEY_ID_ON_REC_SERVER ? camera.GetIdOnRecServer() : camera.GetId();
@@ -37,11 +37,11 @@ using namespace qv::devices;  // NOLINT(google-build-using-namespace)
 int Camera::IsCfgChged(Json::Value entry) const { return CameraTable().Differs(*this, entry) ? 1 : 0; }
 
 int Camera::Save() {
-  return record::Attempt("save", "camera", GetId(), [&] { CameraTable().Save(*this); });
+  return record::Attempt("Failed to save camera [{}]", GetId(), [&] { CameraTable().Save(*this); });
 }
 
 int Camera::Delete(bool notify) const {
-  const int result = record::Attempt("delete", "camera", GetId(), [&] { CameraTable().Delete(*this); });
+  const int result = record::Attempt("Failed to delete camera [{}]", GetId(), [&] { CameraTable().Delete(*this); });
   if (result == 0 && notify) SendCamRelatedMsgToMsgD();
   return result;
 }
@@ -58,7 +58,7 @@ int InitCamObjByJson(const Json::Value& entry, Camera& camera, bool isNew, bool 
 std::list<Camera> CamGetList(CamFilterRule& rule, int& total, bool beyondLimit) {
   std::list<Camera> cameras;
   int fitting = 0;
-  record::Attempt("list", "camera", 0, [&] { cameras = SelectCameras(rule, fitting); });
+  record::Attempt("Failed to list cameras", [&] { cameras = SelectCameras(rule, fitting); });
   total = beyondLimit ? fitting : static_cast<int>(cameras.size());
   return cameras;
 }

@@ -41,7 +41,7 @@ void TakeCamera(Camera& camera, const Json::Value& entry, bool even_configuring,
 
 int SaveCamObjFromRecServer(int zrId, const Json::Value& section, bool evenConfiguring, bool notify,
                             const std::string& note) {
-  const int result = record::Attempt("import the section of", "camera", zrId, [&] {
+  const int result = record::Attempt("Failed to import the cameras of server [{}]", zrId, [&] {
     const record::Where of_the_server = record::Where().Is("owner_zr_id", zrId);
     EdgeStorages edges(of_the_server);
     record::ImportSection(CameraTable().Select(of_the_server), zrId, section,

@@ -55,7 +55,7 @@ using namespace qv;           // NOLINT(google-build-using-namespace): what foll
 using namespace qv::devices;  // NOLINT(google-build-using-namespace)
 
 int SyncRelatedTableForCamDel(const Camera& camera, bool notify) {
-  const int result = record::Attempt("clean up after", "camera", camera.GetId(), [&] {
+  const int result = record::Attempt("Failed to clean up after camera [{}]", camera.GetId(), [&] {
     db::AllOrNothing whole;
     // A database that enforces its references has emptied these already.
     for (const record::AnyTable* table :

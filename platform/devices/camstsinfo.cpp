@@ -83,7 +83,7 @@ int BatUpdateCam(int zrId, std::list<CamStsInfo>& changed) {
   std::string rows;
   for (const auto& [id, info] : last_of_each) rows += (rows.empty() ? "" : ",") + ValuesRow(*info);
   if (rows.empty()) return 0;
-  return record::Attempt("update the status of cameras of", "server", zrId, [&] {
+  return record::Attempt("Failed to update the status of the cameras of server [{}]", zrId, [&] {
     db::ThisThread().Execute(
         "UPDATE camera SET status=column2,live_profile=column3,stream_profile1=column4,stream_profile2=column5,"
         "stream_profile3=column6 FROM (VALUES " +

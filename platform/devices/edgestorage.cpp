@@ -45,7 +45,7 @@ int EdgeStorage::SetByJson(const Camera& camera, const Json::Value& edge) {
 }
 
 int EdgeStorage::Save() {
-  return record::Attempt("save", gszTableEdgeStorageSettings, GetId(), [&] {
+  return record::Attempt("Failed to save edge storage settings [{}]", GetId(), [&] {
     if (GetCamId() == 0) throw db::Error(db::Error::Kind::Statement, "they belong to no camera");
     EdgeStorageTable().Save(*this);
   });

@@ -20,7 +20,7 @@ const char* ColumnOf(EMAP_TYPE type) { return type == EMAP_TYPE_POS ? "pos_id" :
 
 std::list<int> GetRelatedEmapIdsByEmapItemType(EMAP_TYPE type, const std::list<int>& ids) {
   std::set<int> emaps;
-  const int result = record::Attempt("find the items of", "emap", 0, [&] {
+  const int result = record::Attempt("Failed to find the items of e-maps", [&] {
     auto left = static_cast<std::ptrdiff_t>(ids.size());
     for (auto first = ids.begin(); first != ids.end();) {
       const std::ptrdiff_t count = std::min(kIdsPerQuery, left);

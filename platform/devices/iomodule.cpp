@@ -57,13 +57,13 @@ using namespace qv::devices;  // NOLINT(google-build-using-namespace)
 int IOModule::IsCfgChged(Json::Value entry) const { return IOModuleTable().Differs(*this, entry) ? 1 : 0; }
 
 int IOModule::Save(bool notify, bool settingsToo) {
-  const int result = record::Attempt("save", "iomodule", GetId(), [&] { IOModuleTable().Save(*this); });
+  const int result = record::Attempt("Failed to save I/O module [{}]", GetId(), [&] { IOModuleTable().Save(*this); });
   if (result == 0 && notify) SendIOModUpdateMsgToMsgD({GetId()}, UPDATE_TYPE_CHANGED, settingsToo);
   return result;
 }
 
 int IOModule::Delete() const {
-  return record::Attempt("delete", "iomodule", GetId(), [&] {
+  return record::Attempt("Failed to delete I/O module [{}]", GetId(), [&] {
     IOModuleTable().Delete(*this);
     if (!ShmDBCacheExists()) return;
     if (ShmDBCache* cache = QVShmDBCacheAt()) cache->RemoveIOModule(GetId());
@@ -82,7 +82,7 @@ int InitIOModuleByJson(const Json::Value& entry, IOModule& module, bool isNew, b
 
 std::list<IOModule> IOModuleGetList(IOModuleFilterRule& rule, int& total, bool countOnly) {
   std::list<IOModule> list;
-  record::Attempt("list", "iomodule", 0, [&] { list = IOModuleTable().Select(Selection(rule)); });
+  record::Attempt("Failed to list I/O modules", [&] { list = IOModuleTable().Select(Selection(rule)); });
   list.remove_if([&](const IOModule& module) {
     return !module.IsStatusFlagOn(rule.statusFlags) ||
            (rule.skipConfiguring && module.IsStatusFlagOn(DEV_STATUS_FLAG_CONFIGURING));
@@ -96,7 +96,7 @@ std::list<IOModule> IOModuleGetList(IOModuleFilterRule& rule, int& total, bool c
 
 std::map<int, IOModule> GetIOModuleMapOnRecServer(int zrId, bool disabledToo) {
   std::map<int, IOModule> map;
-  record::Attempt("list", "iomodule", 0, [&] {
+  record::Attempt("Failed to list the I/O modules of server [{}]", zrId, [&] {
     record::Where where = record::Where().Is("owner_zr_id", zrId);
     if (!disabledToo) where.Is("enabled", 1);
     for (IOModule& module : IOModuleTable().Select(where)) {
@@ -108,7 +108,7 @@ std::map<int, IOModule> GetIOModuleMapOnRecServer(int zrId, bool disabledToo) {
 }
 
 int SyncRelatedTableForIOModuleDel(const IOModule& module) {
-  return record::Attempt("clean up after", "iomodule", module.GetId(), [&] {
+  return record::Attempt("Failed to clean up after I/O module [{}]", module.GetId(), [&] {
     db::AllOrNothing whole;
     const record::Where of_this_module = record::Where().Is("iomodule_id", module.GetId());
     EmapItemTable().DeleteWhere(of_this_module);
@@ -120,7 +120,7 @@ int SyncRelatedTableForIOModuleDel(const IOModule& module) {
 
 int SaveIOModuleFromRecServer(int zrId, const Json::Value& section, bool notify) {
   std::list<int> ids;
-  const int result = record::Attempt("import the section of", "iomodule", zrId, [&] {
+  const int result = record::Attempt("Failed to import the I/O modules of server [{}]", zrId, [&] {
     record::ImportSection(IOModuleTable().Select(record::Where().Is("owner_zr_id", zrId)), zrId, section,
                           [&](IOModule& module, const Json::Value& entry) {
                             if (module.IsStatusFlagOn(DEV_STATUS_FLAG_CONFIGURING)) return;

@@ -37,16 +37,16 @@ int IPSpeaker::SetByJsonWithDBColKey(const Json::Value& entry, bool fromRecServe
 }
 
 int IPSpeaker::Save() {
-  return record::Attempt("save", "ipspeaker", GetId(), [&] { SpeakerTable().Save(*this); });
+  return record::Attempt("Failed to save speaker [{}]", GetId(), [&] { SpeakerTable().Save(*this); });
 }
 
 int IPSpeaker::Delete() const {
-  return record::Attempt("delete", "ipspeaker", GetId(), [&] { SpeakerTable().Delete(*this); });
+  return record::Attempt("Failed to delete speaker [{}]", GetId(), [&] { SpeakerTable().Delete(*this); });
 }
 
 std::list<IPSpeaker> IPSpeakerGetList(const IPSpeakerFilterRule& rule, int& total) {
   std::list<IPSpeaker> list;
-  record::Attempt("list", "ipspeaker", 0, [&] { list = SpeakerTable().Select(SelectionOf(rule)); });
+  record::Attempt("Failed to list speakers", [&] { list = SpeakerTable().Select(SelectionOf(rule)); });
   total = static_cast<int>(list.size());
   return list;
 }
@@ -63,12 +63,12 @@ std::map<int, IPSpeaker> GetSpeakerMapOnRecServer(int zrId, bool disabledToo) {
 }
 
 int SpeakerSync::SyncRelatedTableForSpeakerDel(const IPSpeaker& speaker) {
-  return record::Attempt("clean up after", "ipspeaker", speaker.GetId(),
+  return record::Attempt("Failed to clean up after speaker [{}]", speaker.GetId(),
                          [&] { EmapItemTable().DeleteWhere(record::Where().Is("speaker_id", speaker.GetId())); });
 }
 
 int SaveSpeakerFromRecServer(int zrId, const Json::Value& section) {
-  return record::Attempt("import the section of", "ipspeaker", zrId, [&] {
+  return record::Attempt("Failed to import the speakers of server [{}]", zrId, [&] {
     record::ImportSection(SpeakerTable().Select(record::Where().Is("owner_zr_id", zrId)), zrId, section,
                           [](IPSpeaker& speaker, const Json::Value& entry) {
                             if (speaker.SetByJsonWithDBColKey(entry, true, speaker.GetId(), false) != 0) speaker.Save();

@@ -57,7 +57,7 @@ int POS::SetByJson(const Json::Value& entry, bool fromRecServer, int hostId) {
 
 int POS::Save() {
   const int id = GetId();
-  const int result = record::Attempt("save", "pos", id, [&] {
+  const int result = record::Attempt("Failed to save POS terminal [{}]", id, [&] {
     db::AllOrNothing whole;
     const bool row_written = PosTable().Save(*this);
     // A terminal of which only the rules changed counts as updated too.
@@ -69,12 +69,12 @@ int POS::Save() {
 }
 
 int POS::Delete() const {
-  return record::Attempt("delete", "pos", GetId(), [&] { PosTable().Delete(*this); });
+  return record::Attempt("Failed to delete POS terminal [{}]", GetId(), [&] { PosTable().Delete(*this); });
 }
 
 int GetPOSListByRule(const POSFilterRule& rule, std::list<POS>& list) {
   list.clear();
-  return record::Attempt("list", "pos", 0, [&] { list = Load(SelectionOf(rule)); });
+  return record::Attempt("Failed to list POS terminals", [&] { list = Load(SelectionOf(rule)); });
 }
 
 std::map<int, POS> GetPOSMapOnRecServer(int zrId, bool disabledToo) {
@@ -82,7 +82,7 @@ std::map<int, POS> GetPOSMapOnRecServer(int zrId, bool disabledToo) {
   where.Is("owner_zr_id", zrId);
   if (!disabledToo) where.Is("enabled", 1);
   std::map<int, POS> map;
-  record::Attempt("list", "pos", 0, [&] {
+  record::Attempt("Failed to list the POS terminals of server [{}]", zrId, [&] {
     for (POS& pos : PosTable().Select(where)) {
       pos.MarkAsPart();
       map.emplace(pos.GetIdOnRecServer(), std::move(pos));
@@ -92,7 +92,7 @@ std::map<int, POS> GetPOSMapOnRecServer(int zrId, bool disabledToo) {
 }
 
 int SyncRelatedTableForPOSDel(const POS& pos) {
-  return record::Attempt("clean up after", "pos", pos.GetId(), [&] {
+  return record::Attempt("Failed to clean up after POS terminal [{}]", pos.GetId(), [&] {
     db::AllOrNothing whole;
     EmapItemTable().DeleteWhere(record::Where().Is("pos_id", pos.GetId()));
     PosEventConfTable().DeleteWhere(record::Where().Is("pos_id", pos.GetId()));
@@ -102,7 +102,7 @@ int SyncRelatedTableForPOSDel(const POS& pos) {
 
 int SavePOSFromRecServer(int zrId, const Json::Value& section, bool notify) {
   std::list<int> ids;
-  const int result = record::Attempt("import the section of", "pos", zrId, [&] {
+  const int result = record::Attempt("Failed to import the POS terminals of server [{}]", zrId, [&] {
     record::ImportSection(Load(record::Where().Is("owner_zr_id", zrId)), zrId, section,
                           [&](POS& pos, const Json::Value& entry) {
                             if (pos.SetByJson(entry, true, pos.GetId()) != 0 && pos.Save() == 0)

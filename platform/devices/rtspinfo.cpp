@@ -103,7 +103,7 @@ std::string RtspKeyFilePath(int zrId) { return QV_PACKAGE_DIR "/@rtsp_info/rtsp_
 int SetRtspInfoToConf(const std::string& path, const std::map<int, std::string>& keys) {
   Json::Value content(Json::objectValue);
   for (const auto& [camera, key] : keys) content[std::to_string(camera)] = key;
-  return qv::record::Attempt("write", "key file", 0, [&] {
+  return qv::record::Attempt("Failed to write a key file", [&] {
     const std::filesystem::path file(path);
     const FileDescriptor folder = OpenLocked(file.parent_path());
     Replace(folder.get(), file.filename().string(), JsonWrite(content, true) + '\n');

@@ -79,8 +79,8 @@ bool Take(SectionEntry& row, const Json::Value& entry, HostIdLookup& lookup) {
   return true;
 }
 
-int ReplaceSection(const SectionTable& table, int zrId, const Json::Value& section) {
-  return record::Attempt("save the section", table.name(), zrId, [&] {
+int ReplaceSection(const SectionTable& table, log::Text<int> failure, int zrId, const Json::Value& section) {
+  return record::Attempt(failure, zrId, [&] {
     const record::Where of_slave = record::Where().Is("owner_zr_id", zrId);
     if (section.empty() && table.Count(of_slave) == 0) return;  // of most slaves, most sections
     db::AllOrNothing whole;
@@ -110,23 +110,30 @@ const record::AnyTable& PosEventConfTable() { return kPosEventConfs; }
 using namespace qv::devices;  // NOLINT(google-build-using-namespace): what follows is the package's interface
 
 int SaveCamDetSettingFromRec(int zrId, const Json::Value& section) {
-  return ReplaceSection(kDetectionSettings, zrId, section);
+  return ReplaceSection(kDetectionSettings, "Failed to save the camera detection settings of server [{}]", zrId,
+                        section);
 }
 int SaveCamDeviceOutputFromRec(int zrId, const Json::Value& section) {
-  return ReplaceSection(kDeviceOutputs, zrId, section);
+  return ReplaceSection(kDeviceOutputs, "Failed to save the camera outputs of server [{}]", zrId, section);
 }
-int SaveRecShareFromRec(int zrId, const Json::Value& section) { return ReplaceSection(kRecShares, zrId, section); }
-int UpdateRecShareFromRec(int zrId, const Json::Value& section) { return ReplaceSection(kRecShares, zrId, section); }
+int SaveRecShareFromRec(int zrId, const Json::Value& section) {
+  return ReplaceSection(kRecShares, "Failed to save the recording shares of server [{}]", zrId, section);
+}
+int UpdateRecShareFromRec(int zrId, const Json::Value& section) {
+  return ReplaceSection(kRecShares, "Failed to save the recording shares of server [{}]", zrId, section);
+}
 int UpdateCtrlDataInActRule(int zrId, const Json::Value& section) {
   // Rules ask for states: who logs in to a controller is kept with the controller alone.
-  return ReplaceSection(kCtrlerActionRules, zrId, WithoutSecrets(section));
+  return ReplaceSection(kCtrlerActionRules, "Failed to save the controllers' action rules of server [{}]", zrId,
+                        WithoutSecrets(section));
 }
 int SaveIOModuleSettingFromRec(int zrId, const Json::Value& section) {
-  return ReplaceSection(kIOModuleSettings, zrId, section);
+  return ReplaceSection(kIOModuleSettings, "Failed to save the settings of I/O modules of server [{}]", zrId, section);
 }
 int SaveIOModuleCamPairingFromRec(int zrId, const Json::Value& section) {
-  return ReplaceSection(kIOModuleCamPairings, zrId, section);
+  return ReplaceSection(kIOModuleCamPairings, "Failed to save the pairings of I/O modules and cameras of server [{}]",
+                        zrId, section);
 }
 int SavePOSEventConfFromRecServer(int zrId, const Json::Value& section) {
-  return ReplaceSection(kPosEventConfs, zrId, section);
+  return ReplaceSection(kPosEventConfs, "Failed to save the POS event settings of server [{}]", zrId, section);
 }

@@ -44,12 +44,13 @@ void Add(int zr_id, std::string_view target, std::string_view command, const Jso
 const record::AnyTable& MessageTable() { return Messages(); }
 
 int Post(int zr_id, std::string_view target, std::string_view command, const Json::Value& payload) {
-  return record::Attempt("send", "message", zr_id, [&] { Add(zr_id, target, command, payload); });
+  return record::Attempt("Failed to send a message about server [{}]", zr_id,
+                         [&] { Add(zr_id, target, command, payload); });
 }
 
 int PostInPlaceOfAll(int about, int zr_id, std::string_view target, std::string_view command,
                      const Json::Value& payload) {
-  return record::Attempt("send", "message", zr_id, [&] {
+  return record::Attempt("Failed to send a message about server [{}]", zr_id, [&] {
     db::AllOrNothing whole;
     Messages().DeleteWhere(record::Where().Is("zr_id", about));
     Add(zr_id, target, command, payload);

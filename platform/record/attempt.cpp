@@ -1,14 +1,11 @@
 #include "attempt.h"
 
 #include "../db/database.h"
-#include "dbglog.h"
 
 namespace qv::record {
 
-void LogFailure(std::string_view operation, std::string_view kind, int id, const db::Error& error) {
-  QVPrintf(LOG_TYPE_DIAGNOSTIC, "DATABASE", "ERR", __FILE__, __LINE__, "Attempt", "Failed to %.*s %.*s [%d]: %s\n",
-           static_cast<int>(operation.size()), operation.data(), static_cast<int>(kind.size()), kind.data(), id,
-           error.what());
+void LogFailure(const log::Place& place, std::string text, std::string_view reason) {
+  log::WriteMessage("ERR", place, text.append(": ").append(reason));
   db::CountFailure();
 }
 

@@ -1,7 +1,7 @@
 /// A slave's entry beside a record: comparison, taking over, and the way back to JSON.
 #include "../db/database.h"
 #include "../json/equal.h"
-#include "dbglog.h"
+#include "../log/message.h"
 #include "fieldindex.h"
 #include "fieldvalue.h"
 #include "qvjson.h"
@@ -61,9 +61,12 @@ const JsonText& ExtraOf(const Field& extra, const void* record) {
 /// Tells the operator why something that a slave sent does not show on the host. The value stays unsaid: it may be a
 /// secret.
 void LogMisfit(const std::string& table, int host_id, const Field& field, Misfit misfit) {
-  QVPrintf(LOG_TYPE_DIAGNOSTIC, "DATABASE", "WARN", __FILE__, __LINE__, "Apply",
-           "The reported \"%s\" does not fit %s [%d]: %s\n", field.info.column, table.c_str(), host_id,
-           misfit == Misfit::RefuseEntry ? "the entry is refused" : "the value is kept as it was");
+  if (misfit == Misfit::RefuseEntry) {
+    log::Warn("The reported \"{}\" does not fit {} [{}]: the entry is refused", field.info.column, table, host_id);
+  } else {
+    log::Warn("The reported \"{}\" does not fit {} [{}]: the value is kept as it was", field.info.column, table,
+              host_id);
+  }
 }
 
 /// State belongs to the status reports once the row exists.

@@ -15,12 +15,13 @@ using qv::server::ServerTable;
 
 std::optional<SlaveZR> SlaveZRLoad(int zrId) {
   std::optional<SlaveZR> slave;
-  qv::record::Attempt("load", "server", zrId, [&] { slave = ServerTable().Find(qv::record::Where().Is("id", zrId)); });
+  qv::record::Attempt("Failed to load server [{}]", zrId,
+                      [&] { slave = ServerTable().Find(qv::record::Where().Is("id", zrId)); });
   return slave;
 }
 
 int SlaveZRSave(const SlaveZR& slave) {
-  return qv::record::Attempt("save", "server", slave.GetZrId(), [&] {
+  return qv::record::Attempt("Failed to save server [{}]", slave.GetZrId(), [&] {
     SlaveZR row = slave;
     ServerTable().Save(row);
   });

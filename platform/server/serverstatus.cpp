@@ -41,7 +41,7 @@ bool IsZrOnlineSts(SLAVE_ZR_CONN_STATUS status) {
 
 int SlaveZRStatusLoad(SlaveZRStatus& record) {
   bool known = false;
-  const int result = Attempt("load the status of", "server", record.ZrId, [&] {
+  const int result = Attempt("Failed to load the status of server [{}]", record.ZrId, [&] {
     const std::optional<SlaveZR> row = FindServer(record.ZrId);
     known = row.has_value();
     if (known) Take(*row, record);
@@ -51,7 +51,7 @@ int SlaveZRStatusLoad(SlaveZRStatus& record) {
 
 int SlaveZRStatusSave(const SlaveZRStatus& record) {
   bool known = false;
-  const int result = Attempt("save the status of", "server", record.ZrId, [&] {
+  const int result = Attempt("Failed to save the status of server [{}]", record.ZrId, [&] {
     std::optional<SlaveZR> row = FindServer(record.ZrId);
     known = row.has_value();
     if (!known) return;

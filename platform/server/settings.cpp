@@ -31,7 +31,7 @@ const record::AnyTable& SettingTable() { return Settings(); }
 
 std::string Setting(std::string_view name) {
   std::string text;
-  record::Attempt("read", "setting", 0, [&] {
+  record::Attempt("Failed to read a setting", [&] {
     if (const auto row = Settings().Find(record::Where().Is("name", name))) text = row->GetText();
   });
   return text;

@@ -24,11 +24,11 @@ using namespace qv;           // NOLINT(google-build-using-namespace): this file
 using namespace qv::devices;  // NOLINT(google-build-using-namespace)
 using namespace qv::server;   // NOLINT(google-build-using-namespace)
 
-/// Runs `work`, which removes what `kind` holds for a server, all or nothing. The host itself is no slave.
+/// Runs `work`, which removes what the host holds for a server, all or nothing. The host itself is no slave.
 template <class Work>
-int Remove(int zr, const record::AnyTable& kind, Work&& work) {
+int Remove(log::Text<int> failure, int zr, Work&& work) {
   if (zr < 1) return 0;
-  return record::Attempt("remove for the server the rows of", kind.name(), zr, [&] {
+  return record::Attempt(failure, zr, [&] {
     db::AllOrNothing whole;
     work();
     whole.Keep();
@@ -43,8 +43,8 @@ void DeleteRows(int zr, Tables tables) {
 }
 
 /// Deletes the server's rows of `kind`, and before them those of `dependents`, which would go too: so they are counted.
-int Delete(int zr, const record::AnyTable& kind, Tables dependents = {}) {
-  return Remove(zr, kind, [&] {
+int Delete(log::Text<int> failure, int zr, const record::AnyTable& kind, Tables dependents = {}) {
+  return Remove(failure, zr, [&] {
     DeleteRows(zr, dependents);
     DeleteRowsOf(kind, zr);
   });
@@ -53,7 +53,7 @@ int Delete(int zr, const record::AnyTable& kind, Tables dependents = {}) {
 }  // namespace
 
 int CamDelByZrId(int zrId) {
-  return Remove(zrId, CameraTable(), [&] {
+  return Remove("Failed to delete the cameras of server [{}]", zrId, [&] {
     capability::DeleteFilesOf(zrId);
     DeleteRows(zrId, {&analytics::TaskGroupWidgetTable(), &analytics::TaskGroupTable(),
                       &analytics::CountingWidgetTable(), &analytics::IvaTaskTable(), &analytics::FaceTaskTable()});
@@ -62,7 +62,7 @@ int CamDelByZrId(int zrId) {
 }
 
 int IOModuleDelByZrId(int zrId) {
-  return Remove(zrId, IOModuleTable(), [&] {
+  return Remove("Failed to delete the I/O modules of server [{}]", zrId, [&] {
     DeleteRows(zrId, {&IOModuleSettingTable(), &IOModuleCamPairingTable()});
     const bool had_modules = DeleteRowsOf(IOModuleTable(), zrId) > 0;
     // Modules that went before their server are in the cache still; for no entries at all, none is made.
@@ -71,30 +71,53 @@ int IOModuleDelByZrId(int zrId) {
   });
 }
 
-int POSDelByZrId(int zrId) { return Delete(zrId, PosTable(), {&PosTextRuleTable(), &PosEventConfTable()}); }
+int POSDelByZrId(int zrId) {
+  return Delete("Failed to delete the POS terminals of server [{}]", zrId, PosTable(),
+                {&PosTextRuleTable(), &PosEventConfTable()});
+}
 
-int SpeakerDelByZrId(int zrId) { return Delete(zrId, SpeakerTable()); }
+int SpeakerDelByZrId(int zrId) { return Delete("Failed to delete the speakers of server [{}]", zrId, SpeakerTable()); }
 
-int CtrlerDelByZrId(int zrId) { return Delete(zrId, CtrlerTable(), {&CtrlerActionRuleTable(), &DoorTable()}); }
+int CtrlerDelByZrId(int zrId) {
+  return Delete("Failed to delete the controllers of server [{}]", zrId, CtrlerTable(),
+                {&CtrlerActionRuleTable(), &DoorTable()});
+}
 
-int DelRecShareByZrId(int zrId) { return Delete(zrId, RecShareTable()); }
+int DelRecShareByZrId(int zrId) {
+  return Delete("Failed to delete the recording shares of server [{}]", zrId, RecShareTable());
+}
 
-int DelAllEmapItemByZrId(int zrId) { return Delete(zrId, EmapItemTable()); }
+int DelAllEmapItemByZrId(int zrId) {
+  return Delete("Failed to delete the e-map items of server [{}]", zrId, EmapItemTable());
+}
 
-int DelLayoutAllItems(int zrId) { return Delete(zrId, LayoutItemTable()); }
+int DelLayoutAllItems(int zrId) {
+  return Delete("Failed to delete the layout items of server [{}]", zrId, LayoutItemTable());
+}
 
-int DelSlaveZRFromAllPrivProfile(int zrId) { return Delete(zrId, ServerTable(), {&PrivilegeProfileServerTable()}); }
+int DelSlaveZRFromAllPrivProfile(int zrId) {
+  return Delete("Failed to remove server [{}] from the privilege profiles", zrId, ServerTable(),
+                {&PrivilegeProfileServerTable()});
+}
 
-int DelMigrationByZrId(int zrId) { return Delete(zrId, CameraMigrationTable()); }
+int DelMigrationByZrId(int zrId) {
+  return Delete("Failed to delete the camera migrations of server [{}]", zrId, CameraMigrationTable());
+}
 
-int DelAllCamGrpCamByZrId(int zrId) { return Delete(zrId, CameraGroupMemberTable()); }
+int DelAllCamGrpCamByZrId(int zrId) {
+  return Delete("Failed to remove the cameras of server [{}] from the camera groups", zrId, CameraGroupMemberTable());
+}
 
-int DelEvtExpByZrId(int zrId) { return Delete(zrId, EventExportTable()); }
+int DelEvtExpByZrId(int zrId) {
+  return Delete("Failed to delete the event exports of server [{}]", zrId, EventExportTable());
+}
 
 int OperateAllEvtMntByZrId(EVENT_MNT_OPERATE_TYPE operation, int zrId) {
-  return operation == EVENT_MNT_DELETE_ALL ? Delete(zrId, EventMountTable()) : -1;
+  return operation == EVENT_MNT_DELETE_ALL
+             ? Delete("Failed to delete the event mounts of server [{}]", zrId, EventMountTable())
+             : -1;
 }
 
 int ResetDoorLayoutItemByZrId(int zrId) {
-  return Remove(zrId, DoorLayoutItemTable(), [&] { ResetDoorLayoutItems(zrId); });
+  return Remove("Failed to reset the door layout items of server [{}]", zrId, [&] { ResetDoorLayoutItems(zrId); });
 }

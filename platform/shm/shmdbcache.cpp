@@ -4,7 +4,7 @@
 #include <memory>
 
 #include "../db/database.h"
-#include "dbglog.h"
+#include "../log/message.h"
 #include "devicecachefile.h"
 #include "iomodule.h"
 
@@ -27,8 +27,7 @@ class Changes {
       if (cache && cache.Apply(to_make_)) return;
     } catch (const std::exception&) {  // no memory
     }
-    QVPrintf(LOG_TYPE_DIAGNOSTIC, "DATABASE", "ERR", __FILE__, __LINE__, "Changes",
-             "Failed to bring the device cache up to date: it cannot be mapped, or cannot grow\n");
+    qv::log::Error("Failed to bring the device cache up to date: it cannot be mapped, or cannot grow");
   }
   Changes(const Changes&) = delete;
   Changes& operator=(const Changes&) = delete;

@@ -7,7 +7,7 @@
 ///     message 7 qvactruled compound {...}   a message was left: server, target, command, payload
 ///     log 4 UpdatePOSData Update POS [3] on ZR [7].
 ///     log - RemoveSlaveData Fail to ...     a message that bypasses the gate
-///     failed to delete pos [3]              the platform's own line about a failed operation
+///     failed to delete POS terminal [3]     the platform's own line about a failed operation
 ///
 /// Statements that changed no row leave no line.
 #pragma once

@@ -79,7 +79,7 @@ TEST_F(ExportsTest, SectionsAreReplacedAndTiedToTheirDevices) {
   Refuse("INSERT", "camera_detection_setting", "NEW.id_on_rec_server=9");
   EXPECT_THAT(
       save(R"({"camDetSetting":[{"id":8},{"id":9}]})"),
-      ElementsAre("insert camera_detection_setting 3", "failed to save the section camera_detection_setting [7]"));
+      ElementsAre("insert camera_detection_setting 3", "failed to save the camera detection settings of server [7]"));
   EXPECT_THAT(Rows("SELECT id FROM camera_detection_setting"), ElementsAre("2")) << "all of a section or nothing";
   EXPECT_THAT(save("{}"), ElementsAre("delete camera_detection_setting WHERE id=2"));
 }

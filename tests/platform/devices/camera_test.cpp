@@ -27,7 +27,7 @@ TEST_F(CameraTest, PairingAgainBringsTheSameRowsUpToDate) {
               ElementsAre("1|7|1|AA|0||32", "2|7|2|BB|0||0", "3|7|3||4|moved in|0"));
   Break("camera");
   EXPECT_THAT(Journal([&] { EXPECT_EQ(SaveCamObjFromRecServer(7, section, false, true, ""), -1); }),
-              ElementsAre("failed to import the section of camera [7]"));
+              ElementsAre("failed to import the cameras of server [7]"));
 }
 
 TEST_F(CameraTest, PartsAreNotSaved) {

@@ -97,14 +97,16 @@ TEST_P(Tasks, GoOnAfterAFailure) {
   Refuse("UPDATE", table_, "NEW.name='no'");
   const std::string failed = "failed to execute a command on database [0]";
   EXPECT_THAT(Run(R"({"id":3,"camera_id":1,"name":"no"},{"id":4,"camera_id":1,"name":"no"},{"id":5,"camera_id":1})"),
-              ElementsAre(Changed(3), failed, delete_extra_, "failed to delete " + table_ + " [1]",
+              ElementsAre(Changed(3), failed, delete_extra_,
+                          "failed to delete " + std::string(table_ == "iva_task" ? "IVA" : "face") + " task [1]",
                           Message(1, 179, "Failed to delete " + title_ + " task[1] of slave[7] ."), Delete(2), get_new_,
                           failed, get_new_, Insert(4)));
   Break(table_);
   EXPECT_THAT(Run(R"({"id":1,"camera_id":1})"),
               ElementsAre(failed, Message(1, 121, "Failed to get " + title_ + "Task list of ZR [7].")));
   Break("camera");
-  EXPECT_THAT(Run(""), ElementsAre("failed to list camera [0]", Message(1, 116, "Failed to get cam map of ZR [7].")));
+  EXPECT_THAT(Run(""), ElementsAre("failed to list the cameras of server [7]",
+                                   Message(1, 116, "Failed to get cam map of ZR [7].")));
 }
 
 using FaceTask = AnalyticsTest;
@@ -196,7 +198,7 @@ TEST_F(Counting, AWidgetThatCannotBeSavedKeepsItsRow) {
   Refuse("DELETE", "counting_widget", "OLD.id=2");
   Sql("INSERT INTO counting_widget (iva_setting_id,id_on_rec_server,type,owner_zr_id) VALUES (1,9,4,7)");
   EXPECT_THAT(Widgets(Widget(5, 31, kRegion, "renamed")),
-              ElementsAre(kFailed, WidgetDeleted(2), "failed to delete counting_widget [2]", WidgetDeleted(3),
+              ElementsAre(kFailed, WidgetDeleted(2), "failed to delete counting widget [2]", WidgetDeleted(3),
                           "delete counting_widget WHERE id=3 AND type=2", WidgetDeleted(4),
                           "delete counting_widget WHERE id=4 AND type=2", WidgetDeleted(5),
                           Message(1, 273, "Unknown widget type [4].")));

@@ -23,7 +23,7 @@ struct CamCapFilesTest : support::HostTest {
     return "log 3 SaveCamCapFiles Failed to update zrId in cap file path. [" + name + "]";
   }
   Lines Files() const { return support::DumpFiles(folder()); }
-  static constexpr const char* kUnwritten = "failed to write capability_file [0]";
+  static constexpr const char* kUnwritten = "failed to write a capability file";
 };
 
 TEST_F(CamCapFilesTest, AreWrittenOnceUnderTheHostsId) {

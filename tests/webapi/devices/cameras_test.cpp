@@ -91,11 +91,11 @@ TEST_F(CamerasTest, GoOnAfterFailures) {
   Break("edge_storage_settings");
   EXPECT_THAT(Update(R"([{"id":14,"edgeStorage":{}},{"id":12}])", 1),
               ElementsAre("failed to execute a command on database [0]", "log - LoadCamEdgeMap Execute sql failed.",
-                          "failed to save edge_storage_settings [0]", kRelated, Listed("4,2")));
+                          "failed to save edge storage settings [0]", kRelated, Listed("4,2")));
 
   Break("camera");
   EXPECT_THAT(Update(R"([{"id":14,"name":"DD"}])", 4),
-              ElementsAre("failed to list camera [0]", "failed to execute a command on database [0]",
+              ElementsAre("failed to list cameras", "failed to execute a command on database [0]",
                           "log - LoadCamEdgeMap Execute sql failed.", "failed to save camera [0]",
                           "log 4 UpdateCameraData Add cam [0] from ZR [7].", kRelated, Listed("0")))
       << "what cannot be listed is not removed";

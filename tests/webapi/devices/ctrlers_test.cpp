@@ -92,10 +92,9 @@ TEST_F(Ctrlers, OnlyAFailedListIsAFailure) {
   // A controller and its doors are written all or none.
   EXPECT_THAT(Update(R"([{"id":5,"name":"A","door":[{"id":12}]},{"id":6,"name":"B"},{"id":9,"door":[{"id":1}]},
       {"id":10}])"),
-              ElementsAre("update axis_acs_ctrler 1", "failed to save axis_acs_ctrler [1]",
-                          "failed to save axis_acs_ctrler [2]", "insert axis_acs_ctrler 4",
-                          "failed to save axis_acs_ctrler [0]", "insert axis_acs_ctrler 4",
-                          "failed to delete axis_acs_ctrler [0]",
+              ElementsAre("update axis_acs_ctrler 1", "failed to save controller [1]", "failed to save controller [2]",
+                          "insert axis_acs_ctrler 4", "failed to save controller [0]", "insert axis_acs_ctrler 4",
+                          "failed to delete controllers",
                           "log 3 RemoveExtraCtrlers Failed to delete extra Ctrlers [3] on Zr [7]"));
   EXPECT_THAT(Rows("SELECT id_on_rec_server,name FROM axis_acs_ctrler"), ElementsAre("5|", "6|", "8|", "10|"));
   EXPECT_THAT(Rows("SELECT id,id_on_rec_server FROM axis_door"), ElementsAre("1|11"));
@@ -105,9 +104,8 @@ TEST_F(Ctrlers, AFailedListStopsTheStepAndNothingElse) {
   Update(R"([{"id":5}])");
   Sql("UPDATE camera SET owner_zr_id=8");
   Break("axis_door");
-  EXPECT_THAT(
-      Update(R"([{"id":5,"name":"A"},{"id":6}])", -1),
-      ElementsAre("failed to list axis_acs_ctrler [0]", "log - UpdateCtrlerData Failed to get access ctrler list."));
+  EXPECT_THAT(Update(R"([{"id":5,"name":"A"},{"id":6}])", -1),
+              ElementsAre("failed to list controllers", "log - UpdateCtrlerData Failed to get access ctrler list."));
   // The sections before and after are taken all the same.
   const Json::Value document = Parse(R"({"ctrler_info":[{"id":5,"name":"A"}],"iva_info":[],"POS_info":[{"id":1}]})");
   EXPECT_THAT(Journal([&] { EXPECT_EQ(0, SaveSlaveInfoUpdate(SlaveZR(), document, 7)); }, 0),
@@ -119,8 +117,8 @@ TEST_F(Ctrlers, AFailedCameraMapCountsAsUnknownCameras) {
   Update(R"([{"id":5,"door":[{"id":11,"cam_id":1}]}])");
   Sql("DROP INDEX camera_by_owner_zr_id; ALTER TABLE camera DROP COLUMN owner_zr_id");
   EXPECT_THAT(Update(R"([{"id":5,"door":[{"id":11,"cam_id":1}]},{"id":6,"door":[{"id":1,"cam_id":1}]}])"),
-              ElementsAre("failed to list camera [0]", "update axis_door 1",
-                          "failed to import the section of axis_acs_ctrler [7]"));
+              ElementsAre("failed to list the cameras of server [7]", "update axis_door 1",
+                          "failed to import the controllers of server [7]"));
 }
 
 }  // namespace

@@ -18,16 +18,17 @@ struct Kind {
   std::string table;
   Lines words;  ///< for `kWords`
 };
-const Lines kWords = {"@Update", "@Remove", "@updated", "@added", "@extra", "@removed", "@undeleted"};
+const Lines kWords = {"@Update", "@Remove", "@updated", "@added", "@extra", "@removed", "@undeleted", "@noun"};
 void PrintTo(const Kind& kind, std::ostream* out) { *out << kind.table; }
 
-const Kind kPos(ReconcilePOSs, "pos", LinesOf("UpdatePOSData", "RemoveExtraPOSs", "POS", "POS", "POSs", "POS", "POS"));
+const Kind kPos(ReconcilePOSs, "pos",
+                LinesOf("UpdatePOSData", "RemoveExtraPOSs", "POS", "POS", "POSs", "POS", "POS", "POS terminal"));
 const Kind kSpeaker(ReconcileSpeakers, "ipspeaker",
                     LinesOf("UpdateSpeakerData", "RemoveExtraSpeakers", "Speaker", "Speaker", "Speakers", "Speaker",
-                            "Speaker"));
+                            "Speaker", "speaker"));
 const Kind kIOModule(UpdateIOModuleData, "iomodule",
                      LinesOf("UpdateIOModuleData", "RemoveExtraIOMods", "IOMod", "IO module", "IOMods", "IO mode",
-                             "IO module"));
+                             "IO module", "I/O module"));
 
 struct Reconcile : support::HostTest, testing::WithParamInterface<Kind> {
   Lines Update(const std::string& section, int level = 7, const Kind& kind = GetParam()) {
@@ -71,19 +72,19 @@ TEST_P(Reconcile, GoesOnAfterFailures) {
   Refuse("DELETE", table, "OLD.id=2");
   Break("emap_item");
   EXPECT_EQ(Update(R"([{"id":1,"name":"A"},{"id":9}])"),
-            Said("log 4 @Update Update @updated [1] on ZR [7].", "failed to save @table [1]",
-                 "failed to save @table [0]", "log 4 @Update Add @added [0] from ZR [7].",
-                 "log 3 @Remove Remove extra @extra [2,3,4] on ZR [7].", "log 4 @Remove Remove @removed [2] on ZR [7].",
-                 "failed to delete @table [2]", "log 1 @Remove Failed while delete @undeleted [2].",
-                 "log 4 @Remove Remove @removed [3] on ZR [7].", "delete @table WHERE id=3",
-                 "failed to clean up after @table [3]", "log 1 @Remove Failed to sync related tables.",
-                 "log 4 @Remove Remove @removed [4] on ZR [7].", "delete @table WHERE id=4",
-                 "failed to clean up after @table [4]", "log 1 @Remove Failed to sync related tables."));
+            Said("log 4 @Update Update @updated [1] on ZR [7].", "failed to save @noun [1]", "failed to save @noun [0]",
+                 "log 4 @Update Add @added [0] from ZR [7].", "log 3 @Remove Remove extra @extra [2,3,4] on ZR [7].",
+                 "log 4 @Remove Remove @removed [2] on ZR [7].", "failed to delete @noun [2]",
+                 "log 1 @Remove Failed while delete @undeleted [2].", "log 4 @Remove Remove @removed [3] on ZR [7].",
+                 "delete @table WHERE id=3", "failed to clean up after @noun [3]",
+                 "log 1 @Remove Failed to sync related tables.", "log 4 @Remove Remove @removed [4] on ZR [7].",
+                 "delete @table WHERE id=4", "failed to clean up after @noun [4]",
+                 "log 1 @Remove Failed to sync related tables."));
   EXPECT_THAT(Rows("SELECT id,name FROM " + table), ElementsAre("1|", "2|"));
   // Nothing can be listed: every entry is taken for a new one, and nothing is removed.
   Break(table);
-  EXPECT_EQ(Update(R"([{"id":1}])"), Said("failed to list @table [0]", "failed to save @table [0]",
-                                          "log 4 @Update Add @added [0] from ZR [7]."));
+  EXPECT_EQ(Update(R"([{"id":1}])"),
+            Said("failed to list @nouns", "failed to save @noun [0]", "log 4 @Update Add @added [0] from ZR [7]."));
 }
 
 TEST_P(Reconcile, KeepsARowWhoseEntryIsRefused) {

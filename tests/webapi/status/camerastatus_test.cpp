@@ -97,11 +97,12 @@ TEST_F(CameraStatus, FailuresStayWithTheirStep) {
   EXPECT_THAT(
       Report(12, R"([{"id":1,"status":2,"stream_profile1":{"a":1},"rtsp_key":"k"}])"),
       ElementsAre("log 5 UpdateCamInfo Cam [121] info changed.", Updated(12),
-                  "failed to update the status of cameras of server [12]", R"(message 0 client 2 {"ids":[121]})"));
+                  "failed to update the status of the cameras of server [12]", R"(message 0 client 2 {"ids":[121]})"));
   Break("camera");
   FreshKeyFile(12);
   EXPECT_THAT(Report(12, R"([{"id":1,"rtsp_key":"other"}])"),
-              ElementsAre("failed to list camera [0]", "log 1 UpdateCamInfo Failed to get cam map of ZR [12]."));
+              ElementsAre("failed to list the cameras of server [12]",
+                          "log 1 UpdateCamInfo Failed to get cam map of ZR [12]."));
   EXPECT_FALSE(fs::exists(file));
 }
 
@@ -144,7 +145,7 @@ TEST_F(CameraStatus, OutlivesAFullDisk) {
   setrlimit(RLIMIT_FSIZE, &full);
   const Lines lines = Update(15, {{150, "a"}});
   setrlimit(RLIMIT_FSIZE, &usual);
-  EXPECT_THAT(lines, ElementsAre(Updated(15), "failed to write key file [0]",
+  EXPECT_THAT(lines, ElementsAre(Updated(15), "failed to write a key file",
                                  "log 1 CheckToUpdateRtspKey Failed to modify owner of file [" + path + "]."));
   EXPECT_FALSE(fs::exists(path));
   EXPECT_THAT(Update(15, {{150, "a"}}), IsEmpty());

@@ -108,16 +108,17 @@ TEST_F(CtrlerStatus, AddsADoorWithItsController) {
 
 TEST_F(CtrlerStatus, AFailureStaysWithWhatItConcerns) {
   Break("camera");
-  EXPECT_THAT(Report(R"({"id":1,"status":2,"mac_addr":"00:AB","door":[{"id":1,"status":1},{"id":2,"status":1},
+  EXPECT_THAT(
+      Report(R"({"id":1,"status":2,"mac_addr":"00:AB","door":[{"id":1,"status":1},{"id":2,"status":1},
                          {"id":3,"cam_id":4}]})"),
-              ElementsAre("failed to list camera [0]", "update axis_acs_ctrler 5", "insert axis_door 23"));
+      ElementsAre("failed to list the cameras of server [7]", "update axis_acs_ctrler 5", "insert axis_door 23"));
   EXPECT_THAT(Doors(), testing::Contains("23|5|3|0|null|0"));
   Sql("ALTER TABLE camera_away RENAME TO camera");
   // The controller is saved with its doors, so it waits for the door that cannot be; the other door does not.
   Refuse("UPDATE", "axis_door", "NEW.id=21");
   EXPECT_THAT(Report(R"({"id":1,"status":3,"mac_addr":"00:AB","door":[{"id":1,"status":4},{"id":2,"status":4}]})"),
-              ElementsAre("failed to save axis_door [21]", "update axis_door 22", "update axis_acs_ctrler 5",
-                          "failed to save axis_acs_ctrler [5]"));
+              ElementsAre("failed to save door [21]", "update axis_door 22", "update axis_acs_ctrler 5",
+                          "failed to save controller [5]"));
   EXPECT_THAT(Ctrler(), ElementsAre("2|00:AB"));
   EXPECT_THAT(Doors(), ElementsAre("21|5|1|1|null|0", "22|5|2|4|null|0", "23|5|3|0|null|0"));
 }

@@ -76,7 +76,7 @@ TEST_F(SlaveStatus, StepsComeInOrderAndAFailedMessageStopsNone) {
   const auto steps = [this](int value) {
     Lines lines;
     for (const std::string& line : Report(ReportOfEverything(value), 3)) {
-      const bool is_message = line.starts_with("message") || line.starts_with("failed to send message");
+      const bool is_message = line.starts_with("message") || line.starts_with("failed to send a message");
       const std::string words = line.substr(0, line.find(' ', line.find(' ', line.find(' ') + 1) + 1));
       lines.push_back(is_message ? "message" : words);
       if (words.starts_with("insert staged_file")) break;
@@ -99,17 +99,18 @@ TEST_F(SlaveStatus, UnreadableTablesConcernTheirStepsAlone) {
   for (const char* table : {"camera", "face_task", "iva_task", "iomodule", "pos", "ipspeaker", "axis_acs_ctrler"}) {
     Break(table);
   }
-  const std::string unlisted = "failed to list camera [0]";
+  const std::string unlisted = "failed to list the cameras of server [7]";
   const std::string no_face = "log 1 UpdateFaceInfo Failed to get cam map of ZR [7].";
   const std::string no_iva = "log 1 UpdateIvaInfo Failed to get cam map of ZR [7].";
   EXPECT_THAT(Report(R"({"status":1,"camera_info":[],"face_info":[],"iva_info":[],"iomodule_info":[],"POS_info":[],
                          "speaker_info":[],"ctrler_info":[]})"),
               ElementsAre(unlisted, no_face, unlisted, no_iva));
-  EXPECT_THAT(Report(ReportOfEverything(8)),
-              ElementsAre(unlisted, "log 1 UpdateCamInfo Failed to get cam map of ZR [7].", unlisted, no_face, unlisted,
-                          no_iva, "failed to list iomodule [0]", "failed to list pos [0]",
-                          "failed to list ipspeaker [0]", "failed to list axis_acs_ctrler [0]", unlisted,
-                          "insert staged_file capability/7/V/M.cap", "delete staged_file WHERE id <= 2"));
+  EXPECT_THAT(
+      Report(ReportOfEverything(8)),
+      ElementsAre(unlisted, "log 1 UpdateCamInfo Failed to get cam map of ZR [7].", unlisted, no_face, unlisted, no_iva,
+                  "failed to list the I/O modules of server [7]", "failed to list the POS terminals of server [7]",
+                  "failed to list speakers", "failed to list controllers", unlisted,
+                  "insert staged_file capability/7/V/M.cap", "delete staged_file WHERE id <= 2"));
 }
 
 TEST_F(SlaveStatus, AnOfflineReportBringsItsCapabilityFilesAlone) {
@@ -148,7 +149,7 @@ TEST_F(SlaveStatus, CommandsAreForwardedWhenTheServerBelongsToACms) {
   EXPECT_THAT(send(0), ElementsAre(sent, forwarded));
   // The result is the daemon's; the forwarding is tried all the same.
   Refuse("INSERT", "message", "NEW.target='qvactruled'");
-  EXPECT_THAT(send(-1), ElementsAre("failed to send message [0]", forwarded));
+  EXPECT_THAT(send(-1), ElementsAre("failed to send a message about server [0]", forwarded));
 }
 
 }  // namespace
