@@ -16,9 +16,9 @@
 #include <stdexcept>
 #include <string_view>
 
+#include "../text/escape.h"
 #include "configuration.h"
 #include "dbglog.h"
-#include "escape.h"
 
 namespace qv::log {
 namespace {
@@ -27,7 +27,7 @@ namespace {
 thread_local bool write_failed = false;
 
 void ReportOnStderr(const std::string& problem) {
-  static_cast<void>(std::fprintf(stderr, "log: %s\n", EscapeLine(problem).c_str()));  // the last resort
+  static_cast<void>(std::fprintf(stderr, "log: %s\n", text::EscapeLine(problem).c_str()));  // the last resort
 }
 
 /// The file to append to, made readable for its owner alone before anything is in it.
@@ -103,7 +103,7 @@ bool IsUnwanted(const char* category, const char* level) {
   return !IsWanted(LOG_CATEG_DATABASE, LevelNamed(level).value_or(LOG_LEVEL_FATAL));
 }
 
-std::string OrDash(const char* name) { return name == nullptr ? "-" : EscapeLine(name); }
+std::string OrDash(const char* name) { return name == nullptr ? "-" : text::EscapeLine(name); }
 
 /// The text that printf would write. @return none when printf cannot write it
 std::optional<std::string> FormatText(const char* format, std::va_list args) __attribute__((format(printf, 1, 0)));
@@ -195,7 +195,7 @@ int QVVPrintf(LOG_TYPE type, const char* categName, const char* levelName, const
                            .file = qv::log::OrDash(file),
                            .line = line,
                            .function = qv::log::OrDash(func),
-                           .text = qv::log::EscapeLine(*text)});
+                           .text = qv::text::EscapeLine(*text)});
   } catch (const std::exception&) {
     // Whoever logs goes on whatever becomes of the message.
     return -1;

@@ -1,5 +1,7 @@
 #include "options.h"
 
+#include <utf8.h>
+
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <charconv>
@@ -11,7 +13,6 @@
 #include "exitcodes.h"
 #include "json/document.h"
 #include "output.h"
-#include "text/utf8.h"
 
 namespace qvcms {
 namespace {
@@ -54,11 +55,7 @@ CLI::Validator NotEmpty() {
 
 CLI::Validator Utf8() {
   return {[](const std::string& text) {
-            for (std::size_t length = 0, i = 0; i < text.size(); i += length) {
-              length = qv::text::Utf8SequenceLength(text, i);
-              if (length == 0) return std::string("the name is not UTF-8");
-            }
-            return std::string();
+            return std::string(utf8::is_valid(text.begin(), text.end()) ? "" : "the name is not UTF-8");
           },
           ""};
 }

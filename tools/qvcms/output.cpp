@@ -10,7 +10,7 @@
 #include <cwchar>
 
 #include "exitcodes.h"
-#include "log/escape.h"
+#include "text/escape.h"
 
 namespace qvcms {
 
@@ -52,7 +52,7 @@ struct Cell {
 Cell MakeCell(const Json::Value& value, bool wide) {
   Cell cell;
   cell.number = value.isNumeric();
-  if (!value.isNull()) cell.text = qv::log::EscapeLine(value.isString() ? value.asString() : JsonWrite(value, true));
+  if (!value.isNull()) cell.text = qv::text::EscapeLine(value.isString() ? value.asString() : JsonWrite(value, true));
   const Extent whole = Measure(cell.text, INT_MAX);
   cell.width = whole.width;
   if (!wide && whole.width > kWidestCell) {
@@ -123,7 +123,7 @@ std::string FormatJson(const std::vector<ListedRow>& rows) {
     text += '}';
   }
   text += rows.empty() ? "]\n" : "\n]\n";
-  return text;
+  return qv::text::EscapeJson(text);
 }
 
 std::string FormatRows(Format format, const std::vector<std::string>& columns, const std::vector<ListedRow>& rows,
@@ -145,7 +145,7 @@ void PrintApplied(std::string_view report) {
 }
 
 void Complain(std::string_view text) {
-  const std::string line = "qvcms: " + qv::log::EscapeLine(text) + '\n';
+  const std::string line = "qvcms: " + qv::text::EscapeLine(text) + '\n';
   static_cast<void>(std::fwrite(line.data(), 1, line.size(), stderr));  // there is nowhere else to say it
 }
 

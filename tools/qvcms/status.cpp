@@ -13,6 +13,7 @@
 #include "output.h"
 #include "qvwebapicmssyncutils.h"
 #include "reportfault.h"
+#include "text/escape.h"
 
 namespace qvcms {
 namespace {
@@ -48,7 +49,7 @@ std::string Text(Format format, const ListedRow& members) {
   if (format == Format::Json) {
     Json::Value object(Json::objectValue);
     for (const auto& [name, value] : members) object[name] = value;
-    return JsonWrite(object, false) + '\n';
+    return qv::text::EscapeJson(JsonWrite(object, false)) + '\n';
   }
   std::vector<ListedRow> rows;
   for (const auto& [name, value] : members) rows.push_back({{"field", Json::Value(name)}, {"value", value}});
