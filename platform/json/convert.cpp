@@ -2,162 +2,153 @@
 
 #include <memory>
 #include <string_view>
+#include <unordered_map>
+#include <vector>
 
 #include "names.h"
+#include "views.h"
 
 namespace qv::json {
 namespace {
 
-/// Below it, a copy of a blank object costs as much as it saves.
-constexpr std::size_t kLeastMembersOfShape = 4;
+/// Smaller objects gain nothing from a blank copy. Larger ones are no rows of a list, and a blank copy takes memory.
+constexpr std::size_t kLeastMembers = 4;
+constexpr std::size_t kMostMembers = 256;
 
-struct Names {
-  std::size_t count = 0;
-  std::size_t hash = 0;
+/// Thrown when the document cannot be converted.
+struct Refused {};
+
+/// What the objects at one place of the document look like, such as the elements of a list, or one member of these.
+///
+/// Most of the time that a value costs goes into looking up and copying the names of its members. Lists mostly hold
+/// objects with the same names in the same order. So an object with the same names as the one before begins as a copy
+/// of a blank object, in which only the values are missing; the names in it are not even copied (see names.h).
+struct Place {
+  std::vector<std::string_view> names;     ///< of the last object here, in the order of the document
+  Json::Value blank;                       ///< an object with these names and null values; null until it is needed
+  std::vector<std::size_t> order;          ///< for each of `names`, the position of the member in `blank`
+  std::vector<std::unique_ptr<Place>> at;  ///< for each of `names`, the objects inside that member
+  std::unique_ptr<Place> elements;         ///< the objects in an array that stands here
 };
 
-/// Of the lengths and last characters alone: objects that happen to share a hash are told apart by `HasNames`.
-Names HashNames(const simdjson::dom::object& object) {
-  Names names;
+Place& MakeIfAbsent(std::unique_ptr<Place>& place) {
+  if (!place) place = std::make_unique<Place>();
+  return *place;
+}
+
+bool HasNames(const simdjson::dom::object& object, const std::vector<std::string_view>& names) {
+  auto expected = names.begin();
   for (const auto& [name, child] : object) {
-    const auto last = name.empty() ? 0U : static_cast<unsigned char>(name.back());
-    names.hash = names.hash * 1000003 + name.size() * 256 + last;
-    ++names.count;
+    if (expected == names.end() || name != *expected) return false;
+    ++expected;
   }
-  return names;
+  return expected == names.end();
 }
 
-void AddBlank(Json::Value& object, std::string_view name) {
-  if (const char* const kept = KeepName(name)) {
-    object[Json::StaticString(kept)];
-  } else {
-    object.demand(name.data(), name.data() + name.size());
-  }
-}
-
-/// Gives `value`, which is null, its content: less work than an assignment, which swaps the two.
-template <class... Content>
-bool Fill(Json::Value& value, Content... content) {
-  std::destroy_at(&value);
-  std::construct_at(&value, content...);
-  return true;
-}
-
-bool HasNames(const simdjson::dom::object& object, const std::vector<std::string>& names) {
-  std::size_t i = 0;
-  for (const auto& [name, child] : object) {
-    if (i == names.size() || name != names[i]) {
-      return false;
+void MakeBlank(Place& place) {
+  Json::Value blank(Json::objectValue);
+  for (const std::string_view name : place.names) {
+    if (const char* const kept = KeepName(name)) {
+      blank[Json::StaticString(kept)];
+    } else {
+      blank.demand(name.data(), name.data() + name.size());
     }
-    ++i;
   }
-  return i == names.size();
+  std::unordered_map<std::string_view, std::size_t> positions;
+  for (auto member = blank.begin(); member != blank.end(); ++member)
+    positions.emplace(NameOf(member), positions.size());
+  place.order.clear();
+  for (const std::string_view name : place.names) place.order.push_back(positions.at(name));
+  place.at.resize(place.names.size());
+  place.blank = std::move(blank);
 }
+
+class Converter {
+ public:
+  explicit Converter(std::size_t most_values) : values_left_(most_values) {}
+
+  Json::Value Convert(const simdjson::dom::element& element, std::unique_ptr<Place>& place, std::size_t levels_left) {
+    if (values_left_-- == 0) throw Refused();
+    switch (element.type()) {
+      case simdjson::dom::element_type::ARRAY:
+        if (levels_left == 0) throw Refused();
+        return ConvertArray(simdjson::dom::array(element), MakeIfAbsent(place), levels_left - 1);
+      case simdjson::dom::element_type::OBJECT:
+        if (levels_left == 0) throw Refused();
+        return ConvertObject(simdjson::dom::object(element), MakeIfAbsent(place), levels_left - 1);
+      case simdjson::dom::element_type::STRING: {
+        const std::string_view text(element);
+        return {text.data(), text.data() + text.size()};
+      }
+      case simdjson::dom::element_type::INT64:
+        return Json::Int64(std::int64_t(element));
+      case simdjson::dom::element_type::UINT64:
+        return Json::UInt64(std::uint64_t(element));
+      case simdjson::dom::element_type::DOUBLE:
+        return double(element);
+      case simdjson::dom::element_type::BOOL:
+        return bool(element);
+      case simdjson::dom::element_type::NULL_VALUE:
+        break;
+    }
+    return {};
+  }
+
+ private:
+  Json::Value ConvertArray(const simdjson::dom::array& array, Place& place, std::size_t levels_left) {
+    Json::Value value(Json::arrayValue);
+    for (const simdjson::dom::element child : array) value.append(Convert(child, place.elements, levels_left));
+    return value;
+  }
+
+  Json::Value ConvertObject(const simdjson::dom::object& object, Place& place, std::size_t levels_left) {
+    if (!place.names.empty() && HasNames(object, place.names)) {
+      if (place.blank.isNull()) MakeBlank(place);
+      return FillBlank(object, place, levels_left);
+    }
+    return AddMembers(object, place, levels_left);
+  }
+
+  Json::Value FillBlank(const simdjson::dom::object& object, Place& place, std::size_t levels_left) {
+    Json::Value value = place.blank;
+    std::vector<Json::Value*> members;
+    members.reserve(place.names.size());
+    for (Json::Value& member : value) members.push_back(&member);
+    std::size_t i = 0;
+    for (const auto& [name, child] : object) {
+      *members[place.order[i]] = Convert(child, place.at[i], levels_left);
+      ++i;
+    }
+    return value;
+  }
+
+  Json::Value AddMembers(const simdjson::dom::object& object, Place& place, std::size_t levels_left) {
+    Json::Value value(Json::objectValue);
+    std::vector<std::string_view> names;
+    std::unique_ptr<Place> inside;
+    for (const auto& [name, child] : object) {
+      *value.demand(name.data(), name.data() + name.size()) = Convert(child, inside, levels_left);
+      names.push_back(name);
+    }
+    if (value.size() != names.size()) throw Refused();
+    const bool is_row = names.size() >= kLeastMembers && names.size() <= kMostMembers;
+    place.names = is_row ? std::move(names) : std::vector<std::string_view>();
+    place.blank = Json::Value();
+    return value;
+  }
+
+  std::size_t values_left_;
+};
 
 }  // namespace
 
-bool Converter::Convert(const simdjson::dom::element& element, Json::Value& value, std::size_t levels_left) {
-  switch (element.type()) {
-    case simdjson::dom::element_type::ARRAY:
-      return levels_left > 0 && ConvertArray(simdjson::dom::array(element), value, levels_left - 1);
-    case simdjson::dom::element_type::OBJECT:
-      return levels_left > 0 && ConvertObject(simdjson::dom::object(element), value, levels_left - 1);
-    case simdjson::dom::element_type::STRING: {
-      const std::string_view text(element);
-      return Fill(value, text.data(), text.data() + text.size());
-    }
-    case simdjson::dom::element_type::INT64:
-      return Fill(value, Json::Int64(std::int64_t(element)));
-    case simdjson::dom::element_type::UINT64:
-      return Fill(value, Json::UInt64(std::uint64_t(element)));
-    case simdjson::dom::element_type::DOUBLE:
-      return Fill(value, double(element));
-    case simdjson::dom::element_type::BOOL:
-      return Fill(value, bool(element));
-    case simdjson::dom::element_type::NULL_VALUE:
-      return true;
+std::optional<Json::Value> Convert(const simdjson::dom::element& root, const ReadLimits& limits) {
+  try {
+    std::unique_ptr<Place> place;
+    return Converter(limits.values).Convert(root, place, limits.depth);
+  } catch (const Refused&) {
+    return std::nullopt;
   }
-  return false;
-}
-
-bool Converter::ConvertArray(const simdjson::dom::array& array, Json::Value& value, std::size_t levels_left) {
-  value = Json::Value(Json::arrayValue);
-  for (const simdjson::dom::element child : array) {
-    if (!Convert(child, value.append(Json::Value()), levels_left)) {
-      return false;
-    }
-  }
-  return true;
-}
-
-bool Converter::ConvertObject(const simdjson::dom::object& object, Json::Value& value, std::size_t levels_left) {
-  const Names names = HashNames(object);
-  if (names.count < kLeastMembersOfShape) {
-    return AddMembers(object, value, levels_left);
-  }
-  const auto [found, is_first] = shapes_.try_emplace(names.hash);
-  if (is_first) {
-    return AddMembers(object, value, levels_left);
-  }
-  Shape& shape = found->second;  // stays where it is when the map grows
-  if (shape.blank.isNull() && !Learn(object, shape)) {
-    return false;
-  }
-  return HasNames(object, shape.names) ? FillShape(shape, object, value, levels_left)
-                                       : AddMembers(object, value, levels_left);
-}
-
-bool Converter::Learn(const simdjson::dom::object& object, Shape& shape) {
-  Json::Value blank(Json::objectValue);
-  std::vector<std::string> names;
-  for (const auto& [name, child] : object) {
-    AddBlank(blank, name);
-    names.emplace_back(name);
-  }
-  if (blank.size() != names.size()) {
-    return false;
-  }
-  std::unordered_map<std::string_view, std::size_t> places;
-  for (auto member = blank.begin(); member != blank.end(); ++member) {
-    const char* name_end = nullptr;
-    const char* const name = member.memberName(&name_end);
-    places.emplace(std::string_view(name, name_end), places.size());
-  }
-  for (const std::string& name : names) {
-    shape.places.push_back(places.at(name));
-  }
-  shape.names = std::move(names);
-  shape.blank = std::move(blank);
-  return true;
-}
-
-bool Converter::FillShape(const Shape& shape, const simdjson::dom::object& object, Json::Value& value,
-                          std::size_t levels_left) {
-  value = shape.blank;
-  std::vector<Json::Value*> members;
-  members.reserve(shape.places.size());
-  for (Json::Value& member : value) {
-    members.push_back(&member);
-  }
-  auto place = shape.places.begin();
-  for (const auto& [name, child] : object) {
-    if (!Convert(child, *members[*place++], levels_left)) {
-      return false;
-    }
-  }
-  return true;
-}
-
-bool Converter::AddMembers(const simdjson::dom::object& object, Json::Value& value, std::size_t levels_left) {
-  value = Json::Value(Json::objectValue);
-  Json::ArrayIndex count = 0;
-  for (const auto& [name, child] : object) {
-    if (!Convert(child, *value.demand(name.data(), name.data() + name.size()), levels_left)) {
-      return false;
-    }
-    ++count;
-  }
-  return value.size() == count;
 }
 
 }  // namespace qv::json

@@ -1,6 +1,6 @@
 /// Reading a JSON document that somebody else wrote, strictly: UTF-8 without a byte order mark, one value and nothing
-/// after it, no member twice, no number that a double cannot hold, limited in size and depth, and in the memory that
-/// reading and applying it takes: 128 MiB, or 24 times its size if that is more.
+/// after it, no member twice, no number that a double cannot hold. Depth, size and number of values are limited. The
+/// last two bound the memory: the most that reading and applying takes is four times the size and 400 bytes a value.
 ///
 ///     Json::Value document = qv::json::ReadDocumentFile("snapshot.json", {});
 ///
@@ -22,7 +22,7 @@ inline constexpr std::size_t kMaxDepth = 1000;
 struct ReadLimits {
   std::size_t depth = 64;                             ///< arrays and objects open at a time, at most `kMaxDepth`
   std::size_t size = std::size_t{256} * 1024 * 1024;  ///< bytes
-  bool memory = true;                                 ///< refuse what takes too much memory for its size
+  std::size_t values = 10'000'000;                    ///< the document, and all elements and members in it
 };
 
 /// A document that cannot be read. `what()` is the reason with the place.

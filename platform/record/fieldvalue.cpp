@@ -250,8 +250,8 @@ Json::Value ParseStored(std::string_view text) {
   if (text.empty()) return {};
   try {
     // The host wrote it: what a slave may send was judged when it came.
-    return json::ReadDocument(
-        text, {.depth = json::kMaxDepth, .size = std::numeric_limits<std::size_t>::max(), .memory = false});
+    constexpr std::size_t kNoLimit = std::numeric_limits<std::size_t>::max();
+    return json::ReadDocument(text, {.depth = json::kMaxDepth, .size = kNoLimit, .values = kNoLimit});
   } catch (const json::DocumentError&) {
     return {};
   }

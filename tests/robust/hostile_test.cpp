@@ -81,45 +81,55 @@ TEST_F(HostileTest, LinksInPlaceOfTheDataAreNotFollowed) {
   }
 }
 
-TEST_F(HostileTest, MemoryStaysInProportion) {
+TEST_F(HostileTest, MemoryIsBoundedByTheBytesAndTheValuesOfADocument) {
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
   GTEST_SKIP() << "a sanitizer takes memory of its own";
 #endif
-  constexpr double kFactor = 25;
-  constexpr double kAlways = 128 * 1024;  // KiB that any document may take
-  constexpr long kFloor = 32 * 1024;      // KiB of any run, whatever it reads
-  const bool is_long = std::getenv("QV_LONG_TESTS") != nullptr;
-  const std::size_t bytes = (is_long ? 100U : 8U) << 20;
-  const std::size_t entries = is_long ? 1'000'000 : 60'000;
-  const std::tuple<std::string, std::string, std::size_t, std::string, int> cases[] = {
-      {"{\"speaker_info\":[{\"id\":1,\"name\":\"", "x", bytes, "\"}]}", kDone},
-      {"{\"speaker_info\":[{\"id\":1,\"name\":\"", "\\n", bytes / 2, "\"}]}", kDone},
-      {"{\"x\":[0", ",0", bytes / 2, "]}", kBadDocument},
-      {"{\"x\":[{}", ",{}", bytes / 3, "]}", kBadDocument},
-      {"{\"POS_info\":[", " ", bytes, "]}", kDone},
-      {"{\"speaker_info\":[{\"id\":0}",
-       ",{\"id\":#,\"name\":\"speaker # in the hall\",\"note\":\"above the north door, facing the stairs\"}", entries,
-       "]}", kDone},
-      {"{\"speaker_info\":[{}", ",{}", 4 * entries, "]}", kBadDocument},
-      {"{\"x\":[", "[1],", bytes / 4, "", kBadDocument},
-      {"{\"speaker_info\":[{\"id\":1,\"name\":\"", ",", bytes, "\"}]}", kDone},
-      {"{\"speaker_info\":[{\"id\":0}", ",{\"id\":#,\"status\":1}", 40'000, "]}", kDone},
-      {"{\"speaker_info\":[{\"id\":1,\"x\":[\"\"", ",\"a text of some length\"", bytes / 24, "]}]}", kDone},
-      {"{\"POS_eventconf\":[{\"id\":1,\"x\":[\"\"", ",\"a text of some length\"", bytes / 24, "]}]}", kDone},
+  constexpr std::size_t kOfEveryRun = 32 << 20;
+  constexpr std::size_t kPerByte = 4;
+  constexpr std::size_t kPerValue = 400;
+  const std::size_t n = std::getenv("QV_LONG_TESTS") == nullptr ? 100'000 : 4'000'000;
+  struct Case {
+    const char* start;
+    const char* piece;  ///< repeated; with its number in the place of "#"
+    const char* end;
+    std::size_t pieces;
+    std::size_t values;
+    int status;
   };
-  for (const auto& [start, repeated, count, end, status] : cases) {
+  const Case cases[] = {
+      {R"({"x":[0)", ",[]", "]}", n, n, kBadDocument},
+      {R"({"speaker_info":[{})", ",{}", "]}", n / 4, n / 4, kDone},
+      {R"({"camera_info":[{})", R"(,{"id":#,"status":1})", "]}", n, 3 * n, kDone},
+      {R"({"POS_eventconf":[{"id":1,"x":[0)", ",[]", "]}]}", n, n, kDone},
+      {R"({"speaker_info":[{"id":1,"x":[0)", R"(,"a text of some length")", "]}]}", n, n, kDone},
+      {R"({"POS_info":[)", " ", "]}", 100 * n, 0, kDone},
+      {R"({"speaker_info":[{"id":1,"name":")", "x", R"("}]})", 100 * n, 0, kDone},
+      {R"({"speaker_info":[{"id":1,"name":")", "\\n", R"("}]})", 50 * n, 0, kDone},
+      {R"({"speaker_info":[{"id":1,"name":")", "x", "", 100 * n, 0, kBadDocument},
+      {R"({"x":0)", R"(,"a name of some length, number #":0)", R"(,"x":0})", n, n, kBadDocument},
+  };
+  for (const auto& [start, piece, end, pieces, values, status] : cases) {
     fs::remove_all(folder_ / "data");
+    // Without a copy in memory: a child process counts what its parent held when it was forked.
     std::ofstream document(folder_ / "document", std::ios::binary);
     document << start;
-    for (std::size_t number = 1; number <= count; ++number) {
-      for (const char letter : repeated) letter == '#' ? document << number : document << letter;
+    for (std::size_t number = 1; number <= pieces; ++number) {
+      for (const char* letter = piece; *letter != '\0'; ++letter) {
+        if (*letter == '#') {
+          document << number;
+        } else {
+          document << *letter;
+        }
+      }
     }
     document << end;
     document.close();
-    const double limit = std::max(static_cast<double>(fs::file_size(folder_ / "document")) / 1024 * kFactor, kAlways);
+    const std::size_t size = fs::file_size(folder_ / "document");
     const Result result = Run("--synchronous normal --log-level 0 pair 7 document");
-    EXPECT_EQ(result.status, status) << start << repeated << ": " << result.err.substr(0, 500);
-    EXPECT_LE(static_cast<double>(result.peak_kilobytes - kFloor), limit) << start << repeated;
+    EXPECT_EQ(result.status, status) << start << piece << ": " << result.err.substr(0, 500);
+    EXPECT_LE(static_cast<std::size_t>(result.peak_kilobytes) << 10, kOfEveryRun + kPerByte * size + kPerValue * values)
+        << start << piece;
   }
 }
 

@@ -3,9 +3,12 @@
 #include <gmock/gmock.h>
 #include <json/reader.h>
 
-#include <regex>
+#include <cmath>
+#include <limits>
 #include <sstream>
 
+#include "json/equal.h"
+#include "json/storable.h"
 #include "qvjson.h"
 
 namespace {
@@ -33,25 +36,33 @@ TEST(Document, IsReadOrRefusedWithItsPlace) {
        "[18446744073709551616.0,-9223372036854775808.0,0.1,0.0]"},
       // Numbers
       {"{\"a\":1,\n \"b\": 1e400}", "2:7 the number 1e400 is too large"},
-      {"[18446744073709551616,01]", "1:23 a number begins with 0"},
+      {"[18446744073709551616,01]", "1:24 ',' or ']' is expected"},
       {"{\"1234567890123456789012\":\"\\\"1234567890123456789012\",\"a\":-1234567890123456789012}",
        R"({"1234567890123456789012":"\"1234567890123456789012","a":-1234567890123456774144.0})"},
-      {"1e+", "1:1 the document ends early: a number lacks a digit"},
+      {"1e+", "1:4 the document ends early: a number lacks a digit"},
       // Structure
       {"{\"a\":1", "1:7 the document ends early: ',' or '}' is expected"},
       {"[1,]", "1:4 a value is expected"},
       {"[]\n\r\n\r ]", "4:2 there is text after the document"},
       {"{\"a\" 1}", "1:6 ':' is expected"},
-      {"{\"\xC3\xBC\":tru}", "1:6 a value is expected"},
+      {"{\"\xC3\xBC\":tru}", "1:9 a value is expected"},
       {std::string("[]\0", 3), "1:3 there is text after the document"},
+      {"", "1:1 the document ends early: a value is expected"},
+      {"{1:2}", "1:2 a member's name in '\"' is expected"},
+      {"[0.]", "1:4 a number lacks a digit"},
+      {"[1 2]", "1:4 ',' or ']' is expected"},
       // Members
       {"{\"a\":1,\n\"b\":{\"c\":1,\"c\":2}}", "2:12 the member 'c' is given twice"},
-      {"{\"a\":1,\"\\u0061\":1}", "1:8 the member 'a' is given twice"},
+      {"{\"a\":{\"b\":[]}, \"\\u0061\":1}", "1:16 the member 'a' is given twice"},
+      {"[{\"a\":1},{\"a\":2}]", R"([{"a":1},{"a":2}])"},
       // Strings
       {"[\"a\tb\"]", "1:4 a control character in a string is not escaped"},
-      {"[\"ab]", "1:2 the document ends early: a string is not closed"},
+      {"[\"ab]", "1:6 the document ends early: a string is not closed"},
       {"[\"\\x\"]", "1:3 an unknown escape in a string"},
+      {"[\"\\u12g4\"]", "1:3 an escape in a string without its four digits"},
       {"[\"\\ud800\"]", "1:3 half of a surrogate pair in a string"},
+      {"[\"\\udc00\"]", "1:9 half of a surrogate pair in a string"},
+      {std::string("[\"a\0b\"]", 7), "1:4 a control character in a string is not escaped"},
       // Bytes
       {"\xEF\xBB\xBF{}", "1:1 begins with a byte order mark"},
       {"[\"\xC3\xBC\",\n\"\xE9\x96\x80\xFF\"]", "2:3 not UTF-8"},
@@ -77,20 +88,47 @@ TEST(Document, IsLimitedInDepthAndSize) {
   EXPECT_EQ(Read("[1] ", {.size = 3}), "0:0 larger than 3 bytes");
 }
 
-/// Rows of a list take a path of their own from the second of a shape on.
-TEST(Document, RowsReadAsTheyAreWhateverTheShapeOfTheirNeighbours) {
-  const std::string rows =
-      R"({"name":"row #","id":#,"zone":null,"address":{"port":#,"host":"h","b":1,"a":2},"is_on":true},
-      {"id":#,"name":"other order","zone":[1,2],"is_on":0.5},{"id":#,"name":"one more","zone":{},"is_on":0.5,"a":#},)";
-  std::string text = "[";
-  for (const char* id : {"0", "1", "2", "3"}) text += std::regex_replace(rows, std::regex("#"), id);
-  text += "{}]";
-  Json::Value expected;
-  std::istringstream(text) >> expected;
-  EXPECT_EQ(Read(text), JsonWrite(expected, true));
+TEST(Document, IsLimitedInItsNumberOfValues) {
+  const std::string rows = R"([{"a":1,"b":2,"c":3,"d":4},{"a":1,"b":2,"c":3,"d":4},{"a":1,"b":2,"c":[],"d":4}])";
+  EXPECT_EQ(Read(rows, {.values = 16}), rows);
+  EXPECT_EQ(Read(rows, {.values = 15}), "1:79 more than 15 values");
+}
 
-  const std::string row = R"({"a":1,"b":2,"c":3,"d":4},)";
-  EXPECT_EQ(Read('[' + row + row + R"({"a":1,"b":2,"c":3,"a":4}])"), "1:73 the member 'a' is given twice");
+/// The reader uses what it knows of the row before.
+TEST(Document, EveryRowOfAListIsReadAsItIsWhateverTheRowsBeforeIt) {
+  const std::string rows[] = {
+      R"({"id":1,"name":"first","zone":null,"is_on":true})",
+      R"({"id":2,"name":"same names","zone":[{"x":[1]},{}],"is_on":0.5})",
+      R"({"id":3,"code":"other names of equal length","zone":"","is_on":false})",
+      R"({"name":"other order","id":4,"zone":{"a":1,"b":2,"c":3,"d":4},"is_on":1})",
+      R"({"id":5,"name":"one more","zone":1,"is_on":1,"more":-1})",
+      R"({"id":6,"name":"one less","zone":1})",
+      R"({"id\u0000":7,"id\u0000x":8,"name":"NUL in names","zone":18446744073709551615})",
+      "{}",
+      "[[]]",
+  };
+  for (const std::string& a : rows) {
+    for (const std::string& b : rows) {
+      const std::string text = '[' + a + ',' + b + ',' + b + ',' + a + ',' + a + ',' + b + ']';
+      Json::Value expected;
+      std::istringstream(text) >> expected;
+      EXPECT_EQ(ReadDocument(text, {}), expected) << text;
+    }
+  }
+  EXPECT_EQ(Read(R"([{"a":1,"b":2,"c":3,"d":4},{"a":1,"b":2,"c":3,"d":4},{"a":1,"b":2,"c":3,"a":4}])"),
+            "1:73 the member 'a' is given twice");
+}
+
+Json::Value Element(const Json::Value& value) {
+  Json::Value array;
+  array.append(value);
+  return array;
+}
+
+Json::Value Member(const char* name, const Json::Value& value) {
+  Json::Value object;
+  object[name] = value;
+  return object;
 }
 
 Json::Value Parse(const std::string& text) { return qv::json::ReadDocument(text, {}); }
@@ -125,6 +163,35 @@ TEST(JsonWrite, ReadsBackAsTheSameValueOfTheSameType) {
     EXPECT_EQ(Parse(text), value) << text;
     EXPECT_EQ(JsonWrite(Parse(text), compact), text);
   }
+}
+
+TEST(WhyNotStorable, TellsWhatWouldNotReadBackEqual) {
+  const auto nested = [](std::size_t levels) {
+    Json::Value value;
+    for (; levels > 0; --levels) value = levels % 2 == 0 ? Member("a", value) : Element(value);
+    return value;
+  };
+  const double infinity = std::numeric_limits<double>::infinity();
+  const std::pair<Json::Value, const char*> refused[] = {
+      {"\xFF", "a text is not UTF-8"},
+      {Element(Member("a", "\xC3")), "a text is not UTF-8"},
+      {Member("\xED\xA0\x80", 1), "the name of a member is not UTF-8"},
+      {Member("a", infinity), "a number is infinite or not a number"},
+      {Element(std::nan("")), "a number is infinite or not a number"},
+      {nested(qv::json::kMaxDepth + 1), "it is nested deeper than 1000 levels"},
+  };
+  for (const auto& [value, reason] : refused) EXPECT_STREQ(qv::json::WhyNotStorable(value), reason);
+
+  Json::Value with_gap(Json::arrayValue);
+  with_gap[2] = 1;
+  for (const Json::Value& value : {nested(qv::json::kMaxDepth), with_gap, Json::Value(std::string("a\0b", 3)),
+                                   Member("", false), Json::Value(5e-324), Json::Value()}) {
+    EXPECT_STREQ(qv::json::WhyNotStorable(value), nullptr);
+    EXPECT_TRUE(qv::json::AreSame(ReadDocument(JsonWrite(value, true), {.depth = qv::json::kMaxDepth}), value));
+  }
+  EXPECT_STREQ(qv::json::WhyNotStorableText("T\xC3\xBCr"), nullptr);
+  EXPECT_STREQ(qv::json::WhyNotStorableText("\xC3"), "it is not UTF-8");
+  EXPECT_STREQ(qv::json::WhyNotStorableText({"a\0b", 3}), "it contains a NUL");
 }
 
 TEST(JsonDump, HidesSecretsAtEveryLevel) {

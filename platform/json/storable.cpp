@@ -1,0 +1,46 @@
+#include "storable.h"
+
+#include <simdjson.h>
+
+#include <cmath>
+
+#include "document.h"
+#include "views.h"
+
+namespace qv::json {
+namespace {
+
+bool IsUtf8(std::string_view text) { return simdjson::validate_utf8(text.data(), text.size()); }
+
+const char* Check(const Json::Value& value, std::size_t levels_left) {
+  switch (value.type()) {
+    case Json::realValue:
+      return std::isfinite(value.asDouble()) ? nullptr : "a number is infinite or not a number";
+    case Json::stringValue:
+      return IsUtf8(TextOf(value)) ? nullptr : "a text is not UTF-8";
+    case Json::arrayValue:
+    case Json::objectValue:
+      break;
+    default:
+      return nullptr;
+  }
+  static_assert(kMaxDepth == 1000);
+  if (levels_left == 0) return "it is nested deeper than 1000 levels";
+  const auto end = value.end();
+  for (auto child = value.begin(); child != end; ++child) {
+    if (value.isObject() && !IsUtf8(NameOf(child))) return "the name of a member is not UTF-8";
+    if (const char* const reason = Check(*child, levels_left - 1)) return reason;
+  }
+  return nullptr;
+}
+
+}  // namespace
+
+const char* WhyNotStorable(const Json::Value& value) { return Check(value, kMaxDepth); }
+
+const char* WhyNotStorableText(std::string_view text) {
+  if (!IsUtf8(text)) return "it is not UTF-8";
+  return text.find('\0') == std::string_view::npos ? nullptr : "it contains a NUL";
+}
+
+}  // namespace qv::json
