@@ -32,14 +32,34 @@ void Plant(Json::Value& value) {
   }
   // Of a newer slave, in the entries of every section.
   if (!value.isMember("id") && !value.isMember("password")) return;
-  value["api_password"] = "canaryUnknown";
+  for (const char* name : {"api_password", "session_cookie", "bearer", "snmp_community"}) value[name] = "canaryUnknown";
   value["source"]["url"] = kUrl;
   value["raw"] = kInner;
 }
 
 struct SecretsTest : ToolTest {
-  /// Runs the command and looks for canaries in all that it says: in the output, and in the log and the errors, which
-  /// have the cookie in one place, the line about a slave's status.
+  SecretsTest() {
+    for (const char* name : {"slave7-pair", "slave7-snapshot-1", "slave7-snapshot-2"}) {
+      Json::Value document = support::Example(name);
+      Plant(document);
+      Write(name, JsonWrite(document, true));
+    }
+    Json::Value report = support::Example("slave7-status");
+    report["cookie"] = "canaryCookie";
+    for (Json::Value& camera : report["camera_info"]) {
+      camera["rtsp_key"] = "canaryKey";
+      camera["stream_profile1"]["url"] = kUrl;
+      camera["stream_profile2"] = kInner;
+    }
+    Write("report", JsonWrite(report, true));
+  }
+  ~SecretsTest() override {
+    Run("remove " + zr_);
+    umask(mask_);
+  }
+
+  /// Runs the command and looks for canaries in its output, in the log and in the errors. The line about a slave's
+  /// status has the cookie.
   void ExpectSilence(const std::string& command, int status = 0) const {
     const Result result = Run("--log-level 7 --log-file log " + command);
     EXPECT_EQ(result.status, status) << command << result.err;
@@ -49,78 +69,66 @@ struct SecretsTest : ToolTest {
     const std::size_t found = said.find("canary");
     EXPECT_EQ(found, std::string::npos) << command << ": " << said.substr(found - std::min(found, 200UL), 300);
   }
-  /// Every file below `root` that holds a canary must be its owner's alone, in a folder that is. @return how many
-  static int CheckModes(const fs::path& root) {
-    int found = 0;
-    for (const auto& entry : fs::recursive_directory_iterator(root)) {
-      if (!entry.is_regular_file()) continue;
-      const std::string content = support::ReadWholeFile(entry.path());
-      if (content.find("canary") == std::string::npos) continue;
-      ++found;
-      EXPECT_EQ(entry.status().permissions(), fs::perms(0600)) << entry.path();
-      EXPECT_EQ(fs::status(entry.path().parent_path()).permissions(), fs::perms(0700)) << entry.path();
-    }
-    return found;
-  }
+
+  const mode_t mask_ = umask(0);     // the caller's mask must not matter
+  const std::string zr_ = "424242";  // the folder of key files is shared by all tests
+  const fs::path keys_ = RtspKeyFilePath(424242);
 };
 
-TEST_F(SecretsTest, ReachNobody) {
-  const mode_t mask = umask(0);   // the caller's mask must not matter
-  constexpr int kSlave = 424242;  // the folder of key files is shared by all tests
-  const std::string zr = std::to_string(kSlave) + " ";
-  for (const char* name : {"slave7-pair", "slave7-snapshot-1", "slave7-snapshot-2"}) {
-    Json::Value document = support::Example(name);
-    Plant(document);
-    Write(name, JsonWrite(document, true));
-  }
-  Json::Value report = support::Example("slave7-status");
-  report["cookie"] = "canaryCookie";
-  for (Json::Value& camera : report["camera_info"]) {
-    camera["rtsp_key"] = "canaryKey";
-    camera["stream_profile1"]["url"] = kUrl;
-    camera["stream_profile2"] = kInner;
-  }
-  Write("report", JsonWrite(report, true));
+TEST_F(SecretsTest, NoCommandShowsThem) {
   Write("wrong", R"({"camera_info":[{"id":1,"password":{"canaryPassword":"canaryPassword"}}],
                      "POS_info":[{"id":1,"password":{"canaryPassword":"canaryPassword"}}],
                      "speaker_info":[{"id":"canaryPassword"}]})");
   Write("broken", R"({"camera_info":[{"id":1,"password":"canaryPassword","name":"x"},])");
+  ExpectSilence("pair " + zr_ + " slave7-pair --model QVA-3216");
+  ExpectSilence("update " + zr_ + " slave7-snapshot-1");
+  ExpectSilence("status " + zr_ + " report");
+  ExpectSilence("-o json status " + zr_ + " report");
+  ExpectSilence("plan " + zr_ + " slave7-snapshot-2");
+  ExpectSilence("update " + zr_ + " wrong --allow-removals", 65);
+  ExpectSilence("update " + zr_ + " broken", 65);
+}
 
-  ExpectSilence("pair " + zr + "slave7-pair --model QVA-3216");
-  // Whoever reads the database meanwhile keeps the files of its log in being.
-  sqlite3* reader = nullptr;
-  ASSERT_EQ(sqlite3_open((folder_ / "data/qvcms.db").c_str(), &reader), SQLITE_OK);
-  ASSERT_EQ(sqlite3_exec(reader, "BEGIN; SELECT COUNT(*) FROM camera", nullptr, nullptr, nullptr), SQLITE_OK);
-  ExpectSilence("update " + zr + "slave7-snapshot-1");
-  ExpectSilence("status " + zr + "report");
-  ExpectSilence("-o json status " + zr + "report");
-  ExpectSilence("plan " + zr + "slave7-snapshot-2");
-  ExpectSilence("update " + zr + "wrong --allow-removals", 65);
-  ExpectSilence("update " + zr + "broken", 65);
-  EXPECT_TRUE(fs::exists(folder_ / "data/qvcms.db-wal"));
-  for (const auto& entry : fs::directory_iterator(folder_ / "data")) {
-    EXPECT_TRUE(!entry.is_regular_file() || entry.status().permissions() == fs::perms(0600)) << entry.path();
-  }
-  EXPECT_GE(CheckModes(folder_ / "data"), 2) << "the database and its log hold the passwords";
-  const fs::path keys = fs::path(RtspKeyFilePath(kSlave));
-  EXPECT_NE(support::ReadWholeFile(keys).find("canaryKey"), std::string::npos) << keys;
-  EXPECT_EQ(CheckModes(keys.parent_path()), 1);
-  sqlite3_close(reader);
-
+TEST_F(SecretsTest, NoListingShowsThem) {
+  Run("pair " + zr_ + " slave7-pair --model QVA-3216");
+  Run("status " + zr_ + " report");
   const std::string refusal = Run("list teapot").err;
-  const std::string kinds = refusal.substr(refusal.find(" are "), refusal.find('\n') - refusal.find(" are "));
+  const std::string kinds = refusal.substr(refusal.find(" are ") + 5);
   const std::regex name("[a-z-]+");
-  const std::sregex_token_iterator first(kinds.begin() + 5, kinds.end(), name);
+  const std::sregex_token_iterator first(kinds.begin(), kinds.begin() + kinds.find('\n'), name);
   EXPECT_GE(std::distance(first, {}), 21) << refusal;
   for (auto kind = first; kind != std::sregex_token_iterator(); ++kind) {
     ExpectSilence("list --wide " + kind->str());
     ExpectSilence("-o json list " + kind->str());
   }
-  ExpectSilence("remove " + zr);
-  EXPECT_FALSE(fs::exists(keys));
-  EXPECT_EQ(fs::status(folder_ / "data").permissions(), fs::perms(0700));
-  EXPECT_EQ(fs::status(folder_ / "log").permissions(), fs::perms(0600));
-  umask(mask);
+}
+
+TEST_F(SecretsTest, OnlyTheOwnerReadsTheFiles) {
+  Run("--log-file log pair " + zr_ + " slave7-pair --model QVA-3216");
+  // A reader keeps the database's own log in being.
+  sqlite3* reader = nullptr;
+  ASSERT_EQ(sqlite3_open((folder_ / "data/qvcms.db").c_str(), &reader), SQLITE_OK);
+  ASSERT_EQ(sqlite3_exec(reader, "BEGIN; SELECT COUNT(*) FROM camera", nullptr, nullptr, nullptr), SQLITE_OK);
+  Run("update " + zr_ + " slave7-snapshot-1");
+  Run("status " + zr_ + " report");
+  for (const fs::path& file : {folder_ / "data/qvcms.db", folder_ / "data/qvcms.db-wal", folder_ / "log", keys_}) {
+    EXPECT_EQ(fs::status(file).permissions(), fs::perms(0600)) << file;
+  }
+  for (const auto& entry : fs::recursive_directory_iterator(folder_ / "data")) {
+    EXPECT_EQ(entry.status().permissions(), fs::perms(entry.is_directory() ? 0700 : 0600)) << entry.path();
+  }
+  for (const fs::path& folder : {folder_ / "data", keys_.parent_path()}) {
+    EXPECT_EQ(fs::status(folder).permissions(), fs::perms(0700)) << folder;
+  }
+  sqlite3_close(reader);
+}
+
+TEST_F(SecretsTest, RemovalTakesTheKeys) {
+  Run("pair " + zr_ + " slave7-pair --model QVA-3216");
+  Run("status " + zr_ + " report");
+  EXPECT_NE(support::ReadWholeFile(keys_).find("canaryKey"), std::string::npos);
+  ExpectSilence("remove " + zr_);
+  EXPECT_FALSE(fs::exists(keys_));
 }
 
 }  // namespace
