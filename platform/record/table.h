@@ -51,6 +51,8 @@ class Where {
   Where& Is(std::string_view column, std::int64_t value);
   Where& Is(std::string_view column, std::string_view text);
   Where& In(std::string_view column, const std::list<int>& values);  ///< no values: no row
+  Where& Above(std::string_view column, std::int64_t value);
+  Where& UpTo(std::string_view column, std::int64_t value);
   /// The column holds the id of one of `table`'s rows that `rows` means.
   Where& InRowsOf(std::string_view column, std::string_view table, const Where& rows);
   /// " WHERE ..." with parameters numbered from `first`; empty for every row.
@@ -63,6 +65,7 @@ class Where {
     std::vector<std::int64_t> values;
     std::optional<std::string> text;
     bool is_list = false;
+    const char* comparison = "=";
     std::string select = {};            ///< the values are what this query selects, ...
     std::vector<Condition> inner = {};  ///< ... from the rows that these conditions mean
   };

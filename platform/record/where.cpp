@@ -26,6 +26,16 @@ Where& Where::In(std::string_view column, const std::list<int>& values) {
   return *this;
 }
 
+Where& Where::Above(std::string_view column, std::int64_t value) {
+  Is(column, value).conditions_.back().comparison = ">";
+  return *this;
+}
+
+Where& Where::UpTo(std::string_view column, std::int64_t value) {
+  Is(column, value).conditions_.back().comparison = "<=";
+  return *this;
+}
+
 Where& Where::InRowsOf(std::string_view column, std::string_view table, const Where& rows) {
   Condition condition{std::string(column), {}, std::nullopt};
   condition.select = "SELECT id FROM " + std::string(table);
@@ -45,7 +55,7 @@ std::string Where::Sql(const std::vector<Condition>& conditions, int& parameter)
     if (!condition.select.empty()) {
       sql += condition.column + " IN (" + condition.select + Sql(condition.inner, parameter) + ")";
     } else if (!condition.is_list) {
-      sql += condition.column + "=$" + std::to_string(parameter++);
+      sql += condition.column + condition.comparison + "$" + std::to_string(parameter++);
     } else if (condition.values.empty()) {
       sql += "1=0";
     } else {

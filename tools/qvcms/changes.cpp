@@ -71,7 +71,7 @@ UnitOfWork::Count ChangeReport::CountOf(const Kind& kind) const {
   return count;
 }
 
-std::string ChangeReport::Text(Format format) const {
+std::string ChangeReport::Text(Format format, const std::vector<Fault>& unused) const {
   std::vector<ListedRow> rows;
   for (const Kind& kind : Kinds()) {
     const UnitOfWork::Count count = CountOf(kind);
@@ -88,7 +88,12 @@ std::string ChangeReport::Text(Format format) const {
     if (KindOfTable(count.kind) != nullptr || !IsChange(count)) continue;
     rows.push_back(MakeRow(NameOf(count.kind), count, Json::Value()));
   }
-  return FormatRows(format, {"kind", "added", "updated", "removed", "unchanged"}, rows, true);
+  if (format == Format::Json) {
+    const std::vector<ListedRow> unused_rows = UnusedRows(unused);
+    rows.insert(rows.end(), unused_rows.begin(), unused_rows.end());
+  }
+  return FormatRows(format, {"kind", "added", "updated", "removed", "unchanged"}, rows, true) +
+         (format == Format::Table ? UnusedText(unused) : "");
 }
 
 std::string ChangeReport::RemovalText(Format format) const {

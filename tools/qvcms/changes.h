@@ -8,6 +8,7 @@
 
 #include "db/database.h"
 #include "options.h"
+#include "sections.h"
 
 namespace qvcms {
 
@@ -17,8 +18,8 @@ class ChangeReport {
   ChangeReport(const qv::db::UnitOfWork& work, int zr);
 
   /// One line per kind: rows added, updated, removed, and those left as they were. Kinds of settings that the slave
-  /// has nothing of are left out.
-  std::string Text(Format format) const;
+  /// has nothing of are left out. Then the entries of the document that were not used.
+  std::string Text(Format format, const std::vector<Fault>& unused) const;
   /// What a removal did, one line per kind: rows removed, and rows of others that no longer speak of the slave.
   std::string RemovalText(Format format) const;
   /// Whether rows were added, updated or removed. Messages are none of these.

@@ -44,12 +44,12 @@ std::vector<std::string> ConfigurableKindNames() {
 }
 
 int Run(const GlobalOptions& global, const ConfiguringOptions& options) {
-  const Host host(global, Host::Unused::LeaveAsItIs);
+  const Failure no_device(kFailed, "there is no " + options.device + " with the id " + std::to_string(options.id));
+  if (IsUnused(global.data_dir)) throw no_device;
+  const Host host(global);
   qv::db::UnitOfWork work;
   for (const ConfigurableKind& kind : kConfigurableKinds) {
-    if (options.device == kind.name && !kind.set_flag(options.id, options.on)) {
-      throw Failure(kFailed, "there is no " + options.device + " with the id " + std::to_string(options.id));
-    }
+    if (options.device == kind.name && !kind.set_flag(options.id, options.on)) throw no_device;
   }
   return CommitAndReport(
       work, FormatRows(global.format, {"kind", "id", "configuring"},

@@ -11,16 +11,6 @@
 namespace qvcms {
 namespace {
 
-/// Whether there is no host yet: no folder, or no database in it.
-bool IsUnused(const std::filesystem::path& folder) {
-  std::error_code unreadable;  // what cannot be looked into is opened, which says why
-  if (!std::filesystem::exists(folder, unreadable)) return !unreadable;
-  if (!std::filesystem::is_directory(folder, unreadable)) return false;
-  const std::filesystem::path database = folder / "qvcms.db";
-  if (!std::filesystem::exists(database, unreadable)) return !unreadable;
-  return std::filesystem::is_regular_file(database, unreadable) && std::filesystem::is_empty(database, unreadable);
-}
-
 void WarnIfOpenToOthers(const std::filesystem::path& folder) {
   struct stat status = {};
   if (stat(folder.c_str(), &status) != 0 || !S_ISDIR(status.st_mode)) return;
@@ -31,16 +21,31 @@ void WarnIfOpenToOthers(const std::filesystem::path& folder) {
 
 }  // namespace
 
-Host::Host(const GlobalOptions& options, Unused unused) {
+bool IsUnused(const std::filesystem::path& folder) {
+  std::error_code unreadable;  // what cannot be looked into is opened, which says why
+  if (!std::filesystem::exists(folder, unreadable)) return !unreadable;
+  if (!std::filesystem::is_directory(folder, unreadable)) return false;
+  const std::filesystem::path database = folder / "qvcms.db";
+  if (std::filesystem::exists(database, unreadable)) {
+    return std::filesystem::is_regular_file(database, unreadable) && std::filesystem::is_empty(database, unreadable);
+  }
+  if (unreadable) return false;
+  for (const auto& entry : std::filesystem::directory_iterator(folder, unreadable)) {
+    if (entry.path().filename() == "lost+found") continue;  // of a disk of its own
+    throw Failure(kFailed, folder.string() + " is no data folder of a host: it has no qvcms.db, but other files");
+  }
+  return !unreadable;
+}
+
+Host::Host(const GlobalOptions& options, const std::filesystem::path& folder) {
   qv::log::Settings log;
   log.level = options.log_level;
   log.file = options.log_file;
   qv::log::Configure(log);
   qv::db::Options database;
   database.driver.durability = options.durability;
-  if (unused == Unused::LeaveAsItIs && IsUnused(options.data_dir)) stand_in_.emplace();
-  if (!stand_in_) WarnIfOpenToOthers(options.data_dir);
-  qv::db::Open(stand_in_ ? stand_in_->path() : options.data_dir, database);
+  WarnIfOpenToOthers(folder);
+  qv::db::Open(folder, database);
 }
 
 Host::~Host() { qv::db::Close(); }

@@ -1,32 +1,29 @@
 /// The host that a command works on: its log and its data folder.
 #pragma once
 
-#include <optional>
+#include <filesystem>
 #include <string>
 
 #include "db/database.h"
 #include "options.h"
-#include "temporaryfolder.h"
 
 namespace qvcms {
+
+/// Whether there is no host in the folder yet: no folder, an empty one, or an empty database in it. Throws `Failure`
+/// for a folder that holds something else and so was never a host's.
+bool IsUnused(const std::filesystem::path& folder);
 
 /// The host's data, open from construction to destruction. One at a time.
 class Host {
  public:
-  /// What to do when the data folder has no database yet.
-  enum class Unused {
-    Make,        ///< make both
-    LeaveAsItIs  ///< work on an empty database elsewhere, which goes with the host
-  };
-  /// Sets up the log and opens the data folder; warns of one that other users get into. Throws `qv::db::Error`, and
-  /// `std::runtime_error` when the log file cannot be opened.
-  Host(const GlobalOptions& options, Unused unused);
+  /// Sets up the log and opens the data folder, which is made when it is missing; warns of one that other users get
+  /// into. Throws `qv::db::Error`, and `std::runtime_error` when the log file cannot be opened.
+  explicit Host(const GlobalOptions& options) : Host(options, options.data_dir) {}
+  /// The same with another data folder.
+  Host(const GlobalOptions& options, const std::filesystem::path& folder);
   ~Host();
   Host(const Host&) = delete;
   Host& operator=(const Host&) = delete;
-
- private:
-  std::optional<TemporaryFolder> stand_in_;
 };
 
 /// Ends a command that changes something: commits, then prints `report`.

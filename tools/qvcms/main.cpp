@@ -5,6 +5,7 @@
 #include <signal.h>
 #include <unistd.h>
 
+#include <clocale>
 #include <exception>
 
 #include "commands.h"
@@ -33,6 +34,7 @@ void HoldStandardStreams() {
 
 int main(int argc, char** argv) {
   HoldStandardStreams();
+  static_cast<void>(std::setlocale(LC_CTYPE, "C.UTF-8"));  // for the widths of characters; without it, of bytes
   // A closed pipe is an error of the write, reported as one.
   struct sigaction ignore {};
   ignore.sa_handler = SIG_IGN;

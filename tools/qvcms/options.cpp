@@ -154,6 +154,7 @@ class CommandLine {
   void AddGlobalOptions() {
     global_.max_depth = limits_.depth;
     global_.max_size = limits_.size;
+    global_.max_values = limits_.values;
     app_.add_option("--data-dir", global_.data_dir, "Folder with the host's data, made on first use")
         ->type_name("DIR")
         ->envname("QVCMS_DATA_DIR")
@@ -176,6 +177,10 @@ class CommandLine {
         ->capture_default_str();
     app_.add_option("--max-size", global_.max_size, "Largest document, in bytes; or with a unit: 512K, 300M, 1G")
         ->transform(Size())
+        ->capture_default_str();
+    app_.add_option("--max-values", global_.max_values,
+                    "Most values in a document; each takes up to 400 bytes of memory")
+        ->check(Number(1, UINT64_MAX))
         ->capture_default_str();
     app_.add_option_function<std::string>(
             "--synchronous",
@@ -222,13 +227,15 @@ class CommandLine {
   void AddList() {
     CLI::App* list =
         AddCommand("list", "Show what the host holds", "  qvcms list pos --zr 7\n  qvcms -o json list message", [this] {
-          return ListOptions{FindKind(kind_), list_zr_, wide_};
+          return ListOptions{FindKind(kind_), list_zr_, wide_, extra_values_};
         });
     list->add_option("KIND", kind_, "One of " + KindNames())->required()->check([](const std::string& name) {
       return FindKind(name) == nullptr ? "unknown kind \"" + name + "\"; the kinds are " + KindNames() : "";
     });
     list->add_option("--zr", list_zr_, "Only what belongs to this slave")->check(Number(1, INT_MAX));
     list->add_flag("--wide", wide_, "Show every column, whole");
+    list->add_flag("--extra-values", extra_values_,
+                   "Show what slaves report without this host knowing it with its values, not only by name");
   }
 
   void AddConfiguring() {
@@ -257,6 +264,7 @@ class CommandLine {
   std::string kind_;
   std::optional<int> list_zr_;
   bool wide_ = false;
+  bool extra_values_ = false;
   ConfiguringOptions configuring_;
 };
 

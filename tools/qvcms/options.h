@@ -19,8 +19,9 @@ struct GlobalOptions {
   int log_level = 3;  ///< least severe level that is logged
   std::string log_file;
   Format format = Format::Table;
-  std::size_t max_depth = 0;  ///< of a document's arrays and objects
-  std::size_t max_size = 0;   ///< of a document, in bytes
+  std::size_t max_depth = 0;   ///< of a document's arrays and objects
+  std::size_t max_size = 0;    ///< of a document, in bytes
+  std::size_t max_values = 0;  ///< in a document: itself, and all elements and members
   qv::db::Durability durability = qv::db::Durability::Power;
 };
 
@@ -58,6 +59,7 @@ struct ListOptions {
   const Kind* kind = nullptr;
   std::optional<int> zr;
   bool wide = false;
+  bool extra_values = false;  ///< show the values of members that the host has no field for
 };
 
 struct ConfiguringOptions {

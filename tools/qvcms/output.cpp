@@ -69,14 +69,16 @@ const Json::Value& ValueOf(const ListedRow& row, const std::string& column) {
   return member == row.end() ? Json::Value::nullSingleton() : member->second;
 }
 
-/// Appends a line of cells, padded to the widths of their columns; none at the end of the line.
-void AppendLine(std::string& text, const std::vector<Cell>& cells, const std::vector<int>& widths) {
+/// Appends a line of cells, padded to the widths of their columns; none at the end of the line. Columns of numbers are
+/// aligned, with their names, at the right, the others at the left.
+void AppendLine(std::string& text, const std::vector<Cell>& cells, const std::vector<int>& widths,
+                const std::vector<bool>& numeric) {
   for (std::size_t column = 0; column < cells.size(); ++column) {
     const std::string padding(static_cast<std::size_t>(widths[column] - cells[column].width), ' ');
     if (column > 0) text += "  ";
-    if (cells[column].number) text += padding;
+    if (numeric[column]) text += padding;
     text += cells[column].text;
-    if (!cells[column].number && column + 1 < cells.size()) text += padding;
+    if (!numeric[column] && column + 1 < cells.size()) text += padding;
   }
   text.erase(text.find_last_not_of(' ') + 1);
   text += '\n';
@@ -90,52 +92,88 @@ int Write(std::string_view text) {
 
 }  // namespace
 
-std::string FormatTable(const std::vector<std::string>& header, const std::vector<ListedRow>& rows, bool wide) {
-  static_cast<void>(std::setlocale(LC_CTYPE, "C.UTF-8"));  // for the widths of characters; without it, of bytes
-  std::vector<std::vector<Cell>> lines(1);
-  for (const std::string& name : header) lines[0].push_back(MakeCell(Json::Value(name), wide));
-  for (const ListedRow& row : rows) {
-    std::vector<Cell>& line = lines.emplace_back();
-    for (const std::string& name : header) line.push_back(MakeCell(ValueOf(row, name), wide));
-  }
-  std::vector<int> widths(header.size(), 0);
-  for (std::size_t column = 0; column < header.size(); ++column) {
-    for (const std::vector<Cell>& line : lines) widths[column] = std::max(widths[column], line[column].width);
-    // A column of figures is aligned with its name at the right, any other one at the left.
-    const bool numbers = std::all_of(lines.begin() + 1, lines.end(), [&](const std::vector<Cell>& line) {
-      return line[column].number || line[column].text.empty();
-    });
-    for (std::vector<Cell>& line : lines) line[column].number = numbers && lines.size() > 1;
-  }
-  std::string text;
-  for (const std::vector<Cell>& line : lines) AppendLine(text, line, widths);
+RowFormatter::RowFormatter(Format format, std::vector<std::string> columns, bool wide)
+    : format_(format), columns_(std::move(columns)), wide_(wide), widths_(columns_.size(), 0) {}
+
+std::string RowFormatter::Page(const std::vector<ListedRow>& rows) {
+  std::string text = format_ == Format::Json ? JsonPage(rows) : TablePage(rows);
+  started_ = true;
+  has_rows_ = has_rows_ || !rows.empty();
   return text;
 }
 
-std::string FormatJson(const std::vector<ListedRow>& rows) {
-  std::string text = "[";
+std::string RowFormatter::End() const {
+  if (format_ == Format::Table) return "";
+  return has_rows_ ? "\n]\n" : "]\n";
+}
+
+std::string RowFormatter::TablePage(const std::vector<ListedRow>& rows) {
+  std::vector<std::vector<Cell>> lines;
   for (const ListedRow& row : rows) {
-    text += text.size() > 1 ? ",\n{" : "\n{";
+    std::vector<Cell>& line = lines.emplace_back();
+    for (const std::string& name : columns_) line.push_back(MakeCell(ValueOf(row, name), wide_));
+  }
+  if (!started_) {
+    for (std::size_t column = 0; column < columns_.size(); ++column) {
+      numeric_.push_back(!rows.empty() && std::all_of(lines.begin(), lines.end(), [&](const std::vector<Cell>& line) {
+        return line[column].number || line[column].text.empty();
+      }));
+    }
+    std::vector<Cell>& header = *lines.emplace(lines.begin());
+    for (const std::string& name : columns_) header.push_back(MakeCell(Json::Value(name), wide_));
+  }
+  std::string text;
+  for (const std::vector<Cell>& line : lines) {
+    for (std::size_t column = 0; column < widths_.size(); ++column) {
+      widths_[column] = std::max(widths_[column], line[column].width);
+    }
+  }
+  for (const std::vector<Cell>& line : lines) AppendLine(text, line, widths_, numeric_);
+  return text;
+}
+
+std::string RowFormatter::JsonPage(const std::vector<ListedRow>& rows) const {
+  std::string text = started_ ? "" : "[";
+  for (const ListedRow& row : rows) {
+    text += has_rows_ || &row != &rows.front() ? ",\n{" : "\n{";
     for (const auto& [name, value] : row) {
       if (text.back() != '{') text += ',';
       text += JsonWrite(Json::Value(name), true) + ':' + JsonWrite(value, true);
     }
     text += '}';
   }
-  text += rows.empty() ? "]\n" : "\n]\n";
   return qv::text::EscapeJson(text);
 }
 
 std::string FormatRows(Format format, const std::vector<std::string>& columns, const std::vector<ListedRow>& rows,
                        bool wide) {
-  return format == Format::Json ? FormatJson(rows) : FormatTable(columns, rows, wide);
+  RowFormatter formatter(format, columns, wide);
+  std::string text = formatter.Page(rows);
+  return text + formatter.End();
 }
 
-void Print(std::string_view text) {
+std::vector<ListedRow> UnusedRows(const std::vector<Fault>& unused) {
+  std::vector<ListedRow> rows;
+  rows.reserve(unused.size());
+  for (const auto& [place, reason] : unused) {
+    rows.push_back({{"kind", "unused-entry"}, {"place", place}, {"reason", reason}});
+  }
+  return rows;
+}
+
+std::string UnusedText(const std::vector<Fault>& unused) {
+  if (unused.empty()) return "";
+  const bool one = unused.size() == 1;
+  return '\n' + std::to_string(unused.size()) + (one ? " entry was" : " entries were") + " not used:\n" +
+         FormatRows(Format::Table, {"place", "reason"}, UnusedRows(unused), true);
+}
+
+bool Print(std::string_view text) {
   const int error = Write(text);
   if (error != 0 && error != EPIPE) {
     throw Failure(kFailed, std::string("cannot write the output: ") + std::strerror(error));
   }
+  return error == 0;
 }
 
 void PrintApplied(std::string_view report) {

@@ -7,24 +7,49 @@
 
 #include "options.h"
 #include "record/table.h"
+#include "sections.h"
 
 namespace qvcms {
 
-/// Rows as aligned columns under a header line; control characters are escaped, a long cell ends in "…" unless
-/// `wide`. Numbers stand to the right.
-std::string FormatTable(const std::vector<std::string>& header, const std::vector<qv::record::ListedRow>& rows,
-                        bool wide);
+/// Turns rows into text, page by page, so that a long listing needs no more memory than a page.
+///
+/// A table has aligned columns under a header line; control characters are escaped, a long cell ends in "…" unless
+/// `wide`. Numbers stand to the right. The columns are as wide as the cells so far: where a later page needs more room,
+/// they get wider from there on. JSON is one array of objects, with all members in the order of the row.
+class RowFormatter {
+ public:
+  /// @param columns  what a table shows, in this order
+  RowFormatter(Format format, std::vector<std::string> columns, bool wide);
+  /// The text of these rows. The first page starts the text: it may be empty.
+  std::string Page(const std::vector<qv::record::ListedRow>& rows);
+  /// What ends the text.
+  std::string End() const;
 
-/// Rows as one JSON array of objects, members in the order of the row.
-std::string FormatJson(const std::vector<qv::record::ListedRow>& rows);
+ private:
+  std::string TablePage(const std::vector<qv::record::ListedRow>& rows);
+  std::string JsonPage(const std::vector<qv::record::ListedRow>& rows) const;
 
-/// Rows in the format asked for. `columns`: what a table shows, in this order.
+  const Format format_;
+  const std::vector<std::string> columns_;
+  const bool wide_;
+  bool started_ = false;
+  bool has_rows_ = false;
+  std::vector<int> widths_;
+  std::vector<bool> numeric_;  ///< columns with nothing but numbers on the first page
+};
+
+/// All rows at once.
 std::string FormatRows(Format format, const std::vector<std::string>& columns,
                        const std::vector<qv::record::ListedRow>& rows, bool wide);
 
-/// Writes to standard output and sees it delivered. Throws `Failure` when it cannot be; a reader that has seen enough
-/// and left (`list camera | head`) is no error.
-void Print(std::string_view text);
+/// The entries of a document that were not used, as rows for a program and as a table for people; empty when there are
+/// none.
+std::vector<qv::record::ListedRow> UnusedRows(const std::vector<Fault>& unused);
+std::string UnusedText(const std::vector<Fault>& unused);
+
+/// Writes to standard output and sees it delivered. Throws `Failure` when it cannot be.
+/// @return false when the reader has seen enough and left (`list camera | head`), which is no error
+bool Print(std::string_view text);
 
 /// As `Print`, for the report of what has been committed: whoever does not get it is told that it is.
 void PrintApplied(std::string_view report);

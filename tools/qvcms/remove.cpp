@@ -29,11 +29,16 @@ void CheckNothingIsLeft(const qv::db::UnitOfWork& work, int zr, int result) {
 }  // namespace
 
 int Run(const GlobalOptions& global, const RemoveOptions& options) {
-  const Host host(global, Host::Unused::LeaveAsItIs);
+  const std::string nothing =
+      global.format == Format::Json ? "[]\n" : "nothing was held for server " + std::to_string(options.zr) + '\n';
+  if (IsUnused(global.data_dir)) {
+    Print(nothing);
+    return kDone;
+  }
+  const Host host(global);
   qv::db::UnitOfWork work;
   if (qv::server::TablesHolding(options.zr).empty()) {  // the key file may be that of another host on this machine
-    const std::string nothing = "nothing was held for server " + std::to_string(options.zr) + '\n';
-    Print(global.format == Format::Json ? FormatJson({}) : nothing);
+    Print(nothing);
     return kDone;
   }
   const ChangeReport report(work, options.zr);
