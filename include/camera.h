@@ -90,6 +90,8 @@ class Camera : public TaggedRecord<CameraData::Fields> {
   /// @return 0 when the row is deleted or was not there, -1 on failure
   int Delete(bool notify) const;
 
+  /// Whether all bits of `flag` are set in the device status flags.
+  bool IsStatusFlagOn(int flag) const { return (GetDeviceStatusFlags() & flag) == flag; }
   CamStsInfo GetStsInfo() const { return CamStsInfo(*this); }
 };
 

@@ -30,7 +30,7 @@ class EdgeStorages {
 
 void TakeCamera(Camera& camera, const Json::Value& entry, bool even_configuring, const std::string& note) {
   const bool is_new = camera.GetId() == 0;
-  const bool is_configuring = (camera.GetDeviceStatusFlags() & DEV_STATUS_FLAG_CONFIGURING) != 0;
+  const bool is_configuring = camera.IsStatusFlagOn(DEV_STATUS_FLAG_CONFIGURING);
   if (is_configuring && !even_configuring) return;
   if (is_new) camera.SetNote(note);
   InitCamObjByJson(entry, camera, is_new, true, false);

@@ -6,7 +6,7 @@ namespace support {
 
 HostTest::HostTest() {
   qv::db::Options options;
-  options.factory = NotingDriver();
+  options.factory = WatchedDriver();
   options.driver.durability = qv::db::Durability::Process;
   qv::db::Open(folder(), options);
 }

@@ -1,7 +1,10 @@
 #include "journal.h"
 
+// The header declares the hook only to programs that ask for it.
+#define SQLITE_ENABLE_PREUPDATE_HOOK
+#include <sqlite3.h>
+
 #include <map>
-#include <regex>
 
 #include "db/sqlite/sqlitedriver.h"
 #include "log/log.h"
@@ -10,84 +13,108 @@
 namespace support {
 namespace {
 
-Lines journal;
-
-void Note(std::string line) { journal.push_back(std::move(line)); }
+struct Entry {
+  std::string line;
+  bool is_change;  ///< goes when the database goes back
+};
+std::vector<Entry> journal;
+bool is_running = false;
+/// Whether the connection that is being opened will be watched.
+thread_local bool is_watched = false;
 
 void NoteLogLine(const qv::log::Line& line) {
   if (line.category == "DATABASE") {
     std::string text = line.text.substr(0, line.text.find(": "));
     if (text.starts_with("Failed")) text[0] = 'f';
-    Note(text);
+    journal.push_back({text, false});
     return;
   }
   static const std::map<std::string, std::string> levels = {{"ERR", "1"},    {"NOTICE", "3"}, {"INFO", "4"},
                                                             {"CHANGE", "5"}, {"DUMP", "7"},   {"-", "-"}};
   const std::string place = journal_names_places ? ":" + std::to_string(line.line) : "";
-  Note("log " + levels.at(line.level) + " " + line.function + place + " " + line.text);
+  journal.push_back({"log " + levels.at(line.level) + " " + line.function + place + " " + line.text, false});
 }
 
-/// Notes what a statement wrote.
-struct NotingStatement : WrappedStatement {
-  NotingStatement(std::unique_ptr<qv::db::Statement> inner, std::string sql, const qv::db::Connection& connection)
-      : WrappedStatement(std::move(inner)), sql_(std::move(sql)), connection_(connection) {
-    std::smatch found;
-    if (std::regex_search(sql_, found, std::regex("^(?:INSERT INTO|UPDATE|DELETE FROM) (\\w+)"))) table_ = found[1];
-  }
+std::string NewText(sqlite3* database, int column) {
+  sqlite3_value* value = nullptr;
+  sqlite3_preupdate_new(database, column, &value);
+  return reinterpret_cast<const char*>(sqlite3_value_text(value));
+}
 
-  void BindInt(int at, std::int64_t value) override {
-    bound_[at] = std::to_string(value), WrappedStatement::BindInt(at, value);
+/// SQLite calls this for every row that any statement changes.
+void NoteChange(void* /*context*/, sqlite3* database, int operation, const char* /*schema*/, const char* table,
+                sqlite3_int64 old_id, sqlite3_int64 new_id) {
+  const std::string name = table;
+  if (!is_running || name.starts_with("sqlite_") || name == "staged_file") return;
+  std::string line;
+  if (operation == SQLITE_DELETE) {
+    line = "delete " + name + " " + std::to_string(old_id);
+  } else if (operation == SQLITE_UPDATE) {
+    line = "update " + name + " " + std::to_string(new_id);
+  } else if (name != "message") {
+    line = "insert " + name + " " + std::to_string(new_id);
+  } else {
+    line = name;
+    for (const int column : {1, 2, 3, 4}) line += " " + NewText(database, column);
   }
-  void BindReal(int at, double value) override {
-    bound_[at] = std::to_string(value), WrappedStatement::BindReal(at, value);
-  }
-  void BindText(int at, std::string_view text) override { bound_[at] = text, WrappedStatement::BindText(at, text); }
-  void Reset() override { bound_.clear(), WrappedStatement::Reset(); }
+  journal.push_back({line, true});
+}
+
+int WatchConnection(sqlite3* database, char** /*error*/, const sqlite3_api_routines* /*routines*/) {
+  if (is_watched) sqlite3_preupdate_hook(database, NoteChange, nullptr);
+  return SQLITE_OK;
+}
+
+/// Forgets the changes noted since there were `size` entries: they did not last.
+void GoBack(std::size_t size) {
+  const auto first = journal.begin() + static_cast<std::ptrdiff_t>(std::min(size, journal.size()));
+  journal.erase(std::remove_if(first, journal.end(), [](const Entry& entry) { return entry.is_change; }),
+                journal.end());
+}
+
+struct WatchedStatement : WrappedStatement {
+  using Marks = std::vector<std::size_t>;
+  WatchedStatement(std::unique_ptr<qv::db::Statement> inner, std::string sql, Marks& savepoints)
+      : WrappedStatement(std::move(inner)), sql_(std::move(sql)), savepoints_(savepoints) {}
 
   bool Step() override {
-    const bool row = WrappedStatement::Step();
-    if (sql_.starts_with("INSERT INTO message ") && row) {
-      Note("message " + bound_[1] + " " + bound_[2] + " " + bound_[3] + " " + bound_[4]);
-    } else if (sql_.starts_with("INSERT") && row) {
-      Note("insert " + table_ + " " + std::to_string(Int(0)));
-    } else if (sql_.starts_with("UPDATE") && row) {
-      Note("update " + table_ + " " + std::to_string(Int(0)));
-    } else if (!row && connection_.Changes() > 0 && !bound_.empty()) {
-      if (sql_.starts_with("INSERT") && ColumnCount() == 0) Note("insert " + table_ + " " + bound_.rbegin()->second);
-      if (sql_.starts_with("UPDATE")) Note("update " + table_ + " " + bound_.rbegin()->second);
-      if (sql_.starts_with("DELETE")) Note("delete " + table_ + Condition());
-    } else if (!row && bound_.empty() && sql_.starts_with("UPDATE") && ColumnCount() == 0) {
-      Note("execute " + sql_);
+    const std::size_t start = journal.size();
+    bool row = false;
+    try {
+      row = WrappedStatement::Step();
+    } catch (...) {
+      GoBack(start);
+      throw;
     }
+    if (sql_.starts_with("SAVEPOINT")) savepoints_.push_back(start);
+    if (sql_.starts_with("ROLLBACK TO")) GoBack(savepoints_.back());
+    if (sql_.starts_with("RELEASE")) savepoints_.pop_back();
     return row;
   }
 
-  /// The statement's condition with the values in place of the parameters.
-  std::string Condition() const {
-    std::string text = sql_.substr(std::min(sql_.find(" WHERE "), sql_.size()));
-    for (const auto& [number, value] : bound_) {
-      text = std::regex_replace(text, std::regex("\\$" + std::to_string(number) + "\\b"), value);
-    }
-    return text;
-  }
-
   std::string sql_;
-  std::string table_;
-  const qv::db::Connection& connection_;
-  std::map<int, std::string> bound_;
+  Marks& savepoints_;
 };
 
-struct NotingConnection : WrappedConnection {
+struct WatchedConnection : WrappedConnection {
   using WrappedConnection::WrappedConnection;
   std::unique_ptr<qv::db::Statement> Prepare(const char* sql, bool keep, const char** rest) override {
-    const char* end = nullptr;
-    auto statement = WrappedConnection::Prepare(sql, keep, &end);
-    if (rest != nullptr) *rest = end;
+    auto statement = WrappedConnection::Prepare(sql, keep, rest);
     if (statement == nullptr) return nullptr;
-    std::string text(sql, end);
-    text.erase(0, text.find_first_not_of(' '));
-    return std::make_unique<NotingStatement>(std::move(statement), text, *this);
+    return std::make_unique<WatchedStatement>(std::move(statement), sql, savepoints_);
   }
+  void Begin() override {
+    WrappedConnection::Begin();
+    begin_ = journal.size();
+    savepoints_.clear();
+  }
+  void Rollback() noexcept override {
+    WrappedConnection::Rollback();
+    GoBack(begin_);
+  }
+
+  std::size_t begin_ = 0;
+  WatchedStatement::Marks savepoints_;
 };
 
 }  // namespace
@@ -96,14 +123,22 @@ Lines Journal(const std::function<void()>& call, int level) {
   qv::log::Configure({.level = level});
   qv::log::SetSink(NoteLogLine);
   journal.clear();
+  is_running = true;
   call();
+  is_running = false;
   qv::log::Reset();
-  return std::exchange(journal, {});
+  Lines lines;
+  for (Entry& entry : journal) lines.push_back(std::move(entry.line));
+  return lines;
 }
 
-qv::db::ConnectionFactory NotingDriver() {
+qv::db::ConnectionFactory WatchedDriver() {
+  sqlite3_auto_extension(reinterpret_cast<void (*)()>(WatchConnection));  // once, however often it is called
   return [](const std::filesystem::path& folder, const qv::db::DriverOptions& options) {
-    return std::make_unique<NotingConnection>(qv::db::OpenSqlite(folder, options));
+    is_watched = true;
+    auto connection = std::make_unique<WatchedConnection>(qv::db::OpenSqlite(folder, options));
+    is_watched = false;
+    return connection;
   };
 }
 

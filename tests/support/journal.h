@@ -2,14 +2,14 @@
 ///
 ///     insert pos 3                          a row was added, with its id
 ///     update pos 3                          a row was written
-///     delete pos WHERE id=3                 rows were deleted
-///     execute UPDATE pos SET status=1 ...   a text of statements was run
+///     delete pos 3                          a row was deleted
 ///     message 7 qvactruled compound {...}   a message was left: server, target, command, payload
 ///     log 4 UpdatePOSData Update POS [3] on ZR [7].
 ///     log - RemoveSlaveData Fail to ...     a message that bypasses the gate
 ///     failed to delete POS terminal [3]     the platform's own line about a failed operation
 ///
-/// Statements that changed no row leave no line.
+/// The changes are those of the database itself, so it does not matter which statement made them. Changes that the
+/// database took back (a failed statement, a savepoint, a transaction) leave no line.
 #pragma once
 
 #include <functional>
@@ -36,7 +36,7 @@ inline Lines Only(Lines lines, const std::string& start) {
 /// Runs `call` and returns what it did. @param level  the log's threshold meanwhile
 Lines Journal(const std::function<void()>& call, int level);
 
-/// A driver that notes the writes of the connections it opens.
-qv::db::ConnectionFactory NotingDriver();
+/// The driver of the platform; what its connections change gets into the journal.
+qv::db::ConnectionFactory WatchedDriver();
 
 }  // namespace support

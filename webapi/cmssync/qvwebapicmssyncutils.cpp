@@ -1,54 +1,44 @@
 #include "qvwebapicmssyncutils.h"
 
-#include "analytics/countingtaskgroups.h"
-#include "analytics/countingwidgets.h"
-#include "analytics/facetasks.h"
-#include "analytics/ivatasks.h"
+#include "analytics/analyticssteps.h"
 #include "axisacsctrler.h"
 #include "camera.h"
 #include "cmshostdapi.h"
-#include "devices/camcapfiles.h"
-#include "devices/cameras.h"
-#include "devices/ctrlers.h"
-#include "devices/iomodules.h"
-#include "frame/posdata.h"
-#include "frame/speakerdata.h"
+#include "devices/devicesteps.h"
 #include "recserversavers.h"
 #include "removal/slaveremoval.h"
 #include "slavezr.h"
-#include "status/camerastatus.h"
-#include "status/ctrlerstatus.h"
-#include "status/devicestatus.h"
 #include "status/rtspkeys.h"
 #include "status/slavestatus.h"
+#include "status/statussteps.h"
 
 namespace {
 
-void UpdateAnalytics(const Json::Value& info, int zrId, CachedCamMap& camMap) {
-  UpdateIvaInfo(info, zrId, camMap, false);
-  UpdateCountingWidgetInfo(info, zrId);
-  UpdateCountingTaskGroupInfo(info, zrId);
-  UpdateFaceInfo(info, zrId, camMap, false);
+void UpdateAnalytics(const Json::Value& info, int zr_id, CachedCamMap& camera_map) {
+  UpdateIvaInfo(info, zr_id, camera_map, false);
+  UpdateCountingWidgetInfo(info, zr_id);
+  UpdateCountingTaskGroupInfo(info, zr_id);
+  UpdateFaceInfo(info, zr_id, camera_map, false);
 }
 
 bool HasEntries(const Json::Value& status, const char* section) {
   return status.isMember(section) && !status[section].empty();
 }
 
-/// A step that takes the whole report is handed an empty section too.
-void UpdateDeviceStatus(const Json::Value& status, int zrId, CachedCamMap& camMap) {
-  if (HasEntries(status, "camera_info")) UpdateCamInfo(zrId, status["camera_info"], camMap);
-  if (status.isMember("face_info")) UpdateFaceInfo(status, zrId, camMap, true);
-  if (status.isMember("iva_info")) UpdateIvaInfo(status, zrId, camMap, true);
-  if (HasEntries(status, "iomodule_info")) BatUpdateIOMod(zrId, status["iomodule_info"]);
-  if (status.isMember("POS_info")) BatUpdatePOS(status, zrId);
-  if (HasEntries(status, "speaker_info")) BatUpdateSpeaker(zrId, status["speaker_info"]);
-  if (status.isMember("ctrler_info")) UpdateCtrlerStatus(status, zrId);
+/// A step that takes the whole report is called for an empty section too.
+void UpdateDeviceStatus(const Json::Value& status, int zr_id, CachedCamMap& camera_map) {
+  if (HasEntries(status, "camera_info")) UpdateCamInfo(zr_id, status["camera_info"], camera_map);
+  if (status.isMember("face_info")) UpdateFaceInfo(status, zr_id, camera_map, true);
+  if (status.isMember("iva_info")) UpdateIvaInfo(status, zr_id, camera_map, true);
+  if (HasEntries(status, "iomodule_info")) BatUpdateIOMod(zr_id, status["iomodule_info"]);
+  if (status.isMember("POS_info")) BatUpdatePOS(status, zr_id);
+  if (HasEntries(status, "speaker_info")) BatUpdateSpeaker(zr_id, status["speaker_info"]);
+  if (status.isMember("ctrler_info")) UpdateCtrlerStatus(status, zr_id);
 }
 
 }  // namespace
 
-// Every step runs whatever the earlier ones returned: each logs its own failures.
+// Every step runs, even if earlier ones failed: each logs its own failures.
 
 int SaveSlaveInfoUpdate(const SlaveZR& slave, const Json::Value& info, int zrId) {
   UpdateCameraData(zrId, info["camera_info"]);
@@ -64,8 +54,8 @@ int SaveSlaveInfoUpdate(const SlaveZR& slave, const Json::Value& info, int zrId)
   SavePOSEventConfFromRecServer(zrId, info["POS_eventconf"]);
   ReconcileSpeakers(zrId, info["speaker_info"]);
   UpdateCtrlerData(zrId, info["ctrler_info"]);
-  CachedCamMap camMap(zrId, MAP_KEY_ID_ON_REC_SERVER);
-  UpdateAnalytics(info, zrId, camMap);
+  CachedCamMap camera_map(zrId, MAP_KEY_ID_ON_REC_SERVER);
+  UpdateAnalytics(info, zrId, camera_map);
   if (HaveTaviFeature(slave.GetZrModel()) != 0) CmsHostdApi::NotifySyncFaceDatabase(zrId, 0);
   return 0;
 }
@@ -83,8 +73,8 @@ int SaveSlaveInfoPair(const SlaveZR& slave, const Json::Value& info, int zrId) {
   SavePOSEventConfFromRecServer(zrId, info["POS_eventconf"]);
   SaveSpeakerFromRecServer(zrId, info["speaker_info"]);
   SaveCtrlerFromRec(zrId, info["ctrler_info"]);
-  CachedCamMap camMap(zrId, MAP_KEY_ID_ON_REC_SERVER);
-  UpdateAnalytics(info, zrId, camMap);
+  CachedCamMap camera_map(zrId, MAP_KEY_ID_ON_REC_SERVER);
+  UpdateAnalytics(info, zrId, camera_map);
   if (HaveTaviFeature(slave.GetZrModel()) != 0) {
     CmsHostdApi::NotifySyncFaceDatabase(zrId, 0);
     CmsHostdApi::NotifySyncLicensePlateDatabase(zrId);
@@ -94,10 +84,10 @@ int SaveSlaveInfoPair(const SlaveZR& slave, const Json::Value& info, int zrId) {
 
 int SaveSlaveStatus(const Json::Value& status, SlaveZRStatus& rec) {
   ReadServerState(status, rec);
-  CachedCamMap camMap(rec.ZrId, MAP_KEY_ID_ON_REC_SERVER);
+  CachedCamMap camera_map(rec.ZrId, MAP_KEY_ID_ON_REC_SERVER);
   if (IsZrOnlineSts(static_cast<SLAVE_ZR_CONN_STATUS>(rec.Status))) {
     ReadOnlineState(status, rec);
-    UpdateDeviceStatus(status, rec.ZrId, camMap);
+    UpdateDeviceStatus(status, rec.ZrId, camera_map);
     ReadRecoverProgress(status, rec);
   }
   if (status.isMember("camCapList")) SaveCamCapFiles(rec.ZrId, status["camCapList"]);

@@ -1,7 +1,4 @@
-#include "analytics/countingtaskgroups.h"
-#include "analytics/countingwidgets.h"
-#include "analytics/facetasks.h"
-#include "analytics/ivatasks.h"
+#include "analytics/analyticssteps.h"
 #include "camera.h"
 #include "qvobjectcounting.h"
 #include "support/hosttest.h"
@@ -50,7 +47,7 @@ struct Tasks : AnalyticsTest, testing::WithParamInterface<TaskKind> {
   }
   std::string Insert(int id) const { return "insert " + table_ + " " + std::to_string(id); }
   std::string Update(int id) const { return "update " + table_ + " " + std::to_string(id); }
-  std::string Delete(int id) const { return "delete " + table_ + " WHERE id=" + std::to_string(id); }
+  std::string Delete(int id) const { return "delete " + table_ + " " + std::to_string(id); }
 
   const std::string table_ = GetParam().table;
   const std::string title_ = GetParam().title;
@@ -177,9 +174,8 @@ TEST_F(Counting, WidgetsFollowTheSnapshot) {
 
   EXPECT_THAT(Journal([] { UpdateCountingWidgetInfo(Parse("{}"), 7); }), IsEmpty());
   EXPECT_THAT(Widgets(Widget(8, 32, kFence)),
-              ElementsAre(WidgetDeleted(1), "delete counting_widget WHERE id=1 AND type=1", WidgetDeleted(2),
-                          "delete counting_widget WHERE id=2 AND type=2", WidgetDeleted(4),
-                          "delete counting_widget WHERE id=4 AND type=1"));
+              ElementsAre(WidgetDeleted(1), "delete counting_widget 1", WidgetDeleted(2), "delete counting_widget 2",
+                          WidgetDeleted(4), "delete counting_widget 4"));
   Widgets("");
   EXPECT_THAT(StoredWidgets(), ElementsAre("3|8|5|3|1|Other"));
 }
@@ -199,8 +195,7 @@ TEST_F(Counting, AWidgetThatCannotBeSavedKeepsItsRow) {
   Sql("INSERT INTO counting_widget (iva_setting_id,id_on_rec_server,type,owner_zr_id) VALUES (1,9,4,7)");
   EXPECT_THAT(Widgets(Widget(5, 31, kRegion, "renamed")),
               ElementsAre(kFailed, WidgetDeleted(2), "failed to delete counting widget [2]", WidgetDeleted(3),
-                          "delete counting_widget WHERE id=3 AND type=2", WidgetDeleted(4),
-                          "delete counting_widget WHERE id=4 AND type=2", WidgetDeleted(5),
+                          "delete counting_widget 3", WidgetDeleted(4), "delete counting_widget 4", WidgetDeleted(5),
                           Message(1, 273, "Unknown widget type [4].")));
   EXPECT_THAT(Rows("SELECT id FROM counting_widget"), ElementsAre("1", "2", "5"));
   Break("counting_widget");
@@ -228,10 +223,11 @@ TEST_F(Counting, GroupsFollowTheSnapshot) {
               ElementsAre("insert counting_task_group 3", "insert counting_task_group_widget 4"));
 
   EXPECT_THAT(Groups(R"({"id":3,"name":"Sum","widget_ids":[6,5]},{"id":7,"widget_ids":[1]})"),
-              ElementsAre("update counting_task_group 1", "delete counting_task_group_widget WHERE group_id=1",
-                          "insert counting_task_group_widget 5", "insert counting_task_group_widget 6",
+              ElementsAre("update counting_task_group 1", "delete counting_task_group_widget 1",
+                          "delete counting_task_group_widget 2", "insert counting_task_group_widget 5",
+                          "insert counting_task_group_widget 6",
                           Message(1, 299, "Failed to find widget id [1] on ZR id [7]."), "insert counting_task_group 4",
-                          GroupDeleted(2), "delete counting_task_group WHERE id=2"));
+                          GroupDeleted(2), "delete counting_task_group 2", "delete counting_task_group_widget 3"));
   EXPECT_THAT(stored_members(), ElementsAre("1|2", "1|1", "3|3"));
   EXPECT_THAT(Rows("SELECT id,owner_zr_id,id_on_rec_server,name,extra FROM counting_task_group ORDER BY id"),
               ElementsAre("1|7|3|Sum|", "3|8|3||", "4|7|7||"));

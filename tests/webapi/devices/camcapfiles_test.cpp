@@ -1,8 +1,7 @@
-#include "devices/camcapfiles.h"
-
 #include <fstream>
 
 #include "capability/capability.h"
+#include "devices/devicesteps.h"
 #include "support/hosttest.h"
 
 namespace {

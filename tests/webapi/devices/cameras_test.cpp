@@ -1,5 +1,4 @@
-#include "devices/cameras.h"
-
+#include "devices/devicesteps.h"
 #include "support/hosttest.h"
 
 namespace {
@@ -35,8 +34,7 @@ TEST_F(CamerasTest, FollowTheSnapshot) {
                   "insert camera 6", "log 4 UpdateCameraData Add cam [6] from ZR [7].",
                   "log 4 UpdateCamEdgeData Update edge settings of cam [6] from ZR [7].",
                   "insert edge_storage_settings 3", kRelated, Listed("2,3", "6"),
-                  "log 3 RemoveExtraCams Remove extra cameras [1,4] on ZR [7].", "delete camera WHERE id=1",
-                  "delete camera WHERE id=4"));
+                  "log 3 RemoveExtraCams Remove extra cameras [1,4] on ZR [7].", "delete camera 1", "delete camera 4"));
   EXPECT_THAT(Rows("SELECT id,owner_zr_id,id_on_rec_server,name,motion_event_type FROM camera"),
               ElementsAre("2|7|12|BB|9", "3|7|13|C|9", "5|8|11|other slave|9", "6|7|15|E|0"));
   EXPECT_THAT(Rows("SELECT camera_id,owner_zr_id,size,status,format FROM edge_storage_settings"),
@@ -57,10 +55,9 @@ TEST_F(CamerasTest, LeaveACameraAloneThatIsBeingConfigured) {
 
 TEST_F(CamerasTest, AllGoWhenNoneAreReported) {
   HoldCameras();
-  EXPECT_THAT(Update("null"),
-              ElementsAre(kRelated, "message 7 qvactruled compound null",
-                          "log 3 RemoveExtraCams Remove extra cameras [1,2,3,4] on ZR [7].", "delete camera WHERE id=1",
-                          "delete camera WHERE id=2", "delete camera WHERE id=3", "delete camera WHERE id=4"));
+  EXPECT_THAT(Update("null"), ElementsAre(kRelated, "message 7 qvactruled compound null",
+                                          "log 3 RemoveExtraCams Remove extra cameras [1,2,3,4] on ZR [7].",
+                                          "delete camera 1", "delete camera 2", "delete camera 3", "delete camera 4"));
 }
 
 TEST_F(CamerasTest, MatchEachRowOnce) {
@@ -70,8 +67,8 @@ TEST_F(CamerasTest, MatchEachRowOnce) {
   EXPECT_EQ(Update(R"([{"id":5,"name":"a"},{"id":5,"name":"c"},{"name":"no id"},null])", 3)[0], "update camera 2");
   EXPECT_THAT(Update(R"([{"id":5,"name":"b"}])", 3),
               ElementsAre("update camera 1", kRelated, Listed("1"),
-                          "log 3 RemoveExtraCams Remove extra cameras [2,3,4] on ZR [7].", "delete camera WHERE id=2",
-                          "delete camera WHERE id=3", "delete camera WHERE id=4"));
+                          "log 3 RemoveExtraCams Remove extra cameras [2,3,4] on ZR [7].", "delete camera 2",
+                          "delete camera 3", "delete camera 4"));
 }
 
 TEST_F(CamerasTest, GoOnAfterFailures) {
@@ -82,11 +79,11 @@ TEST_F(CamerasTest, GoOnAfterFailures) {
   EXPECT_THAT(
       Update(R"([{"id":14,"name":"DD"}])", 4),
       ElementsAre("log 4 UpdateCameraData Update cam [4] on ZR [7].", "failed to save camera [4]", kRelated,
-                  Listed("4"), "log 3 RemoveExtraCams Remove extra cameras [1,2,3] on ZR [7].",
-                  "delete camera WHERE id=1", "failed to clean up after camera [1]",
-                  "log 1 RemoveExtraCams Failed to sync related tables.", "failed to delete camera [2]",
-                  "log 1 RemoveExtraCams Failed while delete camera [2].", "delete camera WHERE id=3",
-                  "failed to clean up after camera [3]", "log 1 RemoveExtraCams Failed to sync related tables."));
+                  Listed("4"), "log 3 RemoveExtraCams Remove extra cameras [1,2,3] on ZR [7].", "delete camera 1",
+                  "failed to clean up after camera [1]", "log 1 RemoveExtraCams Failed to sync related tables.",
+                  "failed to delete camera [2]", "log 1 RemoveExtraCams Failed while delete camera [2].",
+                  "delete camera 3", "failed to clean up after camera [3]",
+                  "log 1 RemoveExtraCams Failed to sync related tables."));
 
   Break("edge_storage_settings");
   EXPECT_THAT(Update(R"([{"id":14,"edgeStorage":{}},{"id":12}])", 1),

@@ -1,9 +1,7 @@
 /// Devices that follow the snapshot by one policy: terminals, speakers and I/O modules.
 #include <regex>
 
-#include "devices/iomodules.h"
-#include "frame/posdata.h"
-#include "frame/speakerdata.h"
+#include "devices/devicesteps.h"
 #include "recserversavers.h"
 #include "support/hosttest.h"
 
@@ -58,7 +56,7 @@ TEST_P(Reconcile, FollowsTheSnapshot) {
   EXPECT_EQ(Update(second),
             Said("log 4 @Update Update @updated [4] on ZR [7].", "update @table 4", "insert @table 5",
                  "log 4 @Update Add @added [5] from ZR [7].", "log 3 @Remove Remove extra @extra [2] on ZR [7].",
-                 "log 4 @Remove Remove @removed [2] on ZR [7].", "delete @table WHERE id=2"));
+                 "log 4 @Remove Remove @removed [2] on ZR [7].", "delete @table 2"));
   EXPECT_THAT(Update(second), IsEmpty());
   EXPECT_THAT(Rows("SELECT id,owner_zr_id,id_on_rec_server,name,extra FROM " + table),
               ElementsAre("1|8|1|of another slave|", "3|7|2|B|", "4|7|3|CC|", R"(5|7|5||{"zoom":[1]})"));
@@ -71,15 +69,15 @@ TEST_P(Reconcile, GoesOnAfterFailures) {
   Refuse("INSERT", table);
   Refuse("DELETE", table, "OLD.id=2");
   Break("emap_item");
-  EXPECT_EQ(Update(R"([{"id":1,"name":"A"},{"id":9}])"),
-            Said("log 4 @Update Update @updated [1] on ZR [7].", "failed to save @noun [1]", "failed to save @noun [0]",
-                 "log 4 @Update Add @added [0] from ZR [7].", "log 3 @Remove Remove extra @extra [2,3,4] on ZR [7].",
-                 "log 4 @Remove Remove @removed [2] on ZR [7].", "failed to delete @noun [2]",
-                 "log 1 @Remove Failed while delete @undeleted [2].", "log 4 @Remove Remove @removed [3] on ZR [7].",
-                 "delete @table WHERE id=3", "failed to clean up after @noun [3]",
-                 "log 1 @Remove Failed to sync related tables.", "log 4 @Remove Remove @removed [4] on ZR [7].",
-                 "delete @table WHERE id=4", "failed to clean up after @noun [4]",
-                 "log 1 @Remove Failed to sync related tables."));
+  EXPECT_EQ(
+      Update(R"([{"id":1,"name":"A"},{"id":9}])"),
+      Said("log 4 @Update Update @updated [1] on ZR [7].", "failed to save @noun [1]", "failed to save @noun [0]",
+           "log 4 @Update Add @added [0] from ZR [7].", "log 3 @Remove Remove extra @extra [2,3,4] on ZR [7].",
+           "log 4 @Remove Remove @removed [2] on ZR [7].", "failed to delete @noun [2]",
+           "log 1 @Remove Failed while delete @undeleted [2].", "log 4 @Remove Remove @removed [3] on ZR [7].",
+           "delete @table 3", "failed to clean up after @noun [3]", "log 1 @Remove Failed to sync related tables.",
+           "log 4 @Remove Remove @removed [4] on ZR [7].", "delete @table 4", "failed to clean up after @noun [4]",
+           "log 1 @Remove Failed to sync related tables."));
   EXPECT_THAT(Rows("SELECT id,name FROM " + table), ElementsAre("1|", "2|"));
   // Nothing can be listed: every entry is taken for a new one, and nothing is removed.
   Break(table);
@@ -111,7 +109,8 @@ TEST_F(Reconcile, TerminalsKeepTheirRulesUntilOthersAreReported) {
               ElementsAre("The reported \"type\" does not fit pos_text_rule [0]"));
   EXPECT_THAT(Rows("SELECT pos_id,position,type,pattern,value FROM pos_text_rule ORDER BY id"),
               ElementsAre("1|0|1|TOTAL|SUM", "1|1|2||"));
-  EXPECT_THAT(Update(R"([{"id":1,"text_rules":[]}])", 3, kPos), ElementsAre("delete pos_text_rule WHERE pos_id=1"));
+  EXPECT_THAT(Update(R"([{"id":1,"text_rules":[]}])", 3, kPos),
+              ElementsAre("delete pos_text_rule 1", "delete pos_text_rule 2"));
 }
 
 TEST_F(Reconcile, TheStateOfAKnownDeviceIsLeftToTheStatusReports) {

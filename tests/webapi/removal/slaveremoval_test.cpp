@@ -102,16 +102,17 @@ TEST_F(SlaveRemoval, TakesItsStepsInOrder) {
     if (writes.empty() || writes.back() != write) writes.push_back(write);
   }
   // Membership in camera groups, step 6, has gone with the cameras.
-  EXPECT_THAT(writes,
-              ElementsAre("delete emap_item", "delete layout_item", "delete privilege_profile_server", "delete server",
-                          "delete camera_migration", "insert staged_file", "delete capability_file",
-                          "delete counting_task_group_widget", "delete counting_task_group", "delete counting_widget",
-                          "delete iva_task", "delete face_task", "delete edge_storage_settings",
-                          "delete camera_detection_setting", "delete camera_device_output", "delete camera",
-                          "delete staged_file", "delete event_mount", "delete event_export", "delete iomodule_setting",
-                          "delete iomodule", "delete pos_text_rule", "delete pos_event_conf", "delete pos",
-                          "delete ipspeaker", "delete ctrler_action_rule", "delete axis_door", "delete axis_acs_ctrler",
-                          "delete rec_share", "delete message", "message 0", "update door_layout_item"));
+  EXPECT_THAT(
+      writes,
+      ElementsAre("delete emap_item", "delete layout_item", "delete privilege_profile_server", "delete server",
+                  "delete camera_migration", "delete capability_file", "delete counting_task_group_widget",
+                  "delete counting_task_group", "delete counting_widget", "delete iva_task", "delete face_task",
+                  "delete edge_storage_settings", "delete camera_detection_setting", "delete camera_device_output",
+                  "delete camera", "delete camera_group_member", "delete iomodule_cam_pairing", "delete event_mount",
+                  "delete event_export", "delete iomodule_setting", "delete iomodule", "delete pos_text_rule",
+                  "delete pos_event_conf", "delete pos", "delete ipspeaker", "delete ctrler_action_rule",
+                  "delete axis_door", "update door_layout_item", "delete axis_acs_ctrler", "delete rec_share",
+                  "delete message", "message 0", "update door_layout_item"));
 }
 
 TEST_F(SlaveRemoval, OfAnUnknownSlaveOrTheHostItselfChangesNothing) {

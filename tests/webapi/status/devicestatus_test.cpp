@@ -15,9 +15,6 @@ struct DeviceStatus : support::StatusTest {
   Lines ReportAll(const std::string& entries) {
     return Report("\"speaker_info\":" + entries + ",\"POS_info\":" + entries + ",\"iomodule_info\":" + entries);
   }
-  static std::string Update(const std::string& what, int status, int id) {
-    return "execute UPDATE " + what + "=" + std::to_string(status) + " WHERE id=" + std::to_string(id) + ";";
-  }
   static std::string Message(const std::string& target, const std::string& ids, bool settings = true) {
     return "message 0 msgd " + target + R"(-update {"ids":[)" + ids + (settings ? R"(],"settings":false)" : "]") +
            R"(,"type":0})";
@@ -30,11 +27,9 @@ constexpr const char* kEntries = R"([{"id":1,"status":5},{"id":2,"status":6},{"i
 
 TEST_F(DeviceStatus, WritesEachKindAtOnceAndTellsOfIt) {
   EXPECT_THAT(ReportAll(kEntries),
-              ElementsAre(Update("iomodule SET status_on_rec_server", 5, 11), Message("iomodule", "11"),
-                          Update("pos SET status", 5, 11), Update("pos SET status", 6, 12), Message("emap", "30,31"),
-                          Message("pos", "11,12", false), Update("ipspeaker SET status_on_rec_server", 5, 11),
-                          Update("ipspeaker SET status_on_rec_server", 6, 12), Message("emap", ""),
-                          Message("speaker", "11,12", false)));
+              ElementsAre("update iomodule 11", Message("iomodule", "11"), "update pos 11", "update pos 12",
+                          Message("emap", "30,31"), Message("pos", "11,12", false), "update ipspeaker 11",
+                          "update ipspeaker 12", Message("emap", ""), Message("speaker", "11,12", false)));
   EXPECT_THAT(Rows("SELECT status_on_rec_server FROM iomodule"), ElementsAre("5", "0", "0", "0"));
   EXPECT_THAT(Rows("SELECT status FROM pos"), ElementsAre("5", "6", "0", "0"));
   for (const char* entries : {kEntries, "[]", "{}"}) EXPECT_THAT(ReportAll(entries), IsEmpty());
@@ -45,12 +40,11 @@ TEST_F(DeviceStatus, TellsOfDevicesEvenWhenTheCommandFails) {
   for (const char* table : {"iomodule", "pos", "ipspeaker"}) Refuse("UPDATE", table, "NEW.id=12");
   EXPECT_THAT(
       ReportAll(kEntries),
-      ElementsAre(Update("iomodule SET status_on_rec_server", 5, 11), "failed to execute a command on database [0]",
-                  "log 1 BatUpdateIOMod Failed to execute command.", Message("iomodule", "11,12"),
-                  Update("pos SET status", 5, 11), "failed to execute a command on database [9]",
+      ElementsAre("failed to execute a command on database [0]", "log 1 BatUpdateIOMod Failed to execute command.",
+                  Message("iomodule", "11,12"), "failed to execute a command on database [9]",
                   "log 1 BatUpdatePOS Failed to execute command.", Message("pos", "11,12", false),
-                  Update("ipspeaker SET status_on_rec_server", 5, 11), "failed to execute a command on database [13]",
-                  "log 1 BatUpdateSpeaker Failed to execute command.", Message("speaker", "11,12", false)));
+                  "failed to execute a command on database [13]", "log 1 BatUpdateSpeaker Failed to execute command.",
+                  Message("speaker", "11,12", false)));
   EXPECT_THAT(Rows("SELECT status FROM pos WHERE status<>0"), IsEmpty()) << "the whole command failed";
   EXPECT_FALSE(std::filesystem::exists(folder() / "device-cache.shm"));
 }
@@ -58,8 +52,8 @@ TEST_F(DeviceStatus, TellsOfDevicesEvenWhenTheCommandFails) {
 TEST_F(DeviceStatus, GoesOnWithoutADeviceCache) {
   std::filesystem::create_directory(folder() / "device-cache.shm");
   EXPECT_THAT(Report(R"("iomodule_info":[{"id":1,"status":2}])"),
-              ElementsAre(Update("iomodule SET status_on_rec_server", 2, 11),
-                          "log 1 BatUpdateIOMod Failed to get share memory CameraList.", Message("iomodule", "11")));
+              ElementsAre("update iomodule 11", "log 1 BatUpdateIOMod Failed to get share memory CameraList.",
+                          Message("iomodule", "11")));
   EXPECT_THAT(Rows("SELECT status_on_rec_server FROM iomodule WHERE id=11"), ElementsAre("2"));
 }
 
@@ -117,8 +111,7 @@ TEST_F(CtrlerStatus, AFailureStaysWithWhatItConcerns) {
   // The controller is saved with its doors, so it waits for the door that cannot be; the other door does not.
   Refuse("UPDATE", "axis_door", "NEW.id=21");
   EXPECT_THAT(Report(R"({"id":1,"status":3,"mac_addr":"00:AB","door":[{"id":1,"status":4},{"id":2,"status":4}]})"),
-              ElementsAre("failed to save door [21]", "update axis_door 22", "update axis_acs_ctrler 5",
-                          "failed to save controller [5]"));
+              ElementsAre("failed to save door [21]", "update axis_door 22", "failed to save controller [5]"));
   EXPECT_THAT(Ctrler(), ElementsAre("2|00:AB"));
   EXPECT_THAT(Doors(), ElementsAre("21|5|1|1|null|0", "22|5|2|4|null|0", "23|5|3|0|null|0"));
 }

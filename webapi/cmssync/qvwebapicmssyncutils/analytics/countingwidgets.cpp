@@ -1,10 +1,9 @@
-#include "countingwidgets.h"
-
 #include <functional>
 #include <list>
 #include <set>
 #include <vector>
 
+#include "analytics/analyticssteps.h"
 #include "frame/idlist.h"
 #include "frame/logmessage.h"
 #include "qvobjectcounting.h"
@@ -24,14 +23,14 @@ struct Storages {
   QvObjectCounting::DbFenceWidgetStorage fence;
 };
 
-/// The entry with the ids of the host: its task's, and its own if the host has it under that task.
-Json::Value WithHostIds(const Json::Value& element, int slaveWidgetId, int hostTaskId) {
+/// The entry with the host's ids: that of its task, and its own if the host has the widget under that task, else 0.
+Json::Value WithHostIds(const Json::Value& element, int slave_widget_id, int host_task_id) {
   Json::Value widget = element;
   widget["id"] = 0;
-  widget["id_on_rec_server"] = slaveWidgetId;
-  widget["iva_setting_id"] = hostTaskId;
+  widget["id_on_rec_server"] = slave_widget_id;
+  widget["iva_setting_id"] = host_task_id;
   TaviCountingWidget known;
-  if (known.LoadByIdOnRecServerAndTaskId(slaveWidgetId, hostTaskId) == 0) widget["id"] = known.GetId();
+  if (known.LoadByIdOnRecServerAndTaskId(slave_widget_id, host_task_id) == 0) widget["id"] = known.GetId();
   return widget;
 }
 
@@ -56,16 +55,16 @@ void SaveWidget(const Json::Value& widget, int type, const Storages& storages) {
   }
 }
 
-/// @return the ids on the slave of all entries, whatever became of them
-std::set<int> SaveWidgets(const Json::Value& section, int zrId, const Storages& storages) {
+/// @return the ids on the slave of all entries, including those that were not saved
+std::set<int> SaveWidgets(const Json::Value& section, int zr_id, const Storages& storages) {
   std::set<int> reported;
   for (const Json::Value& element : section) {
     const int slave_widget_id = element["id"].asInt();
     const int slave_task_id = element["iva_setting_id"].asInt();
     reported.insert(slave_widget_id);
     TaviSetting task;
-    if (task.LoadByIdOnRecServer(slave_task_id, zrId) != 0) {
-      CMS_LOG_AT(1, 211, kFunction, "Failed to load task[%d] from rec server[%d].\n", slave_task_id, zrId);
+    if (task.LoadByIdOnRecServer(slave_task_id, zr_id) != 0) {
+      CMS_LOG_AT(1, 211, kFunction, "Failed to load task[%d] from rec server[%d].\n", slave_task_id, zr_id);
       continue;
     }
     SaveWidget(WithHostIds(element, slave_widget_id, task.GetId()), element["type"].asInt(), storages);
@@ -73,13 +72,13 @@ std::set<int> SaveWidgets(const Json::Value& section, int zrId, const Storages& 
   return reported;
 }
 
-/// The widgets of the slave's tasks on the host; empty after a message when they cannot be listed.
-Optional<std::vector<TaviCountingWidget>> ListWidgets(int zrId) {
+/// The widgets of the slave's tasks on the host; empty, after a message, if they cannot be listed.
+Optional<std::vector<TaviCountingWidget>> ListWidgets(int zr_id) {
   IvaSettingFilterRule task_rule;
-  task_rule.ownerZrId = zrId;
+  task_rule.ownerZrId = zr_id;
   std::list<TaviSetting> tasks;
   if (TaviSetting::Enum(task_rule, tasks) != 0) {
-    CMS_LOG_AT(1, 252, kFunction, "Failed to get IvaTasks list of ZR [%d].\n", zrId);
+    CMS_LOG_AT(1, 252, kFunction, "Failed to get IvaTasks list of ZR [%d].\n", zr_id);
     return {};
   }
   TaviCountingWidgetFilterRule widget_rule;
@@ -105,14 +104,14 @@ void DeleteWidget(const TaviCountingWidget& widget, const Storages& storages) {
 
 }  // namespace
 
-void UpdateCountingWidgetInfo(const Json::Value& info, int zrId) {
+void UpdateCountingWidgetInfo(const Json::Value& info, int zr_id) {
   if (!info.isMember("counting_widget_info")) return;
   const Storages storages;
-  const std::set<int> reported = SaveWidgets(info["counting_widget_info"], zrId, storages);
-  const Optional<std::vector<TaviCountingWidget>> widgets = ListWidgets(zrId);
+  const std::set<int> reported = SaveWidgets(info["counting_widget_info"], zr_id, storages);
+  const Optional<std::vector<TaviCountingWidget>> widgets = ListWidgets(zr_id);
   if (!widgets) return;
   for (const TaviCountingWidget& widget : widgets.Value()) {
-    // By the slave's id alone: of a widget that moved to another task, the old row stays as well.
+    // Matched by the slave's id only: a widget that moved to another task keeps its old row too.
     if (!reported.contains(widget.GetIdOnRecServer())) DeleteWidget(widget, storages);
   }
 }

@@ -1,17 +1,16 @@
-#include "camcapfiles.h"
-
 #include <pthread.h>
 
 #include <string>
 
 #include "camcap.h"
+#include "devices/devicesteps.h"
 #include "frame/logmessage.h"
 
 namespace {
 
 pthread_mutex_t capability_folder_mutex = PTHREAD_MUTEX_INITIALIZER;
 
-/// Keeps two snapshots from making the folder at the same time; the files need no such care.
+/// Lets only one thread make the folder at a time. The files are written without it.
 class FolderLock {
  public:
   FolderLock() { pthread_mutex_lock(&capability_folder_mutex); }
@@ -30,11 +29,11 @@ std::string TextOf(const Json::Value& element, const char* key) {
   return element.isMember(key) ? element[key].asString() : std::string();
 }
 
-/// The path that the element's file has on this host; empty when it has none.
-std::string FileName(const Json::Value& element, const std::string& model, int zrId) {
+/// The file's path on this host; empty if the element names no file or the path is refused.
+std::string FileName(const Json::Value& element, const std::string& model, int zr_id) {
   if (!element.isMember("capFileName")) return "";
   std::string name = element["capFileName"].asString();
-  if (IsInteSupApi(model) == 0 && ReplaceZrIdInCapFilePath(name, zrId) != 0) {
+  if (IsInteSupApi(model) == 0 && ReplaceZrIdInCapFilePath(name, zr_id) != 0) {
     CMS_LOG(3, "SaveCamCapFiles", "Failed to update zrId in cap file path. [%s]\n", name.c_str());
     name.clear();
   }
@@ -43,13 +42,13 @@ std::string FileName(const Json::Value& element, const std::string& model, int z
 
 }  // namespace
 
-void SaveCamCapFiles(int zrId, const Json::Value& camCapList) {
-  if (camCapList.empty()) return;
+void SaveCamCapFiles(int zr_id, const Json::Value& section) {
+  if (section.empty()) return;
   MakeFolder();
-  for (const Json::Value& element : camCapList) {
+  for (const Json::Value& element : section) {
     const std::string vendor = TextOf(element, "camVendor");
     const std::string model = TextOf(element, "camModel");
-    const std::string name = FileName(element, model, zrId);
+    const std::string name = FileName(element, model, zr_id);
     if (vendor.empty() || model.empty() || name.empty() || !element.isMember("camCap")) continue;
     CreateCapFileByJsonInterface(name, vendor, model, element["camCap"]);
   }

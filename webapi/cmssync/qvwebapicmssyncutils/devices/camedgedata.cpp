@@ -1,4 +1,4 @@
-#include "camedgedata.h"
+#include "devices/camedgedata.h"
 
 #include <locale>
 #include <memory>
@@ -15,11 +15,11 @@ struct FreeResult {
 
 }  // namespace
 
-void LoadCamEdgeMap(int zrId, std::map<int, EdgeStorage>& map) {
+void LoadCamEdgeMap(int zr_id, std::map<int, EdgeStorage>& map) {
   std::ostringstream query;
   query.imbue(std::locale::classic());  // no grouping of digits, whatever the program's locale
   query << "SELECT * FROM " << gszTableEdgeStorageSettings << " WHERE "
-        << "owner_zr_id=" << zrId;
+        << "owner_zr_id=" << zr_id;
   DBResult_tag* result = nullptr;
   if (QVDB::Execute(kDbInstanceMain, query.str(), &result, false, true, true, true) != 0) {
     CMS_LOG_ALWAYS("LoadCamEdgeMap", "Execute sql failed.\n");
@@ -33,16 +33,17 @@ void LoadCamEdgeMap(int zrId, std::map<int, EdgeStorage>& map) {
   }
 }
 
-// The words of the two messages are the wrong way round: operators' filters know them so, and count on it.
-void UpdateCamEdgeData(int zrId, const Camera& cam, const Json::Value& edge, std::map<int, EdgeStorage>& map) {
+// The words of the two messages are swapped: "Update" marks a new row, "Add" a changed one. Keep them: log filters in
+// use rely on these words.
+void UpdateCamEdgeData(int zr_id, const Camera& cam, const Json::Value& edge, std::map<int, EdgeStorage>& map) {
   const auto found = map.find(cam.GetId());
   if (found == map.end()) {
     EdgeStorage added;
-    CMS_LOG(4, "UpdateCamEdgeData", "Update edge settings of cam [%d] from ZR [%d].\n", cam.GetId(), zrId);
+    CMS_LOG(4, "UpdateCamEdgeData", "Update edge settings of cam [%d] from ZR [%d].\n", cam.GetId(), zr_id);
     added.SetByJson(cam, edge);
     added.Save();
   } else if (found->second.IsCfgChged(edge) != 0) {
-    CMS_LOG(4, "UpdateCamEdgeData", "Add edge settings of cam [%d] from ZR [%d].\n", cam.GetId(), zrId);
+    CMS_LOG(4, "UpdateCamEdgeData", "Add edge settings of cam [%d] from ZR [%d].\n", cam.GetId(), zr_id);
     found->second.SetByJson(cam, edge);
     found->second.Save();
   }

@@ -1,30 +1,29 @@
-#include "cameras.h"
-
 #include <functional>
 
 #include "actionruledaemon.h"
 #include "camera.h"
 #include "devices/camedgedata.h"
+#include "devices/devicesteps.h"
 #include "frame/idlist.h"
 #include "frame/reconcile.h"
 #include "messagedaemon.h"
-#include "status/actruledapi.h"
+#include "shared/actruledapi.h"
 
 namespace {
 
-class CameraKind {
+class CameraPolicy {
  public:
   using Device = Camera;
   static constexpr const char* kUpdateFunction = "UpdateCameraData";
   static constexpr const char* kRemoveFunction = "RemoveExtraCams";
 
-  explicit CameraKind(int zr_id) : zr_id_(zr_id) {}
+  explicit CameraPolicy(int zr_id) : zr_id_(zr_id) {}
 
-  /// With the cameras comes their edge storage.
+  /// Loads the edge storage of the cameras too.
   std::list<Camera> List() {
     CamFilterRule rule;
     rule.ownerZrId = zr_id_;
-    // A camera that is being configured would otherwise be missed, and added once more.
+    // Otherwise a camera that is being configured would be missing from the list, and added once more.
     rule.skipConfiguring = false;
     std::list<Camera> cameras = CamGetList(rule, QV_DUMMY_INT, false);
     LoadCamEdgeMap(zr_id_, edges_);
@@ -34,7 +33,7 @@ class CameraKind {
   static bool IsChanged(const Camera& camera, const Json::Value& entry) { return camera.IsCfgChged(entry) != 0; }
 
   void Update(Camera& camera, const Json::Value& entry) const {
-    if ((camera.GetDeviceStatusFlags() & DEV_STATUS_FLAG_CONFIGURING) != 0) {
+    if (camera.IsStatusFlagOn(DEV_STATUS_FLAG_CONFIGURING)) {
       CMS_LOG(5, kUpdateFunction, "Skip to update cam [%d] on ZR [%d] due configuring.\n", camera.GetId(), zr_id_);
       return;
     }
@@ -48,13 +47,13 @@ class CameraKind {
     camera.Save();
     CMS_LOG(4, kUpdateFunction, "Add cam [%d] from ZR [%d].\n", camera.GetId(), zr_id_);
   }
-  /// For every camera that the slave reports, written or not.
+  /// Also for cameras that were not written.
   void AfterEntry(const Camera& camera, const Json::Value& entry) {
     (camera.GetEnabled() ? enabled_ : others_).push_back(camera.GetId());
     if (entry.isMember("edgeStorage")) UpdateCamEdgeData(zr_id_, camera, entry["edgeStorage"], edges_);
   }
 
-  /// Tells the daemons what the snapshot's cameras are now; also when there are none.
+  /// Tells the daemons which cameras are enabled and which are not. Sends both messages even if there are no cameras.
   void Notify() const {
     SendCamRelatedMsgToMsgD();
     const std::list<int> none;
@@ -69,7 +68,7 @@ class CameraKind {
     CMS_LOG(3, kRemoveFunction, "Remove extra cameras [%s] on ZR [%d].\n",
             Iter2String(ids.begin(), ids.end(), ",").c_str(), zr_id_);
   }
-  /// A building's worth of cameras may go at once: the summary names them, single lines only tell of failures.
+  /// Logs failures only: the summary has named the cameras, of which there may be hundreds.
   static bool Delete(const Camera& camera) {
     if (camera.Delete(false) == 0) return true;
     CMS_LOG(1, kRemoveFunction, "Failed while delete camera [%d].\n", camera.GetId());
@@ -86,10 +85,10 @@ class CameraKind {
 
 }  // namespace
 
-int UpdateCameraData(int zrId, const Json::Value& cams) {
-  CameraKind kind(zrId);
-  const std::list<Camera> extra = UpdateDevices(kind, cams);
-  kind.Notify();
-  RemoveExtraDevices(kind, extra);
+int UpdateCameraData(int zr_id, const Json::Value& section) {
+  CameraPolicy policy(zr_id);
+  const std::list<Camera> extra = UpdateDevices(policy, section);
+  policy.Notify();
+  RemoveExtraDevices(policy, extra);
   return 0;
 }

@@ -1,29 +1,23 @@
-#include "ctrlers.h"
-
 #include <functional>
 #include <map>
 
 #include "axisacsctrler.h"
 #include "camera.h"
+#include "devices/devicesteps.h"
 #include "frame/idlist.h"
 #include "frame/logmessage.h"
 #include "frame/rowsbyid.h"
 #include "messagedaemon.h"
 #include "recserversavers.h"
+#include "shared/ctrlerentry.h"
 
 namespace {
 
-/// What `object` holds under `key` if it is an int, else 0.
-int IntOrZero(const Json::Value& object, const char* key) {
-  const Json::Value& value = object[key];
-  return value.isInt() ? value.asInt() : 0;
-}
-
-/// A slave's entry in the host's terms, for the host's copy of the controller.
+/// Translates a slave's entry into the host's terms, for the host's copy of the controller.
 ///
-/// Doors are paired by position alone, since a slave may give a door a new id when it learns the controller anew. There
-/// are as many pairs as the host has doors: one that the slave did not list gets an entry, so that nothing of the slave
-/// stays with it; one that the host does not have is left to `SetByJson` as it came.
+/// Doors are paired by position only, since a slave may give a door a new id when it learns the controller anew. There
+/// are as many pairs as the host has doors. A host door without a reported one gets an entry too, so that it keeps no
+/// reference to a camera; a reported door without a host door is left to `SetByJson` as it is.
 Json::Value InHostTerms(const Json::Value& item, const AxisAcsCtrler& ctrler, int zr_id,
                         std::map<int, Camera>& cameras) {
   Json::Value entry = item;
@@ -35,9 +29,7 @@ Json::Value InHostTerms(const Json::Value& item, const AxisAcsCtrler& ctrler, in
     Json::Value& door = entry["door"][position++];
     door["id_on_rec"] = IntOrZero(door, "id");
     door["id"] = host_door.GetId();
-    const Camera& camera = cameras[IntOrZero(door, "cam_id")];  // an unknown camera counts as a blank one
-    door["cam_id"] = camera.GetId();
-    door["cam_zr_id"] = camera.GetOwnerZrId();
+    SetHostCamera(door, cameras);
   }
   return entry;
 }
@@ -56,30 +48,28 @@ void RemoveExtraCtrlers(int zr_id, const std::list<AxisAcsCtrler>& extra) {
 
 }  // namespace
 
-int UpdateCtrlerData(int zrId, const Json::Value& ctrlers) {
+int UpdateCtrlerData(int zr_id, const Json::Value& section) {
   AxisAcsCtrlerFilterRule rule;
-  rule.ownerZrIds = {zrId};
+  rule.ownerZrIds = {zr_id};
   std::list<AxisAcsCtrler> list;
   if (GetAcsCtrlerListByRule(rule, list) != 0) {
     CMS_LOG_ALWAYS("UpdateCtrlerData", "Failed to get access ctrler list.\n");
     return -1;
   }
   std::map<int, Camera> cameras;
-  CamGetMapByZrId(cameras, zrId, MAP_KEY_ID_ON_REC_SERVER);
+  CamGetMapByZrId(cameras, zr_id, MAP_KEY_ID_ON_REC_SERVER);
 
   RowsById<AxisAcsCtrler> rows(std::move(list), std::mem_fn(&AxisAcsCtrler::GetIdOnRec));
   Json::Value added;
-  for (const Json::Value& item : ctrlers) {
-    std::list<AxisAcsCtrler> row = rows.Take(IntOrZero(item, "id"));
-    if (row.empty()) {
+  for (const Json::Value& item : section) {
+    if (std::optional<AxisAcsCtrler> ctrler = rows.Take(IntOrZero(item, "id"))) {
+      ctrler->SetByJson(InHostTerms(item, *ctrler, zr_id, cameras));
+      ctrler->Save();
+    } else {
       added.append(item);
-      continue;
     }
-    AxisAcsCtrler& ctrler = row.front();
-    ctrler.SetByJson(InHostTerms(item, ctrler, zrId, cameras));
-    ctrler.Save();
   }
-  SaveCtrlerFromRec(zrId, added);
-  RemoveExtraCtrlers(zrId, rows.TakeRest());
+  SaveCtrlerFromRec(zr_id, added);
+  RemoveExtraCtrlers(zr_id, rows.TakeRemaining());
   return 0;
 }

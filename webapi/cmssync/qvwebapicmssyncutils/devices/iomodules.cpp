@@ -1,20 +1,19 @@
-#include "iomodules.h"
-
 #include <functional>
 
+#include "devices/devicesteps.h"
 #include "frame/idlist.h"
 #include "frame/reconcile.h"
 #include "iomodule.h"
 
 namespace {
 
-class IOModuleKind {
+class IOModulePolicy : public NothingAfterEntry {
  public:
   using Device = IOModule;
   static constexpr const char* kUpdateFunction = "UpdateIOModuleData";
   static constexpr const char* kRemoveFunction = "RemoveExtraIOMods";
 
-  explicit IOModuleKind(int zr_id) : zr_id_(zr_id) {}
+  explicit IOModulePolicy(int zr_id) : zr_id_(zr_id) {}
 
   std::list<IOModule> List() const {
     IOModuleFilterRule rule;
@@ -31,10 +30,10 @@ class IOModuleKind {
       return;
     }
     CMS_LOG(4, kUpdateFunction, "Update IOMod [%d] on ZR [%d].\n", module.GetId(), zr_id_);
-    Take(module, entry, false);
+    ApplyAndSave(module, entry, false);
   }
   void Add(IOModule& module, const Json::Value& entry) const {
-    Take(module, entry, true);
+    ApplyAndSave(module, entry, true);
     CMS_LOG(4, kUpdateFunction, "Add IO module [%d] from ZR [%d].\n", module.GetId(), zr_id_);
   }
 
@@ -44,7 +43,7 @@ class IOModuleKind {
             Iter2String(ids.begin(), ids.end(), ",").c_str(), zr_id_);
   }
   bool Delete(const IOModule& module) const {
-    // "IO mode" is the wording that log filters in the field look for.
+    // "IO mode" is not a slip: log filters in use look for these words.
     CMS_LOG(4, kRemoveFunction, "Remove IO mode [%d] on ZR [%d].\n", module.GetId(), zr_id_);
     if (module.Delete() == 0) return true;
     CMS_LOG(1, kRemoveFunction, "Failed while delete IO module [%d].\n", module.GetId());
@@ -53,8 +52,8 @@ class IOModuleKind {
   static bool SyncRelatedTables(const IOModule& module) { return SyncRelatedTableForIOModuleDel(module) == 0; }
 
  private:
-  /// The module is written whatever became of the entry, so that it belongs to its server in any case.
-  void Take(IOModule& module, const Json::Value& entry, bool is_new) const {
+  /// Saves the module even if the entry is refused, so that it belongs to its server in any case.
+  void ApplyAndSave(IOModule& module, const Json::Value& entry, bool is_new) const {
     InitIOModuleByJson(entry, module, is_new, true, false);
     module.SetOwnerZrId(zr_id_);
     module.Save(false, false);
@@ -65,8 +64,8 @@ class IOModuleKind {
 
 }  // namespace
 
-int UpdateIOModuleData(int zrId, const Json::Value& mods) {
-  IOModuleKind kind(zrId);
-  RemoveExtraDevices(kind, UpdateDevices(kind, mods));
+int UpdateIOModuleData(int zr_id, const Json::Value& section) {
+  IOModulePolicy policy(zr_id);
+  RemoveExtraDevices(policy, UpdateDevices(policy, section));
   return 0;
 }

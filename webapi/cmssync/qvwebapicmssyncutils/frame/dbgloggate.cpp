@@ -1,4 +1,4 @@
-#include "dbgloggate.h"
+#include "frame/dbgloggate.h"
 
 #include <unistd.h>
 
@@ -8,10 +8,10 @@ namespace {
 
 constexpr int kLastDefaultLevel = LOG_LEVEL_NOTICE;
 
-/// The configuration is replaced while messages are logged; what the record holds must be visible with its address.
+/// Another thread may replace the configuration: its content must be visible together with its address.
 const DbgLogCfg* LoadConfiguration() { return __atomic_load_n(&g_pDbgLogCfg, __ATOMIC_ACQUIRE); }
 
-/// Reads the count from memory each time: the record belongs to the logging library.
+/// Reads the count from memory each time: the logging library may change it.
 std::int32_t LoadPidCount(const DbgLogCfg& configuration) {
   return __atomic_load_n(&configuration.pidCount, __ATOMIC_RELAXED);
 }
@@ -37,7 +37,7 @@ bool DbgLogLevelEnabled(int level) {
   if (LoadPidCount(*configuration) < 1) {
     return level <= threshold;
   }
-  // Threads that find it unset at the same time all write the same id.
+  // Threads may find it unset at the same time: they all write the same id.
   const std::atomic_ref<std::int32_t> cached_pid(g_DbgLogPid);
   if (cached_pid.load(std::memory_order_relaxed) == 0) {
     cached_pid.store(getpid(), std::memory_order_relaxed);

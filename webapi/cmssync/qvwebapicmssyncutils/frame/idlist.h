@@ -1,4 +1,4 @@
-/// Lists of ids: from devices to ids, from ids to text.
+/// Lists of ids: made from devices, turned into text.
 #pragma once
 
 #include <list>
@@ -15,10 +15,10 @@ std::list<int> Transform2List(const std::list<T>& objects, F id) {
   return ids;
 }
 
-/// The ids as a vector of exactly their number.
+/// The ids as a vector.
 inline std::vector<int> List2Vector(const std::list<int>& ids) { return {ids.begin(), ids.end()}; }
 
-/// The elements from `first` to before `last` as text, with `separator` between neighbours only.
+/// The elements of [first, last) as text, with `separator` between neighbours.
 template <class Iterator>
 std::string Iter2String(Iterator first, Iterator last, const std::string& separator) {
   std::ostringstream text;

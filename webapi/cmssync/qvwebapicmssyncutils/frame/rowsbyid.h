@@ -1,12 +1,13 @@
-/// The host's rows of one kind, found by their id on the slave at a cost that does not depend on their number.
+/// The host's rows of one kind, found by their id on the slave in constant time.
 #pragma once
 
 #include <list>
+#include <optional>
 #include <unordered_map>
 #include <utility>
 
-/// Owns a list of rows from which rows are taken by id. Several rows with one id are taken in their order in the
-/// list; the rows that are left keep their order.
+/// Owns a list of rows from which rows are taken by id. Several rows with one id are taken in their order in the list.
+/// The remaining rows keep their order.
 template <class Row>
 class RowsById {
  public:
@@ -14,7 +15,7 @@ class RowsById {
   template <class Id>
   RowsById(std::list<Row> rows, Id&& id) : rows_(std::move(rows)) {
     first_.reserve(rows_.size());
-    // From the back, so that each row is chained before the later ones with its id.
+    // From the back, so that each row is chained before the later rows with its id.
     for (auto row = rows_.end(); row != rows_.begin();) {
       --row;
       const auto [first, is_new] = first_.try_emplace(id(*row), row);
@@ -24,26 +25,23 @@ class RowsById {
     }
   }
 
-  /// Takes the first row with this id out. @return a list of that row alone, or an empty one
-  std::list<Row> Take(int id) {
-    std::list<Row> taken;
+  /// Removes the first row with this id from the list and returns it, if there is one.
+  std::optional<Row> Take(int id) {
     const auto first = first_.find(id);
-    if (first == first_.end()) return taken;
+    if (first == first_.end()) return std::nullopt;
     const auto row = first->second;
     if (const auto next = next_.find(&*row); next != next_.end()) {
       first->second = next->second;
     } else {
       first_.erase(first);
     }
-    taken.splice(taken.end(), rows_, row);
+    std::optional<Row> taken(std::move(*row));
+    rows_.erase(row);
     return taken;
   }
 
-  /// The rows that nobody took. The object is empty afterwards.
-  std::list<Row> TakeRest() {
-    first_.clear();
-    return std::exchange(rows_, {});
-  }
+  /// Returns the remaining rows. The object must not be used afterwards.
+  std::list<Row> TakeRemaining() { return std::move(rows_); }
 
  private:
   using Iterator = typename std::list<Row>::iterator;

@@ -1,17 +1,17 @@
-#include "slaveremoval.h"
+#include "removal/slaveremoval.h"
 
 #include <string>
 #include <string_view>
 
 #include "frame/logmessage.h"
+#include "shared/actruledapi.h"
 #include "slavedata.h"
-#include "status/actruledapi.h"
 
 namespace {
 
-/// A format whose one argument is the server's id; the compiler sees to that.
+/// A format with the server's id as its only argument, checked at compile time.
 struct Message {
-  // NOLINTNEXTLINE(google-explicit-constructor): lets a step hold the text itself
+  // NOLINTNEXTLINE(google-explicit-constructor): a table row states the text itself
   consteval Message(const char* text) : format(text) {
     const std::string_view view(text);
     if (view.find('%') != view.find("%d") || view.find('%') != view.rfind('%') || !view.ends_with("\n")) {
@@ -24,12 +24,12 @@ struct Message {
 enum class Gate { Level1, None };
 
 struct DeviceStep {
-  int (*run)(int zrId);
+  int (*run)(int zr_id);
   Message message;  ///< on failure
-  Gate gate;        ///< that the message passes
+  Gate gate;        ///< for the message
 };
 
-// A controller that stays behind concerns access to a building, so its message reaches every log.
+// A controller that is not deleted still opens doors, so its message is written at every log level.
 constexpr DeviceStep kDeviceSteps[] = {
     {CamDelByZrId, "Fail to delete all database data that belong to rec_server[%d]\n", Gate::Level1},
     {IOModuleDelByZrId, "Fail to delete all iomodule database data that belong to rec_server[%d]\n", Gate::Level1},
@@ -39,23 +39,23 @@ constexpr DeviceStep kDeviceSteps[] = {
     {DelRecShareByZrId, "Fail to delete all recording storage that belong to rec_server[%d]\n", Gate::Level1},
 };
 
-int DeleteEventMounts(int zrId) { return OperateAllEvtMntByZrId(EVENT_MNT_DELETE_ALL, zrId); }
+int DeleteEventMounts(int zr_id) { return OperateAllEvtMntByZrId(EVENT_MNT_DELETE_ALL, zr_id); }
 
-/// The daemon drops a deleted server's rules. The server is the device here, so the command is about none besides.
-int DeleteActionRules(int zrId) {
-  return ActRuledApi::SendCmd<DEVICE_STATUS>(ACTRULED_CMD_DEVICE_STATUS, DEVICE_SRC_REC_SERVER, std::to_string(zrId),
+/// Makes the daemon drop the server's rules. The server is the device of the command, so the command names no owner.
+int DeleteActionRules(int zr_id) {
+  return ActRuledApi::SendCmd<DEVICE_STATUS>(ACTRULED_CMD_DEVICE_STATUS, DEVICE_SRC_REC_SERVER, std::to_string(zr_id),
                                              DEVICE_STATUS_DELETED, false, 0, false);
 }
 
 enum class Failure { Counts, Logged };
 
 struct RelationStep {
-  int (*run)(int zrId);
-  Message message;  ///< on failure; passes no gate
+  int (*run)(int zr_id);
+  Message message;  ///< on failure; written at every log level
   Failure failure;
 };
 
-// The recording shares share the message of the event exports: whoever searches the log for lost recordings finds both.
+// The recording shares use the message of the event exports: one search of the log finds both kinds of lost recordings.
 constexpr RelationStep kRelationSteps[] = {
     {DelAllEmapItemByZrId, "Failed to delete all emap items of slave zr[%d].\n", Failure::Counts},
     {DelLayoutAllItems, "Failed to delete all camera items of slave zr[%d].\n", Failure::Counts},
@@ -76,22 +76,22 @@ constexpr RelationStep kRelationSteps[] = {
 
 }  // namespace
 
-void RemoveSlaveDevices(int zrId) {
+void RemoveSlaveDevices(int zr_id) {
   for (const DeviceStep& step : kDeviceSteps) {
-    if (step.run(zrId) == 0) continue;
+    if (step.run(zr_id) == 0) continue;
     if (step.gate == Gate::None) {
-      CMS_LOG_ALWAYS("RemoveSlaveData", step.message.format, zrId);
+      CMS_LOG_ALWAYS("RemoveSlaveData", step.message.format, zr_id);
     } else {
-      CMS_LOG(1, "RemoveSlaveData", step.message.format, zrId);
+      CMS_LOG(1, "RemoveSlaveData", step.message.format, zr_id);
     }
   }
 }
 
-int RemoveSlaveRelations(int zrId) {
+int RemoveSlaveRelations(int zr_id) {
   int result = 0;
   for (const RelationStep& step : kRelationSteps) {
-    if (step.run(zrId) == 0) continue;
-    CMS_LOG_ALWAYS("SyncRelatedTableForSlaveDel", step.message.format, zrId);
+    if (step.run(zr_id) == 0) continue;
+    CMS_LOG_ALWAYS("SyncRelatedTableForSlaveDel", step.message.format, zr_id);
     if (step.failure == Failure::Counts) result = -1;
   }
   return result;

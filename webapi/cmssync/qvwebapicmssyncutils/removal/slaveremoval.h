@@ -1,9 +1,9 @@
-/// Removal of everything that the host keeps for a slave.
+/// Removal of everything that the host keeps for a slave. Every step runs even if earlier ones failed.
 #pragma once
 
-/// Deletes the slave's devices. Failures are logged and hidden from the caller.
-void RemoveSlaveDevices(int zrId);
+/// Deletes the slave's devices. Failures are only logged.
+void RemoveSlaveDevices(int zr_id);
 
-/// Deletes what else the host keeps about the slave, its action rules included, and once more its devices.
-/// @return 0, or -1 when a step failed that counts for the caller; the others were run nevertheless
-int RemoveSlaveRelations(int zrId);
+/// Deletes everything else that the host keeps about the slave, including its action rules, and its devices again.
+/// @return 0; -1 if a step failed whose failure counts
+int RemoveSlaveRelations(int zr_id);

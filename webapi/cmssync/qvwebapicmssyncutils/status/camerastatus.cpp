@@ -1,5 +1,3 @@
-#include "status/camerastatus.h"
-
 #include <list>
 #include <map>
 #include <string>
@@ -8,23 +6,22 @@
 #include "clientnotify.h"
 #include "frame/logmessage.h"
 #include "status/rtspkeys.h"
+#include "status/statussteps.h"
 
 namespace {
 
-/// What a report brings, element by element.
+/// What the elements of a report lead to.
 struct Report {
   std::list<CamStsInfo> changed;
-  std::list<int> other_live_stream;
+  std::list<int> live_stream_changed;
   std::map<int, std::string> rtsp_keys;
 };
 
-bool IsConfiguring(const Camera& camera) { return (camera.GetDeviceStatusFlags() & DEV_STATUS_FLAG_CONFIGURING) != 0; }
-
 const std::string& LiveProfileText(const CamStsInfo& info) { return info.GetStreamProfile(info.GetLiveProfile()); }
 
-void TakeChanged(int zrId, const Camera& camera, const CamStsInfo& host, const CamStsInfo& reported, Report& report) {
-  if (IsConfiguring(camera)) {
-    CMS_LOG(5, "UpdateCamInfo", "Skip to sync cam [%d] on ZR [%d] due configuring.\n", camera.GetId(), zrId);
+void AddChanged(int zr_id, const Camera& camera, const CamStsInfo& host, const CamStsInfo& reported, Report& report) {
+  if (camera.IsStatusFlagOn(DEV_STATUS_FLAG_CONFIGURING)) {
+    CMS_LOG(5, "UpdateCamInfo", "Skip to sync cam [%d] on ZR [%d] due configuring.\n", camera.GetId(), zr_id);
     return;
   }
   CMS_LOG(5, "UpdateCamInfo", "Cam [%d] info changed.\n", camera.GetId());
@@ -33,34 +30,34 @@ void TakeChanged(int zrId, const Camera& camera, const CamStsInfo& host, const C
   report.changed.push_back(reported);
 }
 
-void TakeElement(int zrId, const Camera& camera, const Json::Value& elem, Report& report) {
+void ReadElement(int zr_id, const Camera& camera, const Json::Value& elem, Report& report) {
   const CamStsInfo host = camera.GetStsInfo();
   CamStsInfo reported(camera.GetId(), elem);
   reported.TakeUnreported(host);
   std::string key = elem["rtsp_key"].asString();
-  if (host != reported) TakeChanged(zrId, camera, host, reported, report);
-  // Also while the camera is being configured: the slave streams something else already.
-  if (LiveProfileText(host) != LiveProfileText(reported)) report.other_live_stream.push_back(camera.GetId());
+  if (host != reported) AddChanged(zr_id, camera, host, reported, report);
+  // Also for a camera that is being configured: the slave has changed its stream already.
+  if (LiveProfileText(host) != LiveProfileText(reported)) report.live_stream_changed.push_back(camera.GetId());
   report.rtsp_keys.emplace(camera.GetId(), std::move(key));
 }
 
 }  // namespace
 
-void UpdateCamInfo(int zrId, const Json::Value& cameraInfo, CachedCamMap& cache) {
+void UpdateCamInfo(int zr_id, const Json::Value& section, CachedCamMap& camera_map) {
   std::map<int, Camera> cameras;
-  if (!cache.Get(cameras)) {
-    CMS_LOG(1, "UpdateCamInfo", "Failed to get cam map of ZR [%d].\n", zrId);
+  if (!camera_map.Get(cameras)) {
+    CMS_LOG(1, "UpdateCamInfo", "Failed to get cam map of ZR [%d].\n", zr_id);
     return;
   }
   Report report;
-  for (const Json::Value& elem : cameraInfo) {
+  for (const Json::Value& elem : section) {
     if (const auto camera = cameras.find(elem["id"].asInt()); camera != cameras.end()) {
-      TakeElement(zrId, camera->second, elem, report);
+      ReadElement(zr_id, camera->second, elem, report);
     }
   }
-  CheckToUpdateRtspKey(zrId, report.rtsp_keys);
-  if (!report.changed.empty()) BatUpdateCam(zrId, report.changed);
-  if (!report.other_live_stream.empty()) {
-    QVClientNotify::Notify(CLIENT_NOTIFY_CAM_LIVE_STREAM, report.other_live_stream);
+  CheckToUpdateRtspKey(zr_id, report.rtsp_keys);
+  if (!report.changed.empty()) BatUpdateCam(zr_id, report.changed);
+  if (!report.live_stream_changed.empty()) {
+    QVClientNotify::Notify(CLIENT_NOTIFY_CAM_LIVE_STREAM, report.live_stream_changed);
   }
 }

@@ -12,9 +12,9 @@
 
 namespace {
 
-/// The last key of every camera, for the life of the process; a camera that has gone keeps its entry.
+/// The last key of every camera, kept for the life of the process. Entries of removed cameras stay.
 struct KnownKeys {
-  std::mutex mutex;  ///< held while the file is written too
+  std::mutex mutex;  ///< also held while a file is written
   std::map<int, std::string> keys;
 };
 
@@ -23,7 +23,7 @@ KnownKeys& TheKnownKeys() {
   return known;
 }
 
-/// @return whether a key was new
+/// @return whether a key is new or changed
 bool Remember(const std::map<int, std::string>& keys, std::map<int, std::string>& known) {
   bool changed = false;
   for (const auto& [camera, key] : keys) {
@@ -35,8 +35,8 @@ bool Remember(const std::map<int, std::string>& keys, std::map<int, std::string>
   return changed;
 }
 
-/// Takes the keys out of the file at once: from here to its new content, old keys are not served.
-/// @return 0, or the error. A link is an error (ELOOP): truncate64 would empty what it points to
+/// Empties the file, so that old keys are not served until the new ones are written.
+/// @return 0, or an errno value. A link is an error (ELOOP), since truncate64 would empty the link's target
 int Truncate(const std::string& path) {
   const int file = open(path.c_str(), O_WRONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
   if (file < 0) return errno;
@@ -45,9 +45,9 @@ int Truncate(const std::string& path) {
   return error;
 }
 
-void WriteKeyFile(int zrId, const std::map<int, std::string>& keys) {
-  CMS_LOG(5, "CheckToUpdateRtspKey", "Update rtsp key for zr [%d]\n", zrId);
-  const std::string path = RtspKeyFilePath(zrId);
+void WriteKeyFile(int zr_id, const std::map<int, std::string>& keys) {
+  CMS_LOG(5, "CheckToUpdateRtspKey", "Update rtsp key for zr [%d]\n", zr_id);
+  const std::string path = RtspKeyFilePath(zr_id);
   if (const int error = Truncate(path); error != 0 && error != ENOENT) {
     CMS_LOG(1, "CheckToUpdateRtspKey", "Failed to truncate %s to 0. Err [%d]\n", path.c_str(), error);
   }
@@ -59,14 +59,14 @@ void WriteKeyFile(int zrId, const std::map<int, std::string>& keys) {
 
 }  // namespace
 
-void CheckToUpdateRtspKey(int zrId, const std::map<int, std::string>& keys) {
+void CheckToUpdateRtspKey(int zr_id, const std::map<int, std::string>& keys) {
   if (keys.empty()) return;
   KnownKeys& known = TheKnownKeys();
   const std::lock_guard guard(known.mutex);
-  if (Remember(keys, known.keys)) WriteKeyFile(zrId, keys);
+  if (Remember(keys, known.keys)) WriteKeyFile(zr_id, keys);
 }
 
-void RemoveRtspKeyFile(int zrId) {
-  const std::string path = RtspKeyFilePath(zrId);
+void RemoveRtspKeyFile(int zr_id) {
+  const std::string path = RtspKeyFilePath(zr_id);
   if (IsFileExist(path, false)) unlink(path.c_str());
 }

@@ -5,16 +5,11 @@
 
 namespace {
 
-void TakeText(const Json::Value& value, std::string& held) {
-  std::string text = value.asString();
-  held.swap(text);
-}
-
-/// Whether the value is the text "true". The conversion alone would make that text of the boolean as well.
+/// Whether the value is the text "true". The boolean true is not, although it converts to that text.
 bool IsTextTrue(const Json::Value& value) { return value.asString() == "true" && value.isString(); }
 
 std::string SummaryText(const SlaveZRStatus& rec) {
-  // No blank behind RecoverProgress: programs read this line.
+  // There is no blank after RecoverProgress: programs parse this line.
   return StringPrintf(
       "ZrId: [%d], Status: [%d], VolStatus: [%d], PkgStatus: [%d], CamCnt: [%d], DoorCnt: [%d], VolSpace: [%lf], "
       "blCmsLocked: [%d], blCmsMasked: [%d], LoginError: [%d], strCookie: [%s], strSerialNum: [%s], "
@@ -32,11 +27,11 @@ void ReadServerState(const Json::Value& status, SlaveZRStatus& rec) {
   rec.Status = status["status"].asInt();
   rec.PkgStatus = status["pkg_status"].asInt();
   rec.VolStatus = status["vol_status"].asInt();
-  TakeText(status["cookie"], rec.strCookie);
-  TakeText(status["serial_num"], rec.strSerialNum);
-  TakeText(status["tarn_version"], rec.strTarnVersion);
-  TakeText(status["qv_version"], rec.strQVVersion);
-  TakeText(status["dp_version"], rec.strDPVersion);
+  rec.strCookie = status["cookie"].asString();
+  rec.strSerialNum = status["serial_num"].asString();
+  rec.strTarnVersion = status["tarn_version"].asString();
+  rec.strQVVersion = status["qv_version"].asString();
+  rec.strDPVersion = status["dp_version"].asString();
   rec.isBeta = status.isMember("is_beta") ? status["is_beta"].asBool() : true;
   rec.blRecEncryptEnabled = status.isMember("recEncryptEnabled") ? status["recEncryptEnabled"].asBool() : false;
 }

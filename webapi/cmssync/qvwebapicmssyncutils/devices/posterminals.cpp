@@ -1,20 +1,19 @@
-#include "posdata.h"
-
 #include <functional>
 
+#include "devices/devicesteps.h"
 #include "frame/idlist.h"
 #include "frame/reconcile.h"
 #include "pos.h"
 
 namespace {
 
-class PosKind {
+class PosPolicy : public NothingAfterEntry {
  public:
   using Device = POS;
   static constexpr const char* kUpdateFunction = "UpdatePOSData";
   static constexpr const char* kRemoveFunction = "RemoveExtraPOSs";
 
-  explicit PosKind(int zr_id) : zr_id_(zr_id) {}
+  explicit PosPolicy(int zr_id) : zr_id_(zr_id) {}
 
   std::list<POS> List() const {
     POSFilterRule rule;
@@ -59,7 +58,7 @@ class PosKind {
 
 }  // namespace
 
-void ReconcilePOSs(int zrId, const Json::Value& section) {
-  PosKind kind(zrId);
-  RemoveExtraDevices(kind, UpdateDevices(kind, section));
+void ReconcilePOSs(int zr_id, const Json::Value& section) {
+  PosPolicy policy(zr_id);
+  RemoveExtraDevices(policy, UpdateDevices(policy, section));
 }

@@ -1,4 +1,4 @@
-/// Device states for the action-rule daemon, whose rules have them as triggers.
+/// Device states for the action-rule daemon, whose rules are triggered by them.
 #pragma once
 
 #include <json/value.h>
@@ -11,7 +11,7 @@
 
 namespace ActRuledApi {
 
-/// One kind of device and the state its devices are in now. @param ids  decimal, joined by ","
+/// One kind of device and the current state of its devices. @param ids  decimal, joined by ","
 // NOLINTBEGIN(performance-unnecessary-value-param): the contract hands the ids over by value
 template <class Status>
 Json::Value TransToJson(DEVICE_SRC src, std::string ids, Status status) {
@@ -23,25 +23,25 @@ Json::Value TransToJson(DEVICE_SRC src, std::string ids, Status status) {
 }
 // NOLINTEND(performance-unnecessary-value-param)
 
-/// Sends a command about one kind of device, and forwards it to the CMS host when this server is a recording server
-/// of a CMS itself.
-/// @param onlyUpdateDevSts  the daemon updates the states only
-/// @param zrId              the server that the devices belong to
-/// @param wantReply         take the daemon's answer
-/// @return the result of the daemon call, 0 on success; nobody learns how the forwarding went
+/// Sends a command about one kind of device. If this server is itself a recording server of a CMS, forwards the command
+/// to the CMS host too.
+/// @param only_update_states  the daemon updates the states only
+/// @param zr_id               the server that the devices belong to
+/// @param want_reply          receive the daemon's answer
+/// @return the result of the daemon call, 0 on success; a failed forwarding is ignored
 template <class Status>
-int SendCmd(ACTRULED_CMD_TYPE cmdType, DEVICE_SRC src, std::string ids, Status status, bool onlyUpdateDevSts, int zrId,
-            bool wantReply) {
+int SendCmd(ACTRULED_CMD_TYPE command_type, DEVICE_SRC src, std::string ids, Status status, bool only_update_states,
+            int zr_id, bool want_reply) {
   Json::Value command(Json::objectValue);
   command["source"].append(TransToJson(src, std::move(ids), status));
-  command["zrId"] = zrId;
-  command["onlyUpdateDevSts"] = onlyUpdateDevSts;
+  command["zrId"] = zr_id;
+  command["onlyUpdateDevSts"] = only_update_states;
 
   Json::Value reply;
-  const int result = SendCmdToDaemon("qvactruled", cmdType, command, wantReply ? &reply : nullptr, false);
+  const int result = SendCmdToDaemon("qvactruled", command_type, command, want_reply ? &reply : nullptr, false);
   if (IsCmsRecServer(SERV_IDENTITY_REC_SERVER)) {
     Json::Value wrapper(Json::objectValue);
-    wrapper["cmdType"] = static_cast<int>(cmdType);
+    wrapper["cmdType"] = static_cast<int>(command_type);
     wrapper["data"] = std::move(command);
     SendCmdToHostViaCmsConn(CMS_MF_MSG_ACTRULE_CMD, wrapper);
   }

@@ -1,20 +1,19 @@
-#include "speakerdata.h"
-
 #include <functional>
 
+#include "devices/devicesteps.h"
 #include "frame/idlist.h"
 #include "frame/reconcile.h"
 #include "ipspeaker.h"
 
 namespace {
 
-class SpeakerKind {
+class SpeakerPolicy : public NothingAfterEntry {
  public:
   using Device = IPSpeaker;
   static constexpr const char* kUpdateFunction = "UpdateSpeakerData";
   static constexpr const char* kRemoveFunction = "RemoveExtraSpeakers";
 
-  explicit SpeakerKind(int zr_id) : zr_id_(zr_id) {}
+  explicit SpeakerPolicy(int zr_id) : zr_id_(zr_id) {}
 
   std::list<IPSpeaker> List() const {
     IPSpeakerFilterRule rule;
@@ -59,7 +58,7 @@ class SpeakerKind {
 
 }  // namespace
 
-void ReconcileSpeakers(int zrId, const Json::Value& section) {
-  SpeakerKind kind(zrId);
-  RemoveExtraDevices(kind, UpdateDevices(kind, section));
+void ReconcileSpeakers(int zr_id, const Json::Value& section) {
+  SpeakerPolicy policy(zr_id);
+  RemoveExtraDevices(policy, UpdateDevices(policy, section));
 }
