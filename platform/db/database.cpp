@@ -22,7 +22,6 @@ struct Process {
   std::mutex mutex;  ///< guards all but `opening`
   std::shared_ptr<Folder> folder;
   std::uint64_t last_opening = 0;
-  std::span<const Migration> default_migrations;
   std::atomic<std::uint64_t> opening{0};  ///< 0: nothing is open
 };
 
@@ -60,7 +59,6 @@ std::filesystem::path Normal(const std::filesystem::path& folder) {
 
 /// With the process's mutex held.
 void OpenFolder(Process& process, const std::filesystem::path& path, Options options) {
-  if (options.migrations.empty()) options.migrations = process.default_migrations;
   const std::filesystem::path normal = Normal(path);
   MakeFolder(normal);
   auto folder = std::make_shared<Folder>(normal, std::move(options));
@@ -68,7 +66,7 @@ void OpenFolder(Process& process, const std::filesystem::path& path, Options opt
   try {
     this_thread.session = Connect(folder);
     this_thread.is_opening = true;
-    Migrate(*this_thread.session, folder->options.migrations);
+    BringToSchema(*this_thread.session, *folder->options.schema);
     FinishStagedFilesOfOthers(*this_thread.session);
   } catch (const Error& error) {
     this_thread = {};
@@ -91,12 +89,6 @@ std::filesystem::path DefaultFolder() {
 
 }  // namespace
 
-void SetDefaultMigrations(std::span<const Migration> migrations) {
-  Process& process = TheProcess();
-  const std::lock_guard guard(process.mutex);
-  process.default_migrations = migrations;
-}
-
 void Open(const std::filesystem::path& folder, Options options) {
   Process& process = TheProcess();
   const std::lock_guard guard(process.mutex);
@@ -114,7 +106,7 @@ void Close() noexcept {
 
 bool IsOpen() { return this_thread.is_opening || TheProcess().opening != 0; }
 
-const std::filesystem::path& DataFolder() {
+std::filesystem::path DataFolder() {
   if (!IsOpen()) throw Error(Error::Kind::Unusable, "no database is open");
   return ThisThread().state().folder->path;
 }

@@ -22,32 +22,35 @@ class Session;
 class Transaction;
 struct StatementPool;
 
-/// One step of the schema: takes the database from version `version` - 1 to `version`, in one transaction.
-struct Migration {
-  int version;
-  void (*apply)(Session&);
+/// The schema that a program knows.
+struct Schema {
+  /// The versions of the schema in order, as SQL texts of any number of statements. The first makes the tables in an
+  /// empty database, each further one takes them from the version before to its own.
+  std::span<const char* const> versions;
+  /// Compares the columns of a database of the last version with those that the program reads and writes.
+  /// @return the first difference; empty: there is none
+  std::string (*find_difference)(const TableColumns& found);
 };
+
+/// The schema of the platform's records (defined by platform/schema, which knows all of them).
+const Schema& PlatformSchema();
 
 struct Options {
   DriverOptions driver;
-  ConnectionFactory factory;  ///< empty: the embedded SQLite driver
-  /// In order of version, starting at 1. Empty: those given to `SetDefaultMigrations`.
-  std::span<const Migration> migrations;
+  ConnectionFactory factory;                 ///< empty: the embedded SQLite driver
+  const Schema* schema = &PlatformSchema();  ///< must live as long as the database is open
 };
 
-/// The migrations of the platform's own schema, for whoever opens a database without naming any. They must live as
-/// long as the program.
-void SetDefaultMigrations(std::span<const Migration> migrations);
-
-/// Opens the database in `folder`, creating the folder (mode 0700) and the database as needed, and applies the
-/// migrations that are missing; finishes what a killed process left undone in the file system. Throws `Error`
-/// (Unusable, Busy); nothing is open then. Opening a second database is a `std::logic_error`.
+/// Opens the database in `folder`, creating the folder (mode 0700) and the database as needed, and brings it to the
+/// last version of the schema; finishes what a killed process left undone in the file system. Throws `Error` (Busy;
+/// Unusable also for a database of another program, which is left as it is); nothing is open then. Opening a second
+/// database is a `std::logic_error`.
 void Open(const std::filesystem::path& folder, Options options);
 /// Closes this thread's connection and forgets the folder. Connections of other threads close with their threads.
 void Close() noexcept;
 bool IsOpen();
 /// The data folder. Throws `Error` when nothing is open.
-const std::filesystem::path& DataFolder();
+std::filesystem::path DataFolder();
 
 /// A statement taken from a session's cache, ready to bind; goes back reset when it leaves scope. Let a query that
 /// reads leave scope before writing: until then it holds on to the state of the database that it saw first.

@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <filesystem>
 #include <functional>
+#include <map>
 #include <memory>
 #include <stdexcept>
 #include <string>
@@ -58,6 +59,12 @@ class Statement {
   virtual bool IsReadOnly() const = 0;
 };
 
+/// Columns by name, each with its definition as in CREATE TABLE: "INTEGER NOT NULL DEFAULT 0",
+/// "INTEGER REFERENCES camera(id) ON DELETE CASCADE". The column of the ids is an "INTEGER PRIMARY KEY".
+using Columns = std::map<std::string, std::string>;
+/// Columns of tables, by the table's name.
+using TableColumns = std::map<std::string, Columns>;
+
 /// One connection. Belongs to one thread.
 class Connection {
  public:
@@ -79,8 +86,11 @@ class Connection {
   virtual bool NeedsSetUp() = 0;
   /// Sets the storage up; repeating it does no harm. Called with the writer lock held.
   virtual void SetUp() = 0;
-  /// What follows the name of a column that numbers the rows of its table, in CREATE TABLE.
-  virtual std::string_view IdentityColumn() const = 0;
+  /// The columns of every table.
+  virtual TableColumns ReadColumns() = 0;
+  /// Whether the database holds rows to the references of their tables. Off while a schema changes, which makes tables
+  /// anew; not to be called in a transaction.
+  virtual void EnforceReferences(bool enforced) noexcept = 0;
 
   /// Moves what has been committed to its final place when enough has gathered. Called with the writer lock held.
   /// What could not be moved stays safe where it is, so nothing is reported.

@@ -1,13 +1,13 @@
 /// Brings the schema of a database to the version that the program knows.
 #pragma once
 
-#include <span>
-
 #include "database.h"
 
 namespace qv::db {
 
-/// Throws `Error`: Unusable for a newer schema or a migration that failed, Busy when the writer lock is not free.
-void Migrate(Session& session, std::span<const Migration> migrations);
+/// Applies the versions that are missing, all of them or none, and compares the columns with those that the program
+/// needs. Throws `Error`: Unusable for a database that is not the program's or of a newer version, which is left as it
+/// is, and for a version that failed; Busy when the writer lock is not free.
+void BringToSchema(Session& session, const Schema& schema);
 
 }  // namespace qv::db

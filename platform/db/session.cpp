@@ -34,12 +34,7 @@ std::unique_ptr<Session> Connect(std::shared_ptr<Folder> folder) {
   state->connection =
       options.factory ? options.factory(folder->path, options.driver) : OpenSqlite(folder->path, options.driver);
   state->folder = std::move(folder);
-  auto session = std::make_unique<Session>(std::move(state));
-  if (session->connection().NeedsSetUp()) {
-    const WriterHold hold(session->state());
-    session->connection().SetUp();
-  }
-  return session;
+  return std::make_unique<Session>(std::move(state));
 }
 
 std::unique_ptr<Statement> PrepareNext(Session& session, const char*& text) {

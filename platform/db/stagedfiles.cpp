@@ -183,10 +183,10 @@ void Sweep(int root, const FileDescriptor& staging, std::span<const Operation> w
 }  // namespace
 
 void CreateStagedFileTable(Session& session) {
-  const std::string identity(session.connection().IdentityColumn());
   session
-      .Prepare("CREATE TABLE IF NOT EXISTS staged_file (id " + identity +
-               ", operation TEXT NOT NULL, staged TEXT NOT NULL, target TEXT NOT NULL)")
+      .Prepare(
+          "CREATE TABLE IF NOT EXISTS staged_file (id INTEGER PRIMARY KEY AUTOINCREMENT, operation TEXT NOT NULL,"
+          " staged TEXT NOT NULL, target TEXT NOT NULL)")
       .Run();
   session.Prepare("CREATE INDEX IF NOT EXISTS staged_file_by_target ON staged_file (target)").Run();
 }

@@ -25,16 +25,15 @@ const char* SqlType(ValueType type) {
   return "TEXT";
 }
 
-std::string ColumnDefinition(const Field& field, std::string_view identity) {
-  std::string sql = field.info.column;
-  if (field.info.role == FieldRole::HostId) return sql + " " + std::string(identity);
-  sql += std::string(" ") + SqlType(field.type);
+/// As a database describes the field's column; see `db::Columns`.
+std::string ColumnDefinition(const Field& field) {
+  if (field.info.role == FieldRole::HostId) return "INTEGER PRIMARY KEY";
+  const std::string type = SqlType(field.type);
   if (field.info.references != nullptr) {
-    sql += std::string(" REFERENCES ") + field.info.references + "(id) ON DELETE ";
-    return sql + (field.info.on_delete == OnDelete::Cascade ? "CASCADE" : "SET NULL");
+    return type + " REFERENCES " + field.info.references + "(id) ON DELETE " +
+           (field.info.on_delete == OnDelete::Cascade ? "CASCADE" : "SET NULL");
   }
-  sql += " NOT NULL DEFAULT ";
-  return sql + (SqlType(field.type) == std::string_view("TEXT") ? "''" : std::to_string(field.info.default_int));
+  return type + " NOT NULL DEFAULT " + (type == "TEXT" ? "''" : std::to_string(field.info.default_int));
 }
 
 std::string Parameters(std::size_t count) {
@@ -119,16 +118,10 @@ AnyTable::AnyTable(const char* name, std::vector<Field> fields, TableOptions opt
 
 AnyTable::~AnyTable() = default;
 
-void AnyTable::Create(db::Session& session) const {
-  std::string columns;
-  std::string indexes;
-  for (const Field& field : fields_) {
-    columns += (columns.empty() ? "\n  " : ",\n  ") + ColumnDefinition(field, session.connection().IdentityColumn());
-    if (field.info.role != FieldRole::Owner && field.info.references == nullptr) continue;
-    // By the owner alone: a server's rows then come out of the index in the order of their ids, without being sorted.
-    indexes += "CREATE INDEX " + name_ + "_by_" + field.info.column + " ON " + name_ + " (" + field.info.column + ");";
-  }
-  session.Execute("CREATE TABLE " + name_ + " (" + columns + ");" + indexes);
+db::Columns AnyTable::ColumnDefinitions() const {
+  db::Columns columns;
+  for (const Field& field : fields_) columns[field.info.column] = ColumnDefinition(field);
+  return columns;
 }
 
 const Columns& AnyTable::all_columns() const { return statements_->all; }

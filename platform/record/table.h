@@ -1,5 +1,6 @@
-/// The table of one kind of record. Schema, load, save, comparison, JSON in and JSON out all follow from the kind's
-/// field list (`include/taggedfield.h`); no kind writes SQL or reads JSON by hand.
+/// The table of one kind of record. Load, save, comparison, JSON in and JSON out all follow from the kind's field list
+/// (`include/taggedfield.h`); no kind writes SQL or reads JSON by hand. The schema makes the table
+/// (`schema/versions.h`).
 ///
 ///     const Table<POS>& PosTable() {
 ///       static const Table<POS> table("pos", {.own_keys = {"parsing_rule"}});
@@ -22,14 +23,13 @@
 #include <utility>
 #include <vector>
 
+#include "../db/driver.h"
 #include "taggedfield.h"
 
 struct DBResult_tag;
 
 namespace qv::db {
 class Query;
-class Session;
-class Statement;
 }  // namespace qv::db
 
 namespace qv::record {
@@ -109,8 +109,8 @@ class AnyTable {
   const std::vector<Field>& fields() const { return fields_; }
   /// Columns by their names.
   Columns ColumnsOf(std::initializer_list<std::string_view> names) const;
-  /// Makes the table and its indexes.
-  void Create(db::Session& session) const;
+  /// The columns as the schema must have them.
+  db::Columns ColumnDefinitions() const;
 
   virtual std::vector<ListedRow> List(const Where& where) const;
   std::int64_t Count(const Where& where) const;

@@ -1,102 +1,47 @@
-/// The schema of the host's database: which tables there are, and the migrations that make them.
-#include <algorithm>
-#include <stdexcept>
+/// The schema of the host's database, as the database layer asks for it.
 #include <string>
 
-#include "../analytics/tables.h"
-#include "../analytics/taskgroups.h"
-#include "../capability/capability.h"
 #include "../db/database.h"
-#include "../devices/camerareferences.h"
-#include "../devices/edgestoragetable.h"
-#include "../devices/emapitems.h"
-#include "../devices/posrules.h"
-#include "../devices/sections.h"
-#include "../devices/tables.h"
-#include "../messages/outbox.h"
-#include "../server/relatedtables.h"
-#include "../server/servers.h"
-#include "../server/settings.h"
 #include "tables.h"
+#include "versions.h"
 
 namespace qv::schema {
-
-std::span<const record::AnyTable* const> Tables() {
-  static const record::AnyTable* const tables[] = {
-      &server::SettingTable(),
-      &server::ServerTable(),
-      &messages::MessageTable(),
-      &devices::CameraTable(),
-      &devices::EdgeStorageTable(),
-      &capability::CapabilityFileTable(),
-      &devices::IOModuleTable(),
-      &devices::PosTable(),
-      &devices::PosTextRuleTable(),
-      &devices::SpeakerTable(),
-      &devices::CtrlerTable(),
-      &devices::DoorTable(),
-      &devices::CameraDetectionSettingTable(),
-      &devices::CameraDeviceOutputTable(),
-      &devices::RecShareTable(),
-      &devices::CtrlerActionRuleTable(),
-      &devices::IOModuleSettingTable(),
-      &devices::IOModuleCamPairingTable(),
-      &devices::PosEventConfTable(),
-      &devices::EmapItemTable(),
-      &server::PrivilegeProfileServerTable(),
-      &server::CameraMigrationTable(),
-      &server::EventMountTable(),
-      &server::EventExportTable(),
-      &server::DoorLayoutItemTable(),
-      &devices::LayoutItemTable(),
-      &devices::CameraGroupMemberTable(),
-      &analytics::IvaTaskTable(),
-      &analytics::FaceTaskTable(),
-      &analytics::CountingWidgetTable(),
-      &analytics::TaskGroupTable(),
-      &analytics::TaskGroupWidgetTable(),
-  };
-  return tables;
-}
-
-const record::AnyTable& TableNamed(std::string_view name) {
-  const std::span<const record::AnyTable* const> tables = Tables();
-  const auto found =
-      std::find_if(tables.begin(), tables.end(), [&](const record::AnyTable* table) { return table->name() == name; });
-  if (found == tables.end()) throw std::logic_error("no table " + std::string(name));
-  return **found;
-}
-
 namespace {
 
-/// Version 1: every table.
-void CreateTables(db::Session& session) {
-  for (const record::AnyTable* table : Tables()) table->Create(session);
+std::string FindDifference(const std::string& table, const db::Columns& expected, const db::Columns& found) {
+  for (const auto& [column, definition] : expected) {
+    const auto here = found.find(column);
+    if (here == found.end()) return "table " + table + " has no column " + column;
+    if (here->second != definition) {
+      return "column " + column + " of table " + table + " is " + here->second + ", not " + definition;
+    }
+  }
+  for (const auto& [column, definition] : found) {
+    if (!expected.contains(column)) return "table " + table + " has an unknown column " + column;
+  }
+  return "";
 }
 
-/// Version 2: indexes for looking up single rows. None begins with the owner: for a server's rows, which come in order
-/// of their ids, the index of the owner alone stays the only choice.
-void IndexLookups(db::Session& session) {
-  session.Execute(R"(
-    CREATE INDEX iva_task_by_id_on_rec_server ON iva_task (id_on_rec_server,owner_zr_id);
-    CREATE INDEX counting_widget_by_id_on_rec_server ON counting_widget (id_on_rec_server,iva_setting_id);
-    CREATE INDEX counting_task_group_by_id_on_rec_server ON counting_task_group (id_on_rec_server,owner_zr_id);
-    CREATE INDEX capability_file_by_path ON capability_file (path);
-    DROP INDEX IF EXISTS message_by_zr_id;)");  // which new databases have never had
-  // A file has one row from now on, that of its server before that of a shared file.
-  session.Execute(R"(
-    DELETE FROM capability_file WHERE id NOT IN (
-      SELECT id FROM (SELECT id,ROW_NUMBER() OVER (PARTITION BY path ORDER BY owner_zr_id=0,id) AS place
-                      FROM capability_file) AS placed WHERE place=1))");
+/// Compares the tables of a database with the field lists of the records. Other tables may be there too.
+std::string FindDifference(const db::TableColumns& found) {
+  for (const record::AnyTable* table : Tables()) {
+    const auto here = found.find(table->name());
+    if (here == found.end()) return "there is no table " + table->name();
+    std::string difference = FindDifference(table->name(), table->ColumnDefinitions(), here->second);
+    if (!difference.empty()) return difference;
+  }
+  return "";
 }
-
-constexpr db::Migration kMigrations[] = {{1, CreateTables}, {2, IndexLookups}};
-
-// A service that uses the platform without opening a database of its own gets this schema.
-const struct Registration {
-  Registration() { db::SetDefaultMigrations(kMigrations); }
-} kRegistration;
 
 }  // namespace
-
 }  // namespace qv::schema
+
+namespace qv::db {
+
+const Schema& PlatformSchema() {
+  static const char* const versions[] = {schema::kVersion1, schema::kVersion2, schema::kVersion3};
+  static const Schema platform{.versions = versions, .find_difference = schema::FindDifference};
+  return platform;
+}
+
+}  // namespace qv::db

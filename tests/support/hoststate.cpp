@@ -17,9 +17,9 @@ struct Close {
 };
 using Database = std::unique_ptr<sqlite3, Close>;
 
-Database Open(const std::filesystem::path& folder) {
+Database Open(const std::filesystem::path& folder, int flags = SQLITE_OPEN_READWRITE) {
   sqlite3* opened = nullptr;
-  const int code = sqlite3_open_v2((folder / "qvcms.db").c_str(), &opened, SQLITE_OPEN_READWRITE, nullptr);
+  const int code = sqlite3_open_v2((folder / "qvcms.db").c_str(), &opened, flags, nullptr);
   Database database(opened);
   if (code != SQLITE_OK) throw std::runtime_error("cannot open the database in " + folder.string());
   // Looking must not tidy up: the next process shall find what the last one left.
@@ -86,6 +86,13 @@ std::vector<std::string> FindDamage(const std::filesystem::path& folder) {
 
 std::vector<std::string> QueryFolder(const std::filesystem::path& folder, const std::string& sql) {
   return Select(Open(folder).get(), sql);
+}
+
+void ExecuteInFolder(const std::filesystem::path& folder, const std::string& sql) {
+  const Database database = Open(folder, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE);
+  if (sqlite3_exec(database.get(), sql.c_str(), nullptr, nullptr, nullptr) != SQLITE_OK) {
+    throw std::runtime_error(sqlite3_errmsg(database.get()));
+  }
 }
 
 std::vector<std::array<int, 4>> ReadDeviceCache(const std::filesystem::path& folder) {

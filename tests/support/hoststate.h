@@ -1,4 +1,4 @@
-/// What a data folder holds, read without the platform: through an SQLite connection of its own and the file system.
+/// What a data folder holds, without the platform: through an SQLite connection of its own and the file system.
 /// Nobody may write to the folder meanwhile.
 #pragma once
 
@@ -19,6 +19,9 @@ std::vector<std::string> DumpFiles(const std::filesystem::path& folder);
 std::vector<std::string> FindDamage(const std::filesystem::path& folder);
 /// The rows of a query, columns joined by "|".
 std::vector<std::string> QueryFolder(const std::filesystem::path& folder, const std::string& sql);
+
+/// Runs SQL in the folder's database, which it makes when there is none.
+void ExecuteInFolder(const std::filesystem::path& folder, const std::string& sql);
 
 /// The entries of the device cache as a reader elsewhere finds them who knows nothing but the layout: host id, owner,
 /// status, padding. Throws when the file is no sound cache, or is being written.

@@ -39,7 +39,8 @@ struct WrappedConnection : qv::db::Connection {
   bool InTransaction() const override { return inner_->InTransaction(); }
   bool NeedsSetUp() override { return inner_->NeedsSetUp(); }
   void SetUp() override { inner_->SetUp(); }
-  std::string_view IdentityColumn() const override { return inner_->IdentityColumn(); }
+  qv::db::TableColumns ReadColumns() override { return inner_->ReadColumns(); }
+  void EnforceReferences(bool enforced) noexcept override { inner_->EnforceReferences(enforced); }
   void Checkpoint() noexcept override { inner_->Checkpoint(); }
   void PrepareToClose(bool last_words) noexcept override { inner_->PrepareToClose(last_words); }
 

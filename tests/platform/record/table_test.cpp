@@ -31,7 +31,13 @@ class Gadget : public TaggedRecord<GadgetData::Fields> {};
 using GadgetTable = Table<Gadget, GadgetData::Fields>;
 
 struct TableTest : support::HostTest {
-  TableTest() { gadgets_.Create(qv::db::ThisThread()); }
+  TableTest() {
+    std::string columns;
+    for (const auto& [column, definition] : gadgets_.ColumnDefinitions()) {
+      columns += (columns.empty() ? "" : ",") + column + " " + definition;
+    }
+    Sql("CREATE TABLE gadget (" + columns + ")");
+  }
 
   bool Apply(Gadget& gadget, const std::string& entry) const { return gadgets_.Apply(gadget, Parse(entry)); }
   bool Differs(const Gadget& gadget, const std::string& entry) const { return gadgets_.Differs(gadget, Parse(entry)); }
