@@ -33,6 +33,12 @@ inline Lines Only(Lines lines, const std::string& start) {
   return lines;
 }
 
+/// The lines that do not start so.
+inline Lines Without(Lines lines, const std::string& start) {
+  std::erase_if(lines, [&](const std::string& line) { return line.starts_with(start); });
+  return lines;
+}
+
 /// Runs `call` and returns what it did. @param level  the log's threshold meanwhile
 Lines Journal(const std::function<void()>& call, int level);
 

@@ -1,99 +1,103 @@
 #include <gmock/gmock.h>
 #include <unistd.h>
 
-#include <optional>
-
 #include "frame/logmessage.h"
 #include "log/log.h"
 
 namespace {
 
-struct LogGateTest : testing::Test {
-  LogGateTest() {
+/// A log configuration of the test's own. The other categories have thresholds that would show.
+struct LogGate : testing::Test {
+  LogGate() {
     qv::log::Reset();
     g_DbgLogPid = 0;
+    std::fill(std::begin(configuration_.threshold), std::end(configuration_.threshold), 9);
     qv::log::SetSink([this](const qv::log::Line& line) {
       lines_.push_back(line.level + ' ' + line.category + ' ' + line.file + ':' + std::to_string(line.line) + ' ' +
                        line.function + ' ' + line.text);
     });
   }
-  ~LogGateTest() override { qv::log::Reset(); }
+  ~LogGate() override {
+    g_pDbgLogCfg = nullptr;
+    qv::log::Reset();
+  }
+  void Configure(int threshold, const std::vector<int>& pids = {}) {
+    configuration_.threshold[14] = threshold;
+    configuration_.pidCount = static_cast<std::int32_t>(pids.size());
+    std::copy(pids.begin(), pids.end(), configuration_.pids);
+    g_pDbgLogCfg = &configuration_;
+  }
+  static int LastEnabledLevel() {
+    int level = -1;
+    while (DbgLogLevelEnabled(level + 1)) ++level;
+    return level;
+  }
 
+  DbgLogCfg configuration_{};
   std::vector<std::string> lines_;
 };
 
-TEST_F(LogGateTest, PassesTheLevelsOfTheConfiguration) {
-  const int self = getpid();
-  std::vector<int> full(kLogMaxFilteredPids, 1);
-  full.back() = self;
-  const std::tuple<const char*, std::optional<qv::log::Settings>, int> cases[] = {
-      {"no configuration", {}, 3},
-      {"no process filter", qv::log::Settings{.level = 4}, 4},
-      {"no process filter, below the default levels", qv::log::Settings{.level = 0}, 0},
-      {"nothing at all", qv::log::Settings{.level = -1}, -1},
-      {"another process", qv::log::Settings{.level = 7, .pids = {1}}, 3},
-      {"another process, below the default levels", qv::log::Settings{.level = 1, .pids = {1}}, 3},
-      {"this process last", qv::log::Settings{.level = 7, .pids = {1, 2, self}}, 7},
-      {"this process in a full list", qv::log::Settings{.level = 5, .pids = full}, 5},
-      {"this process, below the default levels", qv::log::Settings{.level = 1, .pids = {self}}, 1},
-  };
-  for (const auto& [name, settings, last_enabled] : cases) {
-    qv::log::Reset();
-    if (settings) qv::log::Configure(*settings);
-    for (const std::int32_t cached : {0, self}) {
-      g_DbgLogPid = cached;
-      for (int level = 0; level <= 8; ++level) {
-        EXPECT_EQ(DbgLogLevelEnabled(level), level <= last_enabled) << name << ": " << level;
-      }
-      EXPECT_EQ(g_DbgLogPid, settings && !settings->pids.empty() ? self : cached) << name;
-    }
+TEST_F(LogGate, WithoutAConfigurationPassesLevelsUpTo3) { EXPECT_EQ(LastEnabledLevel(), 3); }
+
+TEST_F(LogGate, PassesTheLevelsOfItsCategory) {
+  for (const int threshold : {-1, 0, 4, 7}) {
+    Configure(threshold);
+    EXPECT_EQ(LastEnabledLevel(), threshold);
   }
+  EXPECT_EQ(g_DbgLogPid, 0) << "the process id does not matter without a filter";
 }
 
-TEST_F(LogGateTest, ReadsTheConfigurationForEveryMessageFirstFromTheEnvironment) {
-  setenv("QV_LOG_LEVEL", "verbose", 1);
-  EXPECT_FALSE(DbgLogLevelEnabled(5)) << "not a number, so there is no configuration";
-  setenv("QV_LOG_LEVEL", "5", 1);
-  setenv("QV_LOG_PIDS", ("12,,x," + std::to_string(getpid())).c_str(), 1);
-  EXPECT_TRUE(DbgLogLevelEnabled(5));
-  EXPECT_FALSE(DbgLogLevelEnabled(6));
-  ASSERT_EQ(g_pDbgLogCfg->pidCount, 2);
-  EXPECT_EQ(g_pDbgLogCfg->pids[0], 12);
-  for (const int level : {7, 1}) {
-    qv::log::Configure({.level = level});
-    ReinitDbgLogCfg();
-    EXPECT_TRUE(DbgLogLevelEnabled(level)) << "settings count, not the environment";
-    EXPECT_FALSE(DbgLogLevelEnabled(level + 1));
-  }
+TEST_F(LogGate, PassesOnlyLevelsUpTo3OfAProcessThatTheFilterDoesNotName) {
+  Configure(7, {1, 2});
+  EXPECT_EQ(LastEnabledLevel(), 3);
+  Configure(1, {1, 2});
+  EXPECT_EQ(LastEnabledLevel(), 3);
+}
+
+TEST_F(LogGate, PassesTheLevelsOfAProcessThatTheFilterNames) {
+  std::vector<int> pids(kLogMaxFilteredPids, 1);
+  pids.back() = getpid();
+  Configure(5, pids);
+  EXPECT_EQ(LastEnabledLevel(), 5);
+  Configure(1, {getpid(), 1});
+  EXPECT_EQ(LastEnabledLevel(), 1);
+}
+
+TEST_F(LogGate, ReadsTheProcessIdOnce) {
+  Configure(7, {getpid()});
   g_DbgLogPid = 1;
-  qv::log::Configure({.level = 7, .pids = {getpid()}});
-  EXPECT_FALSE(DbgLogLevelEnabled(7)) << "the id is read once";
-  unsetenv("QV_LOG_LEVEL");
-  unsetenv("QV_LOG_PIDS");
+  EXPECT_EQ(LastEnabledLevel(), 3);
+  g_DbgLogPid = 0;
+  EXPECT_EQ(LastEnabledLevel(), 7);
+  EXPECT_EQ(g_DbgLogPid, getpid());
 }
 
-TEST_F(LogGateTest, MessageCarriesItsNamesAndASuppressedOneEvaluatesNothing) {
-  qv::log::Configure({.level = 4});
-  int evaluated = 0;
-  const auto id = [&] { return ++evaluated; };
-  CMS_LOG(LOG_LEVEL_INFO, "UpdatePOSData", "Update POS [%d] on ZR [%d].\n", id(), 3);
+TEST_F(LogGate, ReadsTheConfigurationFromTheEnvironment) {
+  setenv("QV_LOG_LEVEL", "5", 1);
+  EXPECT_EQ(LastEnabledLevel(), 5);
+  unsetenv("QV_LOG_LEVEL");
+}
+
+TEST_F(LogGate, AMessageCarriesItsNamesAndItsPlace) {
+  Configure(7);
+  CMS_LOG(LOG_LEVEL_INFO, "UpdatePOSData", "Update POS [%d] on ZR [%d].\n", 1, 3);
   const int own_line = __LINE__ - 1;
-  CMS_LOG(LOG_LEVEL_CHANGE, "UpdatePOSData", "Changed [%d]\n", id());
-  CMS_LOG_AT(LOG_LEVEL_ERR, 77, "RemoveSlaveData", "Failed.\n");
-  EXPECT_EQ(evaluated, 1) << "a suppressed message evaluated its arguments";
-  CMS_LOG(-1, "NoLevel", "100%%\n");
+  CMS_LOG_AT(LOG_LEVEL_ERR, 77, "RemoveSlaveData", "100%% failed.\n");
+  CMS_LOG(-1, "NoLevel", "Text.\n");
+  const std::string own_place = "qvwebapicmssyncutils:" + std::to_string(own_line);
+  EXPECT_THAT(lines_, testing::ElementsAre("INFO CMS_SYNC " + own_place + " UpdatePOSData Update POS [1] on ZR [3].",
+                                           "ERR CMS_SYNC qvwebapicmssyncutils:77 RemoveSlaveData 100% failed.",
+                                           testing::StartsWith("unknown CMS_SYNC qvwebapicmssyncutils:")));
+}
 
-  qv::log::Configure({.level = 0});
-  CMS_LOG(LOG_LEVEL_ERR, "RemoveSlaveData", "Suppressed [%d].\n", id());
-  CMS_LOG_ALWAYS("RemoveSlaveData", "Fail to delete rec_server[%d]\n", id());
-
-  EXPECT_EQ(evaluated, 2);
-  const auto place = [&](int line) { return "qvwebapicmssyncutils:" + std::to_string(line); };
-  EXPECT_THAT(lines_,
-              testing::ElementsAre("INFO CMS_SYNC " + place(own_line) + " UpdatePOSData Update POS [1] on ZR [3].",
-                                   "ERR CMS_SYNC " + place(77) + " RemoveSlaveData Failed.",
-                                   "unknown CMS_SYNC " + place(own_line + 5) + " NoLevel 100%",
-                                   "- - " + place(own_line + 9) + " RemoveSlaveData Fail to delete rec_server[2]"));
+TEST_F(LogGate, ASuppressedMessageEvaluatesNothing) {
+  Configure(0);
+  int evaluated = 0;
+  CMS_LOG(LOG_LEVEL_ERR, "RemoveSlaveData", "Suppressed [%d].\n", ++evaluated);
+  EXPECT_EQ(evaluated, 0);
+  CMS_LOG_ALWAYS("RemoveSlaveData", "Fail to delete rec_server[%d]\n", ++evaluated);
+  EXPECT_THAT(lines_, testing::ElementsAre(testing::EndsWith(" RemoveSlaveData Fail to delete rec_server[1]")));
+  EXPECT_THAT(lines_, testing::Each(testing::StartsWith("- - ")));
 }
 
 }  // namespace

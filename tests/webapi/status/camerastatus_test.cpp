@@ -1,6 +1,3 @@
-#include <pwd.h>
-#include <sys/stat.h>
-
 #include <csignal>
 #include <fstream>
 
@@ -9,27 +6,13 @@
 
 namespace {
 
-constexpr uid_t kPackageUser = 54321;
-bool has_package_user = false;
-
-}  // namespace
-
-/// In the place of the system's: no user but the package's, and that only for a test that wants one.
-extern "C" int getpwnam_r(const char* /*name*/, passwd* user, char* memory, size_t /*size*/, passwd** found) {
-  *found = has_package_user ? user : nullptr;
-  *user = {};
-  user->pw_name = memory;
-  user->pw_uid = user->pw_gid = kPackageUser;
-  return 0;
-}
-
-namespace {
-
 namespace fs = std::filesystem;
 using support::ReadWholeFile;
+using support::Without;
 
-// Keys are remembered for the life of the process: every test has servers and cameras of its own, which no test that
-// runs the tool reports of.
+constexpr const char* kMapFailed = "log 1 UpdateCamInfo Failed to get cam map of ZR [12].";
+
+// Keys are remembered for the life of the process: every test has servers and cameras of its own.
 struct CameraStatus : support::StatusTest {
   Lines Report(int zr, const std::string& cameras, int level = 5) {
     record_.ZrId = zr;
@@ -37,9 +20,6 @@ struct CameraStatus : support::StatusTest {
   }
   Lines Update(int zr, const std::map<int, std::string>& keys) {
     return Journal([&] { CheckToUpdateRtspKey(zr, keys); });
-  }
-  static std::string Updated(int zr) {
-    return "log 5 CheckToUpdateRtspKey Update rtsp key for zr [" + std::to_string(zr) + "]";
   }
   /// A key file that nobody has made yet.
   static std::string FreshKeyFile(int zr) {
@@ -50,117 +30,138 @@ struct CameraStatus : support::StatusTest {
   support::KeyFiles keys_;
 };
 
-TEST_F(CameraStatus, FollowsTheReport) {
+TEST_F(CameraStatus, ChangesAreWrittenTogetherAndClientsHearOfNewStreams) {
   const std::string file = FreshKeyFile(16);
-  Sql("INSERT INTO camera (id,owner_zr_id,id_on_rec_server,status,stream_profile1,stream_profile2,device_status_flags)"
-      " VALUES (101,16,1,1,'{\"a\":1}','',0),(102,16,2,1,'{\"a\":1}','{\"b\":1}',33),(103,16,3,1,'{\"a\":1}','',0),"
-      "(104,16,4,1,'','',0),(105,8,5,1,'','',0)");
+  Sql("INSERT INTO camera (id,owner_zr_id,id_on_rec_server,status,stream_profile1,stream_profile2)"
+      " VALUES(101,16,1,1,'{\"a\":1}',''),(102,16,2,1,'{\"a\":1}',''),(103,16,3,1,'',''),(105,8,5,1,'','')");
   const std::string report =
       R"([{"id":1,"status":2,"live_profile":1,"stream_profile2":{"n":"it's","password":"hid"},"rtsp_key":"KEY1"},
-          {"id":2,"status":2,"live_profile":1,"rtsp_key":"KEY2"},
-          {"id":3,"status":1,"stream_profile1":{"a":1},"stream_profile3":null,"rtsp_key":"KEY3"},
-          {"id":3,"rtsp_key":"late"},{"id":4,"status":3},{"id":5,"status":9},{"id":99,"rtsp_key":"none"}])";
-  const Lines lines = Report(16, report, 7);
-  EXPECT_THAT(
-      Lines(lines.begin(), lines.end() - 1),
-      ElementsAre(
-          "log 5 UpdateCamInfo Cam [101] info changed.",
-          R"(log 7 UpdateCamInfo Original cam info: [{"id":101,"live_profile":0,"status":1,)"
-          R"("stream_profile1":{"a":1},"stream_profile2":null,"stream_profile3":null}])",
-          R"(log 7 UpdateCamInfo New      cam info: [{"id":101,"live_profile":1,"status":2,)"
-          R"("stream_profile1":{"a":1},"stream_profile2":{"n":"it's","password":"***"},"stream_profile3":null}])",
-          "log 5 UpdateCamInfo Skip to sync cam [102] on ZR [16] due configuring.",
-          "log 5 UpdateCamInfo Cam [104] info changed.",
-          R"(log 7 UpdateCamInfo Original cam info: [{"id":104,"live_profile":0,"status":1,)"
-          R"("stream_profile1":null,"stream_profile2":null,"stream_profile3":null}])",
-          R"(log 7 UpdateCamInfo New      cam info: [{"id":104,"live_profile":0,"status":3,)"
-          R"("stream_profile1":null,"stream_profile2":null,"stream_profile3":null}])",
-          Updated(16), "update camera 101", "update camera 104", R"(message 0 client 2 {"ids":[101,102]})"));
+          {"id":2,"status":1,"stream_profile1":{"a":1},"stream_profile3":null,"rtsp_key":"KEY2"},
+          {"id":2,"rtsp_key":"late"},{"id":3,"status":3},{"id":5,"status":9},{"id":99,"rtsp_key":"none"}])";
+  EXPECT_THAT(Report(16, report),
+              ElementsAre("log 5 UpdateCamInfo Cam [101] info changed.", "log 5 UpdateCamInfo Cam [103] info changed.",
+                          "log 5 CheckToUpdateRtspKey Update rtsp key for zr [16]", "update camera 101",
+                          "update camera 103", R"(message 0 client 2 {"ids":[101]})"));
   EXPECT_THAT(Rows("SELECT id,status,live_profile,stream_profile2 FROM camera"),
-              ElementsAre(R"(101|2|1|{"n":"it's","password":"hid"})", R"(102|1|0|{"b":1})", "103|1|0|", "104|3|0|",
-                          "105|1|0|"));
-  EXPECT_EQ(ReadWholeFile(file), "{\"101\":\"KEY1\",\"102\":\"KEY2\",\"103\":\"KEY3\",\"104\":\"\"}\n");
+              ElementsAre(R"(101|2|1|{"n":"it's","password":"hid"})", "102|1|0|", "103|3|0|", "105|1|0|"));
+  EXPECT_EQ(ReadWholeFile(file), "{\"101\":\"KEY1\",\"102\":\"KEY2\",\"103\":\"\"}\n");
   EXPECT_EQ(fs::status(file).permissions(), fs::perms(0600));
-  // Nothing changed: nothing happens.
-  EXPECT_THAT(Report(16, R"([{"id":1,"status":2,"live_profile":1,"rtsp_key":"KEY1"}])"), IsEmpty());
+  EXPECT_THAT(Report(16, R"([{"id":1,"status":2,"live_profile":1,"rtsp_key":"KEY1"}])"), IsEmpty())
+      << "nothing changed";
 }
 
-TEST_F(CameraStatus, FailuresStayWithTheirStep) {
-  const std::string file = FreshKeyFile(12);
+TEST_F(CameraStatus, ChangesAreLoggedWithoutSecrets) {
+  Sql("INSERT INTO camera (id,owner_zr_id,id_on_rec_server,stream_profile1) VALUES (111,17,1,'{\"a\":1}')");
+  EXPECT_THAT(
+      support::Only(Report(17, R"([{"id":1,"status":2,"stream_profile2":{"password":"hid"}}])", 7), "log 7 U"),
+      ElementsAre(R"(log 7 UpdateCamInfo Original cam info: [{"id":111,"live_profile":0,"status":0,)"
+                  R"("stream_profile1":{"a":1},"stream_profile2":null,"stream_profile3":null}])",
+                  R"(log 7 UpdateCamInfo New      cam info: [{"id":111,"live_profile":0,"status":2,)"
+                  R"("stream_profile1":{"a":1},"stream_profile2":{"password":"***"},"stream_profile3":null}])"));
+}
+
+TEST_F(CameraStatus, ACameraThatIsBeingConfiguredIsNotWrittenButItsStreamAndKeyCount) {
+  const std::string file = FreshKeyFile(18);
+  Sql("INSERT INTO camera (id,owner_zr_id,id_on_rec_server,status,stream_profile1,device_status_flags) "
+      "VALUES(181,18,1,1,'{\"a\":1}',33)");
+  EXPECT_THAT(
+      Report(18, R"([{"id":1,"status":2,"live_profile":1,"rtsp_key":"KEY"}])"),
+      ElementsAre("log 5 UpdateCamInfo Skip to sync cam [181] on ZR [18] due configuring.",
+                  "log 5 CheckToUpdateRtspKey Update rtsp key for zr [18]", R"(message 0 client 2 {"ids":[181]})"));
+  EXPECT_THAT(Rows("SELECT status,live_profile FROM camera"), ElementsAre("1|0"));
+  EXPECT_EQ(ReadWholeFile(file), "{\"181\":\"KEY\"}\n");
+}
+
+TEST_F(CameraStatus, ACameraReportedTwiceIsListedTwice) {
+  Sql("INSERT INTO camera (id,owner_zr_id,id_on_rec_server,stream_profile1) VALUES (191,19,1,'{\"a\":1}')");
+  const Lines lines = Report(19, R"([{"id":1,"live_profile":1},{"id":1,"live_profile":1}])");
+  EXPECT_EQ(lines.back(), R"(message 0 client 2 {"ids":[191,191]})");
+}
+
+TEST_F(CameraStatus, AKeyThatIsNoTextThrowsBeforeAnythingIsLogged) {
+  Sql("INSERT INTO camera (id,owner_zr_id,id_on_rec_server) VALUES (201,20,1)");
+  EXPECT_THAT(Journal([&] { EXPECT_THROW(Report(20, R"([{"id":1,"status":2,"rtsp_key":{}}])"), Json::Exception); }),
+              IsEmpty());
+}
+
+TEST_F(CameraStatus, AFailedWriteStopsNoMessage) {
   Sql("INSERT INTO camera (id,owner_zr_id,id_on_rec_server) VALUES (121,12,1)");
   Refuse("UPDATE", "camera");
   EXPECT_THAT(
-      Report(12, R"([{"id":1,"status":2,"stream_profile1":{"a":1},"rtsp_key":"k"}])"),
-      ElementsAre("log 5 UpdateCamInfo Cam [121] info changed.", Updated(12),
-                  "failed to update the status of the cameras of server [12]", R"(message 0 client 2 {"ids":[121]})"));
+      Without(Report(12, R"([{"id":1,"status":2,"stream_profile1":{"a":1},"rtsp_key":"k"}])"), "failed"),
+      ElementsAre("log 5 UpdateCamInfo Cam [121] info changed.",
+                  "log 5 CheckToUpdateRtspKey Update rtsp key for zr [12]", R"(message 0 client 2 {"ids":[121]})"));
+}
+
+TEST_F(CameraStatus, WithoutTheCamerasNoKeyIsWritten) {
+  const std::string file = FreshKeyFile(12);
+  Sql("INSERT INTO camera (id,owner_zr_id,id_on_rec_server) VALUES (122,12,1)");
   Break("camera");
-  FreshKeyFile(12);
-  EXPECT_THAT(Report(12, R"([{"id":1,"rtsp_key":"other"}])"),
-              ElementsAre("failed to list the cameras of server [12]",
-                          "log 1 UpdateCamInfo Failed to get cam map of ZR [12]."));
+  EXPECT_THAT(Without(Report(12, R"([{"id":1,"rtsp_key":"other"}])"), "failed"), ElementsAre(kMapFailed));
   EXPECT_FALSE(fs::exists(file));
 }
 
-TEST_F(CameraStatus, RewritesAKeyFileOnlyForANewKey) {
+TEST_F(CameraStatus, AKeyFileIsRewrittenForANewKeyOnly) {
   const std::string path = FreshKeyFile(3);
   std::ofstream(path) << "of the last process";
-  EXPECT_THAT(Update(3, {{301, "a"}, {302, "b"}}), ElementsAre(Updated(3))) << "the first report since the start";
+  EXPECT_THAT(Update(3, {{301, "a"}, {302, "b"}}),
+              ElementsAre("log 5 CheckToUpdateRtspKey Update rtsp key for zr [3]"));
   EXPECT_EQ(ReadWholeFile(path), "{\"301\":\"a\",\"302\":\"b\"}\n");
   std::ofstream(path) << "left alone";
-  using Keys = std::map<int, std::string>;
-  for (const Keys& keys : {Keys{{301, "a"}, {302, "b"}}, Keys{{302, "b"}}, Keys{}}) {
-    EXPECT_THAT(Update(3, keys), IsEmpty());
-  }
+  EXPECT_THAT(Update(3, {{301, "a"}, {302, "b"}}), IsEmpty());
+  EXPECT_THAT(Update(3, {{302, "b"}}), IsEmpty());
+  EXPECT_THAT(Update(3, {}), IsEmpty());
   EXPECT_EQ(ReadWholeFile(path), "left alone");
-  EXPECT_THAT(Update(3, {{302, "B\"\n"}}), ElementsAre(Updated(3)));
+  Update(3, {{302, "B\"\n"}});
   EXPECT_EQ(ReadWholeFile(path), "{\"302\":\"B\\\"\\n\"}\n") << "the keys of this report";
 }
 
-TEST_F(CameraStatus, FollowsNoLink) {
+TEST_F(CameraStatus, AKeyFileThatIsALinkIsReplacedAndNotFollowed) {
   const std::string path = FreshKeyFile(14);
   const fs::path target = folder() / "precious";
   std::ofstream(target) << "content";
-  ASSERT_EQ(SetRtspInfoToConf(path, {}), 0);
-  fs::remove(path);
+  fs::create_directories(fs::path(path).parent_path());
   fs::create_symlink(target, path);
-  EXPECT_THAT(Update(14, {{141, "a"}}),
-              ElementsAre(Updated(14), "log 1 CheckToUpdateRtspKey Failed to truncate " + path + " to 0. Err [" +
-                                           std::to_string(ELOOP) + "]"));
+  EXPECT_THAT(Update(14, {{141, "a"}}), ElementsAre("log 5 CheckToUpdateRtspKey Update rtsp key for zr [14]",
+                                                    "log 1 CheckToUpdateRtspKey Failed to truncate " + path +
+                                                        " to 0. Err [" + std::to_string(ELOOP) + "]"));
   EXPECT_EQ(ReadWholeFile(target), "content");
   EXPECT_EQ(fs::symlink_status(path).type(), fs::file_type::regular);
 }
 
-// A file that cannot be written is not there to be given away. The next new key is its next try.
-TEST_F(CameraStatus, OutlivesAFullDisk) {
-  const std::string path = FreshKeyFile(15);
+/// Nothing can be written to any file.
+struct FullDisk {
+  FullDisk() {
+    getrlimit(RLIMIT_FSIZE, &usual);
+    const rlimit none{0, usual.rlim_max};
+    signal(SIGXFSZ, SIG_IGN);
+    setrlimit(RLIMIT_FSIZE, &none);
+  }
+  ~FullDisk() { setrlimit(RLIMIT_FSIZE, &usual); }
   rlimit usual{};
-  getrlimit(RLIMIT_FSIZE, &usual);
-  const rlimit full{0, usual.rlim_max};
-  signal(SIGXFSZ, SIG_IGN);
-  setrlimit(RLIMIT_FSIZE, &full);
-  const Lines lines = Update(15, {{150, "a"}});
-  setrlimit(RLIMIT_FSIZE, &usual);
-  EXPECT_THAT(lines, ElementsAre(Updated(15), "failed to write a key file",
-                                 "log 1 CheckToUpdateRtspKey Failed to modify owner of file [" + path + "]."));
-  EXPECT_FALSE(fs::exists(path));
+};
+
+TEST_F(CameraStatus, AKeyFileThatCannotBeMadeIsTriedAgainWithTheNextKey) {
+  const std::string path = FreshKeyFile(15);
+  {
+    const FullDisk full;
+    EXPECT_THAT(Without(Update(15, {{150, "a"}}), "failed"),
+                ElementsAre("log 5 CheckToUpdateRtspKey Update rtsp key for zr [15]",
+                            "log 1 CheckToUpdateRtspKey Failed to modify owner of file [" + path + "]."));
+  }
   EXPECT_THAT(Update(15, {{150, "a"}}), IsEmpty());
-  EXPECT_THAT(Update(15, {{150, "b"}}), ElementsAre(Updated(15)));
+  Update(15, {{150, "b"}});
   EXPECT_EQ(ReadWholeFile(path), "{\"150\":\"b\"}\n");
 }
 
-TEST_F(CameraStatus, GivesTheFolderThatItMakesToThePackageUser) {
-  if (geteuid() != 0) GTEST_SKIP() << "only root can give files away";
-  has_package_user = true;
-  fs::create_directory(folder() / "found");
-  for (const std::string name : {"made", "found"}) {
-    EXPECT_EQ(SetRtspInfoToConf(folder() / name / "rtsp_key1", {}), 0);
-    struct stat status {};
-    EXPECT_EQ(stat((folder() / name).c_str(), &status), 0);
-    const uid_t user = name == "made" ? kPackageUser : 0;
-    EXPECT_THAT((std::array{status.st_uid, status.st_gid}), ElementsAre(user, user)) << name;
+TEST_F(CameraStatus, OldKeysAreNotServedWhenTheNewOnesCannotBeWritten) {
+  const std::string path = FreshKeyFile(22);
+  Update(22, {{220, "old"}});
+  {
+    const FullDisk full;
+    Update(22, {{220, "new"}});
   }
-  has_package_user = false;
-  EXPECT_EQ(fs::status(folder() / "made").permissions(), fs::perms(0700));
+  EXPECT_EQ(ReadWholeFile(path), "");
 }
 
 }  // namespace

@@ -1,0 +1,93 @@
+/// Status of access controllers and doors.
+
+#include "support/hosttest.h"
+
+namespace {
+
+using support::Without;
+
+struct CtrlerStatus : support::StatusTest {
+  /// Controller 5 of slave 7 (1 there) with the doors 21 and 22 (1 and 2 there), and one of slave 8.
+  CtrlerStatus() {
+    Sql("INSERT INTO camera (id,owner_zr_id,id_on_rec_server) VALUES (9,7,4);INSERT INTO axis_acs_ctrler "
+        "(id,owner_zr_id,id_on_rec_server,status,mac_addr) VALUES (5,7,1,1,'00:AB'),(6,8,2,1,'');INSERT INTO axis_door "
+        "(id,ctrler_id,owner_zr_id,id_on_rec_server,status) VALUES (21,5,7,1,1),(22,5,7,2,1)");
+  }
+  Lines Report(const std::string& ctrlers) {
+    return StatusTest::Report("{\"status\":1,\"ctrler_info\":[" + ctrlers + "]}");
+  }
+  static Lines Ctrler() { return Rows("SELECT status,mac_addr FROM axis_acs_ctrler WHERE id=5"); }
+  static Lines Doors() {
+    return Rows("SELECT id,ctrler_id,id_on_rec_server,status,cam_id,cam_zr_id FROM axis_door ORDER BY id");
+  }
+};
+
+TEST_F(CtrlerStatus, OnlyDifferencesAreWritten) {
+  const struct {
+    const char* what;
+    const char* ctrlers;
+    Lines changes;
+  } cases[] = {
+      {"no controllers", "", {}},
+      {"equal", R"({"id":1,"status":1,"mac_addr":"00:AB","door":[{"id":1,"status":1},{"id":2,"status":1}]})", {}},
+      {"another slave's, an id that is no integer, an unknown id",
+       R"({"id":2,"status":3},{"id":"1","status":3},{"id":99})",
+       {}},
+      {"a door swapped for another",
+       R"({"id":1,"status":1,"mac_addr":"00:AB","door":[{"id":1,"status":1},{"id":3,"status":4}]})",
+       {}},
+      {"a door's status, whatever the order",
+       R"({"id":1,"status":1,"mac_addr":"00:AB","door":[{"id":2,"status":4},{"id":1,"status":1}]})",
+       {"update axis_door 22"}},
+      {"a letter's case in the MAC address",
+       R"({"id":1,"status":1,"mac_addr":"00:aB","door":[{"id":1,"status":1},{"id":2,"status":4}]})",
+       {"update axis_acs_ctrler 5"}},
+      {"a status that is no integer counts as 0",
+       R"({"id":1,"status":1,"mac_addr":"00:aB","door":[{"id":1,"status":"1"},{"id":2,"status":4}]})",
+       {"update axis_door 21"}},
+      {"status and MAC address are absent", R"({"id":1})", {"update axis_acs_ctrler 5"}},
+  };
+  for (const auto& [what, ctrlers, changes] : cases) EXPECT_EQ(Report(ctrlers), changes) << what;
+  EXPECT_THAT(Ctrler(), ElementsAre("0|"));
+  EXPECT_THAT(Doors(), ElementsAre("21|5|1|0|null|0", "22|5|2|4|null|0"));
+}
+
+TEST_F(CtrlerStatus, AnUnknownDoorIsAddedOnceWithItsCamera) {
+  EXPECT_THAT(Report(
+                  R"({"id":1,"status":1,"mac_addr":"00:AB","door":[{"id":1,"status":1},
+                         {"id":3,"status":6,"cam_id":4},{"id":4,"cam_id":77},{"id":4,"cam_id":77}]})"),
+              ElementsAre("insert axis_door 23", "insert axis_door 24"));
+  EXPECT_THAT(Doors(), ElementsAre("21|5|1|1|null|0", "22|5|2|1|null|0", "23|5|3|6|9|7", "24|5|4|0|null|0"));
+}
+
+TEST_F(CtrlerStatus, AControllerReportedTwiceGetsItsNewDoorOnce) {
+  const std::string entry = R"({"id":1,"status":1,"mac_addr":"00:AB","door":[{"id":3,"status":6}]})";
+  EXPECT_THAT(Report(entry + "," + entry), ElementsAre("insert axis_door 23"));
+}
+
+TEST_F(CtrlerStatus, OfSeveralDoorsWithOneIdTheFirstCounts) {
+  Sql("UPDATE axis_door SET id_on_rec_server=1, status=id");
+  EXPECT_THAT(Report(R"({"id":1,"status":1,"mac_addr":"00:AB","door":[{"id":1,"status":21},{"id":1,"status":21}]})"),
+              IsEmpty());
+  Report(R"({"id":1,"status":1,"mac_addr":"00:AB","door":[{"id":1,"status":5},{"id":1,"status":5}]})");
+  EXPECT_THAT(Rows("SELECT status FROM axis_door"), ElementsAre("5", "22"));
+}
+
+TEST_F(CtrlerStatus, WithoutTheCamerasANewDoorHasNone) {
+  Break("camera");
+  EXPECT_THAT(Without(Report(R"({"id":1,"status":2,"mac_addr":"00:AB","door":[{"id":3,"cam_id":4}]})"), "failed"),
+              ElementsAre("update axis_acs_ctrler 5", "insert axis_door 23"));
+  EXPECT_THAT(Doors(), testing::Contains("23|5|3|0|null|0"));
+}
+
+TEST_F(CtrlerStatus, AFailedSaveIsTriedAgainByTheNextReport) {
+  Refuse("UPDATE", "axis_door", "NEW.id=21");
+  const std::string entry =
+      R"({"id":1,"status":3,"mac_addr":"00:AB","door":[{"id":1,"status":4},{"id":2,"status":4}]})";
+  EXPECT_THAT(Without(Report(entry), "failed"), ElementsAre("update axis_door 22"));
+  EXPECT_THAT(Ctrler(), ElementsAre("1|00:AB")) << "a controller is saved with its doors";
+  Sql("DROP TRIGGER " + Rows("SELECT name FROM sqlite_master WHERE type='trigger'")[0]);
+  EXPECT_THAT(Report(entry), ElementsAre("update axis_door 21", "update axis_acs_ctrler 5"));
+}
+
+}  // namespace

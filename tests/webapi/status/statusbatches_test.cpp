@@ -1,0 +1,102 @@
+/// Status of I/O modules, POS terminals and speakers.
+
+#include <future>
+#include <thread>
+
+#include "support/hosttest.h"
+
+namespace {
+
+using support::Without;
+
+struct StatusBatches : support::StatusTest {
+  /// Of each kind three devices of slave 7, the second one being configured, and one of slave 8.
+  StatusBatches() {
+    for (const std::string table : {"iomodule", "pos", "ipspeaker"}) {
+      Sql("INSERT INTO " + table +
+          " (id,owner_zr_id,id_on_rec_server,enabled,device_status_flags) VALUES "
+          "(11,7,1,1,0),(12,7,2,0,0x20),(13,7,3,1,0x40),(14,8,4,1,0)");
+    }
+    Sql("INSERT INTO emap_item (emap_id,pos_id) VALUES (31,11),(30,12),(31,12),(32,13)");
+  }
+  Lines Report(const std::string& sections) { return StatusTest::Report("{\"status\":1," + sections + "}"); }
+};
+
+// Changed, changed and being configured, equal, of another slave, unknown, changed and told twice.
+constexpr const char* kEntries =
+    R"([{"id":1,"status":5},{"id":2,"status":6},{"id":3,"status":0},{"id":4,"status":7},
+                                     {"id":99,"status":{}},{"id":1,"status":5}])";
+
+TEST_F(StatusBatches, IOModules) {
+  EXPECT_THAT(Report(R"("iomodule_info":)" + std::string(kEntries)),
+              ElementsAre("update iomodule 11", "update iomodule 11",
+                          R"(message 0 msgd iomodule-update {"ids":[11,11],"settings":false,"type":0})"));
+  EXPECT_THAT(Rows("SELECT status_on_rec_server FROM iomodule"), ElementsAre("5", "0", "0", "0"));
+  EXPECT_EQ(support::ReadDeviceCache(folder()).at(0), (std::array{11, 7, 5, 0}));
+}
+
+TEST_F(StatusBatches, DisabledIOModulesToo) {
+  Sql("UPDATE iomodule SET device_status_flags=0");
+  EXPECT_THAT(
+      Report(R"("iomodule_info":[{"id":2,"status":6}])"),
+      ElementsAre("update iomodule 12", R"(message 0 msgd iomodule-update {"ids":[12],"settings":false,"type":0})"));
+}
+
+TEST_F(StatusBatches, TerminalsAndTheirEmaps) {
+  EXPECT_THAT(Report(R"("POS_info":)" + std::string(kEntries)),
+              ElementsAre("update pos 11", "update pos 12", "update pos 11",
+                          R"(message 0 msgd emap-update {"ids":[30,31],"settings":false,"type":0})",
+                          R"(message 0 msgd pos-update {"ids":[11,12,11],"type":0})"));
+  EXPECT_THAT(Rows("SELECT status FROM pos"), ElementsAre("5", "6", "0", "0"));
+}
+
+TEST_F(StatusBatches, SpeakersAndTheirEmaps) {
+  EXPECT_THAT(Report(R"("speaker_info":)" + std::string(kEntries)),
+              ElementsAre("update ipspeaker 11", "update ipspeaker 12", "update ipspeaker 11",
+                          R"(message 0 msgd emap-update {"ids":[],"settings":false,"type":0})",
+                          R"(message 0 msgd speaker-update {"ids":[11,12,11],"type":0})"));
+  EXPECT_THAT(Rows("SELECT status_on_rec_server FROM ipspeaker"), ElementsAre("5", "6", "0", "0"));
+}
+
+TEST_F(StatusBatches, NothingHappensWhenNothingChanged) {
+  for (const std::string entries : {R"([{"id":1,"status":0},{"id":3}])", "[]", "{}"}) {
+    EXPECT_THAT(Report("\"speaker_info\":" + entries + ",\"POS_info\":" + entries + ",\"iomodule_info\":" + entries),
+                IsEmpty())
+        << entries;
+  }
+}
+
+TEST_F(StatusBatches, AFailedCommandWritesNoneButTheDaemonIsTold) {
+  for (const char* table : {"iomodule", "pos", "ipspeaker"}) Refuse("UPDATE", table, "NEW.id=13");
+  const std::string entries = R"([{"id":1,"status":5},{"id":3,"status":6}])";
+  EXPECT_THAT(
+      Without(Report("\"speaker_info\":" + entries + ",\"POS_info\":" + entries + ",\"iomodule_info\":" + entries),
+              "failed"),
+      ElementsAre("log 1 BatUpdateIOMod Failed to execute command.",
+                  R"(message 0 msgd iomodule-update {"ids":[11,13],"settings":false,"type":0})",
+                  "log 1 BatUpdatePOS Failed to execute command.",
+                  R"(message 0 msgd pos-update {"ids":[11,13],"type":0})",
+                  "log 1 BatUpdateSpeaker Failed to execute command.",
+                  R"(message 0 msgd speaker-update {"ids":[11,13],"type":0})"));
+  EXPECT_FALSE(std::filesystem::exists(folder() / "device-cache.shm"));
+}
+
+TEST_F(StatusBatches, GoOnWithoutADeviceCache) {
+  std::filesystem::create_directory(folder() / "device-cache.shm");
+  EXPECT_THAT(Report(R"("iomodule_info":[{"id":1,"status":2}])"),
+              ElementsAre("update iomodule 11", "log 1 BatUpdateIOMod Failed to get share memory CameraList.",
+                          R"(message 0 msgd iomodule-update {"ids":[11],"settings":false,"type":0})"));
+}
+
+TEST_F(StatusBatches, WaitForAnotherWriter) {
+  std::promise<void> holds;
+  const std::jthread writer([&] {
+    const qv::db::UnitOfWork unit;
+    holds.set_value();
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+  });
+  holds.get_future().wait();
+  EXPECT_THAT(Report(R"("iomodule_info":[{"id":1,"status":2}])"), testing::Contains("update iomodule 11"));
+}
+
+}  // namespace
