@@ -1,7 +1,6 @@
 #include "snapshotfloor.h"
 
 #include "columns.h"
-#include "json/write.h"
 #include "qvjson.h"
 
 namespace bench {
@@ -101,7 +100,7 @@ bool SnapshotFloor::Equals(const Row& row, const Json::Value& entry) const {
     if (column.is_text) {
       const auto begin = static_cast<std::size_t>(cell->number);
       const std::string_view text(texts_.data() + begin, cell->length);
-      if (column.is_json ? !qv::json::IsWrittenAs(value, text) : TextOf(value) != text) return false;
+      if (column.is_json ? JsonWrite(value, true) != text : TextOf(value) != text) return false;
     } else if ((value.isBool() ? static_cast<int>(value.asBool()) : value.asInt()) != cell->number) {
       return false;
     }

@@ -3,7 +3,6 @@
 #include <map>
 
 #include "camera.h"
-#include "json/write.h"
 #include "qvjson.h"
 
 namespace bench {
@@ -34,9 +33,9 @@ Camera ReadCamera(sqlite3_stmt* row) {
 bool IsChanged(const Camera& camera, const Json::Value& reported) {
   return camera.GetStatus() != reported["status"].asInt() ||
          camera.GetLiveProfile() != reported["live_profile"].asInt() ||
-         !qv::json::IsWrittenAs(reported["stream_profile1"], camera.GetStreamProfile1().text) ||
-         !qv::json::IsWrittenAs(reported["stream_profile2"], camera.GetStreamProfile2().text) ||
-         !qv::json::IsWrittenAs(reported["stream_profile3"], camera.GetStreamProfile3().text);
+         JsonWrite(reported["stream_profile1"], true) != camera.GetStreamProfile1().text ||
+         JsonWrite(reported["stream_profile2"], true) != camera.GetStreamProfile2().text ||
+         JsonWrite(reported["stream_profile3"], true) != camera.GetStreamProfile3().text;
 }
 
 }  // namespace

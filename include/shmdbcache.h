@@ -3,8 +3,8 @@
 ///
 /// It is the file `device-cache.shm` in the data folder, mapped by every process that uses it. Layout, in the byte
 /// order of the machine: a `ShmDBCacheHeader`, then `capacity` times a `ShmDBCacheEntry`, of which the first `count`
-/// are in use, in no order; one with the host id 0 speaks of no module, and may come to speak of another one. It holds
-/// the modules whose status has changed since it was made; of others, ask the database.
+/// are in use, in no order. A host id of 0 marks a free entry, which may be used for another module later. The cache
+/// holds the modules whose status has changed since it was made; ask the database about others.
 ///
 /// A reader maps the file and
 ///
@@ -14,13 +14,14 @@
 ///   4. reads what it wants of the entries, every number with one load;
 ///   5. reads `sequence` again (behind an acquire fence); when it is another one, goes back to 2.
 ///
-/// A writer that died leaves an odd `sequence`, which the next writer repairs; entries are written so that each one is
+/// A writer that died leaves an odd `sequence`, which the next writer repairs. Entries are written so that each one is
 /// whole at any moment, so a reader that waited in vain may use what it sees.
 ///
-/// Writers hold a lock on the file (`flock`) from before they look at it until they are done. They set up a missing or
-/// empty file, leave alone what is no cache, and never touch memory beyond the file as they found it, whatever is in
-/// it. To have the cache made anew, delete or replace the file; a reader that keeps it mapped sees by its inode number
-/// that the name stands for another one. Nobody may make it shorter: that kills (SIGBUS) who looks at it just then.
+/// Writers hold a lock on the file (`flock`) from before they look at it until they are done. They set up an empty
+/// file and never touch memory beyond the file as they found it, whatever is in it. The next writer makes a new file in
+/// the place of a missing or damaged one; a file of another layout is left alone. A reader that keeps a file mapped
+/// sees by the inode number that the name stands for a new one. Nobody may make the file shorter: that kills (SIGBUS)
+/// any process that looks at it just then.
 #pragma once
 
 #include <cstdint>
@@ -49,8 +50,8 @@ struct ShmDBCacheEntry {
 };
 static_assert(sizeof(ShmDBCacheEntry) == 16);
 
-/// The cache as its writers see it. Lives as long as the process. What cannot be done when the time comes is left
-/// undone, after one log line.
+/// The cache as its writers see it. Lives as long as the process. A change that cannot be made is left out, after one
+/// log line. Thread-safe.
 class ShmDBCache {
  public:
   /// Enters the status of I/O modules of slave `zrId`: when the open unit of work commits, or at once without one.
@@ -62,8 +63,8 @@ class ShmDBCache {
   void RemoveIOModules(int zrId);
 };
 
-/// The cache of the open data folder; its file is made on first use. Null when it cannot be mapped, or when what is
-/// there is no cache of this layout. May be called from any thread.
+/// The cache of the open data folder; its file is made on first use, and made anew if it is damaged. Thread-safe.
+/// @return null if the file cannot be mapped, or has another layout
 ShmDBCache* QVShmDBCacheAt();
 
 /// Whether the open data folder has a cache already; asking makes none.

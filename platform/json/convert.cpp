@@ -28,6 +28,7 @@ struct Place {
   Json::Value blank;                       ///< an object with these names and null values; null until it is needed
   std::vector<std::size_t> order;          ///< for each of `names`, the position of the member in `blank`
   std::vector<std::unique_ptr<Place>> at;  ///< for each of `names`, the objects inside that member
+  std::vector<Json::Value*> members;       ///< of the value that is being filled, in the order of its names
   std::unique_ptr<Place> elements;         ///< the objects in an array that stands here
 };
 
@@ -37,12 +38,13 @@ Place& MakeIfAbsent(std::unique_ptr<Place>& place) {
 }
 
 bool HasNames(const simdjson::dom::object& object, const std::vector<std::string_view>& names) {
+  if (object.size() != names.size()) return false;
   auto expected = names.begin();
   for (const auto& [name, child] : object) {
-    if (expected == names.end() || name != *expected) return false;
+    if (name != *expected) return false;
     ++expected;
   }
-  return expected == names.end();
+  return true;
 }
 
 void MakeBlank(Place& place) {
@@ -60,6 +62,7 @@ void MakeBlank(Place& place) {
   place.order.clear();
   for (const std::string_view name : place.names) place.order.push_back(positions.at(name));
   place.at.resize(place.names.size());
+  place.members.resize(place.names.size());
   place.blank = std::move(blank);
 }
 
@@ -111,12 +114,14 @@ class Converter {
 
   Json::Value FillBlank(const simdjson::dom::object& object, Place& place, std::size_t levels_left) {
     Json::Value value = place.blank;
-    std::vector<Json::Value*> members;
-    members.reserve(place.names.size());
-    for (Json::Value& member : value) members.push_back(&member);
+    auto member = value.begin();
+    for (Json::Value*& pointer : place.members) {
+      pointer = &*member;
+      ++member;
+    }
     std::size_t i = 0;
     for (const auto& [name, child] : object) {
-      *members[place.order[i]] = Convert(child, place.at[i], levels_left);
+      *place.members[place.order[i]] = Convert(child, place.at[i], levels_left);
       ++i;
     }
     return value;
@@ -124,15 +129,17 @@ class Converter {
 
   Json::Value AddMembers(const simdjson::dom::object& object, Place& place, std::size_t levels_left) {
     Json::Value value(Json::objectValue);
-    std::vector<std::string_view> names;
     std::unique_ptr<Place> inside;
+    std::size_t count = 0;
     for (const auto& [name, child] : object) {
       *value.demand(name.data(), name.data() + name.size()) = Convert(child, inside, levels_left);
-      names.push_back(name);
+      ++count;
     }
-    if (value.size() != names.size()) throw Refused();
-    const bool is_row = names.size() >= kLeastMembers && names.size() <= kMostMembers;
-    place.names = is_row ? std::move(names) : std::vector<std::string_view>();
+    if (value.size() != count) throw Refused();
+    place.names.clear();
+    if (count >= kLeastMembers && count <= kMostMembers) {
+      for (const auto& [name, child] : object) place.names.push_back(name);
+    }
     place.blank = Json::Value();
     return value;
   }

@@ -1,7 +1,6 @@
 #include "names.h"
 
 #include <cstddef>
-#include <memory>
 #include <mutex>
 #include <string>
 #include <unordered_set>
@@ -9,34 +8,28 @@
 namespace qv::json {
 namespace {
 
-/// Some thousand names: several times what all kinds of device have.
-constexpr std::size_t kMaxBytes = std::size_t{256} * 1024;
+/// Some thousand names. All kinds of devices together have some hundred.
+constexpr std::size_t kMostBytes = std::size_t{256} * 1024;
 
-struct Pool {
+struct Names {
   std::mutex mutex;
-  std::unordered_set<std::string> names;  // its elements stay where they are
+  std::unordered_set<std::string> kept;  // its elements stay where they are
   std::size_t bytes = 0;
 };
 
 }  // namespace
 
 const char* KeepName(std::string_view name) {
-  // Never destroyed: values that use the names may be destroyed later than anything here.
-  static Pool* const pool = std::make_unique<Pool>().release();
-  if (name.find('\0') != std::string_view::npos) {
-    return nullptr;
-  }
-  const std::lock_guard lock(pool->mutex);
+  if (name.find('\0') != std::string_view::npos) return nullptr;
+  // Never destroyed, since values that use the names may be destroyed later than any object here.
+  static Names& names = *new Names;
+  const std::lock_guard lock(names.mutex);
   std::string text(name);
-  if (const auto found = pool->names.find(text); found != pool->names.end()) {
-    return found->c_str();
-  }
+  if (const auto found = names.kept.find(text); found != names.kept.end()) return found->c_str();
   const std::size_t bytes = sizeof(std::string) + text.size() + 1;
-  if (pool->bytes + bytes > kMaxBytes) {
-    return nullptr;
-  }
-  pool->bytes += bytes;
-  return pool->names.insert(std::move(text)).first->c_str();
+  if (names.bytes + bytes > kMostBytes) return nullptr;
+  names.bytes += bytes;
+  return names.kept.insert(std::move(text)).first->c_str();
 }
 
 }  // namespace qv::json

@@ -7,7 +7,6 @@
 #include "../db/database.h"
 #include "../json/document.h"
 #include "../json/equal.h"
-#include "../json/write.h"
 #include "qvjson.h"
 
 namespace qv::record {
@@ -241,9 +240,7 @@ Fit CompareField(const Field& field, const void* record, const Json::Value& valu
 Fit TakeField(const Field& field, void* record, const Json::Value& value) { return Take(field, record, value, true); }
 
 bool Holds(const JsonText& held, const Json::Value& value) {
-  const json::Written written = json::CompareWritten(value, held.text);
-  return written == json::Written::Same ||
-         (written == json::Written::Unclear && !held.text.empty() && json::AreSame(ParseStored(held.text), value));
+  return held.text == JsonWrite(value, true) || (!held.text.empty() && json::AreSame(ParseStored(held.text), value));
 }
 
 Json::Value ParseStored(std::string_view text) {

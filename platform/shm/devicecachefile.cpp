@@ -48,16 +48,21 @@ class DeviceCacheFile::WriteSection {
   std::uint64_t odd_;
 };
 
-DeviceCacheFile::DeviceCacheFile(const std::filesystem::path& path)
-    // Without waiting: a pipe or a device at this place must not hold the caller up.
-    : file_(open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK, S_IRUSR | S_IWUSR)) {
-  if (!file_ || !Lock() || !Start()) return;
-  const std::uint32_t capacity = Load(header().capacity);
-  const std::uint32_t count = Load(header().count);
-  if (header().magic != ShmDBCacheHeader::kMagic || header().layout != ShmDBCacheHeader::kLayout) return;
-  if (capacity > kMaxCapacity || count > capacity || SizeFor(capacity) > size_) return;
-  capacity_ = capacity;
-  count_ = count;
+DeviceCacheFile::DeviceCacheFile(const std::filesystem::path& path) {
+  // Once more for a damaged file, and for each time that another writer replaced the file before this one locked it.
+  for (int attempts_left = 10; attempts_left > 0; --attempts_left) {
+    switch (Open(path)) {
+      case Found::Cache:
+        return;
+      case Found::Damage:
+        if (unlink(path.c_str()) != 0) return;
+        break;
+      case Found::Replaced:
+        break;
+      case Found::Nothing:
+        return;
+    }
+  }
 }
 
 DeviceCacheFile::~DeviceCacheFile() {
@@ -93,6 +98,27 @@ bool DeviceCacheFile::Apply(const DeviceCacheChanges& changes) {
   return true;
 }
 
+DeviceCacheFile::Found DeviceCacheFile::Open(const std::filesystem::path& path) {
+  // Without waiting: a pipe or a device at this place must not hold the caller up.
+  file_ =
+      db::FileDescriptor(open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK, S_IRUSR | S_IWUSR));
+  if (!file_ || !Lock()) return Found::Nothing;
+  struct stat file {};
+  struct stat named {};
+  if (fstat(file_.get(), &file) != 0 || !S_ISREG(file.st_mode)) return Found::Nothing;
+  if (lstat(path.c_str(), &named) != 0 || named.st_ino != file.st_ino) return Found::Replaced;
+  if (file.st_size == 0 && !SetUp()) return Found::Nothing;
+  if (!Map()) return Found::Nothing;
+  if (size_ < SizeFor(kFirstCapacity) || header().magic != ShmDBCacheHeader::kMagic) return Found::Damage;
+  if (header().layout != ShmDBCacheHeader::kLayout) return Found::Nothing;
+  const std::uint32_t capacity = Load(header().capacity);
+  const std::uint32_t count = Load(header().count);
+  if (capacity == 0 || capacity > kMaxCapacity || count > capacity || SizeFor(capacity) > size_) return Found::Damage;
+  capacity_ = capacity;
+  count_ = count;
+  return Found::Cache;
+}
+
 bool DeviceCacheFile::Lock() {
   int result = 0;
   do {
@@ -101,12 +127,24 @@ bool DeviceCacheFile::Lock() {
   return result == 0;
 }
 
+/// Gives the empty file its header and room for the first entries. Blocks, not a hole: writing into a mapped hole kills
+/// the process when the disk is full.
+bool DeviceCacheFile::SetUp() {
+  ShmDBCacheHeader start{};
+  start.magic = ShmDBCacheHeader::kMagic;
+  start.layout = ShmDBCacheHeader::kLayout;
+  start.capacity = kFirstCapacity;
+  const bool done = posix_fallocate(file_.get(), 0, static_cast<off_t>(SizeFor(kFirstCapacity))) == 0 &&
+                    pwrite(file_.get(), &start, sizeof start, 0) == sizeof start;
+  if (!done) static_cast<void>(ftruncate(file_.get(), 0) == 0);
+  return done;
+}
+
 /// Maps the whole file.
 bool DeviceCacheFile::Map() {
   struct stat status {};
-  if (fstat(file_.get(), &status) != 0 || !S_ISREG(status.st_mode)) return false;
+  if (fstat(file_.get(), &status) != 0) return false;
   const auto size = static_cast<std::size_t>(status.st_size);
-  if (size < SizeFor(kFirstCapacity)) return false;
   void* memory = mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_SHARED, file_.get(), 0);
   if (memory == MAP_FAILED) return false;
   Unmap();
@@ -120,27 +158,6 @@ void DeviceCacheFile::Unmap() noexcept {
   memory_ = nullptr;
 }
 
-/// Maps the file, and sets it up if it is new.
-bool DeviceCacheFile::Start() {
-  struct stat status {};
-  if (fstat(file_.get(), &status) != 0) return false;
-  // Blocks, not a hole: writing into a mapped hole kills the process when the disk is full.
-  if (status.st_size == 0 && S_ISREG(status.st_mode) &&
-      posix_fallocate(file_.get(), 0, static_cast<off_t>(SizeFor(kFirstCapacity))) != 0) {
-    static_cast<void>(ftruncate(file_.get(), 0) == 0);
-    return false;
-  }
-  if (!Map()) return false;
-  ShmDBCacheHeader& head = header();
-  // Whoever began to set it up may have died before the magic number.
-  if (head.magic == 0 && head.count == 0 && head.sequence == 0 && size_ == SizeFor(kFirstCapacity)) {
-    Store(head.layout, std::uint32_t{ShmDBCacheHeader::kLayout});
-    Store(head.capacity, std::uint32_t{kFirstCapacity});
-    Store(head.magic, std::uint32_t{ShmDBCacheHeader::kMagic});
-  }
-  return true;
-}
-
 /// Makes room for twice as many entries.
 bool DeviceCacheFile::Grow() {
   const std::uint32_t capacity = capacity_ * 2;
@@ -152,7 +169,7 @@ bool DeviceCacheFile::Grow() {
   return true;
 }
 
-/// The entry is whole whenever it speaks of a module.
+/// The entry is whole whenever it has a host id.
 void DeviceCacheFile::Write(std::uint32_t place, const ShmDBCacheEntry& value) {
   ShmDBCacheEntry& held = entry(place);
   if (Load(held.host_id) != value.host_id) Store(held.host_id, 0);

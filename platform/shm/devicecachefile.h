@@ -20,13 +20,14 @@ struct DeviceCacheChanges {
   std::set<std::int32_t> servers = {};
 };
 
-/// The cache locked and mapped for writing, for a scope: writers of several threads and processes follow one another.
-/// Nothing is kept from one scope to the next, so whatever became of the file in between is found as it is. How many
-/// entries there are is read once: a process that writes without the lock can spoil them, but leads nowhere else.
+/// The cache, locked and mapped for writing as long as this object lives. Writers of all threads and processes follow
+/// one another. Each of them reads the file anew, and checks how many entries there are once: a process that writes
+/// without the lock can spoil entries, but leads no writer beyond the mapping.
 class DeviceCacheFile {
  public:
-  /// Maps the file, which is made (mode 0600) when it is missing or empty. False then when that failed, or when the
-  /// file is none of this layout; nothing else may be called.
+  /// Maps the file. A missing file is made (mode 0600), an empty one is set up, a damaged one is replaced by a new one.
+  /// Converts to false if that failed, or if the file is no regular one or has another layout; nothing else may be
+  /// called then.
   explicit DeviceCacheFile(const std::filesystem::path& path);
   ~DeviceCacheFile();
   DeviceCacheFile(const DeviceCacheFile&) = delete;
@@ -39,11 +40,13 @@ class DeviceCacheFile {
 
  private:
   class WriteSection;
+  enum class Found { Cache, Damage, Replaced, Nothing };
 
+  Found Open(const std::filesystem::path& path);
   bool Lock();
+  bool SetUp();
   bool Map();
   void Unmap() noexcept;
-  bool Start();
   bool Grow();
   void Write(std::uint32_t place, const ShmDBCacheEntry& value);
   ShmDBCacheHeader& header() const { return *static_cast<ShmDBCacheHeader*>(memory_); }

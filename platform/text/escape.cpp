@@ -67,7 +67,7 @@ std::string EscapeJson(std::string_view json) {
     if (character == '\n') {
       out += '\n';
     } else {
-      fmt::format_to(std::back_inserter(out), "\\u{:04x}", static_cast<std::uint32_t>(character));
+      fmt::format_to(std::back_inserter(out), "\\u{:04X}", static_cast<std::uint32_t>(character));
     }
   });
 }

@@ -14,7 +14,7 @@ namespace qv::text {
 std::string EscapeLine(std::string_view text);
 
 /// For a JSON text, whose meaning stays the same: \uXXXX for each character. Its line breaks are kept. A byte that is
-/// not valid UTF-8 becomes \ufffd.
+/// not valid UTF-8 becomes \uFFFD.
 std::string EscapeJson(std::string_view json);
 
 }  // namespace qv::text

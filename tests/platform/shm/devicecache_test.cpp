@@ -1,4 +1,5 @@
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/mman.h>
 
 #include <atomic>
@@ -83,6 +84,11 @@ struct DeviceCache : support::HostTest {
   }
 };
 
+/// `text` with `bytes` from `begin` on.
+std::string With(std::string text, std::size_t begin, const std::string& bytes) {
+  return text.replace(begin, bytes.size(), bytes);
+}
+
 TEST_F(DeviceCache, ShowsWhatIsCommitted) {
   Enter({{1, 10}, {2, 20}, {1, 11}});
   EXPECT_THAT(Read(), ElementsAre(Pair(1, 11), Pair(2, 20)));
@@ -102,26 +108,62 @@ TEST_F(DeviceCache, ShowsWhatIsCommitted) {
   EXPECT_THAT(Read(), ElementsAre(Pair(5, 50))) << "a deleted file is made anew";
 }
 
-TEST_F(DeviceCache, RefusesWhatIsNoCache) {
+TEST_F(DeviceCache, IsMadeAnewByTheNextWriterWhenItIsDamaged) {
   Enter({{1, 10}});
   const std::string good = support::ReadWholeFile(path());
-  const auto with = [&](std::size_t at, const std::string& bytes) {
-    return std::string(good).replace(at, bytes.size(), bytes);
+  const std::pair<const char*, std::string> cases[] = {
+      {"is a text", "text"},
+      {"has another magic number", With(good, 0, "X")},
+      {"has a larger capacity than the file", With(good, 9, "\7")},
+      {"has more entries than its capacity", With(good, 13, "\7")},
+      {"has no capacity", With(good, 8, std::string(8, '\0'))},
+      {"was cut off", good.substr(0, 4000)},
+      {"was never set up", std::string(4096, '\0')},
   };
-  for (const std::string& content : {std::string("text"), with(0, "X"), with(4, "\2"), with(9, "\7"), with(13, "\7"),
-                                     good.substr(0, 4000), std::string(4096, 'x')}) {
-    std::ofstream(path(), std::ios::binary) << good;
-    Enter({{1, 11}});
-    std::ofstream(path(), std::ios::binary) << content;  // over the file in use
-    EXPECT_EQ(QVShmDBCacheAt(), nullptr);
-    EXPECT_EQ(std::filesystem::file_size(path()), content.size()) << "it is left as it is";
+  const std::string link = folder() / "link";
+  for (const auto& [damage, content] : cases) {
+    std::ofstream(path(), std::ios::binary) << content;
+    std::filesystem::create_hard_link(path(), link);
+    Enter({{2, 20}});
+    EXPECT_THAT(Read(), ElementsAre(Pair(2, 20))) << "a file that " << damage;
+    EXPECT_EQ(support::ReadWholeFile(link), content) << "a reader may still look at a file that " << damage;
+    std::filesystem::remove(link);
   }
-  // What a writer left that died: nothing yet, a start, an unfinished change.
-  for (const std::string& unfinished : {std::string(), std::string(4096, '\0').replace(4, 1, "\1"), with(16, "\7")}) {
-    std::ofstream(path(), std::ios::binary) << unfinished;
-    Enter({{1, 12}});
-    EXPECT_THAT(Read(), ElementsAre(Pair(1, 12)));
+}
+
+TEST_F(DeviceCache, GoesOnWhereAWriterDied) {
+  Enter({{1, 10}});
+  const std::string unfinished = With(support::ReadWholeFile(path()), 16, "\7");
+  std::ofstream(path(), std::ios::binary) << unfinished;
+  Enter({{2, 20}});
+  EXPECT_THAT(Read(), ElementsAre(Pair(1, 10), Pair(2, 20)));
+  EXPECT_EQ(support::ReadWholeFile(path())[16] % 2, 0) << "readers need not wait any more";
+
+  std::ofstream(path(), std::ios::binary | std::ios::trunc);
+  Enter({{3, 30}});
+  EXPECT_THAT(Read(), ElementsAre(Pair(3, 30)));
+}
+
+TEST_F(DeviceCache, OfAnotherLayoutIsLeftAlone) {
+  Enter({{1, 10}});
+  const std::string other = With(support::ReadWholeFile(path()), 4, "\2");
+  std::ofstream(path(), std::ios::binary) << other;
+  EXPECT_EQ(QVShmDBCacheAt(), nullptr);
+  EXPECT_EQ(support::ReadWholeFile(path()), other);
+}
+
+TEST_F(DeviceCache, WritersThatWaitForADamagedFileUseTheNewOne) {
+  std::ofstream(path()) << "text";
+  const qv::db::FileDescriptor damaged(open(path().c_str(), O_RDWR));
+  ASSERT_EQ(flock(damaged.get(), LOCK_EX), 0);
+  std::vector<pid_t> writers;
+  for (const int id : {1, 2, 3}) {
+    writers.push_back(StartChild([&] { return Apply({.modules = {{id, {id, 7, 10 * id, 0}}}}) ? 0 : 1; }));
   }
+  std::this_thread::sleep_for(std::chrono::milliseconds(50));
+  flock(damaged.get(), LOCK_UN);
+  for (const pid_t writer : writers) EXPECT_EQ(EndOf(writer), 0);
+  EXPECT_THAT(Read(), ElementsAre(Pair(1, 10), Pair(2, 20), Pair(3, 30)));
 }
 
 TEST_F(DeviceCache, FollowsWhatOtherProcessesMadeOfIt) {
