@@ -1,6 +1,6 @@
-/// The logging library: the shared diagnostic-log configuration, the names of categories and levels, and the
-/// printf-style print function. Whoever logs decides with the configuration whether a message is wanted before
-/// building it; the library writes whatever it is handed. Only for category 3, the platform's own, it asks itself.
+/// The logging library: the shared configuration of the diagnostic log, the names of categories and levels, and the
+/// printf-style print function. The caller checks the configuration before it builds a message. The library writes
+/// every message that it is given.
 #pragma once
 
 #include <cstdarg>

@@ -6,7 +6,6 @@
 #include <charconv>
 #include <cstdlib>
 #include <deque>
-#include <memory>
 #include <mutex>
 #include <stdexcept>
 #include <string>
@@ -21,13 +20,13 @@ namespace {
 struct State {
   std::mutex mutex;
   std::optional<Thresholds> configured;
-  /// Every record that was ever in force: readers take no lock, so one may still be reading an old one.
+  /// Every record that was ever published: readers take no lock and may still read an old one.
   std::deque<DbgLogCfg> records;
 };
 
 /// Never destroyed: messages may still be logged while the process exits.
 State& TheState() {
-  static State* const state = std::make_unique<State>().release();
+  static State* const state = new State();
   return *state;
 }
 
@@ -50,7 +49,7 @@ std::optional<int> ParseNumber(std::string_view text) {
   return number;
 }
 
-/// The numbers in a list joined by ","; what is not a number, or is too much for the record, is passed over.
+/// The numbers of a list joined by ",". Skips what is not a number, and stops when the record is full.
 std::vector<int> ParsePids(std::string_view text) {
   std::vector<int> pids;
   while (!text.empty() && pids.size() < kLogMaxFilteredPids) {

@@ -8,18 +8,19 @@
 
 namespace qv::log {
 
-/// The part of the settings that decides whether a message is wanted.
+/// The settings that decide whether a message is wanted.
 struct Thresholds {
   int level = 3;
   std::vector<int> pids = {};
 };
 
-/// Puts `thresholds` into force, and has `ReinitDbgLogCfg` load them again; none: takes the configuration away.
-/// @throws std::invalid_argument for more process ids than the record holds; nothing is changed
+/// Applies `thresholds`, now and whenever `ReinitDbgLogCfg` is called. None: there is no configuration any more.
+/// Thread-safe.
+/// @throws std::invalid_argument if there are more process ids than the record holds; then nothing is changed
 void SetThresholds(std::optional<Thresholds> thresholds);
 
-/// Whether a message of this category and level is wanted, by the record as it is now. Without one, and for a process
-/// that its filter does not name, levels 0 to 3 are.
+/// Whether the record, as it is now, wants a message of this category and level. Levels 0 to 3 are wanted if there is
+/// no record, and if the record's process ids do not include this process. Thread-safe.
 bool IsWanted(LOG_CATEG category, LOG_LEVEL level);
 
 }  // namespace qv::log

@@ -1,25 +1,29 @@
-/// Settings and output of the package's log (see dbglog.h for what those who log use).
+/// Settings and output of the package's log. The functions that write a message are in include/dbglog.h and, for the
+/// platform itself, in log/message.h.
 ///
-/// Until `Configure` is called, lines go to standard error and the levels come from the environment, if at all.
-/// Every function may be called from any thread.
+/// Until `Configure` is called, lines go to standard error, and the levels come from the environment if it has any.
+/// All functions are thread-safe.
 #pragma once
 
 #include <chrono>
+#include <cstddef>
 #include <functional>
 #include <string>
 #include <vector>
 
 namespace qv::log {
 
-/// What is logged, and to where.
+/// What is logged, and where to.
 struct Settings {
-  int level = 3;               ///< threshold of every category: the least severe `LOG_LEVEL` that is written
-  std::string file = {};       ///< lines are appended here, in a file that only its owner may read; empty: no file
-  bool to_stderr = true;       ///< write the lines to standard error
-  std::vector<int> pids = {};  ///< the processes that `level` applies to; empty: all. The others keep levels 0 to 3
+  int level = 3;                   ///< threshold of every category: the least severe `LOG_LEVEL` that is written
+  std::string file = {};           ///< lines are appended here, in a file that only its owner may read; empty: no file
+  std::size_t max_file_bytes = 0;  ///< the file is rotated before it grows beyond this; 0: never
+  std::size_t kept_files = 4;      ///< rotated files that are kept: file.1, file.2 and so on, 1 being the newest
+  bool to_stderr = true;           ///< write the lines to standard error
+  std::vector<int> pids = {};  ///< the processes that `level` applies to; empty: all. Other processes log levels 0 to 3
 };
 
-/// One message, as it is written.
+/// One message as it is written. Texts are escaped as by `text::EscapeLine`.
 struct Line {
   std::chrono::system_clock::time_point time;
   std::string level;     ///< name of the level; "-" for a message without one
@@ -27,21 +31,21 @@ struct Line {
   std::string file;      ///< name of the source
   int line = 0;          ///< line of the source
   std::string function;
-  std::string text;  ///< without its line break, control characters escaped
+  std::string text;  ///< without its line break
 };
 
 /// Receives lines one at a time. Must not log, nor call a function of this header.
 using Sink = std::function<void(const Line&)>;
 
-/// Puts `settings` into force for every later message.
-/// @throws std::runtime_error when the log file cannot be opened, std::invalid_argument for more process ids than the
-/// shared configuration holds; nothing is changed
+/// Applies `settings` to every later message.
+/// @throws std::runtime_error if the log file cannot be opened, std::invalid_argument if `pids` has more than
+/// `kLogMaxFilteredPids` entries; then nothing is changed
 void Configure(const Settings& settings);
 
-/// Hands every later line to `sink` instead of writing it; an empty one: lines are written again.
+/// Passes every later line to `sink` instead of writing it. An empty `sink`: lines are written again.
 void SetSink(Sink sink);
 
-/// Back to the state at start: no configuration, no sink, lines to standard error.
+/// Restores the state at start: no configuration, no sink, lines to standard error.
 void Reset();
 
 }  // namespace qv::log

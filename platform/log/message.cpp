@@ -1,11 +1,15 @@
 #include "message.h"
 
-#include "dbglog.h"
+#include "configuration.h"
 
 namespace qv::log {
 
-void WriteMessage(const char* level, const Place& place, const std::string& text) {
-  QVPrintf(LOG_TYPE_DIAGNOSTIC, "DATABASE", level, place.file, place.line, place.function, "%s\n", text.c_str());
+void WriteMessage(LOG_LEVEL level, const Place& place, const std::string& text) {
+  static const auto& levels = *new QVEnum2StrMap<LOG_LEVEL>();  // never destroyed: exit handlers may log
+  static const auto& categories = *new QVEnum2StrMap<LOG_CATEG>();
+  if (!IsWanted(LOG_CATEG_DATABASE, level)) return;
+  QVPrintf(LOG_TYPE_DIAGNOSTIC, categories.at(LOG_CATEG_DATABASE), levels.at(level), place.file, place.line,
+           place.function, "%s\n", text.c_str());
 }
 
 }  // namespace qv::log

@@ -7,6 +7,8 @@
 #include <string>
 #include <type_traits>
 
+#include "dbglog.h"
+
 namespace qv::log {
 
 /// A place in the source. `Here()` as a default argument is the place of the call that uses the default.
@@ -37,19 +39,19 @@ class Text {
   Place place_;
 };
 
-/// Writes one message. `level` is a name of a `LOG_LEVEL`.
-void WriteMessage(const char* level, const Place& place, const std::string& text);
+/// Writes a message if the configuration of the log wants its level. Thread-safe.
+void WriteMessage(LOG_LEVEL level, const Place& place, const std::string& text);
 
 /// Writes a message of level `LOG_LEVEL_ERR`. Thread-safe.
 template <class... Args>
 void Error(Text<std::type_identity_t<Args>...> text, const Args&... args) {
-  WriteMessage("ERR", text.place(), text.With(args...));
+  WriteMessage(LOG_LEVEL_ERR, text.place(), text.With(args...));
 }
 
 /// Writes a message of level `LOG_LEVEL_WARN`. Thread-safe.
 template <class... Args>
 void Warn(Text<std::type_identity_t<Args>...> text, const Args&... args) {
-  WriteMessage("WARN", text.place(), text.With(args...));
+  WriteMessage(LOG_LEVEL_WARN, text.place(), text.With(args...));
 }
 
 }  // namespace qv::log

@@ -5,7 +5,7 @@
 namespace qv::record {
 
 void LogFailure(const log::Place& place, std::string text, std::string_view reason) {
-  log::WriteMessage("ERR", place, text.append(": ").append(reason));
+  log::WriteMessage(LOG_LEVEL_ERR, place, text.append(": ").append(reason));
   db::CountFailure();
 }
 

@@ -1,4 +1,5 @@
-#include <chrono>
+#include <fmt/chrono.h>
+
 #include <ctime>
 
 #include "../record/attempt.h"
@@ -13,13 +14,7 @@ using qv::server::ServerTable;
 std::optional<SlaveZR> FindServer(int zrId) { return ServerTable().Find(qv::record::Where().Is("id", zrId)); }
 
 /// The present time, in UTC, by ISO 8601.
-std::string Now() {
-  const std::time_t now = std::chrono::system_clock::to_time_t(std::chrono::system_clock::now());
-  std::tm parts{};
-  gmtime_r(&now, &parts);
-  char text[sizeof "2000-01-01T00:00:00Z"];
-  return std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%SZ", &parts) > 0 ? text : "";
-}
+std::string Now() { return fmt::format("{:%FT%TZ}", fmt::gmtime(std::time(nullptr))); }
 
 void Take(const SlaveZR& row, SlaveZRStatus& record) {
 #define TAKE(TYPE, NAME, INITIAL) record.NAME = row.Get##NAME();

@@ -1,8 +1,11 @@
 #include "log/log.h"
 
 #include <gmock/gmock.h>
+#include <sys/stat.h>
 
 #include "dbglog.h"
+#include "log/message.h"
+#include "record/attempt.h"
 #include "support/hoststate.h"
 #include "support/scratch.h"
 
@@ -12,8 +15,8 @@ struct LogTest : testing::Test {
   ~LogTest() override { qv::log::Reset(); }
 };
 
-int Print(const char* level, const char* text, const char* category = "CMS_SYNC") {
-  return QVPrintf(LOG_TYPE_DIAGNOSTIC, category, level, "source", 7, "Function", "%s\n", text);
+int Print(const char* text) {
+  return QVPrintf(LOG_TYPE_DIAGNOSTIC, "CMS_SYNC", "ERR", "source", 7, "Function", "%s\n", text);
 }
 
 TEST_F(LogTest, FileHoldsOneLinePerMessage) {
@@ -37,27 +40,69 @@ TEST_F(LogTest, EveryMessageStaysOnOneLine) {
   EXPECT_THAT(texts, testing::ElementsAre("a\\nb\\nc\\nd"));
 }
 
-TEST_F(LogTest, AsksForThePlatformsOwnLines) {
+TEST_F(LogTest, AMessageOfThePlatformNamesThePlaceOfTheCall) {
+  std::vector<std::string> lines;
+  std::vector<int> places;
+  qv::log::SetSink([&](const qv::log::Line& line) {
+    lines.push_back(line.level + ' ' + line.category + ' ' + line.file + ' ' + line.function + ' ' + line.text);
+    places.push_back(line.line);
+  });
+  const auto fail = [] { throw qv::db::Error(qv::db::Error::Kind::Statement, "the disk is full"); };
+
+  const int first = __LINE__ + 1;
+  qv::log::Warn("Server [{}] is {} full", 7, "half");
+  qv::log::Error("Failed");
+  EXPECT_EQ(qv::record::Attempt("Failed to list cameras", fail), -1);
+  EXPECT_EQ(qv::record::Attempt("Failed to save camera [{}]", 5, fail), -1);
+  EXPECT_EQ(qv::record::Attempt("Failed to save camera [{}]", 6, [] {}), 0);
+
+  EXPECT_THAT(places, testing::ElementsAre(first, first + 1, first + 2, first + 3));
+  const std::string place = " DATABASE tests/platform/log/log_test.cpp TestBody ";
+  EXPECT_THAT(lines, testing::ElementsAre("WARN" + place + "Server [7] is half full", "ERR" + place + "Failed",
+                                          "ERR" + place + "Failed to list cameras: the disk is full",
+                                          "ERR" + place + "Failed to save camera [5]: the disk is full"));
+}
+
+TEST_F(LogTest, MessagesOfThePlatformPassTheGate) {
   std::vector<std::string> texts;
-  qv::log::SetSink([&](const qv::log::Line& line) { texts.push_back(line.category + ' ' + line.level); });
-  const auto print_all = [] {
-    for (const char* category : {"DATABASE", "CMS_SYNC"}) {
-      for (const char* level : {"ERR", "WARN", "INFO"}) Print(level, "text", category);
-    }
-  };
-  qv::log::Configure({.level = 1});
-  print_all();
-  qv::log::Configure({.level = 0, .pids = {1}});  // for another process
-  print_all();
-  EXPECT_THAT(texts,
-              testing::ElementsAre("DATABASE ERR", "CMS_SYNC ERR", "CMS_SYNC WARN", "CMS_SYNC INFO", "DATABASE ERR",
-                                   "DATABASE WARN", "CMS_SYNC ERR", "CMS_SYNC WARN", "CMS_SYNC INFO"));
+  qv::log::SetSink([&](const qv::log::Line& line) { texts.push_back(line.text); });
+  qv::log::Configure({.level = LOG_LEVEL_ERR});
+  qv::log::Warn("a warning is less severe than errors");
+  qv::log::Error("an error at the threshold");
+  qv::log::Configure({.level = LOG_LEVEL_FATAL});
+  qv::log::Error("an error is less severe than fatal ones");
+  qv::log::Configure({.level = LOG_LEVEL_FATAL, .pids = {1}});
+  qv::log::Warn("a warning while the threshold is for another process");
+  EXPECT_THAT(
+      texts, testing::ElementsAre("an error at the threshold", "a warning while the threshold is for another process"));
+}
+
+TEST_F(LogTest, AFullFileIsRotated) {
+  const support::ScratchFolder folder;
+  const std::string file = folder.path() / "host.log";
+  const mode_t mask = umask(0);
+  // Two lines of 59 characters fit.
+  qv::log::Configure({.file = file, .max_file_bytes = 120, .kept_files = 1, .to_stderr = false});
+  for (const char* text : {"1", "2", "3", "4", "5"}) Print(text);
+  umask(mask);
+  EXPECT_THAT(support::ReadWholeFile(file), testing::MatchesRegex(".* 5\n"));
+  EXPECT_THAT(support::ReadWholeFile(folder.path() / "host.1.log"), testing::MatchesRegex(".* 3\n.* 4\n"));
+  EXPECT_FALSE(std::filesystem::exists(folder.path() / "host.2.log"));
+  EXPECT_EQ(std::filesystem::status(file).permissions(), std::filesystem::perms(0600));
+}
+
+TEST_F(LogTest, ALinkIsNotRotated) {
+  const support::ScratchFolder folder;
+  std::filesystem::create_symlink("target", folder.path() / "link");
+  qv::log::Configure({.file = folder.path() / "link", .max_file_bytes = 1, .to_stderr = false});
+  for (const char* text : {"1", "2"}) Print(text);
+  EXPECT_THAT(support::ReadWholeFile(folder.path() / "target"), testing::MatchesRegex(".* 1\n.* 2\n"));
 }
 
 TEST_F(LogTest, AFileThatCannotBeWrittenNeverThrows) {
   testing::internal::CaptureStderr();
   qv::log::Configure({.file = "/dev/full", .to_stderr = false});
-  for (int i = 0; i < 2; ++i) EXPECT_LT(Print("ERR", "lost"), 0);
+  for (int i = 0; i < 2; ++i) EXPECT_LT(Print("lost"), 0);
   const std::string reported = testing::internal::GetCapturedStderr();
   EXPECT_THAT(reported, testing::HasSubstr("No space left on device"));
   EXPECT_EQ(std::count(reported.begin(), reported.end(), '\n'), 1);
