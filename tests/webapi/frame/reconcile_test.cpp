@@ -19,14 +19,14 @@ struct Kind {
 const Lines kWords = {"@Update", "@Remove", "@updated", "@added", "@extra", "@removed", "@undeleted", "@noun"};
 void PrintTo(const Kind& kind, std::ostream* out) { *out << kind.table; }
 
-const Kind kPos(ReconcilePOSs, "pos",
-                LinesOf("UpdatePOSData", "RemoveExtraPOSs", "POS", "POS", "POSs", "POS", "POS", "POS terminal"));
-const Kind kSpeaker(ReconcileSpeakers, "ipspeaker",
+const Kind kPos{ReconcilePOSs, "pos",
+                LinesOf("UpdatePOSData", "RemoveExtraPOSs", "POS", "POS", "POSs", "POS", "POS", "POS terminal")};
+const Kind kSpeaker{ReconcileSpeakers, "ipspeaker",
                     LinesOf("UpdateSpeakerData", "RemoveExtraSpeakers", "Speaker", "Speaker", "Speakers", "Speaker",
-                            "Speaker", "speaker"));
-const Kind kIOModule(UpdateIOModuleData, "iomodule",
+                            "Speaker", "speaker")};
+const Kind kIOModule{UpdateIOModuleData, "iomodule",
                      LinesOf("UpdateIOModuleData", "RemoveExtraIOMods", "IOMod", "IO module", "IOMods", "IO mode",
-                             "IO module", "I/O module"));
+                             "IO module", "I/O module")};
 
 struct Reconcile : support::HostTest, testing::WithParamInterface<Kind> {
   Lines Update(const std::string& section, int level = 7, const Kind& kind = GetParam()) {

@@ -132,7 +132,7 @@ TEST_F(SlaveStatus, CommandsNameKindsThatHaveDevices) {
 
 TEST_F(SlaveStatus, CommandsAreForwardedWhenTheServerBelongsToACms) {
   const auto send = [this](int result) {
-    return Journal([=] {
+    return Journal([result] {
       EXPECT_EQ(ActRuledApi::SendCmd(ACTRULED_CMD_DEVICE_STATUS, DEVICE_SRC_REC_SERVER, "7", DEVICE_STATUS_DELETED,
                                      false, 0, false),
                 result);
