@@ -32,7 +32,7 @@ constexpr std::string_view kTarget = QV_NAME(QV_FUZZ_TARGET);
 constexpr int kSlave = 7;
 
 constexpr const char* kPaired = R"({
-  "camera_info":[{"id":1,"name":"Gate","edgeStorage":[{"id":1,"enabled":true}]},{"id":2,"name":"Dock"}],
+  "camera_info":[{"id":1,"name":"Gate","edgeStorage":{"enabled":true}},{"id":2,"name":"Dock"}],
   "iomodule_info":[{"id":1,"name":"Relay"}],"POS_info":[{"id":1,"name":"Till","text_rules":[{"type":0,"pattern":"X"}]}],
   "speaker_info":[{"id":1,"name":"Hall"}],"ctrler_info":[{"id":1,"name":"C","door":[{"id":11,"name":"D","cam_id":1}]}]
 })";
