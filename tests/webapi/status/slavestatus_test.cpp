@@ -107,7 +107,7 @@ TEST_F(SlaveStatus, UnreadableTablesConcernTheirStepsAlone) {
       Report(ReportOfEverything(8)),
       ElementsAre(unlisted, "log 1 UpdateCamInfo Failed to get cam map of ZR [7].", unlisted, no_face, unlisted, no_iva,
                   "failed to list the I/O modules of server [7]", "failed to list the POS terminals of server [7]",
-                  "failed to list speakers", "failed to list controllers", unlisted));
+                  "failed to list speakers", "failed to list the controllers of server [7]", unlisted));
 }
 
 TEST_F(SlaveStatus, AnOfflineReportBringsItsCapabilityFilesAlone) {
