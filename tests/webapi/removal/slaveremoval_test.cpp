@@ -73,6 +73,8 @@ TEST_F(SlaveRemoval, LeavesTheHostAsItWasBeforeTheSlaveCame) {
   }
   ASSERT_EQ(Differing(rows, AllRows()), every_table) << "a table that the slave has nothing in proves nothing";
   EXPECT_THAT(qv::server::TablesHolding(3), testing::UnorderedElementsAreArray(every_table));
+  const Lines messages = Rows("SELECT id FROM message WHERE zr_id=3");
+  ASSERT_NE(messages, Lines());
 
   EXPECT_EQ(SyncRelatedTableForSlaveDel(3), 0);
   EXPECT_EQ(RemoveSlaveData(3), 0);
@@ -81,6 +83,7 @@ TEST_F(SlaveRemoval, LeavesTheHostAsItWasBeforeTheSlaveCame) {
   EXPECT_EQ(support::DumpFiles(folder()), files);
   EXPECT_EQ(support::ReadDeviceCache(folder())[0][1], 31);
   EXPECT_EQ(support::ReadDeviceCache(folder()).at(1), (std::array{0, 0, 0, 0}));
+  EXPECT_EQ(Rows("SELECT id FROM message WHERE zr_id=3"), messages) << "what was committed is delivered";
 }
 
 TEST_F(SlaveRemoval, TakesTheKeyFileOfThisSlaveAlone) {
