@@ -83,11 +83,14 @@ class Files {
     return std::nullopt;  // all files are compared then
   }
 
-  void WriteStamp(const Stamp& stamp) {
+  /// Without it, the next process compares all files.
+  void WriteStamp(const Stamp& stamp) try {
     std::string text = stamp.revision;
     for (const std::string& path : stamp.failing) text.append(1, '\0').append(path);
     folder_.Write(kStampFile, text);
     folder_.Sync();
+  } catch (const std::runtime_error& error) {
+    log::Error("Failed to write {}: {}", kStampFile, error.what());
   }
 
   /// The files that are there. Links are passed over.

@@ -41,8 +41,8 @@ namespace qv::db {
 
 const Schema& PlatformSchema() {
   static const char* const versions[] = {schema::kVersion1, schema::kVersion2, schema::kVersion3};
-  static const Schema platform{.versions = versions, .find_difference = schema::FindDifference,
-                               .on_opening = capability::BringFilesUpToDate};
+  static const Schema platform{
+      .versions = versions, .find_difference = schema::FindDifference, .on_opening = capability::BringFilesUpToDate};
   return platform;
 }
 

@@ -83,9 +83,10 @@ TEST_F(SlaveStatus, StepsComeInOrderAndAFailedMessageStopsNone) {
     return lines;
   };
   // Of the tasks those that both have are updated; none is added or deleted.
-  const testing::Matcher<Lines> in_order = ElementsAre(
-      "update camera 1", "message", "update face_task 1", "update iva_task 1", "update iomodule 1", "message",
-      "update pos 1", "message", "message", "update ipspeaker 1", "message", "message", "update axis_acs_ctrler 1");
+  const testing::Matcher<Lines> in_order =
+      ElementsAre("update camera 1", "message", "update face_task 1", "update iva_task 1", "update iomodule 1",
+                  "message", "update pos 1", "message", "message", "update ipspeaker 1", "message", "message",
+                  "update axis_acs_ctrler 1", "update capability_file 1");
   EXPECT_THAT(steps(8), in_order);
   Refuse("INSERT", "message");
   EXPECT_THAT(steps(9), in_order);
@@ -107,12 +108,12 @@ TEST_F(SlaveStatus, UnreadableTablesConcernTheirStepsAlone) {
       Report(ReportOfEverything(8)),
       ElementsAre(unlisted, "log 1 UpdateCamInfo Failed to get cam map of ZR [7].", unlisted, no_face, unlisted, no_iva,
                   "failed to list the I/O modules of server [7]", "failed to list the POS terminals of server [7]",
-                  "failed to list speakers", "failed to list controllers", unlisted));
+                  "failed to list speakers", "failed to list controllers", unlisted, "update capability_file 1"));
 }
 
 TEST_F(SlaveStatus, AnOfflineReportBringsItsCapabilityFilesAlone) {
   HoldEverything();
-  EXPECT_THAT(Report(ReportOfEverything(9, "0")), IsEmpty());
+  EXPECT_THAT(Report(ReportOfEverything(9, "0")), ElementsAre("update capability_file 1"));
   EXPECT_EQ(support::ReadWholeFile(folder() / "capability/7/V/M.cap"), "9\n");
   for (const char* status : {"2", "3", "5", "-1"}) {
     EXPECT_THAT(Report(ReportOfEverything(9, status)), IsEmpty()) << status;
