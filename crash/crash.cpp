@@ -2,14 +2,19 @@
 /// ones left.
 ///
 ///     qv_crash QVCMS CALLS_LIBRARY EXAMPLES [--kills N] [--power full|normal] [--seed N]
+///     qv_crash QVCMS CALLS_LIBRARY EXAMPLES --reader STRIDE
 ///
 /// First every command of the list runs undisturbed, twice, and the state after each is kept. Then the list runs over
 /// and over with SIGKILL, sent after a random time or in front of a random call that changes files. After each the
 /// next process must start at once, the database be sound, and database and files be as before or as after the
 /// command. With --power each death is a power cut: what was not synced is taken back to what was.
+///
+/// With --reader each command dies in front of every STRIDE-th such call, while another process has the database open.
+/// A commit may then come to light only when that process is gone, so all is looked at before and after.
 
 #include <fcntl.h>
 #include <signal.h>
+#include <sqlite3.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -40,6 +45,18 @@ using std::chrono::microseconds;
 /// The harness itself started with this and a folder opens the host there, and nothing more.
 constexpr const char* kOpen = "--open";
 
+/// What a slave might send to harm others: names that lead elsewhere, that are taken by folders, or that are another
+/// slave's. Every second one is refused.
+constexpr const char* kHostileDocument = R"({"camera_info":[],"camCapList":[
+  {"camVendor":"V","camModel":"M","capFileName":"0/x","camCap":1},
+  {"camVendor":"V","camModel":"M","capFileName":"0/x/y","camCap":1},
+  {"camVendor":"V","camModel":"M-API","capFileName":"shared/a.cap","camCap":2},
+  {"camVendor":"V","camModel":"M-API","capFileName":"7","camCap":3},
+  {"camVendor":"V","camModel":"M","capFileName":"0//z/./a","camCap":4},
+  {"camVendor":"V","camModel":"M","capFileName":"0/../8/a","camCap":5},
+  {"camVendor":"V","camModel":"M","capFileName":"0/x","camCap":6},
+  {"camVendor":"V","camModel":"M","capFileName":"0/.","camCap":7}]})";
+
 /// DOC stands for the folder of documents. Each command changes something.
 constexpr const char* kCommands[] = {
     "pair 7 DOC/slave7-pair.json --model QVA-3216",
@@ -50,8 +67,10 @@ constexpr const char* kCommands[] = {
     "configuring camera 1 on",
     "update 8 DOC/slave7-snapshot-2.json --model QVA-3216",
     "status 8 DOC/slave7-status.json",
+    "pair 9 DOC/hostile.json",
     "update 7 DOC/slave7-snapshot-1.json",
     "remove 8",
+    "remove 9",
     "remove 7",
 };
 
@@ -64,16 +83,19 @@ struct Arguments {
   fs::path qvcms, calls_library, examples;
   int kills = 50;
   std::string power = {};  ///< empty: the machine goes on
+  int reader_stride = 0;   ///< 0: no reader
   unsigned seed = 1;
 };
 
 Arguments ParseArguments(int argc, char** argv) {
-  if (argc < 4) Fail("usage: qv_crash QVCMS CALLS_LIBRARY EXAMPLES [--kills N] [--power full|normal] [--seed N]");
+  if (argc < 4)
+    Fail("usage: qv_crash QVCMS CALLS_LIBRARY EXAMPLES [--kills N] [--power full|normal] [--seed N] [--reader STRIDE]");
   Arguments arguments{.qvcms = argv[1], .calls_library = argv[2], .examples = argv[3]};
   for (int i = 4; i + 1 < argc; i += 2) {
     const std::string name = argv[i];
     if (name == "--kills") arguments.kills = atoi(argv[i + 1]);
     if (name == "--power") arguments.power = argv[i + 1];
+    if (name == "--reader") arguments.reader_stride = atoi(argv[i + 1]);
     if (name == "--seed") arguments.seed = static_cast<unsigned>(atoi(argv[i + 1]));
   }
   return arguments;
@@ -86,9 +108,8 @@ struct State {
 };
 
 struct Figures {
-  int runs = 0, timed = 0, at_calls = 0, old_states = 0, new_states = 0, lost_commits = 0;
-  int before_commit = 0;  ///< files were staged, nothing was committed
-  int before_moves = 0;   ///< committed, files still to be moved
+  int runs = 0, timed = 0, at_calls = 0, old_states = 0, new_states = 0, lost_commits = 0, late_commits = 0;
+  int before_files = 0;  ///< committed, files still to be made
 };
 
 class Harness {
@@ -98,6 +119,7 @@ class Harness {
     if (mkdtemp(pattern.data()) == nullptr) Fail("no temporary folder");
     root_ = pattern;
     fs::create_directory(root_ / "synced");
+    std::ofstream(root_ / "hostile.json") << kHostileDocument;
   }
   ~Harness() { fs::remove_all(root_); }
   Harness(const Harness&) = delete;
@@ -105,14 +127,20 @@ class Harness {
 
   void Run() {
     Learn();
+    if (arguments_.reader_stride > 0) {
+      for (std::size_t i = 0; i < std::size(kCommands); ++i) RunBesideReader(i);
+      printf(
+          "crash beside a reader: %d kills; %d left the old state, %d the new one; %d of these came to light when the "
+          "reader was gone\n",
+          figures_.at_calls, figures_.old_states, figures_.new_states, figures_.late_commits);
+      return;
+    }
     while (Kills() < arguments_.kills) RunList();
     printf("crash%s: %d kills in %d runs (%d after a time, %d in front of a call), %zu commands\n",
            arguments_.power.empty() ? "" : (" with power cuts, synchronous=" + arguments_.power).c_str(), Kills(),
            figures_.runs, figures_.timed, figures_.at_calls, std::size(kCommands));
-    printf(
-        "crash: %d left the old state, %d the new one; %d with staged files before the commit, %d between the "
-        "commit and the moving of its files; %d commits lost\n",
-        figures_.old_states, figures_.new_states, figures_.before_commit, figures_.before_moves, figures_.lost_commits);
+    printf("crash: %d left the old state, %d the new one, %d of these without its files; %d commits lost\n",
+           figures_.old_states, figures_.new_states, figures_.before_files, figures_.lost_commits);
     if (figures_.old_states == 0 || figures_.new_states == 0) Fail("the kills came too early or too late to tell");
   }
 
@@ -123,7 +151,7 @@ class Harness {
                                       arguments_.power == "normal" || arguments_.power.empty() ? "normal" : "full"};
     std::istringstream text(command);
     for (std::string word; text >> word;) {
-      if (word.starts_with("DOC/")) word = (arguments_.examples / word.substr(4)).string();
+      if (word.starts_with("DOC/")) word = (Documents(word) / word.substr(4)).string();
       words.push_back(word);
     }
     return StartProgram(std::move(words), at);
@@ -146,12 +174,15 @@ class Harness {
     _exit(127);
   }
 
-  /// @return whether the process was killed; any end but that and exit status 0 is a failure
+  static bool IsHostile(const std::string& command) { return command.ends_with("hostile.json"); }
+  fs::path Documents(const std::string& command) const { return IsHostile(command) ? root_ : arguments_.examples; }
+
+  /// @return whether the process was killed; any other end than by itself as expected is a failure
   bool WasKilled(pid_t child, const std::string& command) const {
     int status = 0;
     waitpid(child, &status, 0);
     if (WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL) return true;
-    if (!WIFEXITED(status) || WEXITSTATUS(status) != 0) {
+    if (!WIFEXITED(status) || WEXITSTATUS(status) != (IsHostile(command) ? 1 : 0)) {
       Fail(command + ": status " + std::to_string(status) + "\n" + support::ReadWholeFile(root_ / "out"));
     }
     return false;
@@ -176,6 +207,7 @@ class Harness {
       std::vector<State> states;
       OpenHost(root_ / folder);
       states.push_back(Look(root_ / folder));
+      fs::copy(root_ / folder, root_ / "after0", fs::copy_options::recursive | fs::copy_options::overwrite_existing);
       calls_.assign(1, 0);
       for (const char* command : kCommands) {
         const Clock::time_point begin = Clock::now();
@@ -183,6 +215,8 @@ class Harness {
         times_.push_back(std::chrono::duration_cast<microseconds>(Clock::now() - begin));
         calls_.push_back(atol(support::ReadWholeFile(root_ / "count").c_str()));
         states.push_back(Look(root_ / folder));
+        fs::copy(root_ / folder, root_ / ("after" + std::to_string(states.size() - 1)),
+                 fs::copy_options::recursive | fs::copy_options::overwrite_existing);
         if (states.back() == states[states.size() - 2]) Fail(std::string(command) + ": changes nothing");
       }
       if (!states_.empty() && states != states_) Fail("two undisturbed runs differ");
@@ -196,7 +230,6 @@ class Harness {
     OpenHost(folder);
     for (std::size_t i = 0; i < std::size(kCommands);) {
       const bool killed = RunToDeath(folder, i);
-      if (!killed && fs::exists(folder / "staging")) Fail(std::string(kCommands[i]) + ": leaves staged files");
       if (!arguments_.power.empty()) CutPower(folder);
       i = Check(folder, i, killed);
       if (Kills() >= arguments_.kills) return;
@@ -237,23 +270,80 @@ class Harness {
     }
   }
 
-  void CountWhatWasPending(const fs::path& folder) {
-    if (!fs::exists(folder / "staging") || fs::is_empty(folder / "staging")) return;
+  void CountIfFilesAreMissing(const fs::path& folder) {
     const fs::path copy = root_ / "copy";
     fs::remove_all(copy);
     fs::create_directory(copy);
     for (const char* name : {"qvcms.db", "qvcms.db-wal"}) {
       if (fs::exists(folder / name)) fs::copy_file(folder / name, copy / name);
     }
-    const bool committed = support::QueryFolder(copy, "SELECT COUNT(*) FROM staged_file").front() != "0";
-    ++(committed ? figures_.before_moves : figures_.before_commit);
+    const std::string revision = support::QueryFolder(copy, "SELECT revision FROM capability_revision").front();
+    if (!support::ReadWholeFile(folder / "capability.stamp").starts_with(revision)) ++figures_.before_files;
+  }
+
+  /// Starts a process that has the database open until it is killed.
+  static pid_t StartReader(const fs::path& folder) {
+    int ready[2] = {};
+    if (pipe(ready) != 0) Fail("no pipe");
+    const pid_t child = fork();
+    if (child == 0) {
+      sqlite3* database = nullptr;
+      const bool reads = sqlite3_open((folder / "qvcms.db").c_str(), &database) == SQLITE_OK &&
+                         sqlite3_exec(database, "SELECT * FROM camera", nullptr, nullptr, nullptr) == SQLITE_OK;
+      if (!reads || write(ready[1], "r", 1) != 1) _exit(1);
+      pause();
+    }
+    char byte = 0;
+    if (read(ready[0], &byte, 1) != 1) Fail("the reader cannot read");
+    close(ready[0]);
+    close(ready[1]);
+    return child;
+  }
+
+  /// @return whether the state is the one after the command; neither that nor the one before is a failure
+  bool IsDone(const fs::path& folder, std::size_t i, const std::string& where) const {
+    if (const auto damage = support::FindDamage(folder); !damage.empty()) Fail(where + damage.front());
+    const State state = Look(folder);
+    if (state == states_[i + 1]) return true;
+    if (!(state == states_[i])) FailBetween(where, state, i);
+    return false;
+  }
+
+  /// Kills the command in front of every call, while a reader has the database open.
+  void RunBesideReader(std::size_t i) {
+    const fs::path folder = root_ / "data";
+    for (long at = 1; at <= calls_[i + 1]; at += arguments_.reader_stride) {
+      fs::remove_all(folder);
+      fs::copy(root_ / ("after" + std::to_string(i)), folder, fs::copy_options::recursive);
+      const std::string where = std::string(kCommands[i]) + ", killed at call " + std::to_string(at) + ", ";
+      const pid_t reader = StartReader(folder);
+      const bool killed = WasKilled(Start(folder, kCommands[i], at), kCommands[i]);
+      figures_.at_calls += killed ? 1 : 0;  // beside a reader there may be fewer calls
+      OpenHost(folder);
+      const bool was_done = IsDone(folder, i, where + "beside the reader: ");
+      kill(reader, SIGKILL);
+      waitpid(reader, nullptr, 0);
+      OpenHost(folder);
+      const bool is_done = IsDone(folder, i, where + "after the reader: ");
+      if (was_done && !is_done) Fail(where + "the commit was lost");
+      if (is_done && !was_done) ++figures_.late_commits;
+      ++(is_done ? figures_.new_states : figures_.old_states);
+    }
+  }
+
+  [[noreturn]] void FailBetween(const std::string& where, const State& state, std::size_t i) const {
+    Fail(where + "neither the state before nor the one after; against the one before\n  " +
+         support::FirstDifference(state.rows, states_[i].rows) + "\n  " +
+         support::FirstDifference(state.files, states_[i].files) + "\n against the one after\n  " +
+         support::FirstDifference(state.rows, states_[i + 1].rows) + "\n  " +
+         support::FirstDifference(state.files, states_[i + 1].files));
   }
 
   /// @return the command to run next
   std::size_t Check(const fs::path& folder, std::size_t i, bool killed) {
     const std::string where = std::string(kCommands[i]) + " (seed " + std::to_string(arguments_.seed) + ", run " +
                               std::to_string(figures_.runs) + "): ";
-    if (killed) CountWhatWasPending(folder);
+    if (killed && arguments_.power.empty()) CountIfFilesAreMissing(folder);
     const Clock::time_point begin = Clock::now();
     OpenHost(folder);
     if (Clock::now() - begin > std::chrono::seconds(5)) Fail(where + "something holds the next process up");
@@ -279,12 +369,7 @@ class Harness {
       figures_.lost_commits += static_cast<int>(i - earlier) + (killed ? 0 : 1);
       return earlier;
     }
-    Fail(where + (killed ? "killed, " : "done, ") +
-         "neither the state before nor the one after; against the one before\n  " +
-         support::FirstDifference(state.rows, states_[i].rows) + "\n  " +
-         support::FirstDifference(state.files, states_[i].files) + "\n against the one after\n  " +
-         support::FirstDifference(state.rows, states_[i + 1].rows) + "\n  " +
-         support::FirstDifference(state.files, states_[i + 1].files));
+    FailBetween(where + (killed ? "killed, " : "done, "), state, i);
   }
 
   int Kills() const { return figures_.timed + figures_.at_calls; }

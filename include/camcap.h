@@ -2,31 +2,43 @@
 ///
 /// A file's path in that folder is `<server id>/<vendor>/<model>.cap`, or any deeper path that begins with the id of
 /// the server that told of it. A slave sends its paths with the id that it has itself: rewrite a path with
-/// `ReplaceZrIdInCapFilePath`, then write the file with `CreateCapFileByJsonInterface`. Files are written as part of
-/// the caller's unit of work; no name leads out of the folder, whoever chose it.
+/// `ReplaceZrIdInCapFilePath`, then write the file with `CreateCapFileByJsonInterface`. Shared files, those of models for
+/// which `IsInteSupApi` is true, are `<vendor>/<model>.cap`: their paths begin with no number, end in ".cap", and no
+/// folder on the way does. No name leads out of the folder, whoever chose it.
+///
+/// What a file holds is kept in the database, as part of the caller's unit of work. The file itself is made after the
+/// commit. A shared file has a row for each server that reports it, as the unit of work names the server; it holds what
+/// the first of them said, and goes with the last one. One that was reported outside a unit of work belongs to nobody
+/// until a server reports it.
+///
+/// Of several files of one document with one path the first counts: `CheckAndMakeCapDir` begins a document.
+///
+/// Thread-safe.
 #pragma once
 
 #include <json/value.h>
 
 #include <string>
 
-/// Makes sure that the capability folder is there, or, within a unit of work, that its commit can make it: a unit
+/// Begins a document. Makes sure that the capability folder is there, or, within a unit of work, that its commit can make it: a unit
 /// that is taken back leaves no folder behind.
 /// @param path  receives the folder's path
 /// @return 0 on success, -1 when it cannot be made or something else has its name
 int CheckAndMakeCapDir(std::string& path);
 
 /// Whether cameras of this model speak the package's integration API, which a model's name tells by the ending
-/// "-API". Their capability files come with the API and are the same for all servers, so their paths name none.
+/// "-API". Their capability files come with the API and are the same for all servers, so their paths name no server.
 /// @return non-zero when they do
 int IsInteSupApi(const std::string& model);
 
 /// Puts `zrId` in place of the server id, the first name of `path`, which then has neither empty names nor ".".
-/// @return 0 on success; -1, with `path` as it was, when it does not begin with a number and a "/", when it would
-/// leave the capability folder (absolute, "..", a NUL, a link on the way), or cannot be a file
+/// @return 0 on success; -1, with `path` as it was and after one log line that says why, if it does not begin with a
+/// number and a "/", would leave the capability folder (absolute, "..", a NUL), or cannot be a file
 int ReplaceZrIdInCapFilePath(std::string& path, int zrId);
 
-/// Writes a capability file, unless it holds just that already, and records it in the table `capability_file`.
-/// @return 0 on success; -1, after one log line, when the path is refused or the file cannot be written
+/// Keeps a capability file in the table `capability_file` and has the commit write it, unless it holds just that
+/// already. A file that cannot be written then is logged, counts as a failed operation of the unit of work, and is tried
+/// again by every later unit of work with capability files, and when the database is opened.
+/// @return 0 on success; -1, after one log line that says why, if the path is refused or the row cannot be written
 int CreateCapFileByJsonInterface(const std::string& fileName, const std::string& vendor, const std::string& model,
                                  Json::Value cap);

@@ -27,9 +27,13 @@ enum class FieldRole {
   Secret,     ///< as Config, but never shown or logged
   Status,     ///< state: taken from JSON for a new row only, then kept by the status reports
   HostOnly,   ///< the host's own; never taken from JSON
+  Unlisted,   ///< as HostOnly, but too long for a listing
   Extra,      ///< reported keys that the record has no field for, as one JSON object; applied, compared. A key that is
               ///< not reported stays, one that is null is removed (docs/slave-documents.md)
 };
+
+/// Whether a listing shows fields of this role.
+constexpr bool IsListed(FieldRole role) { return role != FieldRole::Secret && role != FieldRole::Unlisted; }
 
 /// What happens to a row whose referenced row is deleted.
 enum class OnDelete { Cascade, SetNull };

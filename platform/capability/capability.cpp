@@ -2,31 +2,33 @@
 
 #include <sys/stat.h>
 
-#include <algorithm>
 #include <cerrno>
-#include <charconv>
 #include <cstring>
 #include <filesystem>
+#include <set>
 #include <system_error>
 
 #include "../db/database.h"
 #include "../log/message.h"
 #include "../record/attempt.h"
 #include "camcap.h"
+#include "filenames.h"
+#include "filesync.h"
 #include "qvjson.h"
 #include "taggedfield.h"
 
 struct CapabilityFileData {
-  enum Fields : int { FIELD_COUNT = 5 };
+  enum Fields : int { FIELD_COUNT = 6 };
 };
 
-// Its path is what a file is known by on its slave; the index over owner and id covers it.
+// A row for each server that reports the file. Its path is what a file is known by on its slave.
 #define CAPABILITY_FILE_FIELDS(FIELD)                                   \
   FIELD(CapabilityFileData, 0, int, Id, "id", HostId)                   \
   FIELD(CapabilityFileData, 1, int, OwnerZrId, "owner_zr_id", Owner)    \
   FIELD(CapabilityFileData, 2, std::string, Path, "path", IdOnSlave)    \
   FIELD(CapabilityFileData, 3, std::string, Vendor, "vendor", HostOnly) \
-  FIELD(CapabilityFileData, 4, std::string, Model, "model", HostOnly)
+  FIELD(CapabilityFileData, 4, std::string, Model, "model", HostOnly)   \
+  FIELD(CapabilityFileData, 5, std::string, Content, "content", Unlisted)
 
 CAPABILITY_FILE_FIELDS(QV_TAGGED_FIELD)
 
@@ -41,38 +43,66 @@ const Table& Files() {
   return table;
 }
 
-/// The first name of a path that is a number and followed by another; empty when there is none.
-std::string_view ServerName(std::string_view path) {
-  const std::size_t slash = path.find('/');
-  if (slash == 0 || slash == std::string_view::npos) return {};
-  const std::string_view name = path.substr(0, slash);
-  const bool is_number = std::all_of(name.begin(), name.end(), [](char c) { return c >= '0' && c <= '9'; });
-  return is_number ? name : std::string_view();
+/// The paths that this thread's document has named so far: of several entries with one path the first counts, so that
+/// the same document again finds its file as it left it.
+std::set<std::string>& PathsOfThisDocument() {
+  static thread_local std::set<std::string> paths;
+  return paths;
 }
 
-int OwnerOf(const std::string& path, const std::string& model) {
-  int owner = 0;
-  const std::string_view name = ServerName(path);
-  if (IsInteSupApi(model) == 0) std::from_chars(name.data(), name.data() + name.size(), owner);
-  return owner;
-}
+[[noreturn]] void Refuse(const std::string& reason) { throw db::Error(db::Error::Kind::Statement, reason); }
 
-/// The only row of the file, for `owner` to write. A shared file that has a server's own path becomes the server's; the
-/// other way round it is refused, since a path that is used as a slave sent it may name a file of another slave.
-CapabilityFile RowFor(int owner, const std::string& path) {
-  CapabilityFile file = Files().Find(record::Where().Is("path", path)).value_or(CapabilityFile());
-  if (owner == 0 && file.GetOwnerZrId() != 0) {
-    throw db::Error(db::Error::Kind::Statement, "the file is a server's own");
+/// Refuses a file that is to have the name of a folder of the same server's files, or is to be in a folder that has
+/// the name of one.
+void CheckFreeOfOthers(const std::string& path) {
+  for (std::size_t slash = path.find('/', path.find('/') + 1); slash != std::string::npos;
+       slash = path.find('/', slash + 1)) {
+    const std::string folder = path.substr(0, slash);
+    if (Files().Count(record::Where().Is("path", folder)) > 0) Refuse("there is a file " + folder);
   }
+  db::Query below = db::ThisThread().Prepare("SELECT COUNT(*) FROM capability_file WHERE path>$1 AND path<$2");
+  const std::string first = path + '/';
+  const std::string behind = path + char('/' + 1);
+  below.Bind(std::string_view(first)).Bind(std::string_view(behind)).Next();
+  if (below.Row().Int(0) > 0) Refuse("there are files in a folder " + path);
+}
+
+/// The server that reports a shared file; 0: nobody says.
+int Reporter() {
+  const db::UnitOfWork* unit = db::UnitOfWork::Current();
+  return unit == nullptr ? 0 : unit->zr();
+}
+
+/// The row of a file for its server to write.
+CapabilityFile RowFor(const std::string& path, const std::string& model) {
+  const int server = ServerOf(path);
+  if (server != 0 && IsInteSupApi(model) != 0) Refuse("a shared file cannot be in the folder of a server");
+  const int owner = server != 0 ? server : Reporter();
+  std::optional<CapabilityFile> row = Files().Find(record::Where().Is("path", path).Is("owner_zr_id", owner));
+  // A shared file of which nobody knows who reported it goes to the first server that does.
+  if (!row) row = Files().Find(record::Where().Is("path", path).Is("owner_zr_id", 0));
+  if (!row && server != 0) CheckFreeOfOthers(path);
+  CapabilityFile file = row.value_or(CapabilityFile());
   file.SetOwnerZrId(owner);
   file.SetPath(path);
   return file;
 }
 
-void Remove(const std::string& path) {
-  if (!db::StageRemoval(kFolder, path)) {
-    throw db::Error(db::Error::Kind::Statement, "a link is on the way to " + path);
-  }
+void SaveFile(const std::string& path, const std::string& vendor, const std::string& model, const Json::Value& cap) {
+  db::AllOrNothing whole;
+  CapabilityFile file = RowFor(path, model);
+  file.SetVendor(vendor);
+  file.SetModel(model);
+  file.SetContent(JsonWrite(cap, false) + '\n');
+  const bool changed = Files().Save(file);
+  FilesFollow({path}, changed);
+  whole.Keep();
+}
+
+/// A name for the log, however long it is.
+std::string Shown(const std::string& name) {
+  constexpr std::size_t kLongest = 200;
+  return name.size() <= kLongest ? name : name.substr(0, kLongest) + "...";
 }
 
 /// Within a unit of work the folder comes with the first file that the commit moves into it.
@@ -91,16 +121,12 @@ int MakeFolder(const std::filesystem::path& folder) {
 const record::AnyTable& CapabilityFileTable() { return Files(); }
 
 void DeleteFilesOf(int zr) {
-  const std::list<CapabilityFile> files = Files().Select(record::Where().Is("owner_zr_id", zr));
-  if (files.empty()) return;
-  for (const CapabilityFile& file : files) Remove(file.GetPath());
-  const std::string folder = std::to_string(zr);
-  const std::list<CapabilityFile> shared = Files().Select(record::Where().Is("owner_zr_id", 0));
-  const bool has_shared = std::any_of(shared.begin(), shared.end(), [&](const CapabilityFile& file) {
-    return file.GetPath().starts_with(folder + '/');
-  });
-  if (!has_shared) Remove(folder);
-  Files().DeleteWhere(record::Where().Is("owner_zr_id", zr));
+  const record::Where owned = record::Where().Is("owner_zr_id", zr);
+  std::vector<std::string> paths;
+  for (const CapabilityFile& file : Files().Select(owned, Files().ColumnsOf({"path"}))) paths.push_back(file.GetPath());
+  if (paths.empty()) return;
+  Files().DeleteWhere(owned);
+  FilesFollow(paths, true);
 }
 
 }  // namespace qv::capability
@@ -109,6 +135,7 @@ using namespace qv;              // NOLINT(google-build-using-namespace): what f
 using namespace qv::capability;  // NOLINT(google-build-using-namespace)
 
 int CheckAndMakeCapDir(std::string& path) {
+  PathsOfThisDocument().clear();
   int result = -1;
   record::Attempt("Failed to make the folder of the capability files", [&] {
     const std::filesystem::path folder = db::DataFolder() / kFolder;
@@ -120,35 +147,23 @@ int CheckAndMakeCapDir(std::string& path) {
 
 int IsInteSupApi(const std::string& model) { return model.ends_with("-API") ? 1 : 0; }
 
-int ReplaceZrIdInCapFilePath(std::string& path, int zrId) {
-  const std::string_view server = ServerName(path);
-  if (server.empty()) return -1;
-  std::string rewritten;
-  int result = -1;
-  record::Attempt("Failed to look up a capability file of server [{}]", zrId, [&] {
-    const std::optional<std::string> place = db::FilePlace(kFolder, std::to_string(zrId) + path.substr(server.size()));
-    if (!place) return;
-    path = *place;
-    result = 0;
-  });
-  return result;
+int ReplaceZrIdInCapFilePath(std::string& path, int zrId) try {
+  path = PathOnHost(path, zrId);
+  return 0;
+} catch (const db::Error& error) {
+  record::LogFailure("Failed to name the capability file {}", error, Shown(path));
+  return -1;
 }
 
 // NOLINTNEXTLINE(performance-unnecessary-value-param): the package's signature
 int CreateCapFileByJsonInterface(const std::string& fileName, const std::string& vendor, const std::string& model,
-                                 Json::Value cap) {
-  return record::Attempt("Failed to write a capability file", [&] {
-    db::AllOrNothing whole;
-    const std::optional<std::string> path = db::FilePlace(kFolder, fileName);
-    if (!path) throw db::Error(db::Error::Kind::Statement, "its path is refused");
-    CapabilityFile file = RowFor(OwnerOf(*path, model), *path);
-    file.SetVendor(vendor);
-    file.SetModel(model);
-    const std::string content = JsonWrite(cap, false) + '\n';
-    if (!db::FileHolds(kFolder, *path, content) && !db::StageFile(kFolder, *path, content)) {
-      throw db::Error(db::Error::Kind::Statement, "its path is refused");
-    }
-    Files().Save(file);
-    whole.Keep();
-  });
+                                 Json::Value cap) try {
+  const std::string path = PathOf(fileName);
+  if (PathsOfThisDocument().contains(path)) return 0;
+  SaveFile(path, vendor, model, cap);
+  PathsOfThisDocument().insert(path);
+  return 0;
+} catch (const db::Error& error) {
+  record::LogFailure("Failed to write the capability file {}", error, Shown(fileName));
+  return -1;
 }

@@ -1,19 +1,15 @@
-/// The folder of the capability files, and the table that says which files there are and whose they are.
+/// The table that says which capability files there are, whose they are and what they hold.
 #pragma once
-
-#include <string_view>
 
 #include "../record/table.h"
 
 namespace qv::capability {
 
-/// Below the data folder.
-inline constexpr std::string_view kFolder = "capability";
-
-/// One row per file: owner (0: shared by all servers), path in the folder, vendor, model.
+/// One row for each server that reports a file: the server (0: not known), the path in the capability folder, vendor,
+/// model, content. The file has the content of the row with the lowest id.
 const record::AnyTable& CapabilityFileTable();
 
-/// Deletes the files of the server `zr` with their rows, and its folder unless a shared file is in it; to be called
+/// Deletes the rows of the server `zr`, and with the commit the files that no other server reports; to be called
 /// within a transaction. Throws `db::Error`.
 void DeleteFilesOf(int zr);
 

@@ -11,7 +11,6 @@
 
 #include "migrations.h"
 #include "session.h"
-#include "stagedfiles.h"
 
 namespace qv::db {
 namespace {
@@ -67,7 +66,7 @@ void OpenFolder(Process& process, const std::filesystem::path& path, Options opt
     this_thread.session = Connect(folder);
     this_thread.is_opening = true;
     BringToSchema(*this_thread.session, *folder->options.schema);
-    FinishStagedFilesOfOthers(*this_thread.session);
+    if (folder->options.schema->on_opening != nullptr) folder->options.schema->on_opening();
   } catch (const Error& error) {
     this_thread = {};
     if (error.kind() == Error::Kind::Unusable || error.kind() == Error::Kind::Busy) throw;
@@ -109,6 +108,11 @@ bool IsOpen() { return this_thread.is_opening || TheProcess().opening != 0; }
 std::filesystem::path DataFolder() {
   if (!IsOpen()) throw Error(Error::Kind::Unusable, "no database is open");
   return ThisThread().state().folder->path;
+}
+
+Durability CommitDurability() {
+  if (!IsOpen()) throw Error(Error::Kind::Unusable, "no database is open");
+  return ThisThread().state().folder->options.driver.durability;
 }
 
 Session& ThisThread() {

@@ -30,6 +30,8 @@ struct Schema {
   /// Compares the columns of a database of the last version with those that the program reads and writes.
   /// @return the first difference; empty: there is none
   std::string (*find_difference)(const TableColumns& found);
+  /// Called whenever the database has been opened, for what lies outside it and must follow it. Null: nothing does.
+  void (*on_opening)() noexcept = nullptr;
 };
 
 /// The schema of the platform's records (defined by platform/schema, which knows all of them).
@@ -42,13 +44,15 @@ struct Options {
 };
 
 /// Opens the database in `folder`, creating the folder (mode 0700) and the database as needed, and brings it to the
-/// last version of the schema; finishes what a killed process left undone in the file system. Throws `Error` (Busy;
+/// last version of the schema; makes files that a killed process left behind. Throws `Error` (Busy;
 /// Unusable also for a database of another program, which is left as it is); nothing is open then. Opening a second
 /// database is a `std::logic_error`.
 void Open(const std::filesystem::path& folder, Options options);
 /// Closes this thread's connection and forgets the folder. Connections of other threads close with their threads.
 void Close() noexcept;
 bool IsOpen();
+/// How durable the commits to the open database are. Throws `Error` when nothing is open.
+Durability CommitDurability();
 /// The data folder. Throws `Error` when nothing is open.
 std::filesystem::path DataFolder();
 
@@ -128,24 +132,28 @@ enum class Change { Added, Updated, Removed };
 /// work of several threads and processes follow one another. A statement that fails inside fails alone.
 class UnitOfWork {
  public:
-  UnitOfWork();   ///< Throws `Error` (Busy) when the writer lock is not free within the time limit.
-  ~UnitOfWork();  ///< Rolls back and drops staged files unless committed.
+  /// Throws `Error` (Busy) when the writer lock is not free within the time limit.
+  /// @param zr  the server that the work is for; 0: none in particular
+  explicit UnitOfWork(int zr = 0);
+  ~UnitOfWork();  ///< Rolls back unless committed.
   UnitOfWork(const UnitOfWork&) = delete;
   UnitOfWork& operator=(const UnitOfWork&) = delete;
 
-  /// Commits rows, then moves staged files into place. Throws `Error`; then nothing is applied. A file that cannot be
-  /// moved once the rows are committed is logged, and tried again by the next unit of work.
+  /// Commits, then does what `OnCommit` was given. Throws `Error`; then nothing is applied.
   void Commit();
   /// The open unit of work of this thread, or null.
   static UnitOfWork* Current();
 
+  /// The server that the work is for.
+  int zr() const { return zr_; }
   /// What it changed so far, in the order of first change.
   struct Count {
     std::string kind;
     int added = 0, updated = 0, removed = 0;
   };
   const std::vector<Count>& counts() const { return counts_; }
-  /// Operations inside it that failed and were logged, for a caller that wants all or nothing.
+  /// Operations inside it that failed and were logged, for a caller that wants all or nothing. Those that follow the
+  /// commit, such as files that could not be written, count too.
   int failures() const { return failures_; }
 
  private:
@@ -154,6 +162,7 @@ class UnitOfWork {
   friend void CountFailure() noexcept;
 
   Session& session_;
+  const int zr_;
   std::unique_ptr<Transaction> transaction_;
   std::vector<Count> counts_;
   int failures_ = 0;
@@ -189,20 +198,8 @@ void CountChange(std::string_view kind, Change change, std::int64_t rows);
 void CountFailure() noexcept;
 
 /// Runs `action` once the open transaction is committed, never when it goes back; at once when none is open. For what
-/// lies outside the database and must not run ahead of it. It is called with the writer lock held, must not use the
-/// database, and its exceptions are its own loss.
+/// lies outside the database and must not run ahead of it. The action is called with the writer lock held and no
+/// transaction open. It may use the database; exceptions that it throws are logged and ignored.
 void OnCommit(std::function<void()> action);
-
-/// Writes `content` to `relative` (below `folder`, a folder inside the data folder) when the open unit of work
-/// commits, or at once without one. The file has mode 0600 from its first moment; folders are made as needed.
-/// The path is refused (false) when it is empty, absolute, has "..", a NUL, is longer than the system allows, meets a
-/// symbolic link or a file on its way, or names a folder. Throws `Error` when the content cannot be stored.
-bool StageFile(std::string_view folder, std::string_view relative, std::string_view content);
-/// Where `StageFile` would put a file: `relative` without empty names and ".". None when it would refuse the path.
-std::optional<std::string> FilePlace(std::string_view folder, std::string_view relative);
-/// Whether the file is there with exactly this content, and nothing is staged that will change it.
-bool FileHolds(std::string_view folder, std::string_view relative, std::string_view content);
-/// As `StageFile`, for removing the file or the whole folder `relative`.
-bool StageRemoval(std::string_view folder, std::string_view relative);
 
 }  // namespace qv::db

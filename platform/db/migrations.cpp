@@ -3,7 +3,6 @@
 #include <string>
 
 #include "session.h"
-#include "stagedfiles.h"
 
 namespace qv::db {
 namespace {
@@ -77,7 +76,6 @@ void CheckColumns(const Session::State& state, const Schema& schema, const Table
 void Upgrade(Session& session, const Schema& schema, int from) {
   Connection& connection = session.connection();
   const int known = static_cast<int>(schema.versions.size());
-  if (from == 0) CreateStagedFileTable(session);  // on its own: every transaction begins with a look at it
   const LooseReferences loose(connection);
   AllOrNothing whole(session);
   for (const char* version : schema.versions.subspan(static_cast<std::size_t>(from))) session.Execute(version);

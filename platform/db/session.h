@@ -48,7 +48,6 @@ struct Session::State {
   UnitOfWork* unit = nullptr;
   int writer_holds = 0;                          ///< how often this thread took the writer lock
   bool in_transaction = false;                   ///< a `Transaction` is open, though its database may have lost it
-  bool has_staged = false;                       ///< the open transaction staged a file or a removal
   std::vector<std::function<void()>> on_commit;  ///< what the open transaction brings about
 
   /// Throws `Error` (Lost) when the database has dropped the transaction that is open.

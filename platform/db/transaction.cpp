@@ -4,7 +4,6 @@
 #include <utility>
 
 #include "../log/message.h"
-#include "stagedfiles.h"
 
 namespace qv::db {
 namespace {
@@ -23,10 +22,8 @@ void RunQuietly(const std::function<void()>& action) noexcept {
 Transaction::Transaction(Session& session, std::chrono::milliseconds limit)
     : session_(session), hold_(session.state(), limit) {
   Session::State& state = session.state();
-  FinishStagedFiles(session);
   state.connection->Begin();
   state.in_transaction = true;
-  state.has_staged = false;
   open_ = true;
 }
 
@@ -36,17 +33,14 @@ Transaction::~Transaction() {
   state.connection->Rollback();
   state.in_transaction = false;
   state.on_commit.clear();
-  if (state.has_staged) FinishStagedFilesQuietly(session_);
 }
 
 void Transaction::Commit() {
   Session::State& state = session_.state();
   state.CheckNotLost();
-  if (state.has_staged) SyncStagedFiles(session_);
   state.connection->Commit();
   open_ = false;
   state.in_transaction = false;
-  if (state.has_staged) FinishStagedFilesQuietly(session_);
   for (const auto& action : std::exchange(state.on_commit, {})) RunQuietly(action);
   state.connection->Checkpoint();
 }

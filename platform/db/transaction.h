@@ -1,4 +1,4 @@
-/// A writing transaction of one session, with the files that it stages.
+/// A writing transaction of one session.
 #pragma once
 
 #include "session.h"
@@ -8,8 +8,7 @@ namespace qv::db {
 /// Begins on construction and holds the writer lock until destruction; goes back unless committed.
 class Transaction {
  public:
-  /// Finishes what a killed process left undone, then begins. Throws `Error` (Busy) when the writer lock is not free
-  /// within `limit`.
+  /// Throws `Error` (Busy) when the writer lock is not free within `limit`.
   Transaction(Session& session, std::chrono::milliseconds limit);
   ~Transaction();
   Transaction(const Transaction&) = delete;

@@ -15,7 +15,7 @@ std::chrono::milliseconds BusyTimeout(Session& session) { return session.state()
 
 }  // namespace
 
-UnitOfWork::UnitOfWork() : session_(ThisThread()) {
+UnitOfWork::UnitOfWork(int zr) : session_(ThisThread()), zr_(zr) {
   if (session_.state().in_transaction) throw std::logic_error("a unit of work inside another transaction");
   transaction_ = std::make_unique<Transaction>(session_, BusyTimeout(session_));
   session_.state().unit = this;

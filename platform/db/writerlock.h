@@ -11,7 +11,7 @@
 #include <filesystem>
 #include <mutex>
 
-#include "filedescriptor.h"
+#include "../files/descriptor.h"
 
 namespace qv::db {
 
@@ -32,7 +32,7 @@ class WriterLock {
   void LetNextThread() noexcept;
 
   std::filesystem::path path_;
-  FileDescriptor file_;
+  files::FileDescriptor file_;
   std::mutex mutex_;
   std::condition_variable turn_;
   std::deque<std::uint64_t> waiting_;  ///< tickets, first come first

@@ -12,12 +12,12 @@
 #include <filesystem>
 #include <vector>
 
-#include "../db/filedescriptor.h"
+#include "../files/descriptor.h"
 #include "../record/attempt.h"
 #include "qvjson.h"
 #include "qvpackage.h"
 
-using qv::db::FileDescriptor;
+using qv::files::FileDescriptor;
 
 namespace {
 
@@ -69,16 +69,6 @@ FileDescriptor OpenLocked(const std::filesystem::path& folder) {
   return opened;
 }
 
-void WriteAll(int file, std::string_view content, const std::string& name) {
-  while (!content.empty()) {
-    const ssize_t written = write(file, content.data(), content.size());
-    if (written < 0 && errno == EINTR) continue;
-    if (written < 0) Fail("write " + name);
-    content.remove_prefix(static_cast<std::size_t>(written));
-  }
-  if (fsync(file) != 0) Fail("write " + name);
-}
-
 /// Writes another file and renames it. A killed process leaves that one, which the next to come replaces, whatever
 /// server it writes for: the folder's lock keeps writers apart.
 void Replace(int folder, const std::string& name, const std::string& content) {
@@ -88,7 +78,7 @@ void Replace(int folder, const std::string& name, const std::string& content) {
       openat(folder, fresh.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, S_IRUSR | S_IWUSR));
   if (!file) Fail("make " + fresh);
   try {
-    WriteAll(file.get(), content, fresh);
+    if (!qv::files::WriteAll(file.get(), content) || fsync(file.get()) != 0) Fail("write " + fresh);
     if (renameat(folder, fresh.c_str(), folder, name.c_str()) != 0) Fail("replace " + name);
   } catch (...) {
     unlinkat(folder, fresh.c_str(), 0);

@@ -16,6 +16,7 @@ FieldIndex::FieldIndex(const std::vector<Field>& fields, const std::vector<std::
         break;
       case FieldRole::Owner:
       case FieldRole::HostOnly:
+      case FieldRole::Unlisted:
         slots_.push_back({column, nullptr});
         break;
       case FieldRole::IdOnSlave:

@@ -233,7 +233,7 @@ std::vector<ListedRow> AnyTable::List(const Where& where) const {
   while (query.Next()) {
     ListedRow& row = rows.emplace_back();
     for (std::size_t i = 0; i < fields_.size(); ++i) {
-      if (fields_[i].info.role == FieldRole::Secret) continue;
+      if (!IsListed(fields_[i].info.role)) continue;
       row.emplace_back(fields_[i].info.column, ColumnAsJson(fields_[i], query.Row(), static_cast<int>(i)));
     }
   }

@@ -1,6 +1,7 @@
 /// The schema of the host's database, as the database layer asks for it.
 #include <string>
 
+#include "../capability/filesync.h"
 #include "../db/database.h"
 #include "tables.h"
 #include "versions.h"
@@ -40,7 +41,8 @@ namespace qv::db {
 
 const Schema& PlatformSchema() {
   static const char* const versions[] = {schema::kVersion1, schema::kVersion2, schema::kVersion3};
-  static const Schema platform{.versions = versions, .find_difference = schema::FindDifference};
+  static const Schema platform{
+      .versions = versions, .find_difference = schema::FindDifference, .on_opening = capability::BringFilesUpToDate};
   return platform;
 }
 

@@ -13,6 +13,13 @@ namespace qv::schema {
 //     ALTER TABLE new_door RENAME TO door;    -- references of other tables to door lead to this one again
 //     CREATE INDEX door_by_owner_zr_id ON door (owner_zr_id);
 const char* const kVersion3 = R"sql(
+-- What the file holds; '' until the files have been read, see capability/filesync.cpp.
+ALTER TABLE capability_file ADD COLUMN content TEXT NOT NULL DEFAULT '';
+-- One row: changes with every transaction that changes capability_file.
+CREATE TABLE capability_revision (revision TEXT NOT NULL);
+INSERT INTO capability_revision (revision) VALUES ('initial');
+-- Files that waited for their commit; capability_file says now what they hold.
+DROP TABLE IF EXISTS staged_file;
 )sql";
 
 }  // namespace qv::schema

@@ -7,7 +7,7 @@
 #include <map>
 #include <set>
 
-#include "../db/filedescriptor.h"
+#include "../files/descriptor.h"
 #include "shmdbcache.h"
 
 namespace qv::shm {
@@ -52,7 +52,7 @@ class DeviceCacheFile {
   ShmDBCacheHeader& header() const { return *static_cast<ShmDBCacheHeader*>(memory_); }
   ShmDBCacheEntry& entry(std::uint32_t place) const;
 
-  db::FileDescriptor file_;
+  files::FileDescriptor file_;
   void* memory_ = nullptr;
   std::size_t size_ = 0;        ///< of the mapping
   std::uint32_t capacity_ = 0;  ///< entries that lie in the mapping; 0: this is no cache

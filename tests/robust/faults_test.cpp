@@ -127,7 +127,7 @@ TEST_F(FaultsTest, LeaveTheOldOrTheNewState) {
         fault = {};
         qv::db::Close();
         if (files_wait) {
-          Open();  // carries out what the commit staged
+          Open();  // makes the files of the commit
           qv::db::Close();
         }
         ++points;

@@ -70,7 +70,7 @@ TEST_F(HostileTest, DocumentsAreRefusedOrApplied) {
 TEST_F(HostileTest, LinksInPlaceOfTheDataAreNotFollowed) {
   Write("document", R"({"camCapList":[{"camVendor":"v","camModel":"m","capFileName":"3/x.cap","camCap":{}}]})");
   Write("victim", "untouched");
-  for (const char* name : {"writer.lock", "staging"}) {
+  for (const char* name : {"writer.lock", "capability"}) {
     fs::remove_all(folder_ / "data");
     fs::create_directory(folder_ / "data");
     fs::create_symlink(folder_ / "victim", folder_ / "data" / name);

@@ -54,10 +54,10 @@ std::vector<std::string> DumpDatabase(const std::filesystem::path& folder) {
   const auto select = [&](const std::string& sql) { return Select(database.get(), sql); };
   std::vector<std::string> lines;
   for (const std::string& table : select("SELECT name FROM sqlite_schema WHERE type = 'table' ORDER BY name")) {
+    if (table == "capability_revision") continue;  // no two runs have the same one
     const std::string columns = select("SELECT group_concat('\"' || name || '\"') FROM pragma_table_info('" + table +
                                        "') WHERE name <> 'last_report'")[0];
     for (const std::string& row : select("SELECT " + columns + " FROM \"" + table + "\" ORDER BY 1")) {
-      if (row.starts_with("staged_file|")) continue;  // how many files were ever staged is no state
       lines.push_back(table + " " + row);
     }
   }
@@ -65,7 +65,7 @@ std::vector<std::string> DumpDatabase(const std::filesystem::path& folder) {
 }
 
 std::vector<std::string> DumpFiles(const std::filesystem::path& folder) {
-  const std::regex own("(qvcms\\.db|staging).*|writer\\.lock|device-cache\\.shm");
+  const std::regex own("qvcms\\.db.*|capability\\.stamp|writer\\.lock|device-cache\\.shm");
   std::vector<std::string> lines;
   for (const auto& entry : std::filesystem::recursive_directory_iterator(folder)) {
     const std::string name = entry.path().lexically_relative(folder).string();

@@ -12,8 +12,8 @@ namespace support {
 /// Every row of every table ids and the next ids included, one line each. The time of a
 /// server's last report is left out, so that two runs of one call give the same lines.
 std::vector<std::string> DumpDatabase(const std::filesystem::path& folder);
-/// Every file of the folder but those of the database, the lock, the device cache and what is being staged, with
-/// mode and content.
+/// Every file of the folder but those of the database, the lock, the device cache and the stamp of the
+/// capability files, with mode and content.
 std::vector<std::string> DumpFiles(const std::filesystem::path& folder);
 /// What SQLite finds wrong with the database, and references that lead nowhere; empty when it is sound.
 std::vector<std::string> FindDamage(const std::filesystem::path& folder);

@@ -18,8 +18,8 @@ namespace support {
 inline Json::Value Parse(const std::string& text) { return qv::json::ReadDocument(text, {}); }
 
 /// Does `work` in a unit of work, which is then committed or given up.
-void InUnit(bool commit, auto work) {
-  qv::db::UnitOfWork unit;
+void InUnit(bool commit, auto work, int zr = 0) {
+  qv::db::UnitOfWork unit(zr);
   work();
   if (commit) unit.Commit();
 }

@@ -45,7 +45,7 @@ std::string NewText(sqlite3* database, int column) {
 void NoteChange(void* /*context*/, sqlite3* database, int operation, const char* /*schema*/, const char* table,
                 sqlite3_int64 old_id, sqlite3_int64 new_id) {
   const std::string name = table;
-  if (!is_running || name.starts_with("sqlite_") || name == "staged_file") return;
+  if (!is_running || name.starts_with("sqlite_") || name == "capability_revision") return;
   std::string line;
   if (operation == SQLITE_DELETE) {
     line = "delete " + name + " " + std::to_string(old_id);

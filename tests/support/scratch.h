@@ -12,7 +12,7 @@
 #include <stdexcept>
 #include <string>
 
-#include "db/filedescriptor.h"
+#include "files/descriptor.h"
 #include "rtspinfo.h"
 
 namespace support {
@@ -40,10 +40,10 @@ struct KeyFiles {
   KeyFiles() {
     const std::filesystem::path package = std::filesystem::path(RtspKeyFilePath(0)).parent_path().parent_path();
     std::filesystem::create_directories(package);
-    lock = qv::db::FileDescriptor(open((package / "tests.lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600));
+    lock = qv::files::FileDescriptor(open((package / "tests.lock").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600));
     if (!lock || flock(lock.get(), LOCK_EX) != 0) throw std::runtime_error("no lock in " + package.string());
   }
-  qv::db::FileDescriptor lock;
+  qv::files::FileDescriptor lock;
 };
 
 /// Starts a process that ends with the status that `work` returns; an exception kills it.

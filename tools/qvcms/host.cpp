@@ -51,11 +51,17 @@ Host::Host(const GlobalOptions& options, const std::filesystem::path& folder) {
 Host::~Host() { qv::db::Close(); }
 
 int CommitAndReport(qv::db::UnitOfWork& work, const std::string& report) {
-  work.Commit();
   const std::string failed = FailedOperations(work);
+  const int failures = work.failures();
+  work.Commit();
   if (!failed.empty()) Complain(failed + ", the rest was applied; the log tells which");
+  // What fails once the rows are committed are files.
+  if (const int files = work.failures() - failures; files > 0) {
+    Complain(std::to_string(files) + (files == 1 ? " file" : " files") +
+             " could not be written; the rows were applied, later commands try again; the log tells which");
+  }
   PrintApplied(report);
-  return failed.empty() ? kDone : kFailed;
+  return work.failures() == 0 ? kDone : kFailed;
 }
 
 std::string FailedOperations(const qv::db::UnitOfWork& work) {

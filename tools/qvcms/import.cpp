@@ -46,7 +46,7 @@ int Run(const GlobalOptions& global, const PairOptions& options) {
   const Json::Value document = ReadSnapshot(options.import.document, options.import.zr, global);
   RequireSections(options.import.document, document);
   const Host host(global);
-  qv::db::UnitOfWork work;
+  qv::db::UnitOfWork work(options.import.zr);
   const ChangeReport report(work, options.import.zr);
   Apply(SaveSlaveInfoPair, options.import, document);
   return CommitAndReport(work, report.Text(global.format, FindUnusedEntries(document, options.import.zr)));
@@ -56,7 +56,7 @@ int Run(const GlobalOptions& global, const UpdateOptions& options) {
   const Json::Value document = ReadSnapshot(options.import.document, options.import.zr, global);
   if (!options.allow_removals) RequireSections(options.import.document, document);
   const Host host(global);
-  qv::db::UnitOfWork work;
+  qv::db::UnitOfWork work(options.import.zr);
   const ChangeReport report(work, options.import.zr);
   Apply(SaveSlaveInfoUpdate, options.import, document);
   const std::string removals = report.ExcessiveRemovals();
@@ -72,7 +72,7 @@ int Run(const GlobalOptions& global, const PlanOptions& options) {
   std::optional<TemporaryFolder> stand_in;
   if (IsUnused(global.data_dir)) stand_in.emplace();
   const Host host(global, stand_in ? stand_in->path() : global.data_dir);
-  qv::db::UnitOfWork never_committed;
+  qv::db::UnitOfWork never_committed(options.import.zr);
   const ChangeReport report(never_committed, options.import.zr);
   Apply(SaveSlaveInfoUpdate, options.import, document);
   Print(report.Text(global.format, FindUnusedEntries(document, options.import.zr)));

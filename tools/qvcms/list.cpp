@@ -35,7 +35,7 @@ std::vector<std::string> ShownColumns(const Kind& kind, bool wide) {
   if (!wide) return {kind.columns.begin(), kind.columns.end()};
   std::vector<std::string> columns;
   for (const qv::record::Field& field : kind.table->fields()) {
-    if (field.info.role != FieldRole::Secret) columns.emplace_back(field.info.column);
+    if (IsListed(field.info.role)) columns.emplace_back(field.info.column);
   }
   for (const std::string_view column : kind.columns) {  // what a kind tells of other tables' rows is no field
     if (std::find(columns.begin(), columns.end(), column) == columns.end()) columns.emplace_back(column);

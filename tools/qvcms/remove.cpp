@@ -36,7 +36,7 @@ int Run(const GlobalOptions& global, const RemoveOptions& options) {
     return kDone;
   }
   const Host host(global);
-  qv::db::UnitOfWork work;
+  qv::db::UnitOfWork work(options.zr);
   if (qv::server::TablesHolding(options.zr).empty()) {  // the key file may be that of another host on this machine
     Print(nothing);
     return kDone;

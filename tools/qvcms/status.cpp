@@ -66,7 +66,7 @@ int Run(const GlobalOptions& global, const StatusOptions& options) {
   const Json::Value document = ReadReport(options.document, options.zr, global);
   if (IsUnused(global.data_dir)) throw NotPaired(options.zr);
   const Host host(global);
-  qv::db::UnitOfWork work;
+  qv::db::UnitOfWork work(options.zr);
   SlaveZRStatus status = LoadStatus(options.zr);
   try {
     SaveSlaveStatus(document, status);

@@ -187,45 +187,5 @@ TEST_F(DatabaseTest, FailureLeavesEverythingAsItWasAndOneLine) {
   }
 }
 
-TEST_F(DatabaseTest, FilesFollowTheRows) {
-  EXPECT_TRUE(StageFile("files", "at/once", "0"));
-  EXPECT_THAT(Files(), ElementsAre("files/at/once 384 0"));
-  InUnit(true, [&] {
-    EXPECT_TRUE(StageFile("files", "a/b/c", "1"));
-    EXPECT_TRUE(StageFile("files", "a/b/c", "2"));
-    EXPECT_TRUE(StageRemoval("files", "at"));
-    Step("gone back", false, [] { EXPECT_TRUE(StageFile("files", "gone/back", "3")); });
-    EXPECT_THAT(Files(), ElementsAre("files/at/once 384 0"));
-  });
-  EXPECT_THAT(Files(), ElementsAre("files/a/b/c 384 2"));
-  InUnit(false, [] { EXPECT_TRUE(StageRemoval("files", "a") && StageFile("files", "d", "4")); });
-  EXPECT_THAT(Files(), ElementsAre("files/a/b/c 384 2"));
-  EXPECT_FALSE(std::filesystem::exists(folder_ / "staging"));
-}
-
-TEST_F(DatabaseTest, NoNameLeadsOut) {
-  ASSERT_TRUE(StageFile("files", "folder/file", "kept"));
-  std::filesystem::create_directory(root_ / "outside");
-  std::ofstream(root_ / "outside/file") << "kept";
-  std::filesystem::create_symlink(root_ / "outside", folder_ / "files/link");
-  std::filesystem::create_symlink(root_ / "outside/file", folder_ / "files/filelink");
-  for (const std::string& name : {""s, "/etc/x"s, "../x"s, "a/../../x"s, "a\0b"s, "."s, "./"s, "link/x"s, "filelink"s,
-                                  "link"s, "folder/file/x"s, std::string(300, 'n'), std::string(6000, '/') + "x"}) {
-    EXPECT_FALSE(StageFile("files", name, "bad")) << name;
-    EXPECT_FALSE(StageRemoval("files", name)) << name;
-  }
-  EXPECT_FALSE(StageFile("files", "folder", "a folder is there"));
-  EXPECT_FALSE(StageFile("files", "new/", "a folder is meant"));
-  InUnit(true, [&] {
-    EXPECT_TRUE(StageFile("files", "late/file", "bad"));
-    EXPECT_TRUE(StageRemoval("files", "folder"));
-    std::filesystem::create_symlink(root_ / "outside", folder_ / "files/late");  // planted after the check
-    std::filesystem::create_symlink(root_ / "outside", folder_ / "files/folder/inner");
-  });
-  EXPECT_EQ(support::ReadWholeFile(root_ / "outside/file"), "kept");
-  EXPECT_FALSE(std::filesystem::exists(folder_ / "files/folder"));
-  EXPECT_FALSE(ThisThread().Prepare("SELECT target FROM staged_file").Next()) << "what can never be done is given up";
-}
-
 }  // namespace
 }  // namespace qv::db::test

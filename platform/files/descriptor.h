@@ -1,11 +1,12 @@
-/// An open file descriptor that closes itself.
+/// An open file descriptor that closes itself, and what every writer of files does with one.
 #pragma once
 
 #include <unistd.h>
 
+#include <string_view>
 #include <utility>
 
-namespace qv::db {
+namespace qv::files {
 
 class FileDescriptor {
  public:
@@ -27,4 +28,7 @@ class FileDescriptor {
   int descriptor_ = -1;
 };
 
-}  // namespace qv::db
+/// Writes all of `content`. @return false, with `errno`, when a part of it could not be written
+bool WriteAll(int file, std::string_view content);
+
+}  // namespace qv::files

@@ -1,0 +1,259 @@
+#include "filesync.h"
+
+#include <cstdio>
+#include <filesystem>
+#include <map>
+#include <memory>
+#include <optional>
+#include <random>
+#include <set>
+#include <stdexcept>
+#include <utility>
+
+#include "../db/database.h"
+#include "../files/folder.h"
+#include "../log/message.h"
+#include "filenames.h"
+
+namespace qv::capability {
+namespace {
+
+constexpr const char* kStampFile = "capability.stamp";
+/// Where versions before the third kept files until their commit.
+constexpr const char* kFormerFolder = "staging";
+
+using Paths = std::set<std::string>;
+
+/// What this machine's files have reached.
+struct Stamp {
+  std::string revision;
+  Paths failing;  ///< files that could not be made or removed
+
+  bool operator==(const Stamp&) const = default;
+};
+
+std::string InFolder(const std::string& path) { return std::string(kFolder) + '/' + path; }
+
+std::string ReadRevision() {
+  db::Query query = db::ThisThread().Prepare("SELECT revision FROM capability_revision");
+  return query.Next() ? std::string(query.Row().Text(0)) : std::string();
+}
+
+/// No two states of the rows have the same revision, also when the database is brought back from a backup.
+void SetNewRevision() {
+  std::random_device random;
+  char revision[17];
+  std::snprintf(revision, sizeof revision, "%08x%08x", random(), random());
+  db::ThisThread().Prepare("UPDATE capability_revision SET revision=$1").Bind(revision).Run();
+}
+
+/// The content that the rows give a file: that of the server that has reported it for longest.
+std::optional<std::string> ContentInRows(const std::string& path) {
+  db::Query query = db::ThisThread().Prepare("SELECT content FROM capability_file WHERE path=$1 ORDER BY id LIMIT 1");
+  query.Bind(std::string_view(path));
+  if (!query.Next()) return std::nullopt;
+  return std::string(query.Row().Text(0));
+}
+
+Paths PathsInRows() {
+  Paths paths;
+  db::Query query = db::ThisThread().Prepare("SELECT DISTINCT path FROM capability_file");
+  while (query.Next()) paths.emplace(query.Row().Text(0));
+  return paths;
+}
+
+/// The files of one data folder. To be used with the writer lock held and no transaction open.
+class Files {
+ public:
+  Files() : data_(db::DataFolder()), folder_(data_, db::CommitDurability() == db::Durability::Power) {}
+
+  std::optional<Stamp> ReadStamp() const try {
+    const std::optional<std::string> text = folder_.Read(kStampFile);
+    if (!text) return std::nullopt;
+    Stamp stamp;
+    std::size_t end = text->find('\0');
+    stamp.revision = text->substr(0, end);
+    while (end != std::string::npos) {
+      const std::size_t begin = end + 1;
+      end = text->find('\0', begin);
+      stamp.failing.insert(text->substr(begin, end - begin));
+    }
+    return stamp;
+  } catch (const std::runtime_error&) {
+    return std::nullopt;  // all files are compared then
+  }
+
+  /// Without it, the next process compares all files.
+  void WriteStamp(const Stamp& stamp) try {
+    std::string text = stamp.revision;
+    for (const std::string& path : stamp.failing) text.append(1, '\0').append(path);
+    folder_.Write(kStampFile, text);
+    folder_.Sync();
+  } catch (const std::runtime_error& error) {
+    log::Error("Failed to write {}: {}", kStampFile, error.what());
+  }
+
+  /// The files that are there. Links are passed over.
+  Paths List() const {
+    Paths paths;
+    const std::filesystem::path folder = data_ / kFolder;
+    if (!std::filesystem::is_directory(std::filesystem::symlink_status(folder))) return paths;
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(folder)) {
+      if (entry.is_regular_file() && !entry.is_symlink()) {
+        paths.insert(entry.path().lexically_relative(folder).string());
+      }
+    }
+    return paths;
+  }
+
+  /// Makes or removes each of the files. @return those that failed, with the reason
+  std::map<std::string, std::string> Make(const Paths& paths) {
+    std::map<std::string, std::string> failed;
+    // What has no row goes first: its folder may have the name of a new file.
+    for (const bool has_row : {false, true}) {
+      for (const std::string& path : paths) {
+        const std::optional<std::string> content = ContentInRows(path);
+        if (content.has_value() != has_row) continue;
+        try {
+          MakeOne(InFolder(path), content);
+        } catch (const std::runtime_error& error) {
+          failed.emplace(path, error.what());
+        }
+      }
+    }
+    folder_.Sync();
+    return failed;
+  }
+
+  /// Gives the rows that versions before the third left without content that of their files, and removes those that
+  /// have no file or a name that is refused now: their servers' next documents bring them.
+  void FillRowsOfFormerVersions() {
+    db::AllOrNothing whole;
+    for (const auto& [path, owner] : PathsWithoutContent()) {
+      try {
+        FillRow(path, owner);
+      } catch (const std::runtime_error& error) {
+        log::Error("Failed to take the content of the file {}: {}", InFolder(path), error.what());
+      }
+    }
+    whole.Keep();
+    std::filesystem::remove_all(data_ / kFormerFolder);
+  }
+
+ private:
+  static std::map<std::string, int> PathsWithoutContent() {
+    std::map<std::string, int> owners;
+    db::Query query = db::ThisThread().Prepare("SELECT path,owner_zr_id FROM capability_file WHERE content=''");
+    while (query.Next()) owners.emplace(query.Row().Text(0), static_cast<int>(query.Row().Int(1)));
+    return owners;
+  }
+
+  void FillRow(const std::string& path, int owner) {
+    const std::optional<std::string> content = IsGood(path, owner) ? folder_.Read(InFolder(path)) : std::nullopt;
+    db::Query query = db::ThisThread().Prepare(content ? "UPDATE capability_file SET content=$1 WHERE path=$2"
+                                                       : "DELETE FROM capability_file WHERE path=$1");
+    if (content) query.Bind(std::string_view(*content));
+    query.Bind(std::string_view(path)).Run();
+  }
+
+  static bool IsGood(const std::string& path, int owner) try {
+    return PathOf(path) == path && ServerOf(path) == owner;
+  } catch (const db::Error&) {
+    return false;
+  }
+
+  void MakeOne(const std::string& path, const std::optional<std::string>& content) {
+    if (!content) {
+      folder_.Remove(path);
+    } else if (!content->empty() && folder_.Read(path) != content) {  // empty: not known, see above
+      folder_.Write(path, *content);
+    }
+  }
+
+  std::filesystem::path data_;
+  files::Folder folder_;
+};
+
+/// Brings the files up to date, with the writer lock held and no transaction open. @param own  files that the
+/// transaction names; empty when the database has just been opened. @param revision  of the rows before the transaction
+void Update(const Paths& own, const std::string& revision) {
+  Files files;
+  const std::optional<Stamp> stamp = files.ReadStamp();
+  const Paths failing = stamp ? stamp->failing : Paths();
+  const bool was_behind = !stamp || stamp->revision != revision;
+  Paths paths = own;
+  paths.insert(failing.begin(), failing.end());
+  bool is_complete = true;
+  if (was_behind) {
+    files.FillRowsOfFormerVersions();
+    paths.merge(PathsInRows());
+    try {
+      paths.merge(files.List());
+    } catch (const std::filesystem::filesystem_error& error) {
+      log::Error("Failed to list the capability files: {}", error.what());
+      is_complete = false;
+    }
+  }
+  Stamp reached{ReadRevision(), {}};
+  for (const auto& [path, reason] : files.Make(paths)) {
+    reached.failing.insert(path);
+    if (!own.empty() && !own.contains(path) && failing.contains(path)) continue;  // the log has it already
+    log::Error("Failed to bring the file {} up to date: {}", InFolder(path), reason);
+    if (own.contains(path)) db::CountFailure();
+  }
+  if (is_complete && reached != stamp) files.WriteStamp(reached);
+}
+
+void LogBehind(const std::exception& error) {
+  log::Error("Failed to bring the capability files up to date: {}", error.what());
+}
+
+void UpdateQuietly(const Paths& own, const std::string& revision) {
+  try {
+    Update(own, revision);
+  } catch (const std::exception& error) {
+    LogBehind(error);
+    db::CountFailure();
+  }
+}
+
+/// What the open transaction is to bring about.
+struct Pending {
+  std::string revision;  ///< before the transaction
+  Paths paths;
+};
+
+}  // namespace
+
+void FilesFollow(const std::vector<std::string>& paths, bool rows_changed) {
+  static thread_local std::weak_ptr<Pending> of_this_transaction;
+  std::shared_ptr<Pending> pending = of_this_transaction.lock();
+  if (!pending) {
+    pending = std::make_shared<Pending>(ReadRevision());
+    of_this_transaction = pending;
+  }
+  pending->paths.insert(paths.begin(), paths.end());
+  db::OnCommit([pending] {  // the first one does it all
+    const Paths own = std::exchange(pending->paths, {});
+    if (!own.empty()) UpdateQuietly(own, pending->revision);
+  });
+  if (rows_changed) SetNewRevision();
+}
+
+void BringFilesUpToDate() noexcept {
+  try {
+    Files files;
+    const std::string revision = ReadRevision();
+    if (files.ReadStamp() == Stamp{revision, {}}) return;
+    db::AllOrNothing under_the_lock(db::AllOrNothing::Patience::None);
+    db::OnCommit([revision] { UpdateQuietly({}, revision); });
+    under_the_lock.Keep();
+  } catch (const db::Error& error) {
+    // Another writer brings the files up to date itself, or leaves that to the next process.
+    if (error.kind() != db::Error::Kind::Busy) LogBehind(error);
+  } catch (const std::exception& error) {
+    LogBehind(error);
+  }
+}
+
+}  // namespace qv::capability

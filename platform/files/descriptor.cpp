@@ -1,0 +1,17 @@
+#include "descriptor.h"
+
+#include <cerrno>
+
+namespace qv::files {
+
+bool WriteAll(int file, std::string_view content) {
+  while (!content.empty()) {
+    const ssize_t written = write(file, content.data(), content.size());
+    if (written < 0 && errno == EINTR) continue;
+    if (written < 0) return false;
+    content.remove_prefix(static_cast<std::size_t>(written));
+  }
+  return true;
+}
+
+}  // namespace qv::files
