@@ -61,6 +61,11 @@ struct SchemaTest : qv::test::ToolTest {
     fs::create_directories(folder_ / name);
     const std::string dump = QV_FIXTURES "/version" + std::to_string(version) + ".sql";
     support::ExecuteInFolder(folder_ / name, support::ReadWholeFile(dump));
+    fs::create_directories(folder_ / name / "capability/7/V");
+    Write(name + "/capability/7/V/M.cap", "{\n  \"zoom\": 1\n}\n");
+    fs::permissions(folder_ / name / "capability/7/V/M.cap", fs::perms(0600));
+    fs::create_directory(folder_ / name / "staging");
+    Write(name + "/staging/4711-1", "left by a killed process");
     return folder_ / name;
   }
   /// Makes the data folder `name` with what the fixtures hold.
@@ -98,6 +103,7 @@ TEST_F(SchemaTest, AnUpgradedDatabaseEqualsAFreshOneWithTheSameDocuments) {
     Upgrade(upgraded);
     EXPECT_EQ(Structure(upgraded), Structure(fresh)) << version;
     EXPECT_EQ(support::DumpDatabase(upgraded), support::DumpDatabase(fresh)) << version;
+    EXPECT_EQ(support::DumpFiles(upgraded), support::DumpFiles(fresh)) << version;
     EXPECT_THAT(support::FindDamage(upgraded), testing::IsEmpty()) << version;
   }
 }
