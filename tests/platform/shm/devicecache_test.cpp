@@ -154,7 +154,7 @@ TEST_F(DeviceCache, OfAnotherLayoutIsLeftAlone) {
 
 TEST_F(DeviceCache, WritersThatWaitForADamagedFileUseTheNewOne) {
   std::ofstream(path()) << "text";
-  const qv::db::FileDescriptor damaged(open(path().c_str(), O_RDWR));
+  const qv::files::FileDescriptor damaged(open(path().c_str(), O_RDWR));
   ASSERT_EQ(flock(damaged.get(), LOCK_EX), 0);
   std::vector<pid_t> writers;
   for (const int id : {1, 2, 3}) {
