@@ -2,9 +2,9 @@
 ///
 /// A file's path in that folder is `<server id>/<vendor>/<model>.cap`, or any deeper path that begins with the id of
 /// the server that told of it. A slave sends its paths with the id that it has itself: rewrite a path with
-/// `ReplaceZrIdInCapFilePath`, then write the file with `CreateCapFileByJsonInterface`. Shared files, those of models for
-/// which `IsInteSupApi` is true, are `<vendor>/<model>.cap`: their paths begin with no number, end in ".cap", and no
-/// folder on the way does. No name leads out of the folder, whoever chose it.
+/// `ReplaceZrIdInCapFilePath`, then write the file with `CreateCapFileByJsonInterface`. Shared files, those of models
+/// for which `IsInteSupApi` is true, are `<vendor>/<model>.cap`: their paths begin with no number, end in ".cap", and
+/// no folder on the way does. No name leads out of the folder, whoever chose it.
 ///
 /// What a file holds is kept in the database, as part of the caller's unit of work. The file itself is made after the
 /// commit. A shared file has a row for each server that reports it, as the unit of work names the server; it holds what
@@ -20,8 +20,8 @@
 
 #include <string>
 
-/// Begins a document. Makes sure that the capability folder is there, or, within a unit of work, that its commit can make it: a unit
-/// that is taken back leaves no folder behind.
+/// Begins a document. Makes sure that the capability folder is there, or, within a unit of work, that its commit can
+/// make it: a unit that is taken back leaves no folder behind.
 /// @param path  receives the folder's path
 /// @return 0 on success, -1 when it cannot be made or something else has its name
 int CheckAndMakeCapDir(std::string& path);
@@ -37,8 +37,8 @@ int IsInteSupApi(const std::string& model);
 int ReplaceZrIdInCapFilePath(std::string& path, int zrId);
 
 /// Keeps a capability file in the table `capability_file` and has the commit write it, unless it holds just that
-/// already. A file that cannot be written then is logged, counts as a failed operation of the unit of work, and is tried
-/// again by every later unit of work with capability files, and when the database is opened.
+/// already. A file that cannot be written then is logged, counts as a failed operation of the unit of work, and is
+/// tried again by every later unit of work with capability files, and when the database is opened.
 /// @return 0 on success; -1, after one log line that says why, if the path is refused or the row cannot be written
 int CreateCapFileByJsonInterface(const std::string& fileName, const std::string& vendor, const std::string& model,
                                  Json::Value cap);
