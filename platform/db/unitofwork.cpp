@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <stdexcept>
 
+#include "countobserver.h"
 #include "transaction.h"
 
 namespace qv::db {
@@ -92,6 +93,7 @@ void CountChange(std::string_view kind, Change change, std::int64_t rows) {
   if (count == counts.end()) count = counts.insert(count, UnitOfWork::Count{.kind = std::string(kind)});
   int& total = change == Change::Added ? count->added : change == Change::Updated ? count->updated : count->removed;
   total += static_cast<int>(rows);
+  CountObserver::Tell(*count);
 }
 
 void CountFailure() noexcept {
