@@ -10,7 +10,7 @@
 #include "devices/sections.h"
 #include "devices/tables.h"
 #include "messages/outbox.h"
-#include "server/ownedrows.h"
+#include "removal/ownedrows.h"
 #include "server/servers.h"
 
 namespace qv::host {
@@ -96,7 +96,7 @@ std::span<const Kind> AllKinds() {
 }
 
 record::Where RowsOf(const Kind& kind, int zr) {
-  if (kind.owner.empty()) return server::RowsOf(*kind.table, zr).front();
+  if (kind.owner.empty()) return removal::RowsOf(*kind.table, zr).front();
   return record::Where().Is(kind.owner, zr);
 }
 

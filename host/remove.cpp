@@ -3,7 +3,7 @@
 #include "changes.h"
 #include "guard.h"
 #include "qvwebapicmssyncutils.h"
-#include "server/ownedrows.h"
+#include "removal/ownedrows.h"
 
 namespace qv {
 namespace {
@@ -16,7 +16,7 @@ void CheckNothingIsLeft(const db::UnitOfWork& work, int zr, int result) {
                   server + " is not removed: a step failed, the log tells which; no row was changed");
   }
   std::string tables;
-  for (const std::string& table : server::TablesHolding(zr)) tables += (tables.empty() ? "" : ", ") + table;
+  for (const std::string& table : removal::TablesHolding(zr)) tables += (tables.empty() ? "" : ", ") + table;
   if (!tables.empty()) {
     throw Refusal(RefusalCode::NotRemoved,
                   server + " is not removed: rows of it would stay in " + tables + "; no row was changed");
@@ -33,7 +33,7 @@ RemoveResult Host::Remove(int zr) {
     if (!has_data_) return removed;
     db::UnitOfWork work;
     // Otherwise the file of stream keys may be that of another host on this machine.
-    removed.was_held = !server::TablesHolding(zr).empty();
+    removed.was_held = !removal::TablesHolding(zr).empty();
     if (removed.was_held) {
       const host::ChangeReport changes(work, zr);
       const int result = SyncRelatedTableForSlaveDel(zr);

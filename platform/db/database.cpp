@@ -10,6 +10,7 @@
 #include <stdexcept>
 
 #include "migrations.h"
+#include "remedy.h"
 #include "session.h"
 #include "stagedfiles.h"
 
@@ -47,8 +48,8 @@ void MakeFolder(const std::filesystem::path& folder) {
     if (std::filesystem::is_directory(folder, error)) return;
     reason = ENOTDIR;
   }
-  throw Error(Error::Kind::Unusable, "cannot make the data folder " + folder.string() + ": " + std::strerror(reason) +
-                                         "; name a folder that this user may write to");
+  throw Error(Error::Kind::Unusable,
+              "cannot make the data folder " + folder.string() + ": " + std::strerror(reason) + RemedyFor(reason));
 }
 
 /// A path that stays the same when the process changes its folder, and names the folder itself.
@@ -67,6 +68,7 @@ void OpenFolder(Process& process, const std::filesystem::path& path, Options opt
     this_thread.session = Connect(folder);
     this_thread.is_opening = true;
     BringToSchema(*this_thread.session, *folder->options.schema);
+    folder->is_accepted = true;
     FinishStagedFilesOfOthers(*this_thread.session);
   } catch (const Error& error) {
     this_thread = {};

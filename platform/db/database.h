@@ -164,10 +164,10 @@ class UnitOfWork {
 class AllOrNothing {
  public:
   /// How long to wait for the writer lock.
-  enum class Patience { BusyTimeout, None };
+  enum class Wait { UpToBusyTimeout, None };
   /// Throws `Error` (Busy, Lost).
-  explicit AllOrNothing(Patience patience = Patience::BusyTimeout);
-  explicit AllOrNothing(Session& session, Patience patience = Patience::BusyTimeout);
+  explicit AllOrNothing(Wait wait = Wait::UpToBusyTimeout);
+  explicit AllOrNothing(Session& session, Wait wait = Wait::UpToBusyTimeout);
   ~AllOrNothing();  ///< Goes back unless kept.
   AllOrNothing(const AllOrNothing&) = delete;
   AllOrNothing& operator=(const AllOrNothing&) = delete;
@@ -189,8 +189,8 @@ void CountChange(std::string_view kind, Change change, std::int64_t rows);
 void CountFailure() noexcept;
 
 /// Runs `action` once the open transaction is committed, never when it goes back; at once when none is open. For what
-/// lies outside the database and must not run ahead of it. It is called with the writer lock held, must not use the
-/// database, and its exceptions are its own loss.
+/// lies outside the database and must not run ahead of it. It is called with the writer lock held and must not use the
+/// database. An exception that it throws is logged; the commit stands.
 void OnCommit(std::function<void()> action);
 
 /// Writes `content` to `relative` (below `folder`, a folder inside the data folder) when the open unit of work

@@ -34,13 +34,13 @@ void UnitOfWork::Commit() {
 
 UnitOfWork* UnitOfWork::Current() { return IsOpen() ? ThisThread().state().unit : nullptr; }
 
-AllOrNothing::AllOrNothing(Patience patience) : AllOrNothing(ThisThread(), patience) {}
+AllOrNothing::AllOrNothing(Wait wait) : AllOrNothing(ThisThread(), wait) {}
 
-AllOrNothing::AllOrNothing(Session& session, Patience patience) : session_(session) {
+AllOrNothing::AllOrNothing(Session& session, Wait wait) : session_(session) {
   Session::State& state = session.state();
   if (!state.in_transaction) {
     transaction_ = std::make_unique<Transaction>(
-        session, patience == Patience::None ? std::chrono::milliseconds(0) : BusyTimeout(session));
+        session, wait == Wait::None ? std::chrono::milliseconds(0) : BusyTimeout(session));
     return;
   }
   if (state.unit != nullptr) counts_before_ = state.unit->counts_;
