@@ -19,7 +19,7 @@
 #include "log/log.h"
 #include "qvjson.h"
 #include "qvwebapicmssyncutils.h"
-#include "server/ownedrows.h"
+#include "removal/ownedrows.h"
 #include "slavezr.h"
 #include "slavezrstatus.h"
 
@@ -108,7 +108,7 @@ void Apply(const SlaveZR& slave, const Json::Value& document, const qv::db::Unit
     GetAxisDoorZrIdMap(doors);
     const int result = SyncRelatedTableForSlaveDel(kSlave);
     RemoveSlaveData(kSlave);
-    const auto left = qv::server::TablesHolding(kSlave);
+    const auto left = qv::removal::TablesHolding(kSlave);
     if (result != 0 || !left.empty()) Report("a removal leaves rows in " + (left.empty() ? "?" : left.front()));
   }
 }

@@ -10,6 +10,7 @@
 #include <stdexcept>
 
 #include "migrations.h"
+#include "remedy.h"
 #include "session.h"
 
 namespace qv::db {
@@ -46,8 +47,8 @@ void MakeFolder(const std::filesystem::path& folder) {
     if (std::filesystem::is_directory(folder, error)) return;
     reason = ENOTDIR;
   }
-  throw Error(Error::Kind::Unusable, "cannot make the data folder " + folder.string() + ": " + std::strerror(reason) +
-                                         "; name a folder that this user may write to");
+  throw Error(Error::Kind::Unusable,
+              "cannot make the data folder " + folder.string() + ": " + std::strerror(reason) + RemedyFor(reason));
 }
 
 /// A path that stays the same when the process changes its folder, and names the folder itself.
@@ -66,6 +67,7 @@ void OpenFolder(Process& process, const std::filesystem::path& path, Options opt
     this_thread.session = Connect(folder);
     this_thread.is_opening = true;
     BringToSchema(*this_thread.session, *folder->options.schema);
+    folder->is_accepted = true;
     if (folder->options.schema->on_opening != nullptr) folder->options.schema->on_opening();
   } catch (const Error& error) {
     this_thread = {};

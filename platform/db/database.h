@@ -173,10 +173,10 @@ class UnitOfWork {
 class AllOrNothing {
  public:
   /// How long to wait for the writer lock.
-  enum class Patience { BusyTimeout, None };
+  enum class Wait { UpToBusyTimeout, None };
   /// Throws `Error` (Busy, Lost).
-  explicit AllOrNothing(Patience patience = Patience::BusyTimeout);
-  explicit AllOrNothing(Session& session, Patience patience = Patience::BusyTimeout);
+  explicit AllOrNothing(Wait wait = Wait::UpToBusyTimeout);
+  explicit AllOrNothing(Session& session, Wait wait = Wait::UpToBusyTimeout);
   ~AllOrNothing();  ///< Goes back unless kept.
   AllOrNothing(const AllOrNothing&) = delete;
   AllOrNothing& operator=(const AllOrNothing&) = delete;
@@ -199,7 +199,7 @@ void CountFailure() noexcept;
 
 /// Runs `action` once the open transaction is committed, never when it goes back; at once when none is open. For what
 /// lies outside the database and must not run ahead of it. The action is called with the writer lock held and no
-/// transaction open. It may use the database; exceptions that it throws are logged and ignored.
+/// transaction open. It may use the database; an exception that it throws is logged; the commit stands.
 void OnCommit(std::function<void()> action);
 
 }  // namespace qv::db

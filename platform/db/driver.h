@@ -95,8 +95,9 @@ class Connection {
   /// Moves what has been committed to its final place when enough has gathered. Called with the writer lock held.
   /// What could not be moved stays safe where it is, so nothing is reported.
   virtual void Checkpoint() noexcept = 0;
-  /// The connection is about to close. @param last_words true: the writer lock is held, so the driver may tidy up
-  virtual void PrepareToClose(bool last_words) noexcept = 0;
+  /// The connection is about to close. @param is_locked whether the writer lock is held, so that the
+  /// driver may tidy up
+  virtual void PrepareToClose(bool is_locked) noexcept = 0;
 };
 
 /// How durable a commit is.

@@ -53,7 +53,7 @@ void RunStatement(Session& session, Statement& statement, DBResult_tag* result) 
 /// Whether the text is one query and nothing else. A text with a semicolon anywhere counts as several statements.
 bool IsLoneQuery(std::string_view sql) { return sql.starts_with("SELECT ") && sql.find(';') == std::string_view::npos; }
 
-void RunText(Session& session, const std::string& sql, AllOrNothing::Patience patience, DBResult_tag* result) {
+void RunText(Session& session, const std::string& sql, AllOrNothing::Wait wait, DBResult_tag* result) {
   const char* rest = sql.c_str();
   std::unique_ptr<Statement> statement = PrepareNext(session, rest);
   if (!statement) return;
@@ -61,7 +61,7 @@ void RunText(Session& session, const std::string& sql, AllOrNothing::Patience pa
     RunStatement(session, *statement, result);  // a lone query waits for no writer
     return;
   }
-  AllOrNothing step(session, patience);
+  AllOrNothing step(session, wait);
   for (; statement; statement = PrepareNext(session, rest)) RunStatement(session, *statement, result);
   step.Keep();
 }
@@ -84,15 +84,14 @@ int Execute(DB_INSTANCE instance, std::string sql, DBResult_tag** result, bool /
   // is hardly ever seen twice, and would push out the statements that are.
   try {
     if (instance < 0) throw Error(Error::Kind::Statement, "there is no such database");
-    const AllOrNothing::Patience patience =
-        retryOnBusy ? AllOrNothing::Patience::BusyTimeout : AllOrNothing::Patience::None;
+    const AllOrNothing::Wait wait = retryOnBusy ? AllOrNothing::Wait::UpToBusyTimeout : AllOrNothing::Wait::None;
     auto rows = result == nullptr ? nullptr : std::make_unique<DBResult_tag>();
     if (useCache && IsLoneQuery(sql)) {
       Query query = qv::db::ThisThread().Prepare(sql);
       Run(
           query.Row(), [&] { return query.Next(); }, rows.get());
     } else {
-      RunText(qv::db::ThisThread(), sql, patience, rows.get());
+      RunText(qv::db::ThisThread(), sql, wait, rows.get());
     }
     if (result != nullptr) *result = rows.release();
     return 0;

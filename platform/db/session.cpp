@@ -49,7 +49,7 @@ Session::Session(std::unique_ptr<State> state) : state_(std::move(state)) {}
 Session::~Session() {
   State& state = *state_;
   bool locked_here = false;
-  if (state.writer_holds == 0) {
+  if (state.writer_holds == 0 && state.folder->is_accepted) {
     try {
       locked_here = state.folder->writer_lock.Acquire(kCloseWait);
     } catch (const Error&) {

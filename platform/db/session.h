@@ -23,6 +23,7 @@ struct Folder {
   const std::filesystem::path path;
   const Options options;
   WriterLock writer_lock;
+  bool is_accepted = false;  ///< the database is the program's, so that sessions may tidy up when they close
 };
 
 /// The prepared statements of one text. A text that is in use twice at once is prepared twice.

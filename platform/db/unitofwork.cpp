@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <stdexcept>
 
+#include "countobserver.h"
 #include "transaction.h"
 
 namespace qv::db {
@@ -33,13 +34,13 @@ void UnitOfWork::Commit() {
 
 UnitOfWork* UnitOfWork::Current() { return IsOpen() ? ThisThread().state().unit : nullptr; }
 
-AllOrNothing::AllOrNothing(Patience patience) : AllOrNothing(ThisThread(), patience) {}
+AllOrNothing::AllOrNothing(Wait wait) : AllOrNothing(ThisThread(), wait) {}
 
-AllOrNothing::AllOrNothing(Session& session, Patience patience) : session_(session) {
+AllOrNothing::AllOrNothing(Session& session, Wait wait) : session_(session) {
   Session::State& state = session.state();
   if (!state.in_transaction) {
     transaction_ = std::make_unique<Transaction>(
-        session, patience == Patience::None ? std::chrono::milliseconds(0) : BusyTimeout(session));
+        session, wait == Wait::None ? std::chrono::milliseconds(0) : BusyTimeout(session));
     return;
   }
   if (state.unit != nullptr) counts_before_ = state.unit->counts_;
@@ -92,6 +93,7 @@ void CountChange(std::string_view kind, Change change, std::int64_t rows) {
   if (count == counts.end()) count = counts.insert(count, UnitOfWork::Count{.kind = std::string(kind)});
   int& total = change == Change::Added ? count->added : change == Change::Updated ? count->updated : count->removed;
   total += static_cast<int>(rows);
+  CountObserver::Tell(*count);
 }
 
 void CountFailure() noexcept {

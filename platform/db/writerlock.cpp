@@ -9,17 +9,11 @@
 #include <thread>
 
 #include "driver.h"
+#include "remedy.h"
 
 namespace qv::db {
 
-WriterLock::WriterLock(const std::filesystem::path& folder)
-    : path_(folder / "writer.lock"),
-      file_(open(path_.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, S_IRUSR | S_IWUSR)) {
-  if (!file_) {
-    throw Error(Error::Kind::Unusable, "cannot open " + path_.string() + ": " + std::strerror(errno) +
-                                           "; the data folder must be writable for this user");
-  }
-}
+WriterLock::WriterLock(const std::filesystem::path& folder) : path_(folder / "writer.lock") {}
 
 bool WriterLock::Acquire(std::chrono::milliseconds limit) {
   const Clock::time_point deadline = Clock::now() + limit;
@@ -54,6 +48,13 @@ bool WriterLock::WaitForThreads(Clock::time_point deadline) {
 }
 
 bool WriterLock::WaitForProcesses(Clock::time_point deadline) {
+  if (!file_) {
+    file_ = FileDescriptor(open(path_.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, S_IRUSR | S_IWUSR));
+    if (!file_) {
+      throw Error(Error::Kind::Unusable,
+                  "cannot open " + path_.string() + ": " + std::strerror(errno) + RemedyFor(errno));
+    }
+  }
   std::chrono::microseconds pause(100);
   while (flock(file_.get(), LOCK_EX | LOCK_NB) != 0) {
     if (errno != EWOULDBLOCK) {

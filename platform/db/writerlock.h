@@ -1,7 +1,7 @@
-/// The lock that lets one writer at a time at a data folder: among the threads of this process in the order of their
-/// coming, among processes through an advisory lock on a file, which vanishes with the process that held it.
+/// The lock that lets one writer at a time write to a data folder. Threads of one process get it first come, first
+/// served. Processes exclude each other by an advisory lock on a file, which the system releases when a process dies.
 ///
-/// The lock is not recursive; `WriterHold` keeps count for its thread.
+/// Thread-safe. The lock is not recursive; `WriterHold` counts for its thread.
 #pragma once
 
 #include <chrono>
@@ -17,11 +17,11 @@ namespace qv::db {
 
 class WriterLock {
  public:
-  /// Opens `<folder>/writer.lock`, making it (mode 0600) when it is missing. Throws `Error` (Unusable).
   explicit WriterLock(const std::filesystem::path& folder);
 
-  /// Waits up to `limit`. @return false when the lock was not free in time. Throws `Error` (Unusable) when the file
-  /// system cannot lock.
+  /// Waits up to `limit`. The first call makes `<folder>/writer.lock` (mode 0600) if it is missing, so that a folder
+  /// that is only looked at is left as it is. @return false when the lock was not free in time. Throws `Error`
+  /// (Unusable) when the file cannot be opened or locked.
   bool Acquire(std::chrono::milliseconds limit);
   void Release() noexcept;
 
@@ -32,7 +32,7 @@ class WriterLock {
   void LetNextThread() noexcept;
 
   std::filesystem::path path_;
-  files::FileDescriptor file_;
+  files::FileDescriptor file_;  ///< used by the thread whose turn it is
   std::mutex mutex_;
   std::condition_variable turn_;
   std::deque<std::uint64_t> waiting_;  ///< tickets, first come first

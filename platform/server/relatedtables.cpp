@@ -1,6 +1,5 @@
 #include "relatedtables.h"
 
-#include "ownedrows.h"
 #include "taggedfield.h"
 
 struct PrivilegeProfileServerData {
@@ -111,13 +110,11 @@ const record::AnyTable& EventExportTable() {
 const record::AnyTable& DoorLayoutItemTable() { return DoorLayoutItems(); }
 
 void ResetDoorLayoutItems(int zr) {
-  for (const record::Where& rows : RowsOf(DoorLayoutItems(), zr)) {
-    for (DoorLayoutItem& item : DoorLayoutItems().Select(rows)) {
-      item.SetZrId(0);
-      item.SetDoorId(0);
-      item.SetTitle("");
-      DoorLayoutItems().Save(item);
-    }
+  for (DoorLayoutItem& item : DoorLayoutItems().Select(record::Where().Is("zr_id", zr))) {
+    item.SetZrId(0);
+    item.SetDoorId(0);
+    item.SetTitle("");
+    DoorLayoutItems().Save(item);
   }
 }
 

@@ -42,7 +42,7 @@ struct WrappedConnection : qv::db::Connection {
   qv::db::TableColumns ReadColumns() override { return inner_->ReadColumns(); }
   void EnforceReferences(bool enforced) noexcept override { inner_->EnforceReferences(enforced); }
   void Checkpoint() noexcept override { inner_->Checkpoint(); }
-  void PrepareToClose(bool last_words) noexcept override { inner_->PrepareToClose(last_words); }
+  void PrepareToClose(bool is_locked) noexcept override { inner_->PrepareToClose(is_locked); }
 
   std::unique_ptr<qv::db::Connection> inner_;
 };

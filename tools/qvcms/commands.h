@@ -1,6 +1,5 @@
-/// The commands. Each runs to its end and returns the exit status; what goes wrong leaves as an exception (`Failure`,
-/// `qv::db::Error`), and then nothing of the command is applied, but for what `status` and `remove` did to key files
-/// and for a report that cannot be written.
+/// The commands: each calls the host, prints what came of it and returns the exit status. A `qv::Refusal` leaves them
+/// as it is, and `Failure` when the result cannot be printed.
 #pragma once
 
 #include "options.h"
@@ -10,7 +9,7 @@ namespace qvcms {
 /// Imports everything of a newly paired slave.
 int Run(const GlobalOptions& global, const PairOptions& options);
 
-/// Applies a snapshot and prints what changed. Refuses to remove most of a slave's devices unless told to.
+/// Applies a snapshot and prints what changed.
 int Run(const GlobalOptions& global, const UpdateOptions& options);
 
 /// Prints what `update` would change and whether it would refuse; leaves the host as it is.
@@ -19,8 +18,7 @@ int Run(const GlobalOptions& global, const PlanOptions& options);
 /// Prints the rows of one kind.
 int Run(const GlobalOptions& global, const ListOptions& options);
 
-/// Applies a status report to a slave that has been paired, stores what it says of the slave itself with the time, and
-/// prints that.
+/// Applies a status report, and prints what is known of the slave then.
 int Run(const GlobalOptions& global, const StatusOptions& options);
 
 int Run(const GlobalOptions& global, const RemoveOptions& options);

@@ -1,8 +1,12 @@
-/// How the program ends, and the exception that ends it early.
+/// How the program ends.
 #pragma once
+
+#include <qv/host.h>
 
 #include <stdexcept>
 #include <string>
+
+#include "options.h"
 
 namespace qvcms {
 
@@ -14,14 +18,16 @@ enum ExitCode : int {
   kBadDocument = 65,  ///< the document cannot be read or used
 };
 
-/// Ends the command: `what()` goes to standard error as one line, `code()` is the exit status.
+/// What went wrong at the door itself. Ends the command with `kFailed`; `what()` goes to standard error as one line.
 class Failure : public std::runtime_error {
  public:
-  Failure(ExitCode code, const std::string& what) : std::runtime_error(what), code_(code) {}
-  ExitCode code() const { return code_; }
-
- private:
-  ExitCode code_;
+  using std::runtime_error::runtime_error;
 };
+
+/// The exit status for what the host refused.
+ExitCode ExitCodeOf(qv::RefusalCode code);
+
+/// The line for standard error: the document where it is about one, the reason, and what to do about it.
+std::string Explain(const qv::Refusal& refusal, const Command& command);
 
 }  // namespace qvcms

@@ -1,7 +1,6 @@
 /// The host on the command line: hands a slave's documents to the library and shows what the host holds.
 
 #include <fcntl.h>
-#include <json/value.h>
 #include <signal.h>
 #include <unistd.h>
 
@@ -10,14 +9,18 @@
 
 #include "commands.h"
 #include "exitcodes.h"
-#include "host.h"
 #include "options.h"
 #include "output.h"
 
 namespace {
 
 int RunCommand(const qvcms::Options& options) {
-  return std::visit([&](const auto& command) { return qvcms::Run(options.global, command); }, options.command);
+  try {
+    return std::visit([&](const auto& command) { return qvcms::Run(options.global, command); }, options.command);
+  } catch (const qv::Refusal& refusal) {
+    qvcms::Complain(qvcms::Explain(refusal, options.command));
+    return qvcms::ExitCodeOf(refusal.code());
+  }
 }
 
 /// Fills the places of standard streams that the caller closed, so that no file of the host gets one of their numbers
@@ -43,12 +46,6 @@ int main(int argc, char** argv) {
     const std::variant<qvcms::Options, int> parsed = qvcms::ParseOptions(argc, argv);
     if (const int* status = std::get_if<int>(&parsed)) return *status;
     return RunCommand(std::get<qvcms::Options>(parsed));
-  } catch (const qvcms::Failure& failure) {
-    qvcms::Complain(failure.what());
-    return failure.code();
-  } catch (const qv::db::Error& error) {
-    qvcms::Complain(qvcms::WithRemedy(error));
-    return qvcms::kFailed;
   } catch (const std::exception& error) {
     qvcms::Complain(error.what());
     return qvcms::kFailed;

@@ -11,7 +11,6 @@
 #include <sstream>
 
 #include "exitcodes.h"
-#include "json/document.h"
 #include "output.h"
 
 namespace qvcms {
@@ -58,6 +57,18 @@ CLI::Validator Utf8() {
             return std::string(utf8::is_valid(text.begin(), text.end()) ? "" : "the name is not UTF-8");
           },
           ""};
+}
+
+bool IsKind(const std::string& name) {
+  const auto kinds = qv::Host::Kinds();
+  return std::any_of(kinds.begin(), kinds.end(), [&](const qv::KindInfo& kind) { return kind.name == name; });
+}
+
+/// Every name, joined by ", ".
+std::string KindNames() {
+  std::string names;
+  for (const qv::KindInfo& kind : qv::Host::Kinds()) names += (names.empty() ? "" : ", ") + std::string(kind.name);
+  return names;
 }
 
 /// Collects what the parser finds. The parser keeps references into it, so it stays where it is.
@@ -152,9 +163,6 @@ class CommandLine {
   }
 
   void AddGlobalOptions() {
-    global_.max_depth = limits_.depth;
-    global_.max_size = limits_.size;
-    global_.max_values = limits_.values;
     app_.add_option("--data-dir", global_.data_dir, "Folder with the host's data, made on first use")
         ->type_name("DIR")
         ->envname("QVCMS_DATA_DIR")
@@ -172,20 +180,20 @@ class CommandLine {
             "What to print; default: table")
         ->check(CLI::IsMember({"table", "json"}))
         ->option_text("table|json");
-    app_.add_option("--max-depth", global_.max_depth, "Deepest nesting of a document")
-        ->check(Number(1, qv::json::kMaxDepth))
+    app_.add_option("--max-depth", global_.limits.depth, "Deepest nesting of a document")
+        ->check(Number(1, qv::DocumentLimits::kMaxDepth))
         ->capture_default_str();
-    app_.add_option("--max-size", global_.max_size, "Largest document, in bytes; or with a unit: 512K, 300M, 1G")
+    app_.add_option("--max-size", global_.limits.size, "Largest document, in bytes; or with a unit: 512K, 300M, 1G")
         ->transform(Size())
         ->capture_default_str();
-    app_.add_option("--max-values", global_.max_values,
+    app_.add_option("--max-values", global_.limits.values,
                     "Most values in a document; each takes up to 400 bytes of memory")
         ->check(Number(1, UINT64_MAX))
         ->capture_default_str();
     app_.add_option_function<std::string>(
             "--synchronous",
             [this](const std::string& word) {
-              global_.durability = word == "normal" ? qv::db::Durability::Process : qv::db::Durability::Power;
+              global_.durability = word == "normal" ? qv::Durability::Process : qv::Durability::PowerCut;
             },
             "full (default): what is done survives a power cut; normal: faster, a power cut may undo the last "
             "commands")
@@ -227,10 +235,10 @@ class CommandLine {
   void AddList() {
     CLI::App* list =
         AddCommand("list", "Show what the host holds", "  qvcms list pos --zr 7\n  qvcms -o json list message", [this] {
-          return ListOptions{FindKind(kind_), list_zr_, wide_, extra_values_};
+          return ListOptions{kind_, list_zr_, wide_, extra_values_};
         });
     list->add_option("KIND", kind_, "One of " + KindNames())->required()->check([](const std::string& name) {
-      return FindKind(name) == nullptr ? "unknown kind \"" + name + "\"; the kinds are " + KindNames() : "";
+      return IsKind(name) ? "" : "unknown kind \"" + name + "\"; the kinds are " + KindNames();
     });
     list->add_option("--zr", list_zr_, "Only what belongs to this slave")->check(Number(1, INT_MAX));
     list->add_flag("--wide", wide_, "Show every column, whole");
@@ -243,7 +251,8 @@ class CommandLine {
                                        "  qvcms configuring camera 3 on", [this] { return configuring_; });
     configuring->add_option("DEVICE", configuring_.device, "Kind of device")
         ->required()
-        ->check(CLI::IsMember(ConfigurableKindNames()));
+        ->check(CLI::IsMember(
+            std::vector<std::string>(qv::Host::ConfigurableKinds().begin(), qv::Host::ConfigurableKinds().end())));
     configuring->add_option("ID", configuring_.id, "Id of the device on the host")
         ->required()
         ->check(Number(1, INT_MAX));
@@ -256,7 +265,6 @@ class CommandLine {
 
   CLI::App app_{"Keeps a video-surveillance host's database true to its recording servers.", "qvcms"};
   std::vector<std::pair<CLI::App*, std::function<Command()>>> makers_;
-  const qv::json::ReadLimits limits_;
   GlobalOptions global_;
   Import import_;
   bool allow_removals_ = false;

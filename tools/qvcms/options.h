@@ -1,14 +1,12 @@
 /// The command line: what was asked for, one struct per command.
 #pragma once
 
-#include <cstddef>
+#include <qv/host.h>
+
 #include <filesystem>
 #include <optional>
 #include <string>
 #include <variant>
-
-#include "db/driver.h"
-#include "kinds.h"
 
 namespace qvcms {
 
@@ -19,10 +17,8 @@ struct GlobalOptions {
   int log_level = 3;  ///< least severe level that is logged
   std::string log_file;
   Format format = Format::Table;
-  std::size_t max_depth = 0;   ///< of a document's arrays and objects
-  std::size_t max_size = 0;    ///< of a document, in bytes
-  std::size_t max_values = 0;  ///< in a document: itself, and all elements and members
-  qv::db::Durability durability = qv::db::Durability::Power;
+  qv::DocumentLimits limits;
+  qv::Durability durability = qv::Durability::PowerCut;
 };
 
 /// A slave's document and the slave that sent it.
@@ -56,20 +52,17 @@ struct RemoveOptions {
 };
 
 struct ListOptions {
-  const Kind* kind = nullptr;
+  std::string kind;
   std::optional<int> zr;
   bool wide = false;
   bool extra_values = false;  ///< show the values of members that the host has no field for
 };
 
 struct ConfiguringOptions {
-  std::string device;  ///< one of `ConfigurableKindNames`
+  std::string device;
   int id = 0;
   bool on = false;
 };
-
-/// The kinds of devices that users configure on the host.
-std::vector<std::string> ConfigurableKindNames();
 
 using Command = std::variant<PairOptions, UpdateOptions, PlanOptions, StatusOptions, RemoveOptions, ListOptions,
                              ConfiguringOptions>;

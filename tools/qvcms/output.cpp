@@ -14,8 +14,6 @@
 
 namespace qvcms {
 
-using qv::record::ListedRow;
-
 namespace {
 
 constexpr int kWidestCell = 40;
@@ -64,7 +62,7 @@ Cell MakeCell(const Json::Value& value, bool wide) {
   return cell;
 }
 
-const Json::Value& ValueOf(const ListedRow& row, const std::string& column) {
+const Json::Value& ValueOf(const qv::Row& row, const std::string& column) {
   const auto member = std::find_if(row.begin(), row.end(), [&](const auto& entry) { return entry.first == column; });
   return member == row.end() ? Json::Value::nullSingleton() : member->second;
 }
@@ -84,6 +82,16 @@ void AppendLine(std::string& text, const std::vector<Cell>& cells, const std::ve
   text += '\n';
 }
 
+std::string UnusedText(const std::vector<qv::Fault>& unused) {
+  if (unused.empty()) return "";
+  std::vector<qv::Row> rows;
+  rows.reserve(unused.size());
+  for (const auto& [place, reason] : unused) rows.push_back({{"place", place}, {"reason", reason}});
+  const bool one = unused.size() == 1;
+  return '\n' + std::to_string(unused.size()) + (one ? " entry was" : " entries were") + " not used:\n" +
+         FormatRows(Format::Table, {"place", "reason"}, rows, true);
+}
+
 /// @return 0 or the number of the error
 int Write(std::string_view text) {
   const bool written = std::fwrite(text.data(), 1, text.size(), stdout) == text.size() && std::fflush(stdout) == 0;
@@ -95,21 +103,22 @@ int Write(std::string_view text) {
 RowFormatter::RowFormatter(Format format, std::vector<std::string> columns, bool wide)
     : format_(format), columns_(std::move(columns)), wide_(wide), widths_(columns_.size(), 0) {}
 
-std::string RowFormatter::Page(const std::vector<ListedRow>& rows) {
+std::string RowFormatter::Page(const std::vector<qv::Row>& rows) {
   std::string text = format_ == Format::Json ? JsonPage(rows) : TablePage(rows);
   started_ = true;
   has_rows_ = has_rows_ || !rows.empty();
   return text;
 }
 
-std::string RowFormatter::End() const {
-  if (format_ == Format::Table) return "";
-  return has_rows_ ? "\n]\n" : "]\n";
+std::string RowFormatter::End() {
+  std::string text = started_ ? "" : Page({});
+  if (format_ == Format::Json) text += has_rows_ ? "\n]\n" : "]\n";
+  return text;
 }
 
-std::string RowFormatter::TablePage(const std::vector<ListedRow>& rows) {
+std::string RowFormatter::TablePage(const std::vector<qv::Row>& rows) {
   std::vector<std::vector<Cell>> lines;
-  for (const ListedRow& row : rows) {
+  for (const qv::Row& row : rows) {
     std::vector<Cell>& line = lines.emplace_back();
     for (const std::string& name : columns_) line.push_back(MakeCell(ValueOf(row, name), wide_));
   }
@@ -132,9 +141,9 @@ std::string RowFormatter::TablePage(const std::vector<ListedRow>& rows) {
   return text;
 }
 
-std::string RowFormatter::JsonPage(const std::vector<ListedRow>& rows) const {
+std::string RowFormatter::JsonPage(const std::vector<qv::Row>& rows) const {
   std::string text = started_ ? "" : "[";
-  for (const ListedRow& row : rows) {
+  for (const qv::Row& row : rows) {
     text += has_rows_ || &row != &rows.front() ? ",\n{" : "\n{";
     for (const auto& [name, value] : row) {
       if (text.back() != '{') text += ',';
@@ -145,40 +154,64 @@ std::string RowFormatter::JsonPage(const std::vector<ListedRow>& rows) const {
   return qv::text::EscapeJson(text);
 }
 
-std::string FormatRows(Format format, const std::vector<std::string>& columns, const std::vector<ListedRow>& rows,
+std::string FormatRows(Format format, const std::vector<std::string>& columns, const std::vector<qv::Row>& rows,
                        bool wide) {
   RowFormatter formatter(format, columns, wide);
   std::string text = formatter.Page(rows);
   return text + formatter.End();
 }
 
-std::vector<ListedRow> UnusedRows(const std::vector<Fault>& unused) {
-  std::vector<ListedRow> rows;
-  rows.reserve(unused.size());
-  for (const auto& [place, reason] : unused) {
-    rows.push_back({{"kind", "unused-entry"}, {"place", place}, {"reason", reason}});
+std::string FormatImport(Format format, const qv::ImportResult& result) {
+  std::vector<qv::Row> rows;
+  for (const qv::KindChanges& kind : result.changes) {
+    rows.push_back({{"kind", kind.kind},
+                    {"added", kind.added},
+                    {"updated", kind.updated},
+                    {"removed", kind.removed},
+                    {"unchanged", kind.unchanged ? Json::Value(Json::Int64{*kind.unchanged}) : Json::Value()}});
   }
-  return rows;
+  if (format == Format::Json) {
+    for (const auto& [place, reason] : result.unused) {
+      rows.push_back({{"kind", "unused-entry"}, {"place", place}, {"reason", reason}});
+    }
+  }
+  return FormatRows(format, {"kind", "added", "updated", "removed", "unchanged"}, rows, true) +
+         (format == Format::Table ? UnusedText(result.unused) : "");
 }
 
-std::string UnusedText(const std::vector<Fault>& unused) {
-  if (unused.empty()) return "";
-  const bool one = unused.size() == 1;
-  return '\n' + std::to_string(unused.size()) + (one ? " entry was" : " entries were") + " not used:\n" +
-         FormatRows(Format::Table, {"place", "reason"}, UnusedRows(unused), true);
+std::string FormatStatus(Format format, const qv::StatusResult& result) {
+  if (format == Format::Json) {
+    Json::Value object(Json::objectValue);
+    for (const auto& [name, value] : result.record) object[name] = value;
+    for (const auto& [place, reason] : result.unused) object["unused_entries"][place] = reason;
+    return qv::text::EscapeJson(JsonWrite(object, false)) + '\n';
+  }
+  std::vector<qv::Row> rows;
+  for (const auto& [name, value] : result.record) rows.push_back({{"field", name}, {"value", value}});
+  return FormatRows(format, {"field", "value"}, rows, true) + UnusedText(result.unused);
+}
+
+std::string FormatRemoval(Format format, int zr, const qv::RemoveResult& result) {
+  if (!result.was_held && format == Format::Table) return "nothing was held for server " + std::to_string(zr) + '\n';
+  std::vector<qv::Row> rows;
+  for (const qv::KindChanges& kind : result.changes) {
+    if (kind.removed + kind.updated == 0) continue;
+    rows.push_back({{"kind", kind.kind}, {"removed", kind.removed}, {"updated", kind.updated}});
+  }
+  return FormatRows(format, {"kind", "removed", "updated"}, rows, true);
 }
 
 bool Print(std::string_view text) {
   const int error = Write(text);
   if (error != 0 && error != EPIPE) {
-    throw Failure(kFailed, std::string("cannot write the output: ") + std::strerror(error));
+    throw Failure(std::string("cannot write the output: ") + std::strerror(error));
   }
   return error == 0;
 }
 
 void PrintApplied(std::string_view report) {
   if (const int error = Write(report); error != 0) {
-    throw Failure(kFailed, std::string("applied, but the report cannot be written: ") + std::strerror(error));
+    throw Failure(std::string("applied, but the report cannot be written: ") + std::strerror(error));
   }
 }
 

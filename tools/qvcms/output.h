@@ -1,13 +1,13 @@
 /// What the program prints: tables for people, JSON for programs, one line for an error.
 #pragma once
 
+#include <qv/host.h>
+
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "options.h"
-#include "record/table.h"
-#include "sections.h"
 
 namespace qvcms {
 
@@ -20,14 +20,14 @@ class RowFormatter {
  public:
   /// @param columns  what a table shows, in this order
   RowFormatter(Format format, std::vector<std::string> columns, bool wide);
-  /// The text of these rows. The first page starts the text: it may be empty.
-  std::string Page(const std::vector<qv::record::ListedRow>& rows);
-  /// What ends the text.
-  std::string End() const;
+  /// The text of these rows.
+  std::string Page(const std::vector<qv::Row>& rows);
+  /// What ends the text, and starts it if there was no page.
+  std::string End();
 
  private:
-  std::string TablePage(const std::vector<qv::record::ListedRow>& rows);
-  std::string JsonPage(const std::vector<qv::record::ListedRow>& rows) const;
+  std::string TablePage(const std::vector<qv::Row>& rows);
+  std::string JsonPage(const std::vector<qv::Row>& rows) const;
 
   const Format format_;
   const std::vector<std::string> columns_;
@@ -39,13 +39,17 @@ class RowFormatter {
 };
 
 /// All rows at once.
-std::string FormatRows(Format format, const std::vector<std::string>& columns,
-                       const std::vector<qv::record::ListedRow>& rows, bool wide);
+std::string FormatRows(Format format, const std::vector<std::string>& columns, const std::vector<qv::Row>& rows,
+                       bool wide);
 
-/// The entries of a document that were not used, as rows for a program and as a table for people; empty when there are
-/// none.
-std::vector<qv::record::ListedRow> UnusedRows(const std::vector<Fault>& unused);
-std::string UnusedText(const std::vector<Fault>& unused);
+/// What pair, update and plan report: the counts of each kind, then the entries of the document that were not used.
+std::string FormatImport(Format format, const qv::ImportResult& result);
+
+/// What status reports: the server's record, then the entries that were not used.
+std::string FormatStatus(Format format, const qv::StatusResult& result);
+
+/// What remove reports: what went of each kind, and rows of others that no longer refer to the server.
+std::string FormatRemoval(Format format, int zr, const qv::RemoveResult& result);
 
 /// Writes to standard output and sees it delivered. Throws `Failure` when it cannot be.
 /// @return false when the reader has seen enough and left (`list camera | head`), which is no error

@@ -39,9 +39,9 @@ TemporaryFolder::TemporaryFolder() {
   const sigset_t signals = BlockDeadlySignals();
   std::error_code missing;
   std::string name = (std::filesystem::temp_directory_path(missing) / "qvcms-XXXXXX").string();
-  if (missing) throw Failure(kFailed, "cannot make a temporary folder: TMPDIR does not name a folder");
+  if (missing) throw Failure("cannot make a temporary folder: TMPDIR does not name a folder");
   if (mkdtemp(name.data()) == nullptr) {
-    throw Failure(kFailed, "cannot make a temporary folder: " + std::string(std::strerror(errno)));
+    throw Failure("cannot make a temporary folder: " + std::string(std::strerror(errno)));
   }
   path_ = name;
   // A thread of its own may do what a signal handler may not.

@@ -7,6 +7,8 @@
 #include <cstring>
 #include <thread>
 
+#include "../remedy.h"
+
 namespace qv::db {
 namespace {
 
@@ -40,23 +42,22 @@ std::string FirstWords(const char* sql) {
   return words;
 }
 
-constexpr std::string_view kCheckRights = "the data folder and the database must be writable for this user";
-
-/// What helps against an error, to be put behind its text; empty where nothing is known to.
-std::string RemedyFor(int primary) {
+/// As `RemedyFor`, for an error that SQLite reports.
+std::string RemedyForCode(int primary, int error_number) {
   switch (primary) {
     case SQLITE_CORRUPT:
       return "; the database is damaged: restore it from a backup";
     case SQLITE_NOTADB:
       return "; name another folder if this is the wrong one, else restore the database from a backup";
     case SQLITE_FULL:
-      return "; free space on the disk";
+      return RemedyFor(ENOSPC);
     case SQLITE_IOERR:
       return "; see that the disk has room and is sound";
     case SQLITE_CANTOPEN:
+      return RemedyFor(error_number == 0 ? EACCES : error_number);
     case SQLITE_READONLY:
     case SQLITE_PERM:
-      return "; " + std::string(kCheckRights);
+      return RemedyFor(EACCES);
     default:
       return "";
   }
@@ -86,7 +87,8 @@ struct Handle {
     } else if (primary == SQLITE_BUSY || primary == SQLITE_LOCKED) {
       kind = Error::Kind::Busy;
     }
-    throw Error(kind, FirstWords(sql) + ": " + sqlite3_errmsg(database.get()) + RemedyFor(primary));
+    throw Error(kind, FirstWords(sql) + ": " + sqlite3_errmsg(database.get()) +
+                          RemedyForCode(primary, sqlite3_system_errno(database.get())));
   }
 };
 
@@ -220,8 +222,8 @@ class SqliteConnection final : public Connection {
     tried_at_pages_ = log_pages_;
     sqlite3_wal_checkpoint_v2(get(), nullptr, SQLITE_CHECKPOINT_PASSIVE, nullptr, nullptr);
   }
-  void PrepareToClose(bool last_words) noexcept override {
-    sqlite3_db_config(get(), SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, last_words ? 0 : 1, nullptr);
+  void PrepareToClose(bool is_locked) noexcept override {
+    sqlite3_db_config(get(), SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, is_locked ? 0 : 1, nullptr);
   }
 
  private:
@@ -254,10 +256,6 @@ class SqliteConnection final : public Connection {
   throw Error(Error::Kind::Unusable, "cannot open database " + path.string() + ": " + reason);
 }
 
-[[noreturn]] void FailForRights(const std::filesystem::path& path, const std::string& reason) {
-  FailToOpen(path, reason + "; " + std::string(kCheckRights));
-}
-
 }  // namespace
 
 std::unique_ptr<Connection> OpenSqlite(const std::filesystem::path& folder, const DriverOptions& options) {
@@ -265,14 +263,16 @@ std::unique_ptr<Connection> OpenSqlite(const std::filesystem::path& folder, cons
   // Made without ever opening it: closing a descriptor of its own would end the locks that other connections of this
   // process have on the file.
   if (mknod(path.c_str(), S_IFREG | S_IRUSR | S_IWUSR, 0) != 0 && errno != EEXIST) {
-    FailForRights(path, std::strerror(errno));
+    FailToOpen(path, std::strerror(errno) + RemedyFor(errno));
   }
   sqlite3* opened = nullptr;
   const int code = sqlite3_open_v2(path.c_str(), &opened,
                                    SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_EXRESCODE, nullptr);
   Database database(opened);
-  if (code != SQLITE_OK) FailForRights(path, sqlite3_errmsg(opened));
-  if (sqlite3_db_readonly(opened, "main") != 0) FailForRights(path, "it is read-only");
+  if (code != SQLITE_OK) {
+    FailToOpen(path, sqlite3_errmsg(opened) + RemedyForCode(code & 0xff, sqlite3_system_errno(opened)));
+  }
+  if (sqlite3_db_readonly(opened, "main") != 0) FailToOpen(path, "it is read-only" + RemedyFor(EROFS));
   try {
     return std::make_unique<SqliteConnection>(std::move(database), options);
   } catch (const Error& error) {

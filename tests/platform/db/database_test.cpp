@@ -1,7 +1,12 @@
 #include "db/database.h"
 
-#include <fstream>
+#include <sys/resource.h>
 
+#include <fstream>
+#include <semaphore>
+#include <thread>
+
+#include "db/writerlock.h"
 #include "qvdb.h"
 #include "support/hosttest.h"
 
@@ -115,6 +120,113 @@ TEST_F(DatabaseTest, ATextIsPreparedOnceAndInUseTwiceAtOnce) {
   EXPECT_EQ(pairs, "00 01 10 11 00 01 10 11 ");
   EXPECT_EQ(ThisThread().statistics().prepared - before.prepared, 2u);
   EXPECT_EQ(ThisThread().statistics().executed - before.executed, 6u);
+}
+
+TEST_F(DatabaseTest, AQueryInUseOutlivesTheCacheOfStatements) {
+  Insert("a");
+  Insert("b");
+  const auto prepare = [](const std::string& text) {
+    const auto before = ThisThread().statistics().prepared;
+    ThisThread().Prepare(text);
+    return ThisThread().statistics().prepared - before;
+  };
+  const char* const select = "SELECT name FROM item ORDER BY name";
+  {
+    Query items = ThisThread().Prepare(select);
+    ASSERT_TRUE(items.Next());
+    for (int i = 0; i < 1000; ++i) prepare("SELECT " + std::to_string(i));
+    ASSERT_TRUE(items.Next());
+    EXPECT_EQ(items.Row().Text(0), "b");
+  }
+  EXPECT_EQ(prepare(select), 0u) << "it is in the cache still";
+  EXPECT_EQ(prepare("SELECT 999"), 0u);
+  EXPECT_EQ(prepare("SELECT 0"), 1u) << "it has made room for others";
+}
+
+TEST_F(DatabaseTest, AThreadLeavesAFolderThatWasClosed) {
+  std::binary_semaphore has_worked(0);
+  std::binary_semaphore has_moved(0);
+  std::thread other([&] {
+    Insert("in the first folder");
+    has_worked.release();
+    has_moved.acquire();
+    Insert("in the second folder");
+  });
+  has_worked.acquire();
+  Close();
+  Open(root_ / "second", ItemOptions());
+  has_moved.release();
+  other.join();
+  EXPECT_EQ(Items(), "in the second folder=0");
+}
+
+TEST_F(DatabaseTest, TheLastToCloseTidiesUpIfTheWriterLockIsFree) {
+  const std::filesystem::path log = folder_ / "qvcms.db-wal";
+  Insert("a");
+  {
+    WriterLock of_another_process(folder_);
+    ASSERT_TRUE(of_another_process.Acquire(std::chrono::seconds(1)));
+    Close();
+    EXPECT_GT(std::filesystem::file_size(log), 0u);
+  }
+  OpenItems();
+  EXPECT_EQ(Items(), "a=0");
+  Close();
+  EXPECT_FALSE(std::filesystem::exists(log));
+}
+
+TEST_F(DatabaseTest, ACommandWaitsForAnotherWriterIfItIsToldTo) {
+  WriterLock of_another_process(folder_);
+  ASSERT_TRUE(of_another_process.Acquire(std::chrono::seconds(1)));
+  const auto insert = [](bool waits) {
+    return QVDB::Execute(kDbInstanceMain, "INSERT INTO item (name) VALUES ('a')", nullptr, false, waits, false, false);
+  };
+  const auto before = std::chrono::steady_clock::now();
+  EXPECT_EQ(insert(false), -1);
+  EXPECT_LT(std::chrono::steady_clock::now() - before, ItemOptions().driver.busy_timeout / 2);
+  std::thread writer([&] {
+    std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    of_another_process.Release();
+  });
+  EXPECT_EQ(insert(true), 0);
+  writer.join();
+}
+
+TEST_F(DatabaseTest, TooFewDescriptorsAreNamed) {
+  Close();
+  const int lowest_free = dup(0);
+  close(lowest_free);
+  int refusals = 0;
+  for (int status = 1; status != 0; ++refusals) {
+    status = support::EndOf(support::StartChild([&] {
+      const auto files = static_cast<rlim_t>(lowest_free + refusals);
+      const rlimit limit{.rlim_cur = files, .rlim_max = files};
+      if (setrlimit(RLIMIT_NOFILE, &limit) != 0) return 3;
+      try {
+        OpenItems();
+        return 0;
+      } catch (const Error& error) {
+        return std::string(error.what()).ends_with("; allow this process more open files (ulimit -n)") ? 1 : 2;
+      }
+    }));
+    ASSERT_LT(status, 2) << refusals;
+  }
+  EXPECT_GT(refusals, 2);
+}
+
+TEST_F(DatabaseTest, WrongUseIsReported) {
+  EXPECT_THROW(Open(root_ / "second", ItemOptions()), std::logic_error) << "one database is open already";
+  EXPECT_THROW(ThisThread().Prepare("DELETE FROM item").Next(), std::logic_error) << "not without the writer lock";
+  EXPECT_THROW(ThisThread().Prepare("  "), Error) << "there is no statement";
+  EXPECT_THROW(ThisThread().Prepare("DELETE FROM item").RunForId(), Error) << "it gives no id";
+  {
+    AllOrNothing step;
+    step.Keep();
+    EXPECT_THROW(step.Keep(), std::logic_error);
+  }
+  UnitOfWork unit;
+  unit.Commit();
+  EXPECT_THROW(unit.Commit(), std::logic_error);
 }
 
 TEST_F(DatabaseTest, AnErrorNamesTheStatementButNoValue) {

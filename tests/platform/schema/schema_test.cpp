@@ -177,6 +177,7 @@ TEST_F(SchemaTest, ADatabaseOfAnotherProgramIsRefusedAndNotWrittenTo) {
   const std::string before = support::ReadWholeFile(folder_ / "music/qvcms.db");
   EXPECT_THAT(Refusal(folder_ / "music"), HasSubstr("belongs to another program (it has a table song)"));
   EXPECT_EQ(support::ReadWholeFile(folder_ / "music/qvcms.db"), before);
+  EXPECT_FALSE(fs::exists(folder_ / "music/writer.lock"));
 }
 
 /// How the database finds the rows of a query.

@@ -1,6 +1,6 @@
 #include <regex>
 
-#include "server/ownedrows.h"
+#include "removal/ownedrows.h"
 #include "support/hosttest.h"
 
 namespace {
@@ -72,14 +72,14 @@ TEST_F(SlaveRemoval, LeavesTheHostAsItWasBeforeTheSlaveCame) {
     if (table != "setting" && table != "schema_version") every_table.push_back(table);
   }
   ASSERT_EQ(Differing(rows, AllRows()), every_table) << "a table that the slave has nothing in proves nothing";
-  EXPECT_THAT(qv::server::TablesHolding(3), testing::UnorderedElementsAreArray(every_table));
+  EXPECT_THAT(qv::removal::TablesHolding(3), testing::UnorderedElementsAreArray(every_table));
   const Lines messages = Rows("SELECT id FROM message WHERE zr_id=3");
   ASSERT_NE(messages, Lines());
 
   EXPECT_EQ(SyncRelatedTableForSlaveDel(3), 0);
   EXPECT_EQ(RemoveSlaveData(3), 0);
   EXPECT_THAT(Differing(rows, AllRows()), IsEmpty());
-  EXPECT_THAT(qv::server::TablesHolding(3), IsEmpty());
+  EXPECT_THAT(qv::removal::TablesHolding(3), IsEmpty());
   EXPECT_EQ(support::DumpFiles(folder()), files);
   EXPECT_EQ(support::ReadDeviceCache(folder())[0][1], 31);
   EXPECT_EQ(support::ReadDeviceCache(folder()).at(1), (std::array{0, 0, 0, 0}));

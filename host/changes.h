@@ -4,24 +4,29 @@
 #include <cstdint>
 #include <map>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "db/database.h"
-#include "options.h"
-#include "sections.h"
+#include "kinds.h"
+#include "qv/host.h"
 
-namespace qvcms {
+namespace qv::host {
+
+/// What the kind of a table is called, or would be if it could be listed.
+std::string NameOfKind(std::string_view table);
 
 /// Watches the rows of one slave through a unit of work: make it before the first change, ask it after the last.
 class ChangeReport {
  public:
-  ChangeReport(const qv::db::UnitOfWork& work, int zr);
+  ChangeReport(const db::UnitOfWork& work, int zr);
 
-  /// One line per kind: rows added, updated, removed, and those left as they were. Kinds of settings that the slave
-  /// has nothing of are left out. Then the entries of the document that were not used.
-  std::string Text(Format format, const std::vector<Fault>& unused) const;
-  /// What a removal did, one line per kind: rows removed, and rows of others that no longer speak of the slave.
-  std::string RemovalText(Format format) const;
+  /// Rows added, updated, removed, and left as they were, kind by kind. Kinds of settings that the slave has nothing of
+  /// are left out.
+  std::vector<KindChanges> OfImport() const;
+  /// The same of a status report or a removal: kinds that it changed, and rows of others that no longer refer to the
+  /// slave.
+  std::vector<KindChanges> OfOtherCalls() const;
   /// Whether rows were added, updated or removed. Messages are none of these.
   bool HasChanges() const;
   /// Says which removals are more than a snapshot is trusted with: more than half of ten or more devices, of one kind
@@ -29,9 +34,9 @@ class ChangeReport {
   std::string ExcessiveRemovals() const;
 
  private:
-  qv::db::UnitOfWork::Count CountOf(const Kind& kind) const;
+  db::UnitOfWork::Count CountOf(const Kind& kind) const;
 
-  const qv::db::UnitOfWork* work_;
+  const db::UnitOfWork* work_;
   int zr_;
   /// How many rows of a kind there are.
   struct Rows {
@@ -42,4 +47,4 @@ class ChangeReport {
   std::map<const Kind*, Rows> before_;
 };
 
-}  // namespace qvcms
+}  // namespace qv::host

@@ -1,9 +1,9 @@
 #include "ownedrows.h"
 
 #include "../schema/tables.h"
-#include "servers.h"
+#include "../server/servers.h"
 
-namespace qv::server {
+namespace qv::removal {
 namespace {
 
 bool GoesWith(const record::Field& field) {
@@ -21,7 +21,7 @@ bool IsHeldFor(const record::AnyTable& table, int zr) {
 
 std::vector<record::Where> RowsOf(const record::AnyTable& table, int zr) {
   std::vector<record::Where> rows;
-  if (&table == &ServerTable()) rows.push_back(record::Where().Is("id", zr));
+  if (&table == &server::ServerTable()) rows.push_back(record::Where().Is("id", zr));
   for (const record::Field& field : table.fields()) {
     if (field.info.role == FieldRole::Owner) rows.push_back(record::Where().Is(field.info.column, zr));
   }
@@ -49,4 +49,4 @@ std::vector<std::string> TablesHolding(int zr) {
   return names;
 }
 
-}  // namespace qv::server
+}  // namespace qv::removal

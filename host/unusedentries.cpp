@@ -9,7 +9,7 @@
 #include "analytics/tables.h"
 #include "devices/tables.h"
 
-namespace qvcms {
+namespace qv::host {
 namespace {
 
 using qv::record::AnyTable;
@@ -115,4 +115,4 @@ class UnusedEntries {
 
 std::vector<Fault> FindUnusedEntries(const Json::Value& document, int zr) { return UnusedEntries(document, zr).Find(); }
 
-}  // namespace qvcms
+}  // namespace qv::host

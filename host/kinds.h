@@ -1,4 +1,4 @@
-/// The kinds of rows that `qvcms` can name: one line each in kinds.cpp.
+/// The kinds of rows that the host can list: one line each in kinds.cpp.
 #pragma once
 
 #include <span>
@@ -8,7 +8,7 @@
 
 #include "record/table.h"
 
-namespace qvcms {
+namespace qv::host {
 
 /// What a kind's rows are to an import.
 enum class Role {
@@ -18,23 +18,20 @@ enum class Role {
 };
 
 struct Kind {
-  std::string_view name;  ///< on the command line
-  const qv::record::AnyTable* table;
+  std::string_view name;
+  const record::AnyTable* table;
   Role role;
   /// Column with the id of the slave that a row belongs to; empty: it belongs to that of the row it is a part of.
   std::string_view owner;
-  std::vector<std::string_view> columns;  ///< shown in a table; all of them with --wide or in JSON
+  std::vector<std::string_view> columns;  ///< the most telling ones
 };
 
-std::span<const Kind> Kinds();
+std::span<const Kind> AllKinds();
 
 /// The rows of the kind that belong to the slave `zr`; 0: to none.
-qv::record::Where RowsOf(const Kind& kind, int zr);
+record::Where RowsOf(const Kind& kind, int zr);
 
 /// The kind of that name, or null.
 const Kind* FindKind(std::string_view name);
 
-/// Every name, joined by ", ".
-std::string KindNames();
-
-}  // namespace qvcms
+}  // namespace qv::host

@@ -8,7 +8,7 @@
 
 #include "../record/table.h"
 
-namespace qv::server {
+namespace qv::removal {
 
 /// The rows of `table` that belong to the server `zr`, as conditions any of which may hold. Under server 0 stands
 /// what belongs to the host itself.
@@ -20,4 +20,4 @@ std::int64_t DeleteRowsOf(const record::AnyTable& table, int zr);
 /// The tables, but for the outbox, that hold rows of the server `zr`. Throws `db::Error`.
 std::vector<std::string> TablesHolding(int zr);
 
-}  // namespace qv::server
+}  // namespace qv::removal

@@ -6,7 +6,7 @@
 
 #include "sections.h"
 
-namespace qvcms {
+namespace qv::host {
 namespace {
 
 /// Members of a device's entry that a report has too.
@@ -37,8 +37,8 @@ Devices LookAtDevices(const Json::Value& document) {
   Devices devices;
   for (const Section& section : Sections()) {
     const Json::Value& entries = document[section.name];
-    if (section.devices == nullptr || entries.empty() || !entries.isArray()) continue;
-    const auto configuration = ConfigurationMembers(*section.devices);
+    if (!section.lists_devices || entries.empty() || !entries.isArray()) continue;
+    const auto configuration = ConfigurationMembers(*section.table);
     for (const Json::Value& entry : entries) {
       if (!entry.isObject()) continue;
       for (auto member = entry.begin(); member != entry.end(); ++member) {
@@ -66,12 +66,13 @@ bool HasSectionOfSnapshotsOnly(const Json::Value& document) {
                      [&](const Section& section) { return !section.in_reports && document.isMember(section.name); });
 }
 
-}  // namespace
-
+/// Whether any section of a snapshot is there, in a report too.
 bool HasSections(const Json::Value& document) {
   return std::any_of(Sections().begin(), Sections().end(),
                      [&](const Section& section) { return document.isMember(section.name); });
 }
+
+}  // namespace
 
 DocumentKind KindOf(const Json::Value& document) {
   if (HasSectionOfSnapshotsOnly(document)) return DocumentKind::Snapshot;
@@ -84,4 +85,4 @@ DocumentKind KindOf(const Json::Value& document) {
   return HasSections(document) ? DocumentKind::Snapshot : DocumentKind::Neither;
 }
 
-}  // namespace qvcms
+}  // namespace qv::host

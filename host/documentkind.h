@@ -3,13 +3,9 @@
 
 #include <json/value.h>
 
-namespace qvcms {
+#include "qv/host.h"
 
-enum class DocumentKind {
-  Snapshot,      ///< configuration: what it does not list is gone
-  StatusReport,  ///< state of the server and of devices that the host has already
-  Neither,       ///< nothing that either of them has, such as {"error":"unauthorized"}
-};
+namespace qv::host {
 
 /// What the document is, by what is in it:
 /// - A section that only snapshots have, or a device with configuration (a name, an address), makes a snapshot.
@@ -19,7 +15,4 @@ enum class DocumentKind {
 /// @param document  an object
 DocumentKind KindOf(const Json::Value& document);
 
-/// Whether any section of a snapshot is there, in a report too.
-bool HasSections(const Json::Value& document);
-
-}  // namespace qvcms
+}  // namespace qv::host

@@ -13,15 +13,16 @@
 #include "../devices/sections.h"
 #include "../devices/tables.h"
 #include "../record/attempt.h"
+#include "../server/relatedtables.h"
+#include "../server/servers.h"
 #include "ownedrows.h"
-#include "relatedtables.h"
-#include "servers.h"
 #include "shmdbcache.h"
 
 namespace {
 
 using namespace qv;           // NOLINT(google-build-using-namespace): this file is about the tables of all parts
 using namespace qv::devices;  // NOLINT(google-build-using-namespace)
+using namespace qv::removal;  // NOLINT(google-build-using-namespace)
 using namespace qv::server;   // NOLINT(google-build-using-namespace)
 
 /// Runs `work`, which removes what the host holds for a server, all or nothing. The host itself is no slave.

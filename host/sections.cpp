@@ -2,9 +2,13 @@
 
 #include <vector>
 
+#include "analytics/tables.h"
+#include "analytics/taskgroups.h"
+#include "capability/capability.h"
+#include "devices/sections.h"
 #include "devices/tables.h"
 
-namespace qvcms {
+namespace qv::host {
 namespace {
 
 constexpr Member kId[] = {{"id", Json::intValue}};
@@ -73,31 +77,30 @@ std::optional<Fault> FindFaultInSection(const Json::Value& document, const Secti
   const Json::Value& list = document[section.name];
   if (!section.lists_objects && list.isArray()) return std::nullopt;
   if (auto fault = FindFaultInList(list, section.name, members)) return fault;
-  const bool has_doors = section.devices == &qv::devices::CtrlerTable();
+  const bool has_doors = section.table == &devices::CtrlerTable();
   return has_doors ? FindFaultInDoors(list, section.name) : std::nullopt;
 }
 
 }  // namespace
 
 std::span<const Section> Sections() {
-  using namespace qv::devices;  // NOLINT(google-build-using-namespace): the tables of all device kinds
   static const std::vector<Section> sections = {
-      {"camera_info", true, kCamera, kCameraStatus, true, &CameraTable()},
-      {"camCapList", true, kCapability, kCapability},
-      {"iomodule_info", true, kId, kDeviceStatus, true, &IOModuleTable()},
-      {"POS_info", true, kId, kDeviceStatus, true, &PosTable()},
-      {"speaker_info", true, kId, kDeviceStatus, true, &SpeakerTable()},
-      {"ctrler_info", true, kId, {}, true, &CtrlerTable()},
-      {"iva_info", true, kTask, kTask},
-      {"face_info", true, kTask, kTask},
-      {"counting_widget_info", false, kWidget},
-      {"counting_task_group_info"},
-      {"camDetSetting", false, {}, {}, false},
-      {"camDeviceOutput", false, {}, {}, false},
-      {"recShare", false, {}, {}, false},
-      {"iomoduleSetting", false, {}, {}, false},
-      {"iomoduleCamPairing", false, {}, {}, false},
-      {"POS_eventconf", false, {}, {}, false},
+      {"camera_info", true, kCamera, kCameraStatus, true, &devices::CameraTable(), true},
+      {"camCapList", true, kCapability, kCapability, true, &capability::CapabilityFileTable()},
+      {"iomodule_info", true, kId, kDeviceStatus, true, &devices::IOModuleTable(), true},
+      {"POS_info", true, kId, kDeviceStatus, true, &devices::PosTable(), true},
+      {"speaker_info", true, kId, kDeviceStatus, true, &devices::SpeakerTable(), true},
+      {"ctrler_info", true, kId, {}, true, &devices::CtrlerTable(), true},
+      {"iva_info", true, kTask, kTask, true, &analytics::IvaTaskTable()},
+      {"face_info", true, kTask, kTask, true, &analytics::FaceTaskTable()},
+      {"counting_widget_info", false, kWidget, {}, true, &analytics::CountingWidgetTable()},
+      {"counting_task_group_info", false, {}, {}, true, &analytics::TaskGroupTable()},
+      {"camDetSetting", false, {}, {}, false, &devices::CameraDetectionSettingTable()},
+      {"camDeviceOutput", false, {}, {}, false, &devices::CameraDeviceOutputTable()},
+      {"recShare", false, {}, {}, false, &devices::RecShareTable()},
+      {"iomoduleSetting", false, {}, {}, false, &devices::IOModuleSettingTable()},
+      {"iomoduleCamPairing", false, {}, {}, false, &devices::IOModuleCamPairingTable()},
+      {"POS_eventconf", false, {}, {}, false, &devices::PosEventConfTable()},
   };
   return sections;
 }
@@ -144,4 +147,4 @@ std::optional<Fault> FindFaultInReport(const Json::Value& document) {
   return std::nullopt;
 }
 
-}  // namespace qvcms
+}  // namespace qv::host

@@ -10,29 +10,29 @@
 #include "devices/sections.h"
 #include "devices/tables.h"
 #include "messages/outbox.h"
-#include "server/ownedrows.h"
+#include "removal/ownedrows.h"
 #include "server/servers.h"
 
-namespace qvcms {
+namespace qv::host {
 
-using namespace qv::devices;  // NOLINT(google-build-using-namespace): the tables of all device kinds
+using namespace devices;  // NOLINT(google-build-using-namespace): the tables of all device kinds
 
 namespace {
 
 /// A section that the host keeps entry by entry.
-Kind Section(std::string_view name, const qv::record::AnyTable& table) {
+Kind Section(std::string_view name, const record::AnyTable& table) {
   return {name, &table, Role::Settings, "owner_zr_id", {"id", "id_on_rec_server", "owner_zr_id", "settings"}};
 }
 
 /// Equipment; `columns` come after those that every device has.
-Kind Device(std::string_view name, const qv::record::AnyTable& table, const std::vector<std::string_view>& columns) {
+Kind Device(std::string_view name, const record::AnyTable& table, const std::vector<std::string_view>& columns) {
   Kind kind{name, &table, Role::Device, "owner_zr_id", {"id", "id_on_rec_server", "owner_zr_id", "name"}};
   kind.columns.insert(kind.columns.end(), columns.begin(), columns.end());
   return kind;
 }
 
 /// Analytics of a slave's cameras: it goes with them, so only they are guarded.
-Kind Analytics(std::string_view name, const qv::record::AnyTable& table, const std::vector<std::string_view>& columns) {
+Kind Analytics(std::string_view name, const record::AnyTable& table, const std::vector<std::string_view>& columns) {
   Kind kind = Device(name, table, columns);
   kind.role = Role::Settings;
   return kind;
@@ -40,10 +40,10 @@ Kind Analytics(std::string_view name, const qv::record::AnyTable& table, const s
 
 }  // namespace
 
-std::span<const Kind> Kinds() {
+std::span<const Kind> AllKinds() {
   static const std::vector<Kind> kinds = {
       {"server",
-       &qv::server::ServerTable(),
+       &server::ServerTable(),
        Role::Settings,
        "id",
        {"id", "model", "status", "cam_count", "iomodule_count", "trans_dev_count", "speaker_dev_count",
@@ -64,10 +64,10 @@ std::span<const Kind> Kinds() {
        Role::Settings,
        "owner_zr_id",
        {"id", "id_on_rec_server", "owner_zr_id", "name", "ctrler_id", "cam_id", "cam_zr_id", "status"}},
-      Analytics("iva-task", qv::analytics::IvaTaskTable(), {"camera_id", "type", "enable"}),
-      Analytics("face-task", qv::analytics::FaceTaskTable(), {"camera_id", "enable", "face_groups"}),
-      Analytics("counting-widget", qv::analytics::CountingWidgetTable(), {"iva_setting_id", "type", "capacity"}),
-      Analytics("counting-group", qv::analytics::TaskGroupTable(), {"widget_ids"}),
+      Analytics("iva-task", analytics::IvaTaskTable(), {"camera_id", "type", "enable"}),
+      Analytics("face-task", analytics::FaceTaskTable(), {"camera_id", "enable", "face_groups"}),
+      Analytics("counting-widget", analytics::CountingWidgetTable(), {"iva_setting_id", "type", "capacity"}),
+      Analytics("counting-group", analytics::TaskGroupTable(), {"widget_ids"}),
       Section("camera-detection-setting", CameraDetectionSettingTable()),
       Section("camera-device-output", CameraDeviceOutputTable()),
       Section("iomodule-setting", IOModuleSettingTable()),
@@ -79,41 +79,31 @@ std::span<const Kind> Kinds() {
        "",
        {"id", "pos_id", "position", "type", "pattern", "value"}},
       {"counting-group-widget",
-       &qv::analytics::TaskGroupWidgetTable(),
+       &analytics::TaskGroupWidgetTable(),
        Role::Settings,
        "",
        {"id", "group_id", "position", "widget_id"}},
       Section("ctrler-action-rule", CtrlerActionRuleTable()),
       Section("rec-share", RecShareTable()),
       {"capability",
-       &qv::capability::CapabilityFileTable(),
+       &capability::CapabilityFileTable(),
        Role::Settings,
        "owner_zr_id",
        {"id", "owner_zr_id", "vendor", "model", "path"}},
-      {"message",
-       &qv::messages::MessageTable(),
-       Role::Outbox,
-       "zr_id",
-       {"id", "zr_id", "target", "command", "payload"}},
+      {"message", &messages::MessageTable(), Role::Outbox, "zr_id", {"id", "zr_id", "target", "command", "payload"}},
   };
   return kinds;
 }
 
-qv::record::Where RowsOf(const Kind& kind, int zr) {
-  if (kind.owner.empty()) return qv::server::RowsOf(*kind.table, zr).front();
-  return qv::record::Where().Is(kind.owner, zr);
+record::Where RowsOf(const Kind& kind, int zr) {
+  if (kind.owner.empty()) return removal::RowsOf(*kind.table, zr).front();
+  return record::Where().Is(kind.owner, zr);
 }
 
 const Kind* FindKind(std::string_view name) {
-  const std::span<const Kind> kinds = Kinds();
+  const std::span<const Kind> kinds = AllKinds();
   const auto found = std::find_if(kinds.begin(), kinds.end(), [&](const Kind& kind) { return kind.name == name; });
   return found == kinds.end() ? nullptr : &*found;
 }
 
-std::string KindNames() {
-  std::string names;
-  for (const Kind& kind : Kinds()) names += (names.empty() ? "" : ", ") + std::string(kind.name);
-  return names;
-}
-
-}  // namespace qvcms
+}  // namespace qv::host

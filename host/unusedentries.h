@@ -7,11 +7,11 @@
 
 #include "sections.h"
 
-namespace qvcms {
+namespace qv::host {
 
 /// The entries of slave `zr`'s document that were left out when it was applied, in the order of the document's
 /// sections, each with the reason. Call it after the document has been applied, in the same unit of work.
 /// Throws `qv::db::Error`.
 std::vector<Fault> FindUnusedEntries(const Json::Value& document, int zr);
 
-}  // namespace qvcms
+}  // namespace qv::host

@@ -1,0 +1,53 @@
+/// Devices that users configure on the host.
+
+#include <devicestatus.h>
+
+#include <algorithm>
+#include <array>
+
+#include "changes.h"
+#include "devices/tables.h"
+#include "guard.h"
+
+namespace qv {
+namespace {
+
+template <class Table>
+bool SetFlag(const Table& table, int id, bool on) {
+  auto device = table.Find(record::Where().Is("id", id));
+  if (!device) return false;
+  const int others = device->GetDeviceStatusFlags() & ~DEV_STATUS_FLAG_CONFIGURING;
+  device->SetDeviceStatusFlags(on ? others | DEV_STATUS_FLAG_CONFIGURING : others);
+  table.Save(*device);
+  return true;
+}
+
+constexpr std::array<std::string_view, 2> kConfigurableKinds = {"camera", "iomodule"};
+
+}  // namespace
+
+std::span<const std::string_view> Host::ConfigurableKinds() { return kConfigurableKinds; }
+
+ChangeResult Host::SetConfiguring(std::string_view kind, int id, bool on) {
+  return host::Guarded([&] {
+    const host::Stopwatch stopwatch;
+    const std::string name(kind);
+    if (std::find(kConfigurableKinds.begin(), kConfigurableKinds.end(), kind) == kConfigurableKinds.end()) {
+      throw Refusal(RefusalCode::BadArgument, "no " + name + " can be marked as being configured");
+    }
+    const Refusal unknown(RefusalCode::UnknownDevice, "there is no " + name + " with the id " + std::to_string(id));
+    if (!has_data_) throw unknown;
+    db::UnitOfWork work;
+    const host::ChangeReport report(work, 0);
+    const bool found =
+        kind == "camera" ? SetFlag(devices::CameraTable(), id, on) : SetFlag(devices::IOModuleTable(), id, on);
+    if (!found) throw unknown;
+    ChangeResult result;
+    result.changes = report.OfOtherCalls();
+    host::Commit(work, result);
+    result.took = stopwatch.Elapsed();
+    return result;
+  });
+}
+
+}  // namespace qv

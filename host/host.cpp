@@ -1,0 +1,77 @@
+/// Opening and closing.
+
+#include "qv/host.h"
+
+#include <sys/stat.h>
+
+#include <utility>
+
+#include "guard.h"
+#include "log/log.h"
+
+namespace qv {
+namespace {
+
+void ConfigureLog(const LogOptions& options) {
+  log::Settings settings;
+  settings.level = options.level;
+  settings.file = options.file.string();
+  settings.to_stderr = options.to_stderr;
+  try {
+    log::Configure(settings);
+  } catch (const std::runtime_error& error) {
+    throw Refusal(RefusalCode::Unusable, error.what());
+  }
+  if (!options.sink) return log::SetSink(nullptr);
+  log::SetSink([sink = options.sink](const log::Line& line) {
+    sink({line.time, line.level, line.category, line.file, line.line, line.function, line.text});
+  });
+}
+
+}  // namespace
+
+bool Host::IsIn(const std::filesystem::path& data_folder) {
+  namespace fs = std::filesystem;
+  std::error_code unreadable;  // what cannot be looked into is there: opening it says what is wrong
+  if (!fs::exists(data_folder, unreadable)) return static_cast<bool>(unreadable);
+  if (!fs::is_directory(data_folder, unreadable)) return true;
+  const fs::path database = data_folder / "qvcms.db";
+  if (fs::exists(database, unreadable)) {
+    return !(fs::is_regular_file(database, unreadable) && fs::is_empty(database, unreadable));
+  }
+  if (unreadable) return true;
+  for (const auto& entry : fs::directory_iterator(data_folder, unreadable)) {
+    if (entry.path().filename() == "lost+found") continue;  // of a disk of its own
+    throw Refusal(RefusalCode::NotAHost,
+                  data_folder.string() + " is no data folder of a host: it has no qvcms.db, but other files");
+  }
+  return static_cast<bool>(unreadable);
+}
+
+Host::Host(const HostOptions& options)
+    : data_folder_(options.data_folder), has_data_(options.make_if_missing || IsIn(options.data_folder)) {
+  if (db::IsOpen()) throw std::logic_error("this process has a host already");
+  ConfigureLog(options.log);
+  if (!has_data_) return;
+  db::Options database;
+  database.driver.busy_timeout = options.busy_timeout;
+  database.driver.durability =
+      options.durability == Durability::PowerCut ? db::Durability::Power : db::Durability::Process;
+  host::Guarded([&] { db::Open(data_folder_, database); });
+}
+
+Host::~Host() {
+  if (has_data_) db::Close();
+}
+
+void Host::RequireData() const {
+  if (!has_data_) throw Refusal(RefusalCode::NotAHost, "there is no host in " + data_folder_.string());
+}
+
+bool Host::IsOpenToOthers() const {
+  struct stat status = {};
+  if (stat(data_folder_.c_str(), &status) != 0 || !S_ISDIR(status.st_mode)) return false;
+  return (status.st_mode & (S_IRWXG | S_IRWXO)) != 0;
+}
+
+}  // namespace qv

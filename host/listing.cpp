@@ -1,0 +1,137 @@
+/// The rows of the host, page by page.
+
+#include <algorithm>
+
+#include "guard.h"
+#include "kinds.h"
+#include "messages/outbox.h"
+
+namespace qv {
+namespace {
+
+using record::Where;
+
+/// Every column of the kind that a listing shows.
+std::vector<std::string_view> AllColumns(const host::Kind& kind) {
+  std::vector<std::string_view> columns;
+  for (const record::Field& field : kind.table->fields()) {
+    if (IsListed(field.info.role)) columns.emplace_back(field.info.column);
+  }
+  for (const std::string_view column : kind.columns) {  // what a kind tells of other tables' rows is no field
+    if (std::find(columns.begin(), columns.end(), column) == columns.end()) columns.emplace_back(column);
+  }
+  return columns;
+}
+
+const host::Kind& KindNamed(std::string_view name) {
+  if (const host::Kind* kind = host::FindKind(name)) return *kind;
+  throw Refusal(RefusalCode::BadArgument, "there is no kind \"" + std::string(name) + '"');
+}
+
+/// Leaves only the names of members that a server reported without the host knowing them: their values may be secrets.
+void HideExtraValues(const host::Kind& kind, std::vector<Row>& rows) {
+  for (const record::Field& field : kind.table->fields()) {
+    if (field.info.role != FieldRole::Extra) continue;
+    for (Row& row : rows) {
+      for (auto& [name, value] : row) {
+        if (name != field.info.column || !value.isObject()) continue;
+        Json::Value names(Json::arrayValue);
+        for (const std::string& member : value.getMemberNames()) names.append(member);
+        value = std::move(names);
+      }
+    }
+  }
+}
+
+/// Whether there is nothing to list because there is no host. Throws `Refusal` for a query that is wrong anyhow.
+bool IsEmpty(const ListQuery& query, bool has_data) {
+  KindNamed(query.kind);
+  if (query.limit == 0) throw Refusal(RefusalCode::BadArgument, "a page has one row or more");
+  return !has_data;
+}
+
+/// Reads the rows that a query means. All pages show the state of the database when the first one was read.
+class Pages {
+ public:
+  explicit Pages(const ListQuery& query)
+      : kind_(KindNamed(query.kind)),
+        limit_(query.limit),
+        with_extra_values_(query.extra_values),
+        where_(query.zr ? host::RowsOf(kind_, *query.zr) : Where()),
+        last_(query.after),
+        ids_(SelectIds()),
+        hold_(SelectIds()) {
+    hold_.Next();
+  }
+
+  /// The next page; empty at the end.
+  std::vector<Row> Next() {
+    std::int64_t last = last_;
+    for (std::size_t i = 0; i < limit_ && ids_.Next(); ++i) last = ids_.Row().Int(0);
+    if (last == last_) return {};
+    std::vector<Row> rows = kind_.table->List(Where(where_).Above("id", last_).UpTo("id", last));
+    last_ = last;
+    if (!with_extra_values_) HideExtraValues(kind_, rows);
+    return rows;
+  }
+  bool HasMore() { return ids_.Next(); }
+  std::int64_t last() const { return last_; }
+
+ private:
+  db::Query SelectIds() const {
+    const Where where = Where(where_).Above("id", last_);
+    db::Query ids = db::ThisThread().Prepare("SELECT id FROM " + kind_.table->name() + where.Sql() + " ORDER BY id");
+    where.Bind(ids);
+    return ids;
+  }
+
+  const host::Kind& kind_;
+  const std::size_t limit_;
+  const bool with_extra_values_;
+  const Where where_;
+  std::int64_t last_;
+  db::Query ids_;
+  db::Query hold_;  ///< stays at its first row: until it is let go, the connection reads from one state
+};
+
+}  // namespace
+
+std::span<const KindInfo> Host::Kinds() {
+  static const std::vector<KindInfo> infos = [] {
+    std::vector<KindInfo> all;
+    for (const host::Kind& kind : host::AllKinds()) all.push_back({kind.name, kind.columns, AllColumns(kind)});
+    return all;
+  }();
+  return infos;
+}
+
+Page Host::List(const ListQuery& query) const {
+  return host::Guarded([&] {
+    if (IsEmpty(query, has_data_)) return Page();
+    Pages pages(query);
+    Page page{.rows = pages.Next(), .after = std::nullopt};
+    if (pages.HasMore()) page.after = pages.last();
+    return page;
+  });
+}
+
+void Host::ForEachPage(const ListQuery& query, const std::function<bool(const std::vector<Row>&)>& take) const {
+  host::Guarded([&] {
+    if (IsEmpty(query, has_data_)) return;
+    Pages pages(query);
+    for (std::vector<Row> rows = pages.Next(); !rows.empty(); rows = pages.Next()) {
+      if (!take(rows)) return;
+    }
+  });
+}
+
+std::vector<Row> Host::Servers() const {
+  std::vector<Row> servers;
+  ForEachPage({.kind = "server", .limit = 1000}, [&](const std::vector<Row>& rows) {
+    servers.insert(servers.end(), rows.begin(), rows.end());
+    return true;
+  });
+  return servers;
+}
+
+}  // namespace qv

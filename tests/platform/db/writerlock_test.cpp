@@ -1,0 +1,62 @@
+#include "db/writerlock.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <semaphore>
+#include <thread>
+
+#include "support/scratch.h"
+
+namespace qv::db {
+namespace {
+
+using namespace std::chrono_literals;
+
+struct WriterLockTest : testing::Test {
+  const support::ScratchFolder folder_;
+  WriterLock lock_{folder_.path()};
+};
+
+TEST_F(WriterLockTest, OneProcessExcludesTheOthersUntilItReleases) {
+  WriterLock of_another_process(folder_.path());
+  ASSERT_TRUE(lock_.Acquire(0s));
+  EXPECT_FALSE(of_another_process.Acquire(20ms));
+  lock_.Release();
+  EXPECT_TRUE(of_another_process.Acquire(0s));
+  EXPECT_FALSE(lock_.Acquire(20ms));
+  of_another_process.Release();
+  EXPECT_TRUE(lock_.Acquire(0s)) << "a thread that gave up waiting left nothing behind";
+}
+
+TEST_F(WriterLockTest, AThreadThatWaitsComesBeforeOneThatReleasesAndAsksAgain) {
+  ASSERT_TRUE(lock_.Acquire(0s));
+  std::binary_semaphore asks(0);
+  std::atomic<bool> had_its_turn(false);
+  std::thread waiting([&] {
+    asks.release();
+    ASSERT_TRUE(lock_.Acquire(10s));
+    had_its_turn = true;
+    lock_.Release();
+  });
+  asks.acquire();
+  std::this_thread::sleep_for(200ms);  // until it waits
+  lock_.Release();
+  ASSERT_TRUE(lock_.Acquire(10s));
+  EXPECT_TRUE(had_its_turn);
+  waiting.join();
+}
+
+TEST_F(WriterLockTest, AThreadGivesUpAtItsLimit) {
+  ASSERT_TRUE(lock_.Acquire(0s));
+  const auto start = std::chrono::steady_clock::now();
+  bool acquired = true;
+  std::thread([&] { acquired = lock_.Acquire(50ms); }).join();
+  EXPECT_FALSE(acquired);
+  EXPECT_GE(std::chrono::steady_clock::now() - start, 50ms);
+  lock_.Release();
+  EXPECT_TRUE(lock_.Acquire(0s));
+}
+
+}  // namespace
+}  // namespace qv::db
