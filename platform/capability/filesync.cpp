@@ -245,7 +245,7 @@ void BringFilesUpToDate() noexcept {
     Files files;
     const std::string revision = ReadRevision();
     if (files.ReadStamp() == Stamp{revision, {}}) return;
-    db::AllOrNothing under_the_lock(db::AllOrNothing::Patience::None);
+    db::AllOrNothing under_the_lock(db::AllOrNothing::Wait::None);
     db::OnCommit([revision] { UpdateQuietly({}, revision); });
     under_the_lock.Keep();
   } catch (const db::Error& error) {

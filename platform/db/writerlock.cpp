@@ -49,7 +49,7 @@ bool WriterLock::WaitForThreads(Clock::time_point deadline) {
 
 bool WriterLock::WaitForProcesses(Clock::time_point deadline) {
   if (!file_) {
-    file_ = FileDescriptor(open(path_.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, S_IRUSR | S_IWUSR));
+    file_ = files::FileDescriptor(open(path_.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, S_IRUSR | S_IWUSR));
     if (!file_) {
       throw Error(Error::Kind::Unusable,
                   "cannot open " + path_.string() + ": " + std::strerror(errno) + RemedyFor(errno));
