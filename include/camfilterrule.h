@@ -2,6 +2,7 @@
 /// AND.
 #pragma once
 
+#include <cstddef>
 #include <string>
 
 #include "actionruledaemon.h"
@@ -58,3 +59,7 @@ struct CamFilterRule {
   std::string hostContains;
   std::string noteContains;
 };
+
+// Other libraries fill in this rule by place.
+static_assert(sizeof(CamFilterRule) == 88 + 15 * sizeof(std::string));
+static_assert(offsetof(CamFilterRule, skipConfiguring) == 3 && offsetof(CamFilterRule, ownerZrId) == 16);

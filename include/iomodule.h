@@ -6,6 +6,7 @@
 
 #include <json/value.h>
 
+#include <cstddef>
 #include <list>
 #include <map>
 #include <string>
@@ -104,6 +105,10 @@ struct IOModuleFilterRule {
   std::string location;
   std::string note;
 };
+
+// Other libraries fill in this rule by place.
+static_assert(sizeof(IOModuleFilterRule) == 32 + 10 * sizeof(std::string));
+static_assert(offsetof(IOModuleFilterRule, skipConfiguring) == 1 && offsetof(IOModuleFilterRule, ownerZrId) == 12);
 
 /// Lists modules in order of their host ids.
 /// @param total      receives the number of modules that are meant, whatever `start` and `limit` say

@@ -63,7 +63,10 @@ struct FaultsTest : testing::Test {
     Reset();
     old_ = Look();
   }
-  ~FaultsTest() override { qv::db::Close(), qv::log::Reset(); }
+  ~FaultsTest() override {
+    qv::db::Close();
+    qv::log::Reset();
+  }
 
   /// Back to the host as it was paired.
   void Reset() {

@@ -3,7 +3,9 @@
 #include <cxxabi.h>
 #include <dlfcn.h>
 
+#include <cstdlib>
 #include <cstring>
+#include <memory>
 #include <optional>
 
 #include "actionruledaemon.h"
@@ -89,7 +91,9 @@ Real<Function> FindReal(Function replacement) {
   if (dladdr(address, &info) == 0 || info.dli_sname == nullptr) std::abort();
   void* const next = dlsym(RTLD_NEXT, info.dli_sname);
   if (next == nullptr) std::abort();
-  Real<Function> real{replacement, abi::__cxa_demangle(info.dli_sname, nullptr, nullptr, nullptr)};
+  const std::unique_ptr<char, decltype(&std::free)> name(abi::__cxa_demangle(info.dli_sname, nullptr, nullptr, nullptr),
+                                                         std::free);
+  Real<Function> real{replacement, name.get()};
   std::memcpy(&real.function, &next, sizeof next);
   real.name.resize(std::min(real.name.find('('), real.name.find('[')));
   return real;

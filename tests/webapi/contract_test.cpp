@@ -77,7 +77,7 @@ constexpr const char* kEntries = R"([{"id":51},{"id":52,"name":"B"},{"id":53,"po
 
 TEST_F(Contract, OfIOModules) {
   Hold({"iomodule"});
-  EXPECT_THAT(Calls([] { UpdateIOModuleData(7, Parse(kEntries)); }),
+  EXPECT_THAT(Calls([] { EXPECT_EQ(UpdateIOModuleData(7, Parse(kEntries)), 0); }),
               ElementsAre("IOModuleGetList owner 7 skipConfiguring false false",
                           R"(InitIOModuleByJson {"id":51} row 0, server 0, there 0 true true false)",
                           "IOModule::Save row 0, server 7, there 51 false false",

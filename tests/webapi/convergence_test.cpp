@@ -46,7 +46,10 @@ TEST_F(ConvergenceTest, WritesNothingAndTheFirstLeavesWhatABlankHostWouldHold) {
   };
   for (const Json::Value& first : values) {
     for (const Json::Value& second : values) {
-      for (const auto& [section, keys] : sections) add(before[section], keys, first), add(after[section], keys, second);
+      for (const auto& [section, keys] : sections) {
+        add(before[section], keys, first);
+        add(after[section], keys, second);
+      }
     }
   }
   for (const Json::Value& document : {before, after}) {
@@ -60,7 +63,8 @@ TEST_F(ConvergenceTest, WritesNothingAndTheFirstLeavesWhatABlankHostWouldHold) {
     const auto rows = [&](const char* zr) {
       return Rows("SELECT " + columns + " FROM " + table + " WHERE owner_zr_id=" + zr + " ORDER BY id_on_rec_server");
     };
-    const Lines followed = rows("7"), fresh = rows("8");
+    const Lines followed = rows("7");
+    const Lines fresh = rows("8");
     ASSERT_EQ(followed.size(), values.size() * values.size());
     ASSERT_EQ(fresh.size(), followed.size());
     for (std::size_t i = 0; i < fresh.size(); ++i) EXPECT_EQ(followed[i], fresh[i]) << table;

@@ -1,9 +1,5 @@
 #include "camera.h"
 
-#include <cstring>
-
-#include "axisacsctrler.h"
-#include "iomodule.h"
 #include "pos.h"
 #include "recserversavers.h"
 #include "support/hosttest.h"
@@ -47,7 +43,9 @@ TEST_F(CameraTest, TakesAnEntryAsItsFlagsSay) {
   using Taken = std::vector<int>;  ///< host id, id on the slave, status
   const auto take = [&](bool is_new, bool from_rec_server, bool with_status) {
     Camera camera;
-    camera.SetId(9), camera.SetIdOnRecServer(2), camera.SetStatus(1);
+    camera.SetId(9);
+    camera.SetIdOnRecServer(2);
+    camera.SetStatus(1);
     EXPECT_EQ(InitCamObjByJson(entry, camera, is_new, from_rec_server, with_status), 0);
     return Taken{camera.GetId(), camera.GetIdOnRecServer(), camera.GetStatus()};
   };
@@ -55,35 +53,6 @@ TEST_F(CameraTest, TakesAnEntryAsItsFlagsSay) {
   EXPECT_EQ(take(false, true, false), (Taken{9, 5, 1}));
   EXPECT_EQ(take(false, true, true), (Taken{9, 5, 3}));
   EXPECT_EQ(take(false, false, false), (Taken{9, 2, 1}));
-}
-
-/// The `count` members of a rule from its byte `at` on.
-template <class T, class Rule>
-std::vector<T> Members(const Rule& rule, std::size_t at, std::size_t count) {
-  std::vector<T> members(count);
-  std::memcpy(members.data(), reinterpret_cast<const char*>(&rule) + at, count * sizeof(T));
-  return members;
-}
-
-// Other libraries fill in these rules by place.
-static_assert(sizeof(CamFilterRule) == 88 + 15 * sizeof(std::string));
-static_assert(sizeof(IOModuleFilterRule) == 32 + 10 * sizeof(std::string));
-static_assert(offsetof(CamFilterRule, skipConfiguring) == 3 && offsetof(CamFilterRule, ownerZrId) == 16);
-static_assert(offsetof(IOModuleFilterRule, skipConfiguring) == 1 && offsetof(IOModuleFilterRule, ownerZrId) == 12);
-
-TEST_F(CameraTest, RulesOfAllDevicesHaveTheirDefaultsInOrder) {
-  const CamFilterRule cameras;
-  EXPECT_THAT(Members<char>(cameras, 0, 7), ElementsAre(1, 0, 0, 1, 0, 0, 0));
-  EXPECT_THAT(Members<int>(cameras, 8, 19),
-              ElementsAre(0, 0, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1, 0, -1, -1, -1, -1, 0, -1));
-  const IOModuleFilterRule modules;
-  EXPECT_THAT(Members<char>(modules, 0, 4), ElementsAre(0, 1, 0, 0));
-  EXPECT_THAT(Members<int>(modules, 4, 7), ElementsAre(0, 0, -1, -1, -1, -1, 0));
-  const AxisAcsCtrlerFilterRule ctrlers;
-  EXPECT_THAT(Members<int>(ctrlers, 0, 2), ElementsAre(0, 0));
-  EXPECT_THAT(Members<char>(ctrlers, 8, 4), ElementsAre(1, 0, 0, 0));
-  EXPECT_THAT(Members<int>(ctrlers, 12, 3), ElementsAre(4, 0, 0));
-  EXPECT_EQ(&ctrlers.ids + 3, &ctrlers.ownerZrIds);
 }
 
 TEST_F(CameraTest, ListsWhatTheRuleMeans) {

@@ -119,13 +119,6 @@ TEST_P(Tasks, StayWhenTheDocumentHasNoListAndGoWhenTheListIsNull) {
   EXPECT_THAT(Stored(), IsEmpty());
 }
 
-TEST_P(Tasks, OfOneIdTakeTheRowsInTheirOrder) {
-  Sql("INSERT INTO " + table_ + " (owner_zr_id,id_on_rec_server,camera_id) VALUES (7,1,11),(7,1,11)");
-  Run(R"([{"id":1,"camera_id":1,"name":"first"},{"id":1,"camera_id":1,"name":"second"},
-          {"id":1,"camera_id":1,"name":"third"}])");
-  EXPECT_THAT(Stored(), ElementsAre("1|7|1|11|first", "2|7|1|11|second", "3|7|1|11|third"));
-}
-
 TEST_P(Tasks, GoOnAfterAFailure) {
   Run(R"([{"id":1,"camera_id":1},{"id":2,"camera_id":1},{"id":3,"camera_id":1}])");
   Refuse("DELETE", table_, "OLD.id=1");
@@ -145,11 +138,6 @@ TEST_P(Tasks, AreLeftAloneWhenTheCamerasCannotBeListed) {
   Run(R"([{"id":1,"camera_id":1}])");
   Break("camera");
   EXPECT_THAT(Without(Run("[]"), "failed"), ElementsAre(GetParam().unlisted_cameras));
-}
-
-TEST_P(Tasks, ThatCannotBeReadThrow) {
-  EXPECT_THROW(Run(R"([{"id":{},"camera_id":1}])"), Json::Exception);
-  EXPECT_THROW(Run(R"([{"id":1,"camera_id":"x"}])"), Json::Exception);
 }
 
 using FaceTasks = Tasks;

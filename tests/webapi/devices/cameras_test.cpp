@@ -36,11 +36,6 @@ TEST_F(Cameras, AreListedByWhetherTheyAreEnabledNow) {
                                 R"({"id":"2,6","srcType":0,"status":2}]})"));
 }
 
-TEST_F(Cameras, KeepTheirStatusAndTheMembersThatAreNotReported) {
-  Update(R"([{"id":11,"status":3,"channel":5}])");
-  EXPECT_THAT(Rows("SELECT name,status,channel FROM camera WHERE id=1"), ElementsAre("A|0|5"));
-}
-
 TEST_F(Cameras, AreNotOverwrittenWhileTheyAreConfigured) {
   Sql("UPDATE camera SET device_status_flags=37 WHERE id<3");
   EXPECT_THAT(Update(

@@ -1,5 +1,4 @@
 #include "devices/devicesteps.h"
-#include "recserversavers.h"
 #include "support/hosttest.h"
 
 namespace {
@@ -100,13 +99,6 @@ TEST_F(Ctrlers, WithoutTheCamerasDoorsHaveNone) {
   Sql("DROP INDEX camera_by_owner_zr_id; ALTER TABLE camera DROP COLUMN owner_zr_id");
   Update(R"([{"id":5,"door":[{"id":11,"cam_id":1}]}])");
   EXPECT_THAT(Doors(), ElementsAre("1|1|11||null|0"));
-}
-
-TEST_F(Ctrlers, PairingGivesEntriesOfOneIdARowEach) {
-  const Json::Value two = Parse(R"([{"id":5,"name":"A"},{"id":5,"name":"B"}])");
-  const auto pair = [&] { return Journal([&] { SaveCtrlerFromRec(7, two); }, 7); };
-  EXPECT_THAT(pair(), ElementsAre("insert axis_acs_ctrler 1", "insert axis_acs_ctrler 2"));
-  EXPECT_THAT(pair(), IsEmpty());
 }
 
 }  // namespace

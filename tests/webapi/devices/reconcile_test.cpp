@@ -108,23 +108,6 @@ TEST_P(Reconcile, ASectionThatIsAbsentRemovesAll) {
   EXPECT_THAT(Rows("SELECT id FROM " + table_), IsEmpty());
 }
 
-using Refusals = Reconcile;
-INSTANTIATE_TEST_SUITE_P(, Refusals, testing::Values(kPos, kSpeaker),
-                         [](const auto& kind) { return kind.param.table; });
-
-TEST_P(Refusals, KeepTheRowAndAddNothing) {
-  Update(R"([{"id":1,"name":"A"}])");
-  Update(R"([{"id":1,"name":"B","port":"no number"},{"id":2,"port":"no number"}])");
-  EXPECT_THAT(Rows("SELECT id,name FROM " + table_), ElementsAre("1|A"));
-}
-
-TEST_P(Refusals, LeaveTheStateOfAKnownDeviceToTheStatusReports) {
-  const std::string status = table_ == "pos" ? "status" : "status_on_rec_server";
-  Update(R"([{"id":1,"status":3}])");
-  Update(R"([{"id":1,"status":4,"name":"B"}])");
-  EXPECT_THAT(Rows("SELECT name," + status + " FROM " + table_), ElementsAre("B|3"));
-}
-
 using IOModules = Reconcile;
 INSTANTIATE_TEST_SUITE_P(, IOModules, testing::Values(kIOModule));
 TEST_P(IOModules, TakeWhatTheyCanOfAnEntry) {

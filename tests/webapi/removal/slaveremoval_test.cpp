@@ -95,13 +95,6 @@ TEST_F(SlaveRemoval, TakesTheKeyFileOfThisSlaveAlone) {
   EXPECT_TRUE(std::filesystem::exists(RtspKeyFilePath(31)));
 }
 
-TEST_F(SlaveRemoval, TellsTheActionRuleDaemon) {
-  Hold(3);
-  EXPECT_THAT(Only(Journal([] { SyncRelatedTableForSlaveDel(3); }), "message"),
-              ElementsAre("message 0 qvactruled 6 "
-                          R"({"onlyUpdateDevSts":false,"source":[{"id":"3","srcType":5,"status":3}],"zrId":0})"));
-}
-
 TEST_F(SlaveRemoval, OfAnUnknownSlaveOrTheHostItselfChangesNothing) {
   Hold(3);
   Sql("UPDATE pos SET owner_zr_id=0");

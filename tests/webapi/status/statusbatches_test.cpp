@@ -1,8 +1,5 @@
 /// Status of I/O modules, POS terminals and speakers.
 
-#include <future>
-#include <thread>
-
 #include "support/hosttest.h"
 
 namespace {
@@ -33,13 +30,6 @@ TEST_F(StatusBatches, IOModules) {
                           R"(message 0 msgd iomodule-update {"ids":[11,11],"settings":false,"type":0})"));
   EXPECT_THAT(Rows("SELECT status_on_rec_server FROM iomodule"), ElementsAre("5", "0", "0", "0"));
   EXPECT_EQ(support::ReadDeviceCache(folder()).at(0), (std::array{11, 7, 5, 0}));
-}
-
-TEST_F(StatusBatches, DisabledIOModulesToo) {
-  Sql("UPDATE iomodule SET device_status_flags=0");
-  EXPECT_THAT(
-      Report(R"("iomodule_info":[{"id":2,"status":6}])"),
-      ElementsAre("update iomodule 12", R"(message 0 msgd iomodule-update {"ids":[12],"settings":false,"type":0})"));
 }
 
 TEST_F(StatusBatches, TerminalsAndTheirEmaps) {
@@ -86,17 +76,6 @@ TEST_F(StatusBatches, GoOnWithoutADeviceCache) {
   EXPECT_THAT(Report(R"("iomodule_info":[{"id":1,"status":2}])"),
               ElementsAre("update iomodule 11", "log 1 BatUpdateIOMod Failed to get share memory CameraList.",
                           R"(message 0 msgd iomodule-update {"ids":[11],"settings":false,"type":0})"));
-}
-
-TEST_F(StatusBatches, WaitForAnotherWriter) {
-  std::promise<void> holds;
-  const std::jthread writer([&] {
-    const qv::db::UnitOfWork unit;
-    holds.set_value();
-    std::this_thread::sleep_for(std::chrono::milliseconds(100));
-  });
-  holds.get_future().wait();
-  EXPECT_THAT(Report(R"("iomodule_info":[{"id":1,"status":2}])"), testing::Contains("update iomodule 11"));
 }
 
 }  // namespace
