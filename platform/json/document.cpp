@@ -11,6 +11,7 @@
 #include <new>
 #include <optional>
 
+#include "../files/descriptor.h"
 #include "convert.h"
 #include "diagnose.h"
 
@@ -20,24 +21,6 @@ namespace {
 std::string Describe(const std::string& reason, std::size_t line, std::size_t column) {
   return line == 0 ? reason : "line " + std::to_string(line) + ", column " + std::to_string(column) + ": " + reason;
 }
-
-/// Owns a file descriptor.
-class Descriptor {
- public:
-  explicit Descriptor(int number) : number_(number) {}
-  ~Descriptor() {
-    if (number_ > STDIN_FILENO) {
-      close(number_);
-    }
-  }
-  Descriptor(const Descriptor&) = delete;
-  Descriptor& operator=(const Descriptor&) = delete;
-
-  int number() const { return number_; }
-
- private:
-  const int number_;
-};
 
 DocumentError TooLarge(const ReadLimits& limits) {
   return {"larger than " + std::to_string(limits.size) + " bytes", 0, 0};
@@ -57,15 +40,9 @@ std::optional<Json::Value> Parse(std::string_view text, bool is_padded, const Re
   simdjson::dom::parser parser_of_its_own;
   const bool is_small = text.size() <= kSmallDocument;
   simdjson::dom::parser& parser = is_small ? ParserOfSmallDocuments() : parser_of_its_own;
-  const std::size_t depth = limits.depth + 1;  // the parser counts the document as a level of its own
-  simdjson::error_code error = simdjson::SUCCESS;
-  if (!is_small || parser.max_depth() != depth || parser.capacity() < kSmallDocument) {
-    error = parser.allocate(is_small ? kSmallDocument : text.size(), depth);
-  }
+  static_assert(kMaxDepth < simdjson::DEFAULT_MAX_DEPTH, "what is too deep is refused when it is converted");
   simdjson::dom::element root;
-  if (error == simdjson::SUCCESS) {
-    error = parser.parse(text.data(), text.size(), !is_padded).get(root);
-  }
+  const simdjson::error_code error = parser.parse(text.data(), text.size(), !is_padded).get(root);
   if (error == simdjson::MEMALLOC) {
     throw std::bad_alloc();
   }
@@ -99,18 +76,18 @@ DocumentError::DocumentError(const std::string& reason, std::size_t line, std::s
 Json::Value ReadDocument(std::string_view text, const ReadLimits& limits) { return Read(text, false, limits); }
 
 Json::Value ReadDocumentFile(const std::string& path, const ReadLimits& limits) {
-  const Descriptor file(path == "-" ? STDIN_FILENO : open(path.c_str(), O_RDONLY | O_CLOEXEC));
-  if (file.number() < 0) {
+  const files::FileDescriptor file(path == "-" ? dup(STDIN_FILENO) : open(path.c_str(), O_RDONLY | O_CLOEXEC));
+  if (!file) {
     throw DocumentError(std::strerror(errno), 0, 0);
   }
   std::string text;
   struct stat status {};
-  if (fstat(file.number(), &status) == 0 && S_ISREG(status.st_mode)) {
+  if (fstat(file.get(), &status) == 0 && S_ISREG(status.st_mode)) {
     text.reserve(std::min(static_cast<std::size_t>(status.st_size), limits.size) + simdjson::SIMDJSON_PADDING);
   }
   std::array<char, 65536> block;
   while (true) {
-    const ssize_t count = read(file.number(), block.data(), block.size());
+    const ssize_t count = read(file.get(), block.data(), block.size());
     if (count < 0 && errno == EINTR) {
       continue;
     }
