@@ -133,12 +133,12 @@ enum ACS_CTRLER_ORDER : int {
 
 /// Which controllers are meant: all criteria must hold; a criterion at its default admits every controller.
 struct AxisAcsCtrlerFilterRule {
-  int start = 0;                    ///< controllers to pass over ...
-  int limit = 0;                    ///< ... and the number to list then; 0: all
+  int start = 0;                    ///< number of controllers to skip
+  int limit = 0;                    ///< number of controllers to list after them; 0: all
   bool withDoors = true;            ///< load the doors too
   bool enabledOnly = false;         ///< only enabled controllers
   bool hostLocalOnly = false;       ///< only controllers of the host itself
-  bool descending = false;          ///< the order is turned round
+  bool descending = false;          ///< in descending order
   int order = ACS_CTRLER_ORDER_ID;  ///< an `ACS_CTRLER_ORDER`
   int statusFlags = 0;              ///< device status flags that must all be set
   int minDoors = 0;                 ///< number of doors at least

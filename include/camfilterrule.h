@@ -7,7 +7,7 @@
 
 #include "actionruledaemon.h"
 
-/// Numbers admit any camera at their default, texts when they are empty.
+/// A number at its default and an empty text admit every camera.
 struct CamFilterRule {
   bool includeDisabled = true;
   bool ptzOnly = false;         ///< only cameras that pan, tilt or zoom
@@ -17,8 +17,8 @@ struct CamFilterRule {
   bool httpsOnly = false;
   bool newestFirst = false;  ///< in descending order of the host ids
 
-  int offset = 0;  ///< how many of the cameras that fit are passed over
-  int limit = 0;   ///< how many are listed then; 0: all
+  int offset = 0;  ///< number of fitting cameras to skip
+  int limit = 0;   ///< number of cameras to list after them; 0: all
 
   int ownerZrId = IsCmsHost() ? -1 : 0;  ///< a CMS host lists the cameras of all servers, others list their own
 

@@ -122,13 +122,13 @@ class DBPrimitiveMember : public DBMember {
     }
   }
 
-  /// A database writes 0.5 with a point, whatever the program's locale writes.
+  /// A database writes 0.5 with a point in every locale.
   static locale_t DatabaseLocale() {
     static const locale_t locale = newlocale(LC_ALL_MASK, "C", nullptr);
     return locale;
   }
 
-  /// Always written, whatever the log's configuration, and under the place that all columns share. Secrets in the
+  /// Written at every log level. All columns share one place in the log. Secrets in the
   /// value are masked.
   static void LogMisfit(const Json::Value& value) {
     QVPrintf(LOG_TYPE_DIAGNOSTIC, nullptr, nullptr, "include/dbmember", 100, "SetByJson",

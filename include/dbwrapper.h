@@ -75,7 +75,7 @@ consteval bool DBColumnsStand(std::size_t count, std::initializer_list<std::size
   return position == count && next_text == text_positions.end();
 }
 
-/// The columns of one record: its members, and a table of them by column for whoever treats all columns alike.
+/// The columns of one record: its members, and a table of them by column.
 template <class COLUMNS>
 class DBWrapperData : public DBColumnMembers<COLUMNS> {
   using Members = DBColumnMembers<COLUMNS>;
@@ -114,7 +114,7 @@ class DBWrapper {
   static const char m_szTableName[];
 
  protected:
-  /// Reports a column without a member, and goes on: whoever uses that column is lost, the others are not.
+  /// Reports a column without a member. Using that column is undefined; the others work.
   DBWrapper() {
     for (const DBMember* member : data_.table()) {
       if (member != nullptr) continue;

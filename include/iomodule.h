@@ -87,8 +87,8 @@ struct IOModuleFilterRule {
   bool skipConfiguring = true;           ///< leave out modules that a user is configuring; a sync must see them
   bool hostLocalOnly = false;            ///< only modules of the host itself
   bool newestFirst = false;              ///< in descending order of host ids
-  int start = 0;                         ///< modules to pass over ...
-  int limit = 0;                         ///< ... and the number to list then; 0: all
+  int start = 0;                         ///< number of modules to skip
+  int limit = 0;                         ///< number of modules to list after them; 0: all
   int ownerZrId = IsCmsHost() ? -1 : 0;  ///< the server that owns them; -1: any
   int status = -1;                       ///< status on the recording server; -1: any
   int idOnRecServer = -1;                ///< -1: any
@@ -111,7 +111,7 @@ static_assert(sizeof(IOModuleFilterRule) == 32 + 10 * sizeof(std::string));
 static_assert(offsetof(IOModuleFilterRule, skipConfiguring) == 1 && offsetof(IOModuleFilterRule, ownerZrId) == 12);
 
 /// Lists modules in order of their host ids.
-/// @param total      receives the number of modules that are meant, whatever `start` and `limit` say
+/// @param total      receives the number of fitting modules; `start` and `limit` do not count
 /// @param countOnly  only the total is wanted
 /// @return the modules; none on failure
 std::list<IOModule> IOModuleGetList(IOModuleFilterRule& rule, int& total, bool countOnly);

@@ -1,5 +1,5 @@
 /// Messages to the message daemon, which tells the package's services and clients that device rows changed, so that
-/// they load them again. A message is delivered after the change that it speaks of is committed, at least once, in
+/// they load them again. A message is delivered after its change is committed, at least once, in
 /// the order of sending.
 ///
 /// All senders return 0 when the message is accepted and -1 when it is not.

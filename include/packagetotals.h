@@ -1,5 +1,5 @@
-/// Shared odds and ends of the package's list calls.
+/// What the list calls of the package share.
 #pragma once
 
-/// Receives totals that the caller does not want.
+/// A place for totals that the caller does not need.
 extern thread_local int QV_DUMMY_INT;

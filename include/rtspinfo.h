@@ -10,13 +10,13 @@
 /// Where the key file of slave `zrId` is.
 std::string RtspKeyFilePath(int zrId);
 
-/// Puts a file with `keys` in the place of `path`, in one step: whoever opens it finds the file that was there, which a
-/// status report has emptied before, or the whole new one. A link at `path` is replaced, not followed. Makes the file's
+/// Atomically replaces the file `path` by one with `keys`: a reader finds the old file, which a status report has
+/// emptied before, or the whole new one. A link at `path` is replaced, not followed. Makes the file's
 /// folder as needed.
 /// @return 0 on success, -1 after one log line on failure
 int SetRtspInfoToConf(const std::string& path, const std::map<int, std::string>& keys);
 
-/// Gives the file to the package's user and group. On a system that has no such user it stays whose it is.
-/// @param followLink  what a link at `path` points to is given away, not the link
-/// @return 0 on success, -1 when there is no such file or it cannot be given away
+/// Gives the file to the package's user and group. On a system without such a user the owner stays.
+/// @param followLink  change the owner of what a link at `path` points to, not of the link
+/// @return 0 on success, -1 if there is no such file or its owner cannot be changed
 int SetFileOwnerToQV(const std::string& path, bool followLink);

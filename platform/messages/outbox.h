@@ -1,5 +1,5 @@
-/// The outbox: every message to a daemon, the clients or a CMS host is a row, written in the transaction of the change
-/// that it speaks of. Readers take the rows in order of their ids and delete what they have delivered.
+/// The outbox: every message to a daemon, the clients or a CMS host is a row, written in the transaction of its
+/// change. Readers take the rows in order of their ids and delete what they have delivered.
 #pragma once
 
 #include <json/value.h>
