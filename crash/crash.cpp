@@ -19,6 +19,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <CLI/CLI.hpp>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
@@ -87,16 +88,25 @@ struct Arguments {
   unsigned seed = 1;
 };
 
+/// Ends the process when the command line cannot be used.
 Arguments ParseArguments(int argc, char** argv) {
-  if (argc < 4)
-    Fail("usage: qv_crash QVCMS CALLS_LIBRARY EXAMPLES [--kills N] [--power full|normal] [--seed N] [--reader STRIDE]");
-  Arguments arguments{.qvcms = argv[1], .calls_library = argv[2], .examples = argv[3]};
-  for (int i = 4; i + 1 < argc; i += 2) {
-    const std::string name = argv[i];
-    if (name == "--kills") arguments.kills = atoi(argv[i + 1]);
-    if (name == "--power") arguments.power = argv[i + 1];
-    if (name == "--reader") arguments.reader_stride = atoi(argv[i + 1]);
-    if (name == "--seed") arguments.seed = static_cast<unsigned>(atoi(argv[i + 1]));
+  Arguments arguments;
+  CLI::App app("Kills qvcms and compares what it leaves with what undisturbed processes left", "qv_crash");
+  app.add_option("QVCMS", arguments.qvcms, "the program")->required()->check(CLI::ExistingFile);
+  app.add_option("CALLS_LIBRARY", arguments.calls_library, "libqv_systemcalls.so")
+      ->required()
+      ->check(CLI::ExistingFile);
+  app.add_option("EXAMPLES", arguments.examples, "folder of documents")->required()->check(CLI::ExistingDirectory);
+  app.add_option("--kills", arguments.kills, "how many")->check(CLI::PositiveNumber)->capture_default_str();
+  app.add_option("--power", arguments.power, "cut the power at each death")->check(CLI::IsMember({"full", "normal"}));
+  app.add_option("--reader", arguments.reader_stride, "kill at every STRIDE-th call, beside a reader")
+      ->check(CLI::PositiveNumber)
+      ->type_name("STRIDE");
+  app.add_option("--seed", arguments.seed, "of the random numbers")->capture_default_str();
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::ParseError& error) {
+    exit(app.exit(error));
   }
   return arguments;
 }
