@@ -9,6 +9,7 @@
 
 #include <list>
 #include <map>
+#include <memory>
 #include <string>
 
 #include "camfilterrule.h"
@@ -119,11 +120,21 @@ int SyncRelatedTableForCamDel(const Camera& camera, bool notify);
 /// @return 0 on success, -1 on failure (the map is empty then)
 int CamGetMapByZrId(std::map<int, Camera>& map, int zrId, MAP_KEY_TYPE keyType);
 
+namespace qv::analytics {
+class TakenRows;
+}
+
 /// The cameras of one server, loaded at the first `Get` and kept for the object's life. They have their ids, owner,
 /// state, flags, live profile and stream profiles; a fleet's reports would read the other fields all day for nothing.
+///
+/// A driver keeps one of these while it applies one document. Until it goes, entries for counting widgets or groups
+/// that have one id on the slave are different ones: each takes a row of its own.
 class CachedCamMap {
  public:
-  CachedCamMap(int zrId, MAP_KEY_TYPE keyType) : zr_id_(zrId), key_type_(keyType) {}
+  CachedCamMap(int zrId, MAP_KEY_TYPE keyType);
+  ~CachedCamMap();
+  CachedCamMap(const CachedCamMap&) = delete;
+  CachedCamMap& operator=(const CachedCamMap&) = delete;
   /// Fills `map` with a copy. @return false when the cameras cannot be loaded; the next call tries again
   bool Get(std::map<int, Camera>& map);
 
@@ -132,4 +143,5 @@ class CachedCamMap {
   MAP_KEY_TYPE key_type_;
   bool loaded_ = false;
   std::map<int, Camera> cameras_;
+  std::unique_ptr<qv::analytics::TakenRows> taken_rows_;
 };

@@ -1,6 +1,6 @@
 /// Face tasks: detection and recognition of faces in one camera's picture, stored as rows of `face_task`.
 ///
-/// Used as IVA tasks are (tavisetting.h). A task goes with its camera.
+/// Used as IVA tasks are (tavisetting.h).
 #pragma once
 
 #include <json/value.h>

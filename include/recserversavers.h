@@ -37,5 +37,6 @@ int SaveCamObjFromRecServer(int zrId, const Json::Value& section, bool evenConfi
                             const std::string& note);
 int SaveIOModuleFromRecServer(int zrId, const Json::Value& section, bool notify);
 /// Access controllers with their doors. Several entries with one id take the rows of that id in their order; what they
-/// are more than the rows is added.
+/// are more than the rows is added. After a list of the server's controllers (`GetAcsCtrlerListByRule` on the same
+/// thread), the listed rows are the caller's: every entry that names one of them is added as one more controller.
 int SaveCtrlerFromRec(int zrId, const Json::Value& section);

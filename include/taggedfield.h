@@ -27,7 +27,8 @@ enum class FieldRole {
   Secret,     ///< as Config, but never shown or logged
   Status,     ///< state: taken from JSON for a new row only, then kept by the status reports
   HostOnly,   ///< the host's own; never taken from JSON
-  Extra,      ///< reported keys that the record has no field for, as one JSON object; applied, compared
+  Extra,      ///< reported keys that the record has no field for, as one JSON object; applied, compared. A key that is
+              ///< not reported stays, one that is null is removed (docs/slave-documents.md)
 };
 
 /// What happens to a row whose referenced row is deleted.

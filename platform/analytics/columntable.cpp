@@ -6,6 +6,7 @@
 #include <memory>
 
 #include "../db/database.h"
+#include "../json/storable.h"
 #include "../record/attempt.h"
 #include "../record/fieldvalue.h"
 #include "entryreader.h"
@@ -93,7 +94,7 @@ ColumnTable::ColumnTable(const char* name, std::span<const DBColumn> columns)
   }
 }
 
-void ColumnTable::TakeJson(Members members, const Json::Value& json) const {
+bool ColumnTable::TakeJson(Members members, const Json::Value& json) const {
   Json::Value beside = json;
   for (std::size_t i = 0; i < columns_.size(); ++i) {
     if (i == extra_) continue;
@@ -113,7 +114,13 @@ void ColumnTable::TakeJson(Members members, const Json::Value& json) const {
       beside.removeMember(name);
     }
   }
+  if (const char* const reason = json::WhyNotStorable(beside)) {
+    const db::Error error(db::Error::Kind::Statement, reason);
+    record::LogFailure("Failed to save row [{}] of {}", error, members[kIdColumn]->ToJson().asInt(), name());
+    return false;
+  }
   members[extra_]->SetByJson(beside.empty() ? Json::Value() : Json::Value(JsonWrite(beside, true)));
+  return true;
 }
 
 Json::Value ColumnTable::ToJson(Members members, bool columns_only) const {

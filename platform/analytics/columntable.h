@@ -4,6 +4,7 @@
 
 #include <json/value.h>
 
+#include <algorithm>
 #include <functional>
 #include <list>
 #include <span>
@@ -43,7 +44,8 @@ class ColumnTable : public record::AnyTable {
 
   /// Sets every column from the member of `json`, an object, that has its name, as if an absent one were null. What a
   /// column cannot give back as it was reported, and members without a column, go into the extra column.
-  void TakeJson(Members members, const Json::Value& json) const;
+  /// @return false after one log line when that is nothing that JSON text can hold: the record must not be saved
+  bool TakeJson(Members members, const Json::Value& json) const;
   Json::Value ToJson(Members members, bool columns_only) const;
 
   /// Writes a record: a new row, which gives it its id, or the columns of its row if one of them differs.
@@ -59,12 +61,14 @@ class ColumnTable : public record::AnyTable {
     return Select(criteria, typename Records::value_type().ShouldLogOnError(),
                   [&]() -> Members { return records.emplace_back().Data().table(); });
   }
-  /// Loads the first of the rows. @return 0 on success; -1 when there is none or it cannot be read
-  template <class Record>
-  int Load(const Criteria& criteria, Record& record) const {
+  /// Loads the first of the rows that `is_meant(row)`. @return 0 on success; -1 when there is none or on failure
+  template <class Record, class IsMeant>
+  int Load(const Criteria& criteria, Record& record, IsMeant&& is_meant) const {
     std::list<Record> found;
-    if (Select(criteria, found) != 0 || found.empty()) return -1;
-    record = found.front();
+    if (Select(criteria, found) != 0) return -1;
+    const auto row = std::find_if(found.begin(), found.end(), is_meant);
+    if (row == found.end()) return -1;
+    record = *row;
     return 0;
   }
   /// Deletes the rows. `failure` is the message for a failure; its "{}" takes `id`. @return 0, or -1 after that message

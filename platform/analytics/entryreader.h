@@ -6,6 +6,9 @@
 #include <string>
 #include <type_traits>
 
+#include "../json/storable.h"
+#include "../log/message.h"
+
 namespace qv::analytics {
 
 /// An object's members that hold a value.
@@ -42,8 +45,21 @@ class EntryReader {
   }
   /// Whether every member that was read had a possible type.
   bool fits() const { return fits_; }
-  /// The members that nobody read, without those that are null.
-  Json::Value Rest() const { return WithoutNulls(rest_); }
+  /// The members that nobody read, without those that are null. One that cannot be stored is left out after a warning.
+  Json::Value Rest() const {
+    Json::Value rest(Json::objectValue);
+    for (const std::string& name : rest_.getMemberNames()) {
+      if (rest_[name].isNull()) continue;
+      Json::Value member(Json::objectValue);
+      member[name] = rest_[name];
+      if (const char* const reason = json::WhyNotStorable(member)) {
+        log::Warn("The reported \"{}\" of a counting widget or group is left out: {}", name, reason);
+      } else {
+        rest[name] = rest_[name];
+      }
+    }
+    return rest;
+  }
 
  private:
   Json::Value rest_;

@@ -43,7 +43,7 @@ int FaceSetting::Enum(const FaceSettingFilterRule& rule, std::list<FaceSetting>&
 int FaceSetting::InsertIntoDB(const Json::Value& json) {
   if (!json.isObject()) return -1;
   FaceSetting task;
-  FaceTaskTable().TakeJson(task.Data().table(), json);
+  if (!FaceTaskTable().TakeJson(task.Data().table(), json)) return -1;
   if (task.GetId() == 0 && task.Data().owner_zr_id.Get() != 0) task.Data().task_id.Set(0);
   return FaceTaskTable().Save(task);
 }

@@ -1,11 +1,13 @@
 #include "taskgroups.h"
 
 #include "../db/database.h"
+#include "../json/storable.h"
 #include "../record/attempt.h"
 #include "../record/fieldvalue.h"
 #include "entryreader.h"
 #include "qvjson.h"
 #include "qvobjectcounting.h"
+#include "takenrows.h"
 
 struct TaskGroupData {
   enum Fields : int { FIELD_COUNT = 5 };
@@ -141,9 +143,9 @@ Optional<CountingTaskGroup> TaviCountingTaskGroup::Storage::LoadByIdOnRecServer(
                                                                                 int ownerZrId) const {
   Optional<CountingTaskGroup> group;
   record::Attempt("Failed to load a counting task group of server [{}]", ownerZrId, [&] {
-    std::vector<CountingTaskGroup> found =
-        Load(Where().Is("owner_zr_id", ownerZrId).Is("id_on_rec_server", idOnRecServer));
-    if (!found.empty()) group = std::move(found.front());
+    for (CountingTaskGroup& found : Load(Where().Is("owner_zr_id", ownerZrId).Is("id_on_rec_server", idOnRecServer))) {
+      if (!group && !TakenRows::Has(Groups(), found.id)) group = std::move(found);
+    }
   });
   return group;
 }
@@ -156,10 +158,14 @@ Optional<int> TaviCountingTaskGroup::Storage::Save(const CountingTaskGroup& grou
   row.SetName(group.name);
   if (!group.others.empty()) row.SetExtra({JsonWrite(group.others, true)});
   const int status = record::Attempt("Failed to save counting task group [{}]", group.id, [&] {
+    if (const char* const reason = json::WhyNotStorable(group.others)) {
+      throw db::Error(db::Error::Kind::Statement, reason);
+    }
     db::AllOrNothing whole;
     Groups().Save(row);
     SaveWidgets(row.GetId(), group.widgetIds);
     whole.Keep();
+    TakenRows::Add(Groups(), row.GetId());
   });
   if (status != 0) return {};
   return row.GetId();

@@ -1,6 +1,7 @@
 #include "tavicountingwidget.h"
 
 #include "tables.h"
+#include "takenrows.h"
 
 template <>
 const char DBWrapper<TAVI_COUNTING_WIDGET_DB_COLUMN>::m_szTableName[] = "counting_widget";
@@ -20,8 +21,9 @@ using namespace qv::analytics;  // NOLINT(google-build-using-namespace): what fo
 bool TaviCountingWidget::IsStorable() const { return Data().iva_setting_id.Get() != 0; }
 
 int TaviCountingWidget::LoadByIdOnRecServerAndTaskId(int idOnRecServer, int taskId) {
-  return CountingWidgetTable().Load(Criteria().Is("id_on_rec_server", idOnRecServer).Is("iva_setting_id", taskId),
-                                    *this);
+  return CountingWidgetTable().Load(
+      Criteria().Is("id_on_rec_server", idOnRecServer).Is("iva_setting_id", taskId), *this,
+      [](const TaviCountingWidget& widget) { return !TakenRows::Has(CountingWidgetTable(), widget.GetId()); });
 }
 
 Optional<std::vector<TaviCountingWidget>> TaviCountingWidget::Enum(const TaviCountingWidgetFilterRule& rule) {

@@ -25,7 +25,8 @@ int TaviSetting::GetIdOnRecServer() const {
 }
 
 int TaviSetting::LoadByIdOnRecServer(int idOnRecServer, int ownerZrId) {
-  return IvaTaskTable().Load(Criteria().Is("owner_zr_id", ownerZrId).Is("id_on_rec_server", idOnRecServer), *this);
+  return IvaTaskTable().Load(Criteria().Is("owner_zr_id", ownerZrId).Is("id_on_rec_server", idOnRecServer), *this,
+                             [](const TaviSetting&) { return true; });
 }
 
 int TaviSetting::Delete(bool mustExist) const {
@@ -48,6 +49,5 @@ int TaviSetting::Enum(const IvaSettingFilterRule& rule, std::list<TaviSetting>& 
 int TaviSetting::InsertIntoDB(const Json::Value& json) {
   if (!json.isObject()) return -1;
   TaviSetting task;
-  IvaTaskTable().TakeJson(task.Data().table(), json);
-  return IvaTaskTable().Save(task);
+  return IvaTaskTable().TakeJson(task.Data().table(), json) ? IvaTaskTable().Save(task) : -1;
 }

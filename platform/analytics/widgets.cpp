@@ -6,12 +6,14 @@
 #include "entryreader.h"
 #include "qvobjectcounting.h"
 #include "tables.h"
+#include "takenrows.h"
 
 namespace QvObjectCounting {
 namespace {
 
 using qv::analytics::CountingWidgetTable;
 using qv::analytics::EntryReader;
+using qv::analytics::TakenRows;
 
 constexpr std::size_t kFewestCorners = 3;
 constexpr std::size_t kFewestFencePoints = 2;
@@ -71,8 +73,9 @@ int SaveWidget(const CountingWidget& widget, TAVI_COUNTING_WIDGET_TYPE type, con
   json["capacity"] = widget.capacity;
   json[points_key] = widget.points;
   TaviCountingWidget row;
-  CountingWidgetTable().TakeJson(row.Data().table(), json);
-  return CountingWidgetTable().Save(row);
+  if (!CountingWidgetTable().TakeJson(row.Data().table(), json) || CountingWidgetTable().Save(row) != 0) return -1;
+  TakenRows::Add(CountingWidgetTable(), row.GetId());
+  return 0;
 }
 
 int DeleteWidget(int id, TAVI_COUNTING_WIDGET_TYPE type) {

@@ -17,6 +17,14 @@ const CtrlerTableType& CtrlerTable() {
 
 namespace {
 
+/// A server's controllers with their doors, in order of their ids. Throws `db::Error`.
+std::list<AxisAcsCtrler> LoadCtrlersOf(int zr_id) {
+  const record::Where of_the_server = record::Where().Is("owner_zr_id", zr_id);
+  std::list<AxisAcsCtrler> list = CtrlerTable().Select(of_the_server);
+  LoadDoors(list, of_the_server);
+  return list;
+}
+
 /// A controller's entry taken over, with its doors. Throws `db::Error`; `ctrler` is unchanged then.
 void TakeEntry(AxisAcsCtrler& ctrler, const Json::Value& entry, HostIdLookup& lookup) {
   std::list<AxisDoor> doors = ctrler.GetDoorList();
@@ -89,14 +97,9 @@ int AxisAcsCtrler::Save() {
 
 std::map<int, AxisAcsCtrler> GetCtrlerMapOnRec(int zrId) {
   std::map<int, AxisAcsCtrler> map;
-  AxisAcsCtrlerFilterRule rule;
-  rule.ownerZrIds = {zrId};
-  std::list<AxisAcsCtrler> list;
-  GetAcsCtrlerListByRule(rule, list);
-  for (AxisAcsCtrler& ctrler : list) {
-    const int id = ctrler.GetIdOnRec();
-    map.emplace(id, std::move(ctrler));
-  }
+  record::Attempt("Failed to list the controllers of server [{}]", zrId, [&] {
+    for (AxisAcsCtrler& ctrler : LoadCtrlersOf(zrId)) map.emplace(ctrler.GetIdOnRec(), std::move(ctrler));
+  });
   return map;
 }
 
@@ -109,11 +112,13 @@ int GetDoorZrIdMap(std::unordered_map<int, int>& doorToZr) {
 }
 
 int SaveCtrlerFromRec(int zrId, const Json::Value& section) {
+  const ListedCtrlers listed = std::exchange(LastListedCtrlers(), {});
   if (section.isNull()) return 0;
   return record::Attempt("Failed to import the controllers of server [{}]", zrId, [&] {
-    const record::Where of_this_server = record::Where().Is("owner_zr_id", zrId);
-    std::list<AxisAcsCtrler> held = CtrlerTable().Select(of_this_server);
-    LoadDoors(held, of_this_server);
+    std::list<AxisAcsCtrler> held = LoadCtrlersOf(zrId);
+    if (listed.zr_id == zrId) {
+      held.remove_if([&](const AxisAcsCtrler& ctrler) { return listed.ids.contains(ctrler.GetId()); });
+    }
     HostIdLookup lookup(zrId);
     const auto take = [&](AxisAcsCtrler& ctrler, const Json::Value& entry) {
       if (!entry.isObject()) return;

@@ -1,6 +1,8 @@
 /// Which controllers a filter rule means.
 #include <algorithm>
 #include <functional>
+#include <unordered_set>
+#include <utility>
 
 #include "../db/database.h"
 #include "../record/attempt.h"
@@ -12,11 +14,14 @@
 namespace qv::devices {
 namespace {
 
+/// A statement has a limited number of parameters, and its preparation takes time by the square of their number.
+constexpr std::size_t kMostIdsPerStatement = 512;
+
 record::Where Selection(const AxisAcsCtrlerFilterRule& rule) {
   record::Where where;
   if (rule.enabledOnly) where.Is("enabled", 1);
   if (rule.hostLocalOnly) where.Is("owner_zr_id", 0);
-  if (!rule.ids.empty()) where.In("id", rule.ids);
+  if (!rule.ids.empty() && rule.ids.size() <= kMostIdsPerStatement) where.In("id", rule.ids);
   if (!rule.statuses.empty()) where.In("status", rule.statuses);
   if (!rule.ownerZrIds.empty()) where.In("owner_zr_id", rule.ownerZrIds);
   return where;
@@ -65,13 +70,27 @@ std::list<AxisAcsCtrler> Load(const AxisAcsCtrlerFilterRule& rule) {
   if (rule.withDoors || rule.minDoors > 0 || !rule.doorIds.empty() || !rule.cameraIds.empty()) {
     LoadDoors(list, selection);
   }
+  if (const std::unordered_set<int> ids(rule.ids.begin(), rule.ids.end()); !ids.empty()) {
+    list.remove_if([&](const AxisAcsCtrler& ctrler) { return !ids.contains(ctrler.GetId()); });
+  }
   list.remove_if([&](const AxisAcsCtrler& ctrler) { return !IsMeant(ctrler, rule); });
   Sort(list, rule);
   KeepPage(list, rule.start, rule.limit);
   return list;
 }
 
+void DeleteWithDoors(const std::list<int>& ids) {
+  DoorTable().DeleteWhere(record::Where().In("ctrler_id", ids));  // so that they count as removed
+  CtrlerTable().DeleteWhere(record::Where().In("id", ids));
+}
+
 }  // namespace
+
+ListedCtrlers& LastListedCtrlers() {
+  static thread_local ListedCtrlers listed;
+  return listed;
+}
+
 }  // namespace qv::devices
 
 using namespace qv;           // NOLINT(google-build-using-namespace): what follows is the package's interface
@@ -79,17 +98,27 @@ using namespace qv::devices;  // NOLINT(google-build-using-namespace)
 
 int GetAcsCtrlerListByRule(const AxisAcsCtrlerFilterRule& rule, std::list<AxisAcsCtrler>& list) {
   list.clear();
-  return record::Attempt("Failed to list controllers", [&] { list = Load(rule); });
+  ListedCtrlers listed;
+  const int result = record::Attempt("Failed to list controllers", [&] { list = Load(rule); });
+  if (result == 0 && rule.ownerZrIds.size() == 1) {
+    listed.zr_id = rule.ownerZrIds.front();
+    for (const AxisAcsCtrler& ctrler : list) listed.ids.insert(ctrler.GetId());
+  }
+  LastListedCtrlers() = std::move(listed);
+  return result;
 }
 
 int DeleteAcsCtrlerByRule(const AxisAcsCtrlerFilterRule& rule) {
   return record::Attempt("Failed to delete controllers", [&] {
-    std::list<int> ids;
-    for (const AxisAcsCtrler& ctrler : Load(rule)) ids.push_back(ctrler.GetId());
-    if (ids.empty()) return;
+    AxisAcsCtrlerFilterRule selection = rule;
+    selection.withDoors = false;
     db::AllOrNothing whole;
-    DoorTable().DeleteWhere(record::Where().In("ctrler_id", ids));  // so that they count as removed
-    CtrlerTable().DeleteWhere(record::Where().In("id", ids));
+    std::list<int> ids;
+    for (const AxisAcsCtrler& ctrler : Load(selection)) {
+      ids.push_back(ctrler.GetId());
+      if (ids.size() == kMostIdsPerStatement) DeleteWithDoors(std::exchange(ids, {}));
+    }
+    if (!ids.empty()) DeleteWithDoors(ids);
     whole.Keep();
   });
 }

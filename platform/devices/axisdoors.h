@@ -4,6 +4,7 @@
 #include <json/value.h>
 
 #include <list>
+#include <unordered_set>
 
 #include "../record/table.h"
 #include "axisacsctrler.h"
@@ -22,5 +23,13 @@ void LoadDoors(std::list<AxisAcsCtrler>& list, const record::Where& selection);
 void TakeDoors(std::list<AxisDoor>& doors, const Json::Value& reported, int zr_id, HostIdLookup& lookup);
 /// Writes the doors of a controller that has its row; new ones are given their host ids.
 void SaveDoors(std::list<AxisDoor>& doors, const AxisAcsCtrler& ctrler);
+
+/// The rows that this thread's caller was given with the list of a server's controllers. A snapshot's step matches its
+/// entries with those and hands only the other entries to `SaveCtrlerFromRec`, which must leave those rows alone.
+struct ListedCtrlers {
+  int zr_id = 0;
+  std::unordered_set<int> ids;
+};
+ListedCtrlers& LastListedCtrlers();
 
 }  // namespace qv::devices

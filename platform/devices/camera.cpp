@@ -1,8 +1,10 @@
 #include "camera.h"
 
+#include "../analytics/takenrows.h"
 #include "../db/database.h"
 #include "../record/attempt.h"
 #include "camerafilter.h"
+#include "camerareferences.h"
 #include "messagedaemon.h"
 #include "tables.h"
 
@@ -41,7 +43,12 @@ int Camera::Save() {
 }
 
 int Camera::Delete(bool notify) const {
-  const int result = record::Attempt("Failed to delete camera [{}]", GetId(), [&] { CameraTable().Delete(*this); });
+  const int result = record::Attempt("Failed to delete camera [{}]", GetId(), [&] {
+    db::AllOrNothing whole;
+    DetachFromCamera(GetId());
+    CameraTable().Delete(*this);
+    whole.Keep();
+  });
   if (result == 0 && notify) SendCamRelatedMsgToMsgD();
   return result;
 }
@@ -67,6 +74,11 @@ int CamGetMapByZrId(std::map<int, Camera>& map, int zrId, MAP_KEY_TYPE keyType) 
   static const record::Columns columns = CameraTable().ColumnsOf({"id", "id_on_rec_server", "owner_zr_id"});
   return LoadMap(map, zrId, keyType, columns);
 }
+
+CachedCamMap::CachedCamMap(int zrId, MAP_KEY_TYPE keyType)
+    : zr_id_(zrId), key_type_(keyType), taken_rows_(std::make_unique<analytics::TakenRows>()) {}
+
+CachedCamMap::~CachedCamMap() = default;
 
 bool CachedCamMap::Get(std::map<int, Camera>& map) {
   static const record::Columns columns =

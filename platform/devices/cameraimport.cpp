@@ -3,6 +3,7 @@
 
 #include "../record/attempt.h"
 #include "../record/import.h"
+#include "axisdoors.h"
 #include "edgestoragetable.h"
 #include "messagedaemon.h"
 #include "recserversavers.h"
@@ -41,6 +42,7 @@ void TakeCamera(Camera& camera, const Json::Value& entry, bool even_configuring,
 
 int SaveCamObjFromRecServer(int zrId, const Json::Value& section, bool evenConfiguring, bool notify,
                             const std::string& note) {
+  LastListedCtrlers() = {};  // an import of cameras starts a pairing, which takes controllers up by their ids
   const int result = record::Attempt("Failed to import the cameras of server [{}]", zrId, [&] {
     const record::Where of_the_server = record::Where().Is("owner_zr_id", zrId);
     EdgeStorages edges(of_the_server);

@@ -49,6 +49,19 @@ const record::AnyTable& CameraGroupMemberTable() {
   return table;
 }
 
+void DetachFromCamera(int camera_id) {
+  db::Session& session = db::ThisThread();
+  session.Prepare("UPDATE iva_task SET camera_id=NULL WHERE camera_id=$1 AND owner_zr_id<>0").Bind(camera_id).Run();
+  session.Prepare("UPDATE face_task SET camera_id=NULL WHERE camera_id=$1 AND owner_zr_id<>0").Bind(camera_id).Run();
+  session.Prepare("UPDATE axis_door SET cam_id=NULL,cam_zr_id=0 WHERE cam_id=$1").Bind(camera_id).Run();
+}
+
+void DetachDoorsFromCamerasOf(int zr) {
+  db::Query query =
+      db::ThisThread().Prepare("UPDATE axis_door SET cam_id=NULL,cam_zr_id=0 WHERE cam_zr_id=$1 AND owner_zr_id<>$2");
+  query.Bind(zr).Bind(zr).Run();
+}
+
 }  // namespace qv::devices
 
 using namespace qv;           // NOLINT(google-build-using-namespace): what follows is the package's interface

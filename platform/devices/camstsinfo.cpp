@@ -1,6 +1,8 @@
 #include "camstsinfo.h"
 
 #include "../db/database.h"
+#include "../json/storable.h"
+#include "../log/message.h"
 #include "../record/attempt.h"
 #include "../record/fieldvalue.h"
 #include "camera.h"
@@ -37,7 +39,12 @@ CamStsInfo::CamStsInfo(int camId, const Json::Value& elem)
     : id_(camId), status_(ReportedInt(elem["status"])), live_profile_(ReportedInt(elem["live_profile"])) {
   for (std::size_t i = 0; i < kProfileCount; ++i) {
     const Json::Value& profile = elem[kProfileKeys[i]];
-    if (!profile.isNull()) profiles_[i] = JsonWrite(profile, true);
+    if (profile.isNull()) continue;
+    if (const char* const reason = json::WhyNotStorable(profile)) {
+      log::Warn("The reported \"{}\" does not fit camera [{}]: {}", kProfileKeys[i], camId, reason);
+    } else {
+      profiles_[i] = JsonWrite(profile, true);
+    }
   }
 }
 

@@ -3,6 +3,7 @@
 #include <json/value.h>
 
 #include "../db/database.h"
+#include "../json/storable.h"
 #include "../record/attempt.h"
 #include "../record/fieldvalue.h"
 #include "../record/import.h"
@@ -61,7 +62,7 @@ Json::Value WithoutSecrets(const Json::Value& value) {
   return rest;
 }
 
-/// Takes `entry` into `row`. @return whether the row must be written
+/// Takes `entry` into `row`. @return whether the row must be written. Throws `db::Error` for what cannot be kept.
 bool Take(SectionEntry& row, const Json::Value& entry, HostIdLookup& lookup) {
   Json::Value settings = entry;
   const int camera_id = lookup.Rewrite(settings, "cam_id", CameraTable());
@@ -71,6 +72,9 @@ bool Take(SectionEntry& row, const Json::Value& entry, HostIdLookup& lookup) {
   const bool same = row.GetId() != 0 && camera_id == row.GetCameraId() && iomodule_id == row.GetIOModuleId() &&
                     pos_id == row.GetPosId() && record::Holds(row.GetSettings(), settings);
   if (same) return false;
+  if (const char* const reason = json::WhyNotStorable(settings)) {
+    throw db::Error(db::Error::Kind::Statement, reason);
+  }
   row.SetIdOnRecServer(record::IntIdOrZero(entry));
   row.SetCameraId(camera_id);
   row.SetIOModuleId(iomodule_id);

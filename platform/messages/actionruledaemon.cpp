@@ -1,8 +1,5 @@
 #include "actionruledaemon.h"
 
-#include <algorithm>
-#include <charconv>
-
 #include "../server/settings.h"
 #include "outbox.h"
 
@@ -18,28 +15,12 @@ int ServerOf(const Json::Value& command) {
   return id.isInt() ? id.asInt() : 0;
 }
 
-/// The server whose deletion a command tells of; 0 when it tells of none.
-int DeletedServer(const Json::Value& command) {
-  const Json::Value& sources = command.isObject() ? command["source"] : Json::Value::nullSingleton();
-  if (!sources.isArray() || sources.size() != 1 || !sources[0].isObject()) return 0;
-  const Json::Value& source = sources[0];
-  if (source["srcType"] != Json::Value(DEVICE_SRC_REC_SERVER)) return 0;
-  if (source["status"] != Json::Value(DEVICE_STATUS_DELETED) || !source["id"].isString()) return 0;
-  const std::string id = source["id"].asString();
-  int server = 0;
-  const auto [end, error] = std::from_chars(id.data(), id.data() + id.size(), server);
-  return error == std::errc() && end == id.data() + id.size() ? std::max(server, 0) : 0;
-}
-
 }  // namespace
 
 int SendCmdToDaemon(const std::string& daemon, int cmdType, const Json::Value& cmd, Json::Value* reply, bool urgent) {
   static_cast<void>(urgent);  // an outbox keeps the order of sending
   if (reply != nullptr) *reply = Json::Value();
-  const std::string command = std::to_string(cmdType);
-  // What is not delivered yet about a server that is gone has lost its meaning.
-  if (const int gone = DeletedServer(cmd)) return PostInPlaceOfAll(gone, ServerOf(cmd), daemon, command, cmd);
-  return Post(ServerOf(cmd), daemon, command, cmd);
+  return Post(ServerOf(cmd), daemon, std::to_string(cmdType), cmd);
 }
 
 int SendCompoundCmd(int zrId, Json::Value& cmd, bool wait) {

@@ -1,6 +1,5 @@
 #include "outbox.h"
 
-#include "../db/database.h"
 #include "../record/attempt.h"
 #include "qvjson.h"
 #include "taggedfield.h"
@@ -30,31 +29,18 @@ const Table& Messages() {
   return table;
 }
 
-void Add(int zr_id, std::string_view target, std::string_view command, const Json::Value& payload) {
-  Message message;
-  message.SetZrId(zr_id);
-  message.SetTarget(std::string(target));
-  message.SetCommand(std::string(command));
-  message.SetPayload({JsonWrite(payload, true)});
-  Messages().Save(message);
-}
-
 }  // namespace
 
 const record::AnyTable& MessageTable() { return Messages(); }
 
 int Post(int zr_id, std::string_view target, std::string_view command, const Json::Value& payload) {
-  return record::Attempt("Failed to send a message about server [{}]", zr_id,
-                         [&] { Add(zr_id, target, command, payload); });
-}
-
-int PostInPlaceOfAll(int about, int zr_id, std::string_view target, std::string_view command,
-                     const Json::Value& payload) {
   return record::Attempt("Failed to send a message about server [{}]", zr_id, [&] {
-    db::AllOrNothing whole;
-    Messages().DeleteWhere(record::Where().Is("zr_id", about));
-    Add(zr_id, target, command, payload);
-    whole.Keep();
+    Message message;
+    message.SetZrId(zr_id);
+    message.SetTarget(std::string(target));
+    message.SetCommand(std::string(command));
+    message.SetPayload({JsonWrite(payload, true)});
+    Messages().Save(message);
   });
 }
 

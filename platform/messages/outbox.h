@@ -20,11 +20,6 @@ inline constexpr std::string_view kCmsHost = "cms-host";
 /// @return 0, or -1 after one log line
 int Post(int zr_id, std::string_view target, std::string_view command, const Json::Value& payload);
 
-/// Takes back every message about the slave `about` that is still here, and adds one in their place.
-/// @param zr_id as above @return as above; then nothing is taken back
-int PostInPlaceOfAll(int about, int zr_id, std::string_view target, std::string_view command,
-                     const Json::Value& payload);
-
 const record::AnyTable& MessageTable();
 
 }  // namespace qv::messages

@@ -7,6 +7,7 @@
 #include "../db/database.h"
 #include "../json/document.h"
 #include "../json/equal.h"
+#include "../json/storable.h"
 #include "../json/write.h"
 #include "qvjson.h"
 
@@ -97,6 +98,7 @@ Fit TakeText(std::string& held, const Json::Value& value, bool write) {
 
 Fit TakeJson(JsonText& held, const Json::Value& value, bool write) {
   if (Holds(held, value)) return Fit::Same;
+  if (json::WhyNotStorable(value) != nullptr) return Fit::Misfit;
   if (write) held.text = JsonWrite(value, true);
   return Fit::Differs;
 }

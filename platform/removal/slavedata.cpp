@@ -56,6 +56,7 @@ int Delete(log::Text<int> failure, int zr, const record::AnyTable& kind, Tables 
 int CamDelByZrId(int zrId) {
   return Remove("Failed to delete the cameras of server [{}]", zrId, [&] {
     capability::DeleteFilesOf(zrId);
+    DetachDoorsFromCamerasOf(zrId);
     DeleteRows(zrId, {&analytics::TaskGroupWidgetTable(), &analytics::TaskGroupTable(),
                       &analytics::CountingWidgetTable(), &analytics::IvaTaskTable(), &analytics::FaceTaskTable()});
     DeleteRows(zrId, {&EdgeStorageTable(), &CameraDetectionSettingTable(), &CameraDeviceOutputTable(), &CameraTable()});

@@ -36,11 +36,16 @@ void UpdateDeviceStatus(const Json::Value& status, int zr_id, CachedCamMap& came
   if (status.isMember("ctrler_info")) UpdateCtrlerStatus(status, zr_id);
 }
 
+/// Below 1, an id names no slave: -1 is any server to the filter rules, and 0 is the host itself. Its rows are none of
+/// a slave's document.
+bool NamesSlave(int zr_id) { return zr_id >= 1; }
+
 }  // namespace
 
 // Every step runs, even if earlier ones failed: each logs its own failures.
 
 int SaveSlaveInfoUpdate(const SlaveZR& slave, const Json::Value& info, int zrId) {
+  if (!NamesSlave(zrId)) return 0;
   UpdateCameraData(zrId, info["camera_info"]);
   SaveCamCapFiles(zrId, info["camCapList"]);
   SaveCamDetSettingFromRec(zrId, info["camDetSetting"]);
@@ -61,6 +66,7 @@ int SaveSlaveInfoUpdate(const SlaveZR& slave, const Json::Value& info, int zrId)
 }
 
 int SaveSlaveInfoPair(const SlaveZR& slave, const Json::Value& info, int zrId) {
+  if (!NamesSlave(zrId)) return 0;
   SaveCamObjFromRecServer(zrId, info["camera_info"], false, false, "");
   SaveCamCapFiles(zrId, info["camCapList"]);
   SaveCamDetSettingFromRec(zrId, info["camDetSetting"]);
@@ -87,10 +93,10 @@ int SaveSlaveStatus(const Json::Value& status, SlaveZRStatus& rec) {
   CachedCamMap camera_map(rec.ZrId, MAP_KEY_ID_ON_REC_SERVER);
   if (IsZrOnlineSts(static_cast<SLAVE_ZR_CONN_STATUS>(rec.Status))) {
     ReadOnlineState(status, rec);
-    UpdateDeviceStatus(status, rec.ZrId, camera_map);
+    if (NamesSlave(rec.ZrId)) UpdateDeviceStatus(status, rec.ZrId, camera_map);
     ReadRecoverProgress(status, rec);
   }
-  if (status.isMember("camCapList")) SaveCamCapFiles(rec.ZrId, status["camCapList"]);
+  if (NamesSlave(rec.ZrId) && status.isMember("camCapList")) SaveCamCapFiles(rec.ZrId, status["camCapList"]);
   ReadCmsFlags(status, rec);
   LogZrInfo(rec);
   return 0;

@@ -1,0 +1,28 @@
+/// The rows of counting widgets and groups that the entries of one document have taken. Of two entries with one id,
+/// each takes a row of its own: the document applied again finds both as they are.
+#pragma once
+
+#include <set>
+#include <utility>
+
+#include "../record/table.h"
+
+namespace qv::analytics {
+
+/// While one of these lives, its thread applies one document. Without one, no row is ever taken.
+class TakenRows {
+ public:
+  TakenRows();
+  ~TakenRows();
+  TakenRows(const TakenRows&) = delete;
+  TakenRows& operator=(const TakenRows&) = delete;
+
+  static bool Has(const record::AnyTable& table, int id);
+  static void Add(const record::AnyTable& table, int id);
+
+ private:
+  TakenRows* outer_;  ///< of the same thread
+  std::set<std::pair<const record::AnyTable*, int>> rows_;
+};
+
+}  // namespace qv::analytics
