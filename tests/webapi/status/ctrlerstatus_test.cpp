@@ -45,7 +45,7 @@ TEST_F(CtrlerStatus, OnlyDifferencesAreWritten) {
       {"a status that is no integer counts as 0",
        R"({"id":1,"status":1,"mac_addr":"00:aB","door":[{"id":1,"status":"1"},{"id":2,"status":4}]})",
        {"update axis_door 21"}},
-      {"status and MAC address are absent", R"({"id":1})", {"update axis_acs_ctrler 5"}},
+      {"status and MAC address are absent, after an unknown id", R"({"id":99},{"id":1})", {"update axis_acs_ctrler 5"}},
   };
   for (const auto& [what, ctrlers, changes] : cases) EXPECT_EQ(Report(ctrlers), changes) << what;
   EXPECT_THAT(Ctrler(), ElementsAre("0|"));
