@@ -1,8 +1,8 @@
 /// IVA tasks: object and behaviour analytics of one camera's picture, stored as rows of `iva_task`.
 ///
 /// List tasks with `Enum`, write one with `InsertIntoDB`, remove one with `Delete`. A task takes its
-/// counting widgets with it. When its camera is deleted, a slave's task stays without a camera until the slave's list of
-/// tasks decides about it; a task of the host itself goes with the camera.
+/// counting widgets with it. When its camera is deleted, a slave's task stays without a camera until the slave's list
+/// of tasks decides about it; a task of the host itself goes with the camera.
 #pragma once
 
 #include <json/value.h>

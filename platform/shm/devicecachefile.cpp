@@ -100,8 +100,8 @@ bool DeviceCacheFile::Apply(const DeviceCacheChanges& changes) {
 
 DeviceCacheFile::Found DeviceCacheFile::Open(const std::filesystem::path& path) {
   // Without waiting: a pipe or a device at this place must not hold the caller up.
-  file_ =
-      files::FileDescriptor(open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK, S_IRUSR | S_IWUSR));
+  file_ = files::FileDescriptor(
+      open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK, S_IRUSR | S_IWUSR));
   if (!file_ || !Lock()) return Found::Nothing;
   struct stat file {};
   struct stat named {};
