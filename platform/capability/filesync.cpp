@@ -229,7 +229,7 @@ void FilesFollow(const std::vector<std::string>& paths, bool rows_changed) {
   static thread_local std::weak_ptr<Pending> of_this_transaction;
   std::shared_ptr<Pending> pending = of_this_transaction.lock();
   if (!pending) {
-    pending = std::make_shared<Pending>(ReadRevision());
+    pending = std::make_shared<Pending>(Pending{ReadRevision(), {}});
     of_this_transaction = pending;
   }
   pending->paths.insert(paths.begin(), paths.end());
