@@ -126,12 +126,14 @@ class Files {
   }
 
   /// Gives the rows that versions before the third left without content that of their files, and removes those that
-  /// have no file or a name that is refused now: their servers' next documents bring them.
+  /// have no file, a name that is refused now, or a folder with the name of another file: their servers' next
+  /// documents bring them.
   void FillRowsOfFormerVersions() {
     db::AllOrNothing whole;
-    for (const auto& [path, owner] : PathsWithoutContent()) {
+    const std::map<std::string, int> owners = PathsWithoutContent();
+    for (const auto& [path, owner] : owners) {
       try {
-        FillRow(path, owner);
+        FillRow(path, IsGood(path, owner) && !IsBelowOneOf(owners, path));
       } catch (const std::runtime_error& error) {
         log::Error("Failed to take the content of the file {}: {}", InFolder(path), error.what());
       }
@@ -148,8 +150,8 @@ class Files {
     return owners;
   }
 
-  void FillRow(const std::string& path, int owner) {
-    const std::optional<std::string> content = IsGood(path, owner) ? folder_.Read(InFolder(path)) : std::nullopt;
+  void FillRow(const std::string& path, bool is_good) {
+    const std::optional<std::string> content = is_good ? folder_.Read(InFolder(path)) : std::nullopt;
     db::Query query = db::ThisThread().Prepare(content ? "UPDATE capability_file SET content=$1 WHERE path=$2"
                                                        : "DELETE FROM capability_file WHERE path=$1");
     if (content) query.Bind(std::string_view(*content));
@@ -159,6 +161,13 @@ class Files {
   static bool IsGood(const std::string& path, int owner) try {
     return PathOf(path) == path && ServerOf(path) == owner;
   } catch (const db::Error&) {
+    return false;
+  }
+
+  static bool IsBelowOneOf(const std::map<std::string, int>& paths, const std::string& path) {
+    for (std::size_t slash = path.find('/'); slash != std::string::npos; slash = path.find('/', slash + 1)) {
+      if (paths.contains(path.substr(0, slash))) return true;
+    }
     return false;
   }
 
@@ -240,20 +249,21 @@ void FilesFollow(const std::vector<std::string>& paths, bool rows_changed) {
   if (rows_changed) SetNewRevision();
 }
 
-void BringFilesUpToDate() noexcept {
+bool BringFilesUpToDate() noexcept {
   try {
     Files files;
     const std::string revision = ReadRevision();
-    if (files.ReadStamp() == Stamp{revision, {}}) return;
+    if (files.ReadStamp() == Stamp{revision, {}}) return true;
     db::AllOrNothing under_the_lock(db::AllOrNothing::Wait::None);
     db::OnCommit([revision] { UpdateQuietly({}, revision); });
     under_the_lock.Keep();
   } catch (const db::Error& error) {
-    // Another writer brings the files up to date itself, or leaves that to the next process.
-    if (error.kind() != db::Error::Kind::Busy) LogBehind(error);
+    if (error.kind() == db::Error::Kind::Busy) return false;
+    LogBehind(error);
   } catch (const std::exception& error) {
     LogBehind(error);
   }
+  return true;
 }
 
 }  // namespace qv::capability

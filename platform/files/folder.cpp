@@ -70,7 +70,7 @@ FileDescriptor Folder::OpenOrMakeFolder(const std::string& path) {
 
 std::optional<std::string> Folder::Read(const std::string& path) const {
   const FileDescriptor file = Open(path, O_RDONLY | O_NONBLOCK);  // a pipe must not hold the caller up
-  if (!file && errno == ENOENT) return std::nullopt;
+  if (!file && (errno == ENOENT || errno == ENOTDIR)) return std::nullopt;
   struct stat status {};
   if (!file || fstat(file.get(), &status) != 0) Fail(errno);
   if (S_ISDIR(status.st_mode)) Fail(EISDIR);
