@@ -62,12 +62,16 @@ Paths PathsInRows() {
   return paths;
 }
 
+bool HasRows() { return db::ThisThread().Prepare("SELECT 1 FROM capability_file LIMIT 1").Next(); }
+
 /// The files of one data folder. To be used with the writer lock held and no transaction open.
 class Files {
  public:
   Files() : data_(db::DataFolder()), folder_(data_, db::CommitDurability() == db::Durability::Power) {}
 
+  /// None if nobody knows what the files have reached, also when somebody removed their folder.
   std::optional<Stamp> ReadStamp() const try {
+    if (!std::filesystem::exists(std::filesystem::symlink_status(data_ / kFolder)) && HasRows()) return std::nullopt;
     const std::optional<std::string> text = folder_.Read(kStampFile);
     if (!text) return std::nullopt;
     Stamp stamp;
