@@ -1,5 +1,6 @@
 #include "filesync.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <filesystem>
 #include <map>
@@ -80,7 +81,9 @@ class Files {
     while (end != std::string::npos) {
       const std::size_t begin = end + 1;
       end = text->find('\0', begin);
-      stamp.failing.insert(text->substr(begin, end - begin));
+      const std::string path = text->substr(begin, end - begin);
+      if (!StaysBelow(path)) return std::nullopt;  // a damaged stamp
+      stamp.failing.insert(path);
     }
     return stamp;
   } catch (const std::runtime_error&) {
@@ -147,6 +150,10 @@ class Files {
   }
 
  private:
+  static bool StaysBelow(const std::filesystem::path& path) {
+    return path.is_relative() && std::find(path.begin(), path.end(), "..") == path.end();
+  }
+
   static std::map<std::string, int> PathsWithoutContent() {
     std::map<std::string, int> owners;
     db::Query query = db::ThisThread().Prepare("SELECT path,owner_zr_id FROM capability_file WHERE content=''");

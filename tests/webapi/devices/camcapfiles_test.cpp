@@ -228,7 +228,8 @@ TEST_F(CamCapFilesTest, AProcessThatStartsMakesWhatAnotherLeftBehind) {
   Restart();
   EXPECT_THAT(Files(), ElementsAre(File("7/new")));
 
-  for (const char* const garbage : {"", "other", "\n\n../../x"}) {
+  using namespace std::string_literals;
+  for (const std::string& garbage : {""s, "other"s, "x\0../qvcms.db"s, "x\0/tmp\0\0"s}) {
     std::ofstream(stamp) << garbage;
     std::ofstream(capability / "7/new") << "damaged";
     Restart();
