@@ -100,7 +100,8 @@ class Files {
     log::Error("Failed to write {}: {}", kStampFile, error.what());
   }
 
-  /// The files that are there. Links are passed over.
+  /// The files that are there, with a name for each empty folder, which a process that was killed may have left. Links
+  /// are passed over.
   Paths List() const {
     Paths paths;
     const std::filesystem::path folder = data_ / kFolder;
@@ -108,6 +109,8 @@ class Files {
     for (const auto& entry : std::filesystem::recursive_directory_iterator(folder)) {
       if (entry.is_regular_file() && !entry.is_symlink()) {
         paths.insert(entry.path().lexically_relative(folder).string());
+      } else if (entry.is_directory() && std::filesystem::is_empty(entry)) {
+        paths.insert((entry.path().lexically_relative(folder) / files::Folder::kUnfinished).string());
       }
     }
     return paths;
@@ -146,7 +149,8 @@ class Files {
       }
     }
     whole.Keep();
-    std::filesystem::remove_all(data_ / kFormerFolder);
+    std::error_code ignored;  // it is in nobody's way
+    std::filesystem::remove_all(data_ / kFormerFolder, ignored);
   }
 
  private:
