@@ -23,8 +23,8 @@ std::string ForeignRows(int count) {
 
 /// Runs `call` and commits. @return the camera rows that it wrote
 template <class Call>
-int InUnitOfWork(Call&& call) {
-  qv::db::UnitOfWork work;
+int InUnitOfWork(int zr, Call&& call) {
+  qv::db::UnitOfWork work(zr);
   call();
   int written = 0;
   for (const auto& count : work.counts()) {
@@ -69,7 +69,7 @@ void Host::Use() {
 }
 
 int Host::Apply(const Json::Value& snapshot, int zr) {
-  return Count([&] { return InUnitOfWork([&] { SaveSlaveInfoUpdate(SlaveZR(), snapshot, zr); }); });
+  return Count([&] { return InUnitOfWork(zr, [&] { SaveSlaveInfoUpdate(SlaveZR(), snapshot, zr); }); });
 }
 
 int Host::ApplyStatus(const Json::Value& report) {
@@ -79,7 +79,7 @@ int Host::ApplyStatus(const Json::Value& report) {
 int Host::ApplyReport(const Json::Value& report, int zr) {
   SlaveZRStatus status;
   status.ZrId = zr;
-  return InUnitOfWork([&] { SaveSlaveStatus(report, status); });
+  return InUnitOfWork(zr, [&] { SaveSlaveStatus(report, status); });
 }
 
 int Host::Count(const std::function<int()>& call) {

@@ -124,7 +124,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     return 0;
   }
   if (!document.isObject()) return 0;  // as the host's service has it
-  qv::db::UnitOfWork never_committed;
+  qv::db::UnitOfWork never_committed(kSlave);
   try {
     Apply(host.slave, document, never_committed);
   } catch (const Json::Exception&) {

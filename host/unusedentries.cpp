@@ -1,12 +1,12 @@
 #include "unusedentries.h"
 
-#include <camcap.h>
 #include <qvobjectcounting.h>
 
 #include <functional>
 #include <set>
 
 #include "analytics/tables.h"
+#include "capability/capability.h"
 #include "devices/tables.h"
 
 namespace qv::host {
@@ -56,10 +56,9 @@ class UnusedEntries {
       if (entry[member].asString().empty()) return Add(std::string(".") + member, "it is missing");
     }
     if (!entry.isMember("camCap")) return Add(".camCap", "it is missing");
-    std::string name = entry["capFileName"].asString();
-    const bool is_own = IsInteSupApi(entry["camModel"].asString()) == 0;
-    if (is_own && ReplaceZrIdInCapFilePath(name, zr_) != 0)
-      Add(".capFileName", "no file of a server may have this name");
+    const std::string refusal =
+        qv::capability::WhyRefused(entry["capFileName"].asString(), entry["camModel"].asString(), zr_);
+    if (!refusal.empty()) Add(".capFileName", refusal);
   }
 
   template <class Table, class Record>

@@ -11,7 +11,11 @@
 /// the first of them said, and goes with the last one. One that was reported outside a unit of work belongs to nobody
 /// until a server reports it.
 ///
-/// Of several files of one document with one path the first counts: `CheckAndMakeCapDir` begins a document.
+/// A document that has several files with one path brings the first of them; the others are passed over, so the same
+/// document again writes nothing. `CheckAndMakeCapDir` begins a document.
+///
+/// A name that is refused is logged with the reason. It is no failed operation of the unit of work: the slave's
+/// document has an entry that cannot be used.
 ///
 /// Thread-safe.
 #pragma once

@@ -11,6 +11,7 @@
 #include "../db/database.h"
 #include "../log/message.h"
 #include "../record/attempt.h"
+#include "../text/escape.h"
 #include "camcap.h"
 #include "filenames.h"
 #include "filesync.h"
@@ -50,21 +51,19 @@ std::set<std::string>& PathsOfThisDocument() {
   return paths;
 }
 
-[[noreturn]] void Refuse(const std::string& reason) { throw db::Error(db::Error::Kind::Statement, reason); }
-
 /// Refuses a file that is to have the name of a folder of the same server's files, or is to be in a folder that has
 /// the name of one.
 void CheckFreeOfOthers(const std::string& path) {
   for (std::size_t slash = path.find('/', path.find('/') + 1); slash != std::string::npos;
        slash = path.find('/', slash + 1)) {
     const std::string folder = path.substr(0, slash);
-    if (Files().Count(record::Where().Is("path", folder)) > 0) Refuse("there is a file " + folder);
+    if (Files().Count(record::Where().Is("path", folder)) > 0) throw NameRefused("there is a file " + folder);
   }
   db::Query below = db::ThisThread().Prepare("SELECT COUNT(*) FROM capability_file WHERE path>$1 AND path<$2");
   const std::string first = path + '/';
   const std::string behind = path + char('/' + 1);
   below.Bind(std::string_view(first)).Bind(std::string_view(behind)).Next();
-  if (below.Row().Int(0) > 0) Refuse("there are files in a folder " + path);
+  if (below.Row().Int(0) > 0) throw NameRefused("there are files in a folder " + path);
 }
 
 /// The server that reports a shared file; 0: nobody says.
@@ -76,7 +75,7 @@ int Reporter() {
 /// The row of a file for its server to write.
 CapabilityFile RowFor(const std::string& path, const std::string& model) {
   const int server = ServerOf(path);
-  if (server != 0 && IsInteSupApi(model) != 0) Refuse("a shared file cannot be in the folder of a server");
+  if (server != 0 && IsInteSupApi(model) != 0) throw NameRefused("a shared file cannot be in the folder of a server");
   const int owner = server != 0 ? server : Reporter();
   std::optional<CapabilityFile> row = Files().Find(record::Where().Is("path", path).Is("owner_zr_id", owner));
   // A shared file of which nobody knows who reported it goes to the first server that does.
@@ -99,10 +98,10 @@ void SaveFile(const std::string& path, const std::string& vendor, const std::str
   whole.Keep();
 }
 
-/// A name for the log, however long it is.
+/// A name for the log, whatever bytes it has and however long it is.
 std::string Shown(const std::string& name) {
   constexpr std::size_t kLongest = 200;
-  return name.size() <= kLongest ? name : name.substr(0, kLongest) + "...";
+  return text::EscapeLine(name.size() <= kLongest ? name : name.substr(0, kLongest) + "...");
 }
 
 /// Within a unit of work the folder comes with the first file that the commit moves into it.
@@ -129,6 +128,13 @@ void DeleteFilesOf(int zr) {
   FilesFollow(paths, true);
 }
 
+std::string WhyRefused(const std::string& name, const std::string& model, int zr) try {
+  RowFor(IsInteSupApi(model) != 0 ? PathOf(name) : PathOnHost(name, zr), model);
+  return {};
+} catch (const NameRefused& refusal) {
+  return refusal.what();
+}
+
 }  // namespace qv::capability
 
 using namespace qv;              // NOLINT(google-build-using-namespace): what follows is the package's interface
@@ -150,8 +156,8 @@ int IsInteSupApi(const std::string& model) { return model.ends_with("-API") ? 1 
 int ReplaceZrIdInCapFilePath(std::string& path, int zrId) try {
   path = PathOnHost(path, zrId);
   return 0;
-} catch (const db::Error& error) {
-  record::LogFailure("Failed to name the capability file {}", error, Shown(path));
+} catch (const NameRefused& refusal) {
+  log::Error("Failed to name the capability file {}: {}", Shown(path), refusal.what());
   return -1;
 }
 
@@ -163,6 +169,9 @@ int CreateCapFileByJsonInterface(const std::string& fileName, const std::string&
   SaveFile(path, vendor, model, cap);
   PathsOfThisDocument().insert(path);
   return 0;
+} catch (const NameRefused& refusal) {
+  log::Error("Failed to write the capability file {}: {}", Shown(fileName), refusal.what());
+  return -1;
 } catch (const db::Error& error) {
   record::LogFailure("Failed to write the capability file {}", error, Shown(fileName));
   return -1;

@@ -1,6 +1,8 @@
 /// The table that says which capability files there are, whose they are and what they hold.
 #pragma once
 
+#include <string>
+
 #include "../record/table.h"
 
 namespace qv::capability {
@@ -12,5 +14,9 @@ const record::AnyTable& CapabilityFileTable();
 /// Deletes the rows of the server `zr`, and with the commit the files that no other server reports; to be called
 /// within a transaction. Throws `db::Error`.
 void DeleteFilesOf(int zr);
+
+/// Why a slave's file cannot have the name that its document gives it; empty if it can. To be called in the unit of
+/// work of the document, once it is applied. Throws `db::Error`.
+std::string WhyRefused(const std::string& name, const std::string& model, int zr);
 
 }  // namespace qv::capability

@@ -5,7 +5,6 @@
 #include <climits>
 #include <vector>
 
-#include "../db/driver.h"
 #include "../files/folder.h"
 
 namespace qv::capability {
@@ -18,9 +17,7 @@ constexpr std::size_t kMaxLength = PATH_MAX - 64;
 
 constexpr std::string_view kEnding = ".cap";
 
-[[noreturn]] void Refuse(const std::string& reason) {
-  throw db::Error(db::Error::Kind::Statement, "its name is refused: " + reason);
-}
+[[noreturn]] void Refuse(const std::string& reason) { throw NameRefused(reason); }
 
 bool IsNumber(std::string_view name) {
   return !name.empty() && std::all_of(name.begin(), name.end(), [](char c) { return c >= '0' && c <= '9'; });

@@ -8,16 +8,25 @@
 #include <string>
 #include <string_view>
 
+#include "../db/driver.h"
+
 namespace qv::capability {
 
-/// `name` without empty names and ".". Throws `db::Error` that says why it is refused: it would lead out of the
-/// folder, cannot be a file, or breaks the rules above.
+/// A name that no file can have here, with the reason.
+class NameRefused : public db::Error {
+ public:
+  explicit NameRefused(const std::string& reason)
+      : db::Error(db::Error::Kind::Statement, "its name is refused: " + reason) {}
+};
+
+/// `name` without empty names and ".". Throws `NameRefused` if it would lead out of the folder, cannot be a file, or
+/// breaks the rules above.
 std::string PathOf(std::string_view name);
 
 /// The server that a path of `PathOf` belongs to; 0: it is shared.
 int ServerOf(std::string_view path);
 
-/// `name` with `server` in place of the number that it begins with, as `PathOf` gives it. Throws `db::Error`.
+/// `name` with `server` in place of the number that it begins with, as `PathOf` gives it. Throws `NameRefused`.
 std::string PathOnHost(std::string_view name, int server);
 
 }  // namespace qv::capability

@@ -1,5 +1,6 @@
 #include "filesync.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <filesystem>
 #include <map>
@@ -62,12 +63,16 @@ Paths PathsInRows() {
   return paths;
 }
 
+bool HasRows() { return db::ThisThread().Prepare("SELECT 1 FROM capability_file LIMIT 1").Next(); }
+
 /// The files of one data folder. To be used with the writer lock held and no transaction open.
 class Files {
  public:
   Files() : data_(db::DataFolder()), folder_(data_, db::CommitDurability() == db::Durability::Power) {}
 
+  /// None if nobody knows what the files have reached, also when somebody removed their folder.
   std::optional<Stamp> ReadStamp() const try {
+    if (!std::filesystem::exists(std::filesystem::symlink_status(data_ / kFolder)) && HasRows()) return std::nullopt;
     const std::optional<std::string> text = folder_.Read(kStampFile);
     if (!text) return std::nullopt;
     Stamp stamp;
@@ -76,7 +81,9 @@ class Files {
     while (end != std::string::npos) {
       const std::size_t begin = end + 1;
       end = text->find('\0', begin);
-      stamp.failing.insert(text->substr(begin, end - begin));
+      const std::string path = text->substr(begin, end - begin);
+      if (!StaysBelow(path)) return std::nullopt;  // a damaged stamp
+      stamp.failing.insert(path);
     }
     return stamp;
   } catch (const std::runtime_error&) {
@@ -93,7 +100,8 @@ class Files {
     log::Error("Failed to write {}: {}", kStampFile, error.what());
   }
 
-  /// The files that are there. Links are passed over.
+  /// The files that are there, with a name for each empty folder, which a process that was killed may have left. Links
+  /// are passed over.
   Paths List() const {
     Paths paths;
     const std::filesystem::path folder = data_ / kFolder;
@@ -101,6 +109,8 @@ class Files {
     for (const auto& entry : std::filesystem::recursive_directory_iterator(folder)) {
       if (entry.is_regular_file() && !entry.is_symlink()) {
         paths.insert(entry.path().lexically_relative(folder).string());
+      } else if (entry.is_directory() && std::filesystem::is_empty(entry)) {
+        paths.insert((entry.path().lexically_relative(folder) / files::Folder::kUnfinished).string());
       }
     }
     return paths;
@@ -126,21 +136,28 @@ class Files {
   }
 
   /// Gives the rows that versions before the third left without content that of their files, and removes those that
-  /// have no file or a name that is refused now: their servers' next documents bring them.
+  /// have no file, a name that is refused now, or a folder with the name of another file: their servers' next
+  /// documents bring them.
   void FillRowsOfFormerVersions() {
     db::AllOrNothing whole;
-    for (const auto& [path, owner] : PathsWithoutContent()) {
+    const std::map<std::string, int> owners = PathsWithoutContent();
+    for (const auto& [path, owner] : owners) {
       try {
-        FillRow(path, owner);
+        FillRow(path, IsGood(path, owner) && !IsBelowOneOf(owners, path));
       } catch (const std::runtime_error& error) {
         log::Error("Failed to take the content of the file {}: {}", InFolder(path), error.what());
       }
     }
     whole.Keep();
-    std::filesystem::remove_all(data_ / kFormerFolder);
+    std::error_code ignored;  // it is in nobody's way
+    std::filesystem::remove_all(data_ / kFormerFolder, ignored);
   }
 
  private:
+  static bool StaysBelow(const std::filesystem::path& path) {
+    return path.is_relative() && std::find(path.begin(), path.end(), "..") == path.end();
+  }
+
   static std::map<std::string, int> PathsWithoutContent() {
     std::map<std::string, int> owners;
     db::Query query = db::ThisThread().Prepare("SELECT path,owner_zr_id FROM capability_file WHERE content=''");
@@ -148,8 +165,8 @@ class Files {
     return owners;
   }
 
-  void FillRow(const std::string& path, int owner) {
-    const std::optional<std::string> content = IsGood(path, owner) ? folder_.Read(InFolder(path)) : std::nullopt;
+  void FillRow(const std::string& path, bool is_good) {
+    const std::optional<std::string> content = is_good ? folder_.Read(InFolder(path)) : std::nullopt;
     db::Query query = db::ThisThread().Prepare(content ? "UPDATE capability_file SET content=$1 WHERE path=$2"
                                                        : "DELETE FROM capability_file WHERE path=$1");
     if (content) query.Bind(std::string_view(*content));
@@ -159,6 +176,13 @@ class Files {
   static bool IsGood(const std::string& path, int owner) try {
     return PathOf(path) == path && ServerOf(path) == owner;
   } catch (const db::Error&) {
+    return false;
+  }
+
+  static bool IsBelowOneOf(const std::map<std::string, int>& paths, const std::string& path) {
+    for (std::size_t slash = path.find('/'); slash != std::string::npos; slash = path.find('/', slash + 1)) {
+      if (paths.contains(path.substr(0, slash))) return true;
+    }
     return false;
   }
 
@@ -240,20 +264,21 @@ void FilesFollow(const std::vector<std::string>& paths, bool rows_changed) {
   if (rows_changed) SetNewRevision();
 }
 
-void BringFilesUpToDate() noexcept {
+bool BringFilesUpToDate() noexcept {
   try {
     Files files;
     const std::string revision = ReadRevision();
-    if (files.ReadStamp() == Stamp{revision, {}}) return;
+    if (files.ReadStamp() == Stamp{revision, {}}) return true;
     db::AllOrNothing under_the_lock(db::AllOrNothing::Wait::None);
     db::OnCommit([revision] { UpdateQuietly({}, revision); });
     under_the_lock.Keep();
   } catch (const db::Error& error) {
-    // Another writer brings the files up to date itself, or leaves that to the next process.
-    if (error.kind() != db::Error::Kind::Busy) LogBehind(error);
+    if (error.kind() == db::Error::Kind::Busy) return false;
+    LogBehind(error);
   } catch (const std::exception& error) {
     LogBehind(error);
   }
+  return true;
 }
 
 }  // namespace qv::capability

@@ -21,8 +21,8 @@ inline constexpr std::string_view kFolder = "capability";
 /// @param rows_changed  whether the transaction changed rows of these paths
 void FilesFollow(const std::vector<std::string>& paths, bool rows_changed);
 
-/// To be called when the database has been opened: makes what is behind. Another writer is not waited for. What
-/// cannot be made is logged.
-void BringFilesUpToDate() noexcept;
+/// To be called when the database has been opened: makes what is behind. What cannot be made is logged.
+/// @return false if there is work that another writer holds up: it is not waited for, call again
+bool BringFilesUpToDate() noexcept;
 
 }  // namespace qv::capability

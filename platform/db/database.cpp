@@ -68,7 +68,7 @@ void OpenFolder(Process& process, const std::filesystem::path& path, Options opt
     this_thread.is_opening = true;
     BringToSchema(*this_thread.session, *folder->options.schema);
     folder->is_accepted = true;
-    if (folder->options.schema->on_opening != nullptr) folder->options.schema->on_opening();
+    folder->FollowUp();
   } catch (const Error& error) {
     this_thread = {};
     if (error.kind() == Error::Kind::Unusable || error.kind() == Error::Kind::Busy) throw;

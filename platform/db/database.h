@@ -30,8 +30,9 @@ struct Schema {
   /// Compares the columns of a database of the last version with those that the program reads and writes.
   /// @return the first difference; empty: there is none
   std::string (*find_difference)(const TableColumns& found);
-  /// Called whenever the database has been opened, for what lies outside it and must follow it. Null: nothing does.
-  void (*on_opening)() noexcept = nullptr;
+  /// Called when the database has been opened, for what lies outside it and must follow it; while it returns false,
+  /// called again after each commit, with the writer lock held. Null: nothing follows.
+  bool (*on_opening)() noexcept = nullptr;
 };
 
 /// The schema of the platform's records (defined by platform/schema, which knows all of them).

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <algorithm>
+#include <atomic>
 #include <chrono>
 #include <functional>
 #include <memory>
@@ -24,6 +25,13 @@ struct Folder {
   const Options options;
   WriterLock writer_lock;
   bool is_accepted = false;  ///< the database is the program's, so that sessions may tidy up when they close
+
+  /// Has what lies outside an accepted database follow it, unless that is done.
+  void FollowUp() noexcept {
+    if (!is_accepted || !is_behind.exchange(false)) return;
+    if (options.schema->on_opening != nullptr && !options.schema->on_opening()) is_behind = true;
+  }
+  std::atomic<bool> is_behind = true;
 };
 
 /// The prepared statements of one text. A text that is in use twice at once is prepared twice.

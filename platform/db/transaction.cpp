@@ -42,6 +42,7 @@ void Transaction::Commit() {
   open_ = false;
   state.in_transaction = false;
   for (const auto& action : std::exchange(state.on_commit, {})) RunQuietly(action);
+  state.folder->FollowUp();
   state.connection->Checkpoint();
 }
 

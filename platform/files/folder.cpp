@@ -70,10 +70,10 @@ FileDescriptor Folder::OpenOrMakeFolder(const std::string& path) {
 
 std::optional<std::string> Folder::Read(const std::string& path) const {
   const FileDescriptor file = Open(path, O_RDONLY | O_NONBLOCK);  // a pipe must not hold the caller up
-  if (!file && errno == ENOENT) return std::nullopt;
+  if (!file && (errno == ENOENT || errno == ENOTDIR)) return std::nullopt;
   struct stat status {};
   if (!file || fstat(file.get(), &status) != 0) Fail(errno);
-  if (S_ISDIR(status.st_mode)) Fail(EISDIR);
+  if (S_ISDIR(status.st_mode)) return std::nullopt;
   if (!S_ISREG(status.st_mode)) throw std::runtime_error("something that is no regular file is in the way");
   std::string content;
   char buffer[16384];
@@ -93,6 +93,7 @@ void Folder::Write(const std::string& path, std::string_view content) {
   const FileDescriptor file(
       openat(parent.get(), kUnfinished, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, S_IRUSR | S_IWUSR));
   if (!file) Fail(errno);
+  unlinkat(parent.get(), place.name.c_str(), AT_REMOVEDIR);  // does nothing but to an empty folder
   if (!WriteAll(file.get(), content) || (durable_ && fsync(file.get()) != 0) ||
       renameat(parent.get(), kUnfinished, parent.get(), place.name.c_str()) != 0) {
     const int reason = errno;

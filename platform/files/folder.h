@@ -19,11 +19,12 @@ class Folder {
   /// Opens the folder. @param durable  whether changes survive a power cut, see `Sync`
   Folder(const std::filesystem::path& path, bool durable);
 
-  /// The content of a file. None when there is no such file. Throws when a link or a folder has its name.
+  /// The content of a file. None when there is no such file. Throws when something else than a folder has its name.
   std::optional<std::string> Read(const std::string& path) const;
 
-  /// Replaces or makes a file, whole or not at all, with mode 0600. Folders on the way are made with mode 0700. While
-  /// it is written the file is called `kUnfinished`, in the same folder; a killed process leaves it there.
+  /// Replaces or makes a file, whole or not at all, with mode 0600. Folders on the way are made with mode 0700; an
+  /// empty folder that has the file's name goes. While it is written the file is called `kUnfinished`, in the same
+  /// folder; a killed process leaves it there.
   void Write(const std::string& path, std::string_view content);
   static constexpr const char* kUnfinished = ".new";
 

@@ -58,7 +58,9 @@ struct CapabilityTest : testing::Test {
     const fs::path path = folder_ / "capability" / kObstructed[Random(std::size(kObstructed))];
     std::error_code ignored;  // another obstacle may be on the way
     if (fs::exists(fs::symlink_status(path, ignored))) return;
-    fs::create_directories(path.parent_path(), ignored);
+    const fs::path parent = path.parent_path();
+    if (fs::is_symlink(parent) || fs::is_symlink(parent.parent_path())) return;
+    fs::create_directories(parent, ignored);
     switch (Random(3)) {
       case 0:
         fs::create_directory_symlink(scratch_.path() / "outside", path, ignored);
@@ -74,9 +76,10 @@ struct CapabilityTest : testing::Test {
   void RemoveObstacles() {
     for (const fs::path& path : obstacles_) {
       std::error_code ignored;
-      if (fs::is_symlink(path) || support::ReadWholeFile(path) == "in the way") fs::remove(path, ignored);
+      const bool is_file = fs::is_regular_file(path, ignored);
+      if (fs::is_symlink(path) || (is_file && support::ReadWholeFile(path) == "in the way")) fs::remove(path, ignored);
       fs::remove(path / "in the way", ignored);
-      fs::remove(path, ignored);
+      if (fs::is_directory(path, ignored)) fs::remove(path, ignored);
     }
     obstacles_.clear();
   }

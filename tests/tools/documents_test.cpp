@@ -90,18 +90,19 @@ TEST_F(ToolTest, TellsWhichEntriesWereNotUsed) {
         {"id":2,"iva_setting_id":1,"type":2,"fence":[{"x":0,"y":0}]},{"id":3,"iva_setting_id":1,"type":1},
         {"id":4,"iva_setting_id":2,"type":1},{"id":5,"iva_setting_id":1,"type":7}],
       "counting_task_group_info":[{"id":1,"widget_ids":[1,2]},{"id":"x"}]})");
-  const char* const expected[] = {"camCapList[0].capFileName: it is missing",
-                                  "camCapList[1].capFileName: no file of a server may have this name",
-                                  "POS_info[0]: a member has the wrong type; the log names it",
-                                  "speaker_info[0]: a member has the wrong type; the log names it",
-                                  "iva_info[1].camera_id: server 7 has no camera 9",
-                                  "face_info[0].camera_id: server 7 has no camera 9",
-                                  "counting_widget_info[1]: it is no fence of two points or more",
-                                  "counting_widget_info[2]: it is no region of three points or more",
-                                  "counting_widget_info[3].iva_setting_id: server 7 has no IVA task 2",
-                                  "counting_widget_info[4].type: there is no such type of widget",
-                                  "counting_task_group_info[0].widget_ids[1]: server 7 has no widget 2",
-                                  "counting_task_group_info[1]: a member has the wrong type"};
+  const char* const expected[] = {
+      "camCapList[0].capFileName: it is missing",
+      "camCapList[1].capFileName: its name is refused: it does not begin with the id of a server",
+      "POS_info[0]: a member has the wrong type; the log names it",
+      "speaker_info[0]: a member has the wrong type; the log names it",
+      "iva_info[1].camera_id: server 7 has no camera 9",
+      "face_info[0].camera_id: server 7 has no camera 9",
+      "counting_widget_info[1]: it is no fence of two points or more",
+      "counting_widget_info[2]: it is no region of three points or more",
+      "counting_widget_info[3].iva_setting_id: server 7 has no IVA task 2",
+      "counting_widget_info[4].type: there is no such type of widget",
+      "counting_task_group_info[0].widget_ids[1]: server 7 has no widget 2",
+      "counting_task_group_info[1]: a member has the wrong type"};
   for (const char* const command : {"plan", "pair", "update"}) {
     std::vector<std::string> unused;
     for (const Json::Value& row : RunJson(command + std::string(" 7 document"))) {

@@ -165,6 +165,12 @@ TEST(JsonWrite, ReadsBackAsTheSameValueOfTheSameType) {
   }
 }
 
+TEST(JsonWrite, IndentsByTwoBlanksAndWritesNullForWhatIsNoNumber) {
+  Json::Value value = Parse(R"({"b":{},"a":[1,"x"]})");
+  value["c"] = std::numeric_limits<double>::infinity();
+  EXPECT_EQ(JsonWrite(value, false), "{\n  \"a\": [\n    1,\n    \"x\"\n  ],\n  \"b\": {},\n  \"c\": null\n}");
+}
+
 TEST(WhyNotStorable, TellsWhatWouldNotReadBackEqual) {
   const auto nested = [](std::size_t levels) {
     Json::Value value;
