@@ -26,7 +26,8 @@ std::string Column::Key() const {
 }
 
 const std::vector<Column>& CameraColumns() {
-#define BENCH_COLUMN(DATA, TAG, TYPE, NAME, COLUMN, ROLE, ...) MakeColumn<TYPE>(TaggedField<DATA::Fields, TAG>::kInfo),
+#define BENCH_COLUMN(DATA, TYPE, NAME, COLUMN, ROLE, ...) \
+  MakeColumn<TYPE>(TaggedField<DATA::Fields, DATA::NAME>::kInfo),
   static const std::vector<Column> columns = [] {
     std::vector<Column> all = {CAMERA_FIELDS(BENCH_COLUMN)};
     std::erase_if(all, [](const Column& column) { return column.info.role == FieldRole::HostId; });

@@ -15,30 +15,26 @@
 
 #include "taggedfield.h"
 
-struct AxisDoorData {
-  enum Fields : int { FIELD_COUNT = 17 };
-};
-
 #define AXIS_DOOR_FIELDS(FIELD)                                                                                     \
-  FIELD(AxisDoorData, 0, int, Id, "id", HostId)                                                                     \
-  FIELD(AxisDoorData, 1, int, IdOnRecServer, "id_on_rec_server", IdOnSlave, .json_key = "id_on_rec")                \
-  FIELD(AxisDoorData, 2, int, OwnerZrId, "owner_zr_id", Owner)                                                      \
-  FIELD(AxisDoorData, 3, int, CtrlerId, "ctrler_id", HostOnly, .references = "axis_acs_ctrler")                     \
-  FIELD(AxisDoorData, 4, std::string, Name, "name", Config)                                                         \
-  FIELD(AxisDoorData, 5, bool, Enabled, "enabled", Config, .default_int = 1)                                        \
-  FIELD(AxisDoorData, 6, int, CamId, "cam_id", Config, .references = "camera", .on_delete = OnDelete::SetNull)      \
-  FIELD(AxisDoorData, 7, int, CamZrId, "cam_zr_id", Config) /* server that owns the tied camera */                  \
-  FIELD(AxisDoorData, 8, int, LockType, "lock_type", Config)                                                        \
-  FIELD(AxisDoorData, 9, int, AccessTime, "access_time", Config)           /* s that the door stays unlocked */     \
-  FIELD(AxisDoorData, 10, int, LongAccessTime, "long_access_time", Config) /* s, for cardholders who need longer */ \
-  FIELD(AxisDoorData, 11, JsonText, LockSettings, "lock_settings", Config) /* relays, monitors, priorities */       \
-  FIELD(AxisDoorData, 12, JsonText, ReaderSettings, "reader_settings", Config) /* readers of both sides */          \
-  FIELD(AxisDoorData, 13, JsonText, UnlockSchedule, "unlock_schedule", Config)                                      \
-  FIELD(AxisDoorData, 14, int, LayoutPosition, "layout_position", HostOnly) /* place on door layouts; 0: none */    \
-  FIELD(AxisDoorData, 15, int, Status, "status", Status)                                                            \
-  FIELD(AxisDoorData, 16, JsonText, Extra, "extra", Extra)
+  FIELD(AxisDoorData, int, Id, "id", HostId)                                                                        \
+  FIELD(AxisDoorData, int, IdOnRecServer, "id_on_rec_server", IdOnSlave, .json_key = "id_on_rec")                   \
+  FIELD(AxisDoorData, int, OwnerZrId, "owner_zr_id", Owner)                                                         \
+  FIELD(AxisDoorData, int, CtrlerId, "ctrler_id", HostOnly, .references = "axis_acs_ctrler")                        \
+  FIELD(AxisDoorData, std::string, Name, "name", Config)                                                            \
+  FIELD(AxisDoorData, bool, Enabled, "enabled", Config, .default_int = 1)                                           \
+  FIELD(AxisDoorData, int, CamId, "cam_id", Config, .references = "camera", .on_delete = OnDelete::SetNull)         \
+  FIELD(AxisDoorData, int, CamZrId, "cam_zr_id", Config) /* server that owns the tied camera */                     \
+  FIELD(AxisDoorData, int, LockType, "lock_type", Config)                                                           \
+  FIELD(AxisDoorData, int, AccessTime, "access_time", Config)              /* s that the door stays unlocked */     \
+  FIELD(AxisDoorData, int, LongAccessTime, "long_access_time", Config)     /* s, for cardholders who need longer */ \
+  FIELD(AxisDoorData, JsonText, LockSettings, "lock_settings", Config)     /* relays, monitors, priorities */       \
+  FIELD(AxisDoorData, JsonText, ReaderSettings, "reader_settings", Config) /* readers of both sides */              \
+  FIELD(AxisDoorData, JsonText, UnlockSchedule, "unlock_schedule", Config)                                          \
+  FIELD(AxisDoorData, int, LayoutPosition, "layout_position", HostOnly) /* place on door layouts; 0: none */        \
+  FIELD(AxisDoorData, int, Status, "status", Status)                                                                \
+  FIELD(AxisDoorData, JsonText, Extra, "extra", Extra)
 
-AXIS_DOOR_FIELDS(QV_TAGGED_FIELD)
+QV_DECLARE_FIELDS(AxisDoorData, AXIS_DOOR_FIELDS)
 
 class AxisDoor : public TaggedRecord<AxisDoorData::Fields> {
  public:
@@ -52,33 +48,29 @@ class AxisDoor : public TaggedRecord<AxisDoorData::Fields> {
   int Save();
 };
 
-struct AxisAcsCtrlerData {
-  enum Fields : int { FIELD_COUNT = 20 };
-};
+#define AXIS_ACS_CTRLER_FIELDS(FIELD)                                                             \
+  FIELD(AxisAcsCtrlerData, int, Id, "id", HostId)                                                 \
+  FIELD(AxisAcsCtrlerData, int, IdOnRec, "id_on_rec_server", IdOnSlave, .json_key = "id_on_rec")  \
+  FIELD(AxisAcsCtrlerData, int, OwnerZrId, "owner_zr_id", Owner)                                  \
+  FIELD(AxisAcsCtrlerData, std::string, Name, "name", Config)                                     \
+  FIELD(AxisAcsCtrlerData, bool, Enabled, "enabled", Config, .default_int = 1)                    \
+  FIELD(AxisAcsCtrlerData, std::string, Model, "model", Config)                                   \
+  FIELD(AxisAcsCtrlerData, std::string, FirmwareVersion, "firmware_version", Config)              \
+  FIELD(AxisAcsCtrlerData, std::string, SerialNumber, "serial_number", Config)                    \
+  FIELD(AxisAcsCtrlerData, std::string, MacAddr, "mac_addr", Config)                              \
+  FIELD(AxisAcsCtrlerData, std::string, Host, "host", Config)                                     \
+  FIELD(AxisAcsCtrlerData, int, Port, "port", Config, .default_int = 80)                          \
+  FIELD(AxisAcsCtrlerData, bool, UseHttps, "use_https", Config)                                   \
+  FIELD(AxisAcsCtrlerData, std::string, Username, "username", Secret)                             \
+  FIELD(AxisAcsCtrlerData, std::string, Password, "password", Secret)                             \
+  FIELD(AxisAcsCtrlerData, std::string, TimeZone, "time_zone", Config)                            \
+  FIELD(AxisAcsCtrlerData, int, LogRetentionDays, "log_retention_days", Config) /* 0: no limit */ \
+  FIELD(AxisAcsCtrlerData, std::string, Note, "note", Config)                                     \
+  FIELD(AxisAcsCtrlerData, int, Status, "status", Status)                                         \
+  FIELD(AxisAcsCtrlerData, int, DeviceStatusFlags, "device_status_flags", HostOnly)               \
+  FIELD(AxisAcsCtrlerData, JsonText, Extra, "extra", Extra)
 
-#define AXIS_ACS_CTRLER_FIELDS(FIELD)                                                                 \
-  FIELD(AxisAcsCtrlerData, 0, int, Id, "id", HostId)                                                  \
-  FIELD(AxisAcsCtrlerData, 1, int, IdOnRec, "id_on_rec_server", IdOnSlave, .json_key = "id_on_rec")   \
-  FIELD(AxisAcsCtrlerData, 2, int, OwnerZrId, "owner_zr_id", Owner)                                   \
-  FIELD(AxisAcsCtrlerData, 3, std::string, Name, "name", Config)                                      \
-  FIELD(AxisAcsCtrlerData, 4, bool, Enabled, "enabled", Config, .default_int = 1)                     \
-  FIELD(AxisAcsCtrlerData, 5, std::string, Model, "model", Config)                                    \
-  FIELD(AxisAcsCtrlerData, 6, std::string, FirmwareVersion, "firmware_version", Config)               \
-  FIELD(AxisAcsCtrlerData, 7, std::string, SerialNumber, "serial_number", Config)                     \
-  FIELD(AxisAcsCtrlerData, 8, std::string, MacAddr, "mac_addr", Config)                               \
-  FIELD(AxisAcsCtrlerData, 9, std::string, Host, "host", Config)                                      \
-  FIELD(AxisAcsCtrlerData, 10, int, Port, "port", Config, .default_int = 80)                          \
-  FIELD(AxisAcsCtrlerData, 11, bool, UseHttps, "use_https", Config)                                   \
-  FIELD(AxisAcsCtrlerData, 12, std::string, Username, "username", Secret)                             \
-  FIELD(AxisAcsCtrlerData, 13, std::string, Password, "password", Secret)                             \
-  FIELD(AxisAcsCtrlerData, 14, std::string, TimeZone, "time_zone", Config)                            \
-  FIELD(AxisAcsCtrlerData, 15, int, LogRetentionDays, "log_retention_days", Config) /* 0: no limit */ \
-  FIELD(AxisAcsCtrlerData, 16, std::string, Note, "note", Config)                                     \
-  FIELD(AxisAcsCtrlerData, 17, int, Status, "status", Status)                                         \
-  FIELD(AxisAcsCtrlerData, 18, int, DeviceStatusFlags, "device_status_flags", HostOnly)               \
-  FIELD(AxisAcsCtrlerData, 19, JsonText, Extra, "extra", Extra)
-
-AXIS_ACS_CTRLER_FIELDS(QV_TAGGED_FIELD)
+QV_DECLARE_FIELDS(AxisAcsCtrlerData, AXIS_ACS_CTRLER_FIELDS)
 
 /// State of a controller. Other numbers that a slave reports are kept as they are.
 enum ACSCTRL_STATUS : int {
@@ -117,7 +109,7 @@ class AxisAcsCtrler : public TaggedRecord<AxisAcsCtrlerData::Fields> {
   void SetDoorList(const std::list<AxisDoor>& doors) { doors_ = doors; }
 
  private:
-  using StatusField = TaggedField<AxisAcsCtrlerData::Fields, 17>;
+  using StatusField = TaggedField<AxisAcsCtrlerData::Fields, AxisAcsCtrlerData::Status>;
 
   std::list<AxisDoor> doors_;
 };

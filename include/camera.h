@@ -18,61 +18,57 @@
 #include "packagetotals.h"
 #include "taggedfield.h"
 
-struct CameraData {
-  enum Fields : int { FIELD_COUNT = 48 };
-};
+#define CAMERA_FIELDS(FIELD)                                                                                 \
+  FIELD(CameraData, int, Id, "id", HostId)                                                                   \
+  FIELD(CameraData, int, IdOnRecServer, "id_on_rec_server", IdOnSlave)                                       \
+  FIELD(CameraData, int, OwnerZrId, "owner_zr_id", Owner)                                                    \
+  FIELD(CameraData, std::string, Name, "name", Config)                                                       \
+  FIELD(CameraData, bool, Enabled, "enabled", Config, .default_int = 1)                                      \
+  FIELD(CameraData, std::string, Vendor, "vendor", Config)                                                   \
+  FIELD(CameraData, std::string, Model, "model", Config)                                                     \
+  FIELD(CameraData, std::string, FirmwareVersion, "firmware_version", Config)                                \
+  FIELD(CameraData, std::string, MacAddress, "mac_address", Config)                                          \
+  FIELD(CameraData, std::string, Host, "host", Config)                                                       \
+  FIELD(CameraData, int, Port, "port", Config, .default_int = 80)                                            \
+  FIELD(CameraData, bool, UseHttps, "use_https", Config)                                                     \
+  FIELD(CameraData, int, RtspPort, "rtsp_port", Config, .default_int = 554)                                  \
+  FIELD(CameraData, std::string, RtspPath, "rtsp_path", Config)                                              \
+  FIELD(CameraData, std::string, Username, "username", Secret)                                               \
+  FIELD(CameraData, std::string, Password, "password", Secret)                                               \
+  FIELD(CameraData, int, Channel, "channel", Config, .default_int = 1) /* input of a multi-channel device */ \
+  FIELD(CameraData, std::string, VideoCodec, "video_codec", Config)                                          \
+  FIELD(CameraData, std::string, Resolution, "resolution", Config) /* width x height, pixels */              \
+  FIELD(CameraData, int, FrameRate, "frame_rate", Config)          /* frames/s */                            \
+  FIELD(CameraData, int, BitRate, "bit_rate", Config)              /* kbit/s */                              \
+  FIELD(CameraData, int, Quality, "quality", Config)                                                         \
+  FIELD(CameraData, JsonText, StreamProfile1, "stream_profile1", Config) /* codec, resolution, rates ... */  \
+  FIELD(CameraData, JsonText, StreamProfile2, "stream_profile2", Config)                                     \
+  FIELD(CameraData, JsonText, StreamProfile3, "stream_profile3", Config)                                     \
+  FIELD(CameraData, int, LiveProfile, "live_profile", Config) /* 0 to 2: which stream profile */             \
+  FIELD(CameraData, int, RecordingProfile, "recording_profile", Config)                                      \
+  FIELD(CameraData, int, MobileProfile, "mobile_profile", Config)                                            \
+  FIELD(CameraData, JsonText, RecordingSchedule, "recording_schedule", Config)                               \
+  FIELD(CameraData, int, RetentionDays, "retention_days", Config) /* 0: no limit */                          \
+  FIELD(CameraData, int, RetentionSize, "retention_size", Config) /* GB; 0: no limit */                      \
+  FIELD(CameraData, int, PreRecording, "pre_recording", Config)   /* s */                                    \
+  FIELD(CameraData, int, PostRecording, "post_recording", Config) /* s */                                    \
+  FIELD(CameraData, bool, AudioEnabled, "audio_enabled", Config)                                             \
+  FIELD(CameraData, std::string, AudioCodec, "audio_codec", Config)                                          \
+  FIELD(CameraData, int, PtzCapability, "ptz_capability", Config)         /* bits: 1 pan, 2 tilt, 4 zoom */  \
+  FIELD(CameraData, int, MotionSource, "motion_source", Config)           /* 0 off, 1 camera, 2 server */    \
+  FIELD(CameraData, int, MotionSensitivity, "motion_sensitivity", Config) /* percent */                      \
+  FIELD(CameraData, JsonText, MotionRegions, "motion_regions", Config)                                       \
+  FIELD(CameraData, int, MotionEventType, "motion_event_type", Config) /* alert raised; 0: none */           \
+  FIELD(CameraData, int, TamperingEventType, "tampering_event_type", Config)                                 \
+  FIELD(CameraData, int, AudioEventType, "audio_event_type", Config)                                         \
+  FIELD(CameraData, int, DisconnectEventType, "disconnect_event_type", Config)                               \
+  FIELD(CameraData, std::string, TimeZone, "time_zone", Config)                                              \
+  FIELD(CameraData, std::string, Note, "note", Config)                                                       \
+  FIELD(CameraData, int, Status, "status", Status)                                                           \
+  FIELD(CameraData, int, DeviceStatusFlags, "device_status_flags", HostOnly)                                 \
+  FIELD(CameraData, JsonText, Extra, "extra", Extra)
 
-#define CAMERA_FIELDS(FIELD)                                                                                     \
-  FIELD(CameraData, 0, int, Id, "id", HostId)                                                                    \
-  FIELD(CameraData, 1, int, IdOnRecServer, "id_on_rec_server", IdOnSlave)                                        \
-  FIELD(CameraData, 2, int, OwnerZrId, "owner_zr_id", Owner)                                                     \
-  FIELD(CameraData, 3, std::string, Name, "name", Config)                                                        \
-  FIELD(CameraData, 4, bool, Enabled, "enabled", Config, .default_int = 1)                                       \
-  FIELD(CameraData, 5, std::string, Vendor, "vendor", Config)                                                    \
-  FIELD(CameraData, 6, std::string, Model, "model", Config)                                                      \
-  FIELD(CameraData, 7, std::string, FirmwareVersion, "firmware_version", Config)                                 \
-  FIELD(CameraData, 8, std::string, MacAddress, "mac_address", Config)                                           \
-  FIELD(CameraData, 9, std::string, Host, "host", Config)                                                        \
-  FIELD(CameraData, 10, int, Port, "port", Config, .default_int = 80)                                            \
-  FIELD(CameraData, 11, bool, UseHttps, "use_https", Config)                                                     \
-  FIELD(CameraData, 12, int, RtspPort, "rtsp_port", Config, .default_int = 554)                                  \
-  FIELD(CameraData, 13, std::string, RtspPath, "rtsp_path", Config)                                              \
-  FIELD(CameraData, 14, std::string, Username, "username", Secret)                                               \
-  FIELD(CameraData, 15, std::string, Password, "password", Secret)                                               \
-  FIELD(CameraData, 16, int, Channel, "channel", Config, .default_int = 1) /* input of a multi-channel device */ \
-  FIELD(CameraData, 17, std::string, VideoCodec, "video_codec", Config)                                          \
-  FIELD(CameraData, 18, std::string, Resolution, "resolution", Config) /* width x height, pixels */              \
-  FIELD(CameraData, 19, int, FrameRate, "frame_rate", Config)          /* frames/s */                            \
-  FIELD(CameraData, 20, int, BitRate, "bit_rate", Config)              /* kbit/s */                              \
-  FIELD(CameraData, 21, int, Quality, "quality", Config)                                                         \
-  FIELD(CameraData, 22, JsonText, StreamProfile1, "stream_profile1", Config) /* codec, resolution, rates ... */  \
-  FIELD(CameraData, 23, JsonText, StreamProfile2, "stream_profile2", Config)                                     \
-  FIELD(CameraData, 24, JsonText, StreamProfile3, "stream_profile3", Config)                                     \
-  FIELD(CameraData, 25, int, LiveProfile, "live_profile", Config) /* 0 to 2: which stream profile */             \
-  FIELD(CameraData, 26, int, RecordingProfile, "recording_profile", Config)                                      \
-  FIELD(CameraData, 27, int, MobileProfile, "mobile_profile", Config)                                            \
-  FIELD(CameraData, 28, JsonText, RecordingSchedule, "recording_schedule", Config)                               \
-  FIELD(CameraData, 29, int, RetentionDays, "retention_days", Config) /* 0: no limit */                          \
-  FIELD(CameraData, 30, int, RetentionSize, "retention_size", Config) /* GB; 0: no limit */                      \
-  FIELD(CameraData, 31, int, PreRecording, "pre_recording", Config)   /* s */                                    \
-  FIELD(CameraData, 32, int, PostRecording, "post_recording", Config) /* s */                                    \
-  FIELD(CameraData, 33, bool, AudioEnabled, "audio_enabled", Config)                                             \
-  FIELD(CameraData, 34, std::string, AudioCodec, "audio_codec", Config)                                          \
-  FIELD(CameraData, 35, int, PtzCapability, "ptz_capability", Config)         /* bits: 1 pan, 2 tilt, 4 zoom */  \
-  FIELD(CameraData, 36, int, MotionSource, "motion_source", Config)           /* 0 off, 1 camera, 2 server */    \
-  FIELD(CameraData, 37, int, MotionSensitivity, "motion_sensitivity", Config) /* percent */                      \
-  FIELD(CameraData, 38, JsonText, MotionRegions, "motion_regions", Config)                                       \
-  FIELD(CameraData, 39, int, MotionEventType, "motion_event_type", Config) /* alert raised; 0: none */           \
-  FIELD(CameraData, 40, int, TamperingEventType, "tampering_event_type", Config)                                 \
-  FIELD(CameraData, 41, int, AudioEventType, "audio_event_type", Config)                                         \
-  FIELD(CameraData, 42, int, DisconnectEventType, "disconnect_event_type", Config)                               \
-  FIELD(CameraData, 43, std::string, TimeZone, "time_zone", Config)                                              \
-  FIELD(CameraData, 44, std::string, Note, "note", Config)                                                       \
-  FIELD(CameraData, 45, int, Status, "status", Status)                                                           \
-  FIELD(CameraData, 46, int, DeviceStatusFlags, "device_status_flags", HostOnly)                                 \
-  FIELD(CameraData, 47, JsonText, Extra, "extra", Extra)
-
-CAMERA_FIELDS(QV_TAGGED_FIELD)
+QV_DECLARE_FIELDS(CameraData, CAMERA_FIELDS)
 
 /// What a map of cameras is keyed by.
 enum MAP_KEY_TYPE : int {

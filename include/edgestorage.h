@@ -13,32 +13,28 @@
 #include "qvdb.h"
 #include "taggedfield.h"
 
-struct EdgeStorageData {
-  enum Fields : int { FIELD_COUNT = 19 };
-};
+#define EDGE_STORAGE_FIELDS(FIELD)                                                                            \
+  FIELD(EdgeStorageData, int, Id, "id", HostId)                                                               \
+  FIELD(EdgeStorageData, int, OwnerZrId, "owner_zr_id", Owner)                                                \
+  FIELD(EdgeStorageData, int, CamId, "camera_id", HostOnly, .references = "camera")                           \
+  FIELD(EdgeStorageData, bool, Enabled, "enabled", Config)                                                    \
+  FIELD(EdgeStorageData, int, RecordingMode, "recording_mode", Config) /* 0 on loss, 1 always, 2 on events */ \
+  FIELD(EdgeStorageData, JsonText, Schedule, "schedule", Config)                                              \
+  FIELD(EdgeStorageData, int, StreamProfile, "stream_profile", Config)     /* 0 to 2 */                       \
+  FIELD(EdgeStorageData, int, RetentionDays, "retention_days", Config)     /* 0: no limit */                  \
+  FIELD(EdgeStorageData, std::string, StorageType, "storage_type", Config) /* "sd", "nas" */                  \
+  FIELD(EdgeStorageData, int, Size, "size", Config)                        /* MB */                           \
+  FIELD(EdgeStorageData, std::string, Format, "format", Config)            /* container of the files */       \
+  FIELD(EdgeStorageData, std::string, FileSystem, "file_system", Config)                                      \
+  FIELD(EdgeStorageData, bool, Overwrite, "overwrite", Config, .default_int = 1) /* the oldest when full */   \
+  FIELD(EdgeStorageData, int, PreRecording, "pre_recording", Config)             /* s */                      \
+  FIELD(EdgeStorageData, int, PostRecording, "post_recording", Config)           /* s */                      \
+  FIELD(EdgeStorageData, bool, RetrieveGaps, "retrieve_gaps", Config, .default_int = 1)                       \
+  FIELD(EdgeStorageData, std::string, EncryptionPassword, "encryption_password", Secret)                      \
+  FIELD(EdgeStorageData, int, Status, "status", Config)                                                       \
+  FIELD(EdgeStorageData, JsonText, Extra, "extra", Extra)
 
-#define EDGE_STORAGE_FIELDS(FIELD)                                                                               \
-  FIELD(EdgeStorageData, 0, int, Id, "id", HostId)                                                               \
-  FIELD(EdgeStorageData, 1, int, OwnerZrId, "owner_zr_id", Owner)                                                \
-  FIELD(EdgeStorageData, 2, int, CamId, "camera_id", HostOnly, .references = "camera")                           \
-  FIELD(EdgeStorageData, 3, bool, Enabled, "enabled", Config)                                                    \
-  FIELD(EdgeStorageData, 4, int, RecordingMode, "recording_mode", Config) /* 0 on loss, 1 always, 2 on events */ \
-  FIELD(EdgeStorageData, 5, JsonText, Schedule, "schedule", Config)                                              \
-  FIELD(EdgeStorageData, 6, int, StreamProfile, "stream_profile", Config)     /* 0 to 2 */                       \
-  FIELD(EdgeStorageData, 7, int, RetentionDays, "retention_days", Config)     /* 0: no limit */                  \
-  FIELD(EdgeStorageData, 8, std::string, StorageType, "storage_type", Config) /* "sd", "nas" */                  \
-  FIELD(EdgeStorageData, 9, int, Size, "size", Config)                        /* MB */                           \
-  FIELD(EdgeStorageData, 10, std::string, Format, "format", Config)           /* container of the files */       \
-  FIELD(EdgeStorageData, 11, std::string, FileSystem, "file_system", Config)                                     \
-  FIELD(EdgeStorageData, 12, bool, Overwrite, "overwrite", Config, .default_int = 1) /* the oldest when full */  \
-  FIELD(EdgeStorageData, 13, int, PreRecording, "pre_recording", Config)             /* s */                     \
-  FIELD(EdgeStorageData, 14, int, PostRecording, "post_recording", Config)           /* s */                     \
-  FIELD(EdgeStorageData, 15, bool, RetrieveGaps, "retrieve_gaps", Config, .default_int = 1)                      \
-  FIELD(EdgeStorageData, 16, std::string, EncryptionPassword, "encryption_password", Secret)                     \
-  FIELD(EdgeStorageData, 17, int, Status, "status", Config)                                                      \
-  FIELD(EdgeStorageData, 18, JsonText, Extra, "extra", Extra)
-
-EDGE_STORAGE_FIELDS(QV_TAGGED_FIELD)
+QV_DECLARE_FIELDS(EdgeStorageData, EDGE_STORAGE_FIELDS)
 
 /// The table of the rows, in the database `kDbInstanceMain`.
 inline constexpr char gszTableEdgeStorageSettings[] = "edge_storage_settings";

@@ -16,38 +16,34 @@
 #include "packagetotals.h"
 #include "taggedfield.h"
 
-struct IOModuleData {
-  enum Fields : int { FIELD_COUNT = 25 };
-};
+#define IO_MODULE_FIELDS(FIELD)                                                                         \
+  FIELD(IOModuleData, int, Id, "id", HostId)                                                            \
+  FIELD(IOModuleData, int, IdOnRecServer, "id_on_rec_server", IdOnSlave)                                \
+  FIELD(IOModuleData, int, OwnerZrId, "owner_zr_id", Owner)                                             \
+  FIELD(IOModuleData, std::string, Name, "name", Config)                                                \
+  FIELD(IOModuleData, bool, Enabled, "enabled", Config, .default_int = 1)                               \
+  FIELD(IOModuleData, std::string, Vendor, "vendor", Config)                                            \
+  FIELD(IOModuleData, std::string, Model, "model", Config)                                              \
+  FIELD(IOModuleData, std::string, FirmwareVersion, "firmware_version", Config)                         \
+  FIELD(IOModuleData, std::string, MacAddress, "mac_address", Config)                                   \
+  FIELD(IOModuleData, std::string, SerialNumber, "serial_number", Config)                               \
+  FIELD(IOModuleData, std::string, Host, "host", Config)                                                \
+  FIELD(IOModuleData, int, Port, "port", Config, .default_int = 80)                                     \
+  FIELD(IOModuleData, bool, UseHttps, "use_https", Config)                                              \
+  FIELD(IOModuleData, std::string, Username, "username", Secret)                                        \
+  FIELD(IOModuleData, std::string, Password, "password", Secret)                                        \
+  FIELD(IOModuleData, int, InputCount, "input_count", Config)                                           \
+  FIELD(IOModuleData, int, OutputCount, "output_count", Config)                                         \
+  FIELD(IOModuleData, JsonText, InputPorts, "input_ports", Config)   /* name, normal state ... each */  \
+  FIELD(IOModuleData, JsonText, OutputPorts, "output_ports", Config) /* name, trigger state ... each */ \
+  FIELD(IOModuleData, std::string, TimeZone, "time_zone", Config)                                       \
+  FIELD(IOModuleData, std::string, Location, "location", Config)                                        \
+  FIELD(IOModuleData, std::string, Note, "note", Config)                                                \
+  FIELD(IOModuleData, int, StatusOnRecServer, "status_on_rec_server", Status, .json_key = "status")     \
+  FIELD(IOModuleData, int, DeviceStatusFlags, "device_status_flags", HostOnly)                          \
+  FIELD(IOModuleData, JsonText, Extra, "extra", Extra)
 
-#define IO_MODULE_FIELDS(FIELD)                                                                             \
-  FIELD(IOModuleData, 0, int, Id, "id", HostId)                                                             \
-  FIELD(IOModuleData, 1, int, IdOnRecServer, "id_on_rec_server", IdOnSlave)                                 \
-  FIELD(IOModuleData, 2, int, OwnerZrId, "owner_zr_id", Owner)                                              \
-  FIELD(IOModuleData, 3, std::string, Name, "name", Config)                                                 \
-  FIELD(IOModuleData, 4, bool, Enabled, "enabled", Config, .default_int = 1)                                \
-  FIELD(IOModuleData, 5, std::string, Vendor, "vendor", Config)                                             \
-  FIELD(IOModuleData, 6, std::string, Model, "model", Config)                                               \
-  FIELD(IOModuleData, 7, std::string, FirmwareVersion, "firmware_version", Config)                          \
-  FIELD(IOModuleData, 8, std::string, MacAddress, "mac_address", Config)                                    \
-  FIELD(IOModuleData, 9, std::string, SerialNumber, "serial_number", Config)                                \
-  FIELD(IOModuleData, 10, std::string, Host, "host", Config)                                                \
-  FIELD(IOModuleData, 11, int, Port, "port", Config, .default_int = 80)                                     \
-  FIELD(IOModuleData, 12, bool, UseHttps, "use_https", Config)                                              \
-  FIELD(IOModuleData, 13, std::string, Username, "username", Secret)                                        \
-  FIELD(IOModuleData, 14, std::string, Password, "password", Secret)                                        \
-  FIELD(IOModuleData, 15, int, InputCount, "input_count", Config)                                           \
-  FIELD(IOModuleData, 16, int, OutputCount, "output_count", Config)                                         \
-  FIELD(IOModuleData, 17, JsonText, InputPorts, "input_ports", Config)   /* name, normal state ... each */  \
-  FIELD(IOModuleData, 18, JsonText, OutputPorts, "output_ports", Config) /* name, trigger state ... each */ \
-  FIELD(IOModuleData, 19, std::string, TimeZone, "time_zone", Config)                                       \
-  FIELD(IOModuleData, 20, std::string, Location, "location", Config)                                        \
-  FIELD(IOModuleData, 21, std::string, Note, "note", Config)                                                \
-  FIELD(IOModuleData, 22, int, StatusOnRecServer, "status_on_rec_server", Status, .json_key = "status")     \
-  FIELD(IOModuleData, 23, int, DeviceStatusFlags, "device_status_flags", HostOnly)                          \
-  FIELD(IOModuleData, 24, JsonText, Extra, "extra", Extra)
-
-IO_MODULE_FIELDS(QV_TAGGED_FIELD)
+QV_DECLARE_FIELDS(IOModuleData, IO_MODULE_FIELDS)
 
 /// A module's state: its id on the host and its status.
 struct IOModStsInfo {

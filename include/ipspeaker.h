@@ -11,46 +11,42 @@
 #include "qvoptional.h"
 #include "taggedfield.h"
 
-struct IPSpeakerData {
-  enum Fields : int { FIELD_COUNT = 33 };
-};
+#define IP_SPEAKER_FIELDS(FIELD)                                                                     \
+  FIELD(IPSpeakerData, int, Id, "id", HostId)                                                        \
+  FIELD(IPSpeakerData, int, IdOnRecServer, "id_on_rec_server", IdOnSlave)                            \
+  FIELD(IPSpeakerData, int, OwnerZrId, "owner_zr_id", Owner)                                         \
+  FIELD(IPSpeakerData, std::string, Name, "name", Config)                                            \
+  FIELD(IPSpeakerData, bool, Enabled, "enabled", Config, .default_int = 1)                           \
+  FIELD(IPSpeakerData, std::string, Vendor, "vendor", Config)                                        \
+  FIELD(IPSpeakerData, std::string, Model, "model", Config)                                          \
+  FIELD(IPSpeakerData, std::string, FirmwareVersion, "firmware_version", Config)                     \
+  FIELD(IPSpeakerData, std::string, MacAddress, "mac_address", Config)                               \
+  FIELD(IPSpeakerData, std::string, Host, "host", Config)                                            \
+  FIELD(IPSpeakerData, int, Port, "port", Config, .default_int = 80)                                 \
+  FIELD(IPSpeakerData, bool, UseHttps, "use_https", Config)                                          \
+  FIELD(IPSpeakerData, std::string, Username, "username", Secret)                                    \
+  FIELD(IPSpeakerData, std::string, Password, "password", Secret)                                    \
+  FIELD(IPSpeakerData, std::string, AudioCodec, "audio_codec", Config)                               \
+  FIELD(IPSpeakerData, int, SampleRate, "sample_rate", Config)           /* Hz */                    \
+  FIELD(IPSpeakerData, int, Volume, "volume", Config, .default_int = 50) /* percent */               \
+  FIELD(IPSpeakerData, bool, Muted, "muted", Config)                                                 \
+  FIELD(IPSpeakerData, bool, MulticastEnabled, "multicast_enabled", Config)                          \
+  FIELD(IPSpeakerData, std::string, MulticastAddress, "multicast_address", Config)                   \
+  FIELD(IPSpeakerData, int, MulticastPort, "multicast_port", Config)                                 \
+  FIELD(IPSpeakerData, JsonText, SpeakerGroups, "speaker_groups", Config)                            \
+  FIELD(IPSpeakerData, JsonText, PairedCameras, "paired_cameras", Config) /* ids on the slave */     \
+  FIELD(IPSpeakerData, JsonText, AudioClips, "audio_clips", Config)                                  \
+  FIELD(IPSpeakerData, JsonText, Schedule, "schedule", Config)                                       \
+  FIELD(IPSpeakerData, bool, SipEnabled, "sip_enabled", Config)                                      \
+  FIELD(IPSpeakerData, std::string, SipServer, "sip_server", Config)                                 \
+  FIELD(IPSpeakerData, std::string, SipAccount, "sip_account", Secret)                               \
+  FIELD(IPSpeakerData, std::string, TimeZone, "time_zone", Config)                                   \
+  FIELD(IPSpeakerData, std::string, Note, "note", Config)                                            \
+  FIELD(IPSpeakerData, int, StatusOnRecServer, "status_on_rec_server", Status, .json_key = "status") \
+  FIELD(IPSpeakerData, int, DeviceStatusFlags, "device_status_flags", HostOnly)                      \
+  FIELD(IPSpeakerData, JsonText, Extra, "extra", Extra)
 
-#define IP_SPEAKER_FIELDS(FIELD)                                                                         \
-  FIELD(IPSpeakerData, 0, int, Id, "id", HostId)                                                         \
-  FIELD(IPSpeakerData, 1, int, IdOnRecServer, "id_on_rec_server", IdOnSlave)                             \
-  FIELD(IPSpeakerData, 2, int, OwnerZrId, "owner_zr_id", Owner)                                          \
-  FIELD(IPSpeakerData, 3, std::string, Name, "name", Config)                                             \
-  FIELD(IPSpeakerData, 4, bool, Enabled, "enabled", Config, .default_int = 1)                            \
-  FIELD(IPSpeakerData, 5, std::string, Vendor, "vendor", Config)                                         \
-  FIELD(IPSpeakerData, 6, std::string, Model, "model", Config)                                           \
-  FIELD(IPSpeakerData, 7, std::string, FirmwareVersion, "firmware_version", Config)                      \
-  FIELD(IPSpeakerData, 8, std::string, MacAddress, "mac_address", Config)                                \
-  FIELD(IPSpeakerData, 9, std::string, Host, "host", Config)                                             \
-  FIELD(IPSpeakerData, 10, int, Port, "port", Config, .default_int = 80)                                 \
-  FIELD(IPSpeakerData, 11, bool, UseHttps, "use_https", Config)                                          \
-  FIELD(IPSpeakerData, 12, std::string, Username, "username", Secret)                                    \
-  FIELD(IPSpeakerData, 13, std::string, Password, "password", Secret)                                    \
-  FIELD(IPSpeakerData, 14, std::string, AudioCodec, "audio_codec", Config)                               \
-  FIELD(IPSpeakerData, 15, int, SampleRate, "sample_rate", Config)           /* Hz */                    \
-  FIELD(IPSpeakerData, 16, int, Volume, "volume", Config, .default_int = 50) /* percent */               \
-  FIELD(IPSpeakerData, 17, bool, Muted, "muted", Config)                                                 \
-  FIELD(IPSpeakerData, 18, bool, MulticastEnabled, "multicast_enabled", Config)                          \
-  FIELD(IPSpeakerData, 19, std::string, MulticastAddress, "multicast_address", Config)                   \
-  FIELD(IPSpeakerData, 20, int, MulticastPort, "multicast_port", Config)                                 \
-  FIELD(IPSpeakerData, 21, JsonText, SpeakerGroups, "speaker_groups", Config)                            \
-  FIELD(IPSpeakerData, 22, JsonText, PairedCameras, "paired_cameras", Config) /* ids on the slave */     \
-  FIELD(IPSpeakerData, 23, JsonText, AudioClips, "audio_clips", Config)                                  \
-  FIELD(IPSpeakerData, 24, JsonText, Schedule, "schedule", Config)                                       \
-  FIELD(IPSpeakerData, 25, bool, SipEnabled, "sip_enabled", Config)                                      \
-  FIELD(IPSpeakerData, 26, std::string, SipServer, "sip_server", Config)                                 \
-  FIELD(IPSpeakerData, 27, std::string, SipAccount, "sip_account", Secret)                               \
-  FIELD(IPSpeakerData, 28, std::string, TimeZone, "time_zone", Config)                                   \
-  FIELD(IPSpeakerData, 29, std::string, Note, "note", Config)                                            \
-  FIELD(IPSpeakerData, 30, int, StatusOnRecServer, "status_on_rec_server", Status, .json_key = "status") \
-  FIELD(IPSpeakerData, 31, int, DeviceStatusFlags, "device_status_flags", HostOnly)                      \
-  FIELD(IPSpeakerData, 32, JsonText, Extra, "extra", Extra)
-
-IP_SPEAKER_FIELDS(QV_TAGGED_FIELD)
+QV_DECLARE_FIELDS(IPSpeakerData, IP_SPEAKER_FIELDS)
 
 /// A speaker's state: its id on the host and its status.
 struct SpeakerStsInfo {

@@ -16,44 +16,40 @@
 #include "taggedfield.h"
 #include "textruletype.h"
 
-struct POSData {
-  enum Fields : int { FIELD_COUNT = 31 };
-};
+#define POS_FIELDS(FIELD)                                                                              \
+  FIELD(POSData, int, Id, "id", HostId)                                                                \
+  FIELD(POSData, int, IdOnRecServer, "id_on_rec_server", IdOnSlave)                                    \
+  FIELD(POSData, int, OwnerZrId, "owner_zr_id", Owner)                                                 \
+  FIELD(POSData, std::string, Name, "name", Config)                                                    \
+  FIELD(POSData, bool, Enabled, "enabled", Config, .default_int = 1)                                   \
+  FIELD(POSData, std::string, Vendor, "vendor", Config)                                                \
+  FIELD(POSData, std::string, Model, "model", Config)                                                  \
+  FIELD(POSData, int, ConnectionType, "connection_type", Config) /* 0 listens, 1 connects, 2 serial */ \
+  FIELD(POSData, std::string, Host, "host", Config)                                                    \
+  FIELD(POSData, int, Port, "port", Config)                                                            \
+  FIELD(POSData, int, BaudRate, "baud_rate", Config, .default_int = 9600) /* serial lines, bit/s */    \
+  FIELD(POSData, std::string, Username, "username", Secret)                                            \
+  FIELD(POSData, std::string, Password, "password", Secret)                                            \
+  FIELD(POSData, std::string, Encoding, "encoding", Config) /* character set of the receipt text */    \
+  FIELD(POSData, std::string, TransactionStart, "transaction_start", Config)                           \
+  FIELD(POSData, std::string, TransactionEnd, "transaction_end", Config)                               \
+  FIELD(POSData, int, TransactionTimeout, "transaction_timeout", Config, .default_int = 30) /* s */    \
+  FIELD(POSData, JsonText, PairedCameras, "paired_cameras", Config) /* camera ids on the slave */      \
+  FIELD(POSData, bool, OverlayEnabled, "overlay_enabled", Config)                                      \
+  FIELD(POSData, int, OverlayPosition, "overlay_position", Config)                                     \
+  FIELD(POSData, int, OverlayFontSize, "overlay_font_size", Config)                                    \
+  FIELD(POSData, std::string, OverlayFontColor, "overlay_font_color", Config)                          \
+  FIELD(POSData, std::string, OverlayBackground, "overlay_background", Config)                         \
+  FIELD(POSData, int, OverlayDuration, "overlay_duration", Config, .default_int = 10) /* s */          \
+  FIELD(POSData, bool, RecordTransactions, "record_transactions", Config, .default_int = 1)            \
+  FIELD(POSData, int, RetentionDays, "retention_days", Config)                                         \
+  FIELD(POSData, std::string, TimeZone, "time_zone", Config)                                           \
+  FIELD(POSData, std::string, Note, "note", Config)                                                    \
+  FIELD(POSData, int, Status, "status", Status)                                                        \
+  FIELD(POSData, int, DeviceStatusFlags, "device_status_flags", HostOnly)                              \
+  FIELD(POSData, JsonText, Extra, "extra", Extra)
 
-#define POS_FIELDS(FIELD)                                                                                 \
-  FIELD(POSData, 0, int, Id, "id", HostId)                                                                \
-  FIELD(POSData, 1, int, IdOnRecServer, "id_on_rec_server", IdOnSlave)                                    \
-  FIELD(POSData, 2, int, OwnerZrId, "owner_zr_id", Owner)                                                 \
-  FIELD(POSData, 3, std::string, Name, "name", Config)                                                    \
-  FIELD(POSData, 4, bool, Enabled, "enabled", Config, .default_int = 1)                                   \
-  FIELD(POSData, 5, std::string, Vendor, "vendor", Config)                                                \
-  FIELD(POSData, 6, std::string, Model, "model", Config)                                                  \
-  FIELD(POSData, 7, int, ConnectionType, "connection_type", Config) /* 0 listens, 1 connects, 2 serial */ \
-  FIELD(POSData, 8, std::string, Host, "host", Config)                                                    \
-  FIELD(POSData, 9, int, Port, "port", Config)                                                            \
-  FIELD(POSData, 10, int, BaudRate, "baud_rate", Config, .default_int = 9600) /* serial lines, bit/s */   \
-  FIELD(POSData, 11, std::string, Username, "username", Secret)                                           \
-  FIELD(POSData, 12, std::string, Password, "password", Secret)                                           \
-  FIELD(POSData, 13, std::string, Encoding, "encoding", Config) /* character set of the receipt text */   \
-  FIELD(POSData, 14, std::string, TransactionStart, "transaction_start", Config)                          \
-  FIELD(POSData, 15, std::string, TransactionEnd, "transaction_end", Config)                              \
-  FIELD(POSData, 16, int, TransactionTimeout, "transaction_timeout", Config, .default_int = 30) /* s */   \
-  FIELD(POSData, 17, JsonText, PairedCameras, "paired_cameras", Config) /* camera ids on the slave */     \
-  FIELD(POSData, 18, bool, OverlayEnabled, "overlay_enabled", Config)                                     \
-  FIELD(POSData, 19, int, OverlayPosition, "overlay_position", Config)                                    \
-  FIELD(POSData, 20, int, OverlayFontSize, "overlay_font_size", Config)                                   \
-  FIELD(POSData, 21, std::string, OverlayFontColor, "overlay_font_color", Config)                         \
-  FIELD(POSData, 22, std::string, OverlayBackground, "overlay_background", Config)                        \
-  FIELD(POSData, 23, int, OverlayDuration, "overlay_duration", Config, .default_int = 10) /* s */         \
-  FIELD(POSData, 24, bool, RecordTransactions, "record_transactions", Config, .default_int = 1)           \
-  FIELD(POSData, 25, int, RetentionDays, "retention_days", Config)                                        \
-  FIELD(POSData, 26, std::string, TimeZone, "time_zone", Config)                                          \
-  FIELD(POSData, 27, std::string, Note, "note", Config)                                                   \
-  FIELD(POSData, 28, int, Status, "status", Status)                                                       \
-  FIELD(POSData, 29, int, DeviceStatusFlags, "device_status_flags", HostOnly)                             \
-  FIELD(POSData, 30, JsonText, Extra, "extra", Extra)
-
-POS_FIELDS(QV_TAGGED_FIELD)
+QV_DECLARE_FIELDS(POSData, POS_FIELDS)
 
 /// One rule for reading a receipt: texts that match `pattern` are highlighted, replaced by `value`, or dropped.
 struct TextRule {

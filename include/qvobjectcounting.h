@@ -77,7 +77,7 @@ class DbFenceWidgetStorage : public IWidgetStorage<FenceWidget> {
 };
 
 /// Host ids of the widgets of all slaves, by the slave's id and the widget's id there. Of a widget that has moved from
-/// one task to another and so has several rows, the one added last.
+/// one task to another and so has several rows, the one that the slave reported last.
 /// @throws std::runtime_error when they cannot be read; with an empty map, every group would lose its widgets
 std::map<std::pair<int, int>, int> GetWidgetCmsInfo2IdMap();
 

@@ -1,17 +1,16 @@
 /// Tagged records: every stored field of a record is declared once, as one row of a list, and its accessors, its
 /// column, its JSON key and its part in comparison follow from that row.
 ///
-/// A kind declares a data struct with its field count, a list macro, and expands the list:
+/// A kind declares its fields as one list, from which the tags, the fields and their number follow:
 ///
-///     struct DoorData { enum Fields : int { FIELD_COUNT = 2 }; };
 ///     #define DOOR_FIELDS(FIELD)     (every line but the last ends in a backslash)
-///       FIELD(DoorData, 0, int, Id, "id", HostId)
-///       FIELD(DoorData, 1, std::string, Name, "name", Config)
-///     DOOR_FIELDS(QV_TAGGED_FIELD)
+///       FIELD(DoorData, int, Id, "id", HostId)
+///       FIELD(DoorData, std::string, Name, "name", Config)
+///     QV_DECLARE_FIELDS(DoorData, DOOR_FIELDS)
 ///     class Door : public TaggedRecord<DoorData::Fields> { ... };
 ///
-/// `Door` then has `GetId`, `SetId`, `GetName`, `SetName`; `TaggedField<DoorData::Fields, 0>::GetId` names the
-/// accessor of field 0. Options may follow the role: `.references = "camera"`, `.json_key = "door_name"`.
+/// `Door` then has `GetId`, `SetId`, `GetName`, `SetName`; `TaggedField<DoorData::Fields, DoorData::Id>::GetId` names
+/// the accessor of one field. Options may follow the role: `.references = "camera"`, `.json_key = "door_name"`.
 #pragma once
 
 #include <string>
@@ -73,10 +72,12 @@ constexpr T InitialValue(const FieldInfo& info) {
 
 }  // namespace qv::record
 
-/// Declares field `TAG` of `DATA`: its storage and its two accessors.
-#define QV_TAGGED_FIELD(DATA, TAG, TYPE, NAME, COLUMN, ROLE, ...)                                           \
+#define QV_FIELD_TAG(DATA, TYPE, NAME, ...) NAME,
+
+/// Declares a field of `DATA`: its storage and its two accessors.
+#define QV_TAGGED_FIELD(DATA, TYPE, NAME, COLUMN, ROLE, ...)                                                \
   template <>                                                                                               \
-  class TaggedField<DATA::Fields, TAG> {                                                                    \
+  class TaggedField<DATA::Fields, DATA::NAME> {                                                             \
    public:                                                                                                  \
     static constexpr FieldInfo kInfo{.column = COLUMN, .role = FieldRole::ROLE __VA_OPT__(, ) __VA_ARGS__}; \
     const TYPE& Get##NAME() const { return value_; }                                                        \
@@ -86,6 +87,13 @@ constexpr T InitialValue(const FieldInfo& info) {
     friend struct qv::record::Access;                                                                       \
     TYPE value_ = qv::record::InitialValue<TYPE>(kInfo);                                                    \
   };
+
+/// Declares `DATA`, with the tags of the fields in the order of the list, and the fields.
+#define QV_DECLARE_FIELDS(DATA, LIST)                     \
+  struct DATA {                                           \
+    enum Fields : int { LIST(QV_FIELD_TAG) FIELD_COUNT }; \
+  };                                                      \
+  LIST(QV_TAGGED_FIELD)
 
 /// A record made of the fields 0 to `Fields::FIELD_COUNT` - 1. One of which not all has been read is a part: it is not
 /// saved, since that would write blanks over the rest.

@@ -44,9 +44,12 @@ record::ValueType TypeOf(const DBColumn& column) {
 }
 
 /// The columns for the schema and the listing, neither of which reads a record.
-std::vector<record::Field> FieldsOf(std::span<const DBColumn> columns) {
+std::vector<record::Field> FieldsOf(std::span<const DBColumn> columns, std::initializer_list<const char*> hidden) {
   std::vector<record::Field> fields;
   for (const DBColumn& column : columns) fields.push_back({column.info, TypeOf(column), nullptr});
+  for (const char* const name : hidden) {
+    fields.push_back({{.column = name, .role = FieldRole::HostOnly}, record::ValueType::Int, nullptr});
+  }
   return fields;
 }
 
@@ -84,8 +87,8 @@ Criteria& Criteria::Add(const std::string& condition) {
   return *this;
 }
 
-ColumnTable::ColumnTable(const char* name, std::span<const DBColumn> columns)
-    : AnyTable(name, FieldsOf(columns), {}), columns_(columns) {
+ColumnTable::ColumnTable(const char* name, std::span<const DBColumn> columns, std::initializer_list<const char*> hidden)
+    : AnyTable(name, FieldsOf(columns, hidden), {}), columns_(columns) {
   for (std::size_t i = 0; i < columns_.size(); ++i) {
     const std::string column = columns_[i].info.column;
     names_ += (names_.empty() ? "" : ",") + column;
@@ -202,6 +205,7 @@ int ColumnTable::DeleteRows(log::Text<int> failure, const record::Where& where, 
 std::vector<record::ListedRow> ColumnTable::List(const record::Where& where) const {
   std::vector<record::ListedRow> rows = AnyTable::List(where);
   for (record::ListedRow& row : rows) {
+    row.resize(columns_.size());
     for (std::size_t i = 0; i < columns_.size(); ++i) {
       Json::Value& value = row[i].second;
       if (columns_[i].kind == DBColumnKind::Real) value = Shortest(value.asDouble());

@@ -40,7 +40,8 @@ class ColumnTable : public record::AnyTable {
   /// A record's members, in order of the columns.
   using Members = std::span<DBMember* const>;
 
-  ColumnTable(const char* name, std::span<const DBColumn> columns);
+  /// @param hidden  further columns, integers that records and listings do not have
+  ColumnTable(const char* name, std::span<const DBColumn> columns, std::initializer_list<const char*> hidden = {});
 
   /// Sets every column from the member of `json`, an object, that has its name, as if an absent one were null. What a
   /// column cannot give back as it was reported, and members without a column, go into the extra column.

@@ -18,4 +18,8 @@ void TakenRows::Add(const record::AnyTable& table, int id) {
   if (current != nullptr) current->rows_.emplace(&table, id);
 }
 
+int TakenRows::FirstRowOfWidget(int id_on_slave, int row) {
+  return current == nullptr ? row : current->first_rows_.try_emplace(id_on_slave, row).first->second;
+}
+
 }  // namespace qv::analytics

@@ -9,30 +9,22 @@
 #include "qvobjectcounting.h"
 #include "takenrows.h"
 
-struct TaskGroupData {
-  enum Fields : int { FIELD_COUNT = 5 };
-};
+#define TASK_GROUP_FIELDS(FIELD)                                          \
+  FIELD(TaskGroupData, int, Id, "id", HostId)                             \
+  FIELD(TaskGroupData, int, IdOnRecServer, "id_on_rec_server", IdOnSlave) \
+  FIELD(TaskGroupData, int, OwnerZrId, "owner_zr_id", Owner)              \
+  FIELD(TaskGroupData, std::string, Name, "name", Config)                 \
+  FIELD(TaskGroupData, JsonText, Extra, "extra", Extra)
 
-#define TASK_GROUP_FIELDS(FIELD)                                             \
-  FIELD(TaskGroupData, 0, int, Id, "id", HostId)                             \
-  FIELD(TaskGroupData, 1, int, IdOnRecServer, "id_on_rec_server", IdOnSlave) \
-  FIELD(TaskGroupData, 2, int, OwnerZrId, "owner_zr_id", Owner)              \
-  FIELD(TaskGroupData, 3, std::string, Name, "name", Config)                 \
-  FIELD(TaskGroupData, 4, JsonText, Extra, "extra", Extra)
+QV_DECLARE_FIELDS(TaskGroupData, TASK_GROUP_FIELDS)
 
-TASK_GROUP_FIELDS(QV_TAGGED_FIELD)
+#define TASK_GROUP_WIDGET_FIELDS(FIELD)                                                               \
+  FIELD(TaskGroupWidgetData, int, Id, "id", HostId)                                                   \
+  FIELD(TaskGroupWidgetData, int, GroupId, "group_id", HostOnly, .references = "counting_task_group") \
+  FIELD(TaskGroupWidgetData, int, Position, "position", HostOnly)                                     \
+  FIELD(TaskGroupWidgetData, int, WidgetId, "widget_id", HostOnly, .references = "counting_widget")
 
-struct TaskGroupWidgetData {
-  enum Fields : int { FIELD_COUNT = 4 };
-};
-
-#define TASK_GROUP_WIDGET_FIELDS(FIELD)                                                                  \
-  FIELD(TaskGroupWidgetData, 0, int, Id, "id", HostId)                                                   \
-  FIELD(TaskGroupWidgetData, 1, int, GroupId, "group_id", HostOnly, .references = "counting_task_group") \
-  FIELD(TaskGroupWidgetData, 2, int, Position, "position", HostOnly)                                     \
-  FIELD(TaskGroupWidgetData, 3, int, WidgetId, "widget_id", HostOnly, .references = "counting_widget")
-
-TASK_GROUP_WIDGET_FIELDS(QV_TAGGED_FIELD)
+QV_DECLARE_FIELDS(TaskGroupWidgetData, TASK_GROUP_WIDGET_FIELDS)
 
 namespace qv::analytics {
 namespace {

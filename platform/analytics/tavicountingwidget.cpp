@@ -10,7 +10,7 @@ namespace qv::analytics {
 
 const ColumnTable& CountingWidgetTable() {
   static const ColumnTable table(TaviCountingWidget::m_szTableName,
-                                 DBColumnMembers<TAVI_COUNTING_WIDGET_DB_COLUMN>::kColumns);
+                                 DBColumnMembers<TAVI_COUNTING_WIDGET_DB_COLUMN>::kColumns, {"precedence"});
   return table;
 }
 

@@ -58,6 +58,18 @@ Optional<int> OwnerOfTask(int task_id) {
   return owner;
 }
 
+/// Makes the row the one that counts among those with its id on the slave: a widget that has moved to another task and
+/// back has a row under each. Of several entries with one id, the first counts. Throws `db::Error`.
+void MakeCurrent(const CountingWidget& widget, int row_id, int owner) {
+  if (owner == 0) return;
+  qv::db::Query query = qv::db::ThisThread().Prepare(
+      "UPDATE counting_widget SET precedence=(SELECT MAX(precedence)+1 FROM counting_widget WHERE id_on_rec_server=$1 "
+      "AND owner_zr_id=$2) WHERE id=$3 AND EXISTS (SELECT 1 FROM counting_widget AS other WHERE "
+      "other.id_on_rec_server=$1 AND other.owner_zr_id=$2 AND (other.precedence,other.id)>"
+      "(counting_widget.precedence,counting_widget.id))");
+  query.Bind(widget.idOnRecServer).Bind(owner).Bind(TakenRows::FirstRowOfWidget(widget.idOnRecServer, row_id)).Run();
+}
+
 int SaveWidget(const CountingWidget& widget, TAVI_COUNTING_WIDGET_TYPE type, const char* points_key) {
   const Optional<int> owner = OwnerOfTask(widget.taskId);
   if (!owner) return -1;
@@ -75,7 +87,8 @@ int SaveWidget(const CountingWidget& widget, TAVI_COUNTING_WIDGET_TYPE type, con
   TaviCountingWidget row;
   if (!CountingWidgetTable().TakeJson(row.Data().table(), json) || CountingWidgetTable().Save(row) != 0) return -1;
   TakenRows::Add(CountingWidgetTable(), row.GetId());
-  return 0;
+  return qv::record::Attempt("Failed to save counting widget [{}]", row.GetId(),
+                             [&] { MakeCurrent(widget, row.GetId(), owner.Value()); });
 }
 
 int DeleteWidget(int id, TAVI_COUNTING_WIDGET_TYPE type) {
@@ -104,8 +117,8 @@ int DbFenceWidgetStorage::DeleteById(int id) const { return DeleteWidget(id, COU
 
 std::map<std::pair<int, int>, int> GetWidgetCmsInfo2IdMap() {
   std::map<std::pair<int, int>, int> ids;
-  qv::db::Query query =
-      qv::db::ThisThread().Prepare("SELECT owner_zr_id,id_on_rec_server,id FROM counting_widget ORDER BY id");
+  qv::db::Query query = qv::db::ThisThread().Prepare(
+      "SELECT owner_zr_id,id_on_rec_server,id FROM counting_widget ORDER BY precedence,id");
   while (query.Next()) {
     const qv::db::Statement& row = query.Row();
     const std::pair<int, int> key(static_cast<int>(row.Int(0)), static_cast<int>(row.Int(1)));

@@ -18,20 +18,16 @@
 #include "qvjson.h"
 #include "taggedfield.h"
 
-struct CapabilityFileData {
-  enum Fields : int { FIELD_COUNT = 6 };
-};
-
 // A row for each server that reports the file. Its path is what a file is known by on its slave.
-#define CAPABILITY_FILE_FIELDS(FIELD)                                   \
-  FIELD(CapabilityFileData, 0, int, Id, "id", HostId)                   \
-  FIELD(CapabilityFileData, 1, int, OwnerZrId, "owner_zr_id", Owner)    \
-  FIELD(CapabilityFileData, 2, std::string, Path, "path", IdOnSlave)    \
-  FIELD(CapabilityFileData, 3, std::string, Vendor, "vendor", HostOnly) \
-  FIELD(CapabilityFileData, 4, std::string, Model, "model", HostOnly)   \
-  FIELD(CapabilityFileData, 5, std::string, Content, "content", Unlisted)
+#define CAPABILITY_FILE_FIELDS(FIELD)                                \
+  FIELD(CapabilityFileData, int, Id, "id", HostId)                   \
+  FIELD(CapabilityFileData, int, OwnerZrId, "owner_zr_id", Owner)    \
+  FIELD(CapabilityFileData, std::string, Path, "path", IdOnSlave)    \
+  FIELD(CapabilityFileData, std::string, Vendor, "vendor", HostOnly) \
+  FIELD(CapabilityFileData, std::string, Model, "model", HostOnly)   \
+  FIELD(CapabilityFileData, std::string, Content, "content", Unlisted)
 
-CAPABILITY_FILE_FIELDS(QV_TAGGED_FIELD)
+QV_DECLARE_FIELDS(CapabilityFileData, CAPABILITY_FILE_FIELDS)
 
 namespace qv::capability {
 namespace {

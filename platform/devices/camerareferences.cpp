@@ -8,30 +8,22 @@
 #include "messagedaemon.h"
 #include "sections.h"
 
-struct LayoutItemData {
-  enum Fields : int { FIELD_COUNT = 5 };
-};
+#define LAYOUT_ITEM_FIELDS(FIELD)                                                               \
+  FIELD(LayoutItemData, int, Id, "id", HostId)                                                  \
+  FIELD(LayoutItemData, int, LayoutId, "layout_id", HostOnly)                                   \
+  FIELD(LayoutItemData, int, Position, "position", HostOnly) /* cell, counted by rows from 0 */ \
+  FIELD(LayoutItemData, int, StreamProfile, "stream_profile", HostOnly)                         \
+  FIELD(LayoutItemData, int, CameraId, "camera_id", HostOnly, .references = "camera")
 
-#define LAYOUT_ITEM_FIELDS(FIELD)                                                                  \
-  FIELD(LayoutItemData, 0, int, Id, "id", HostId)                                                  \
-  FIELD(LayoutItemData, 1, int, LayoutId, "layout_id", HostOnly)                                   \
-  FIELD(LayoutItemData, 2, int, Position, "position", HostOnly) /* cell, counted by rows from 0 */ \
-  FIELD(LayoutItemData, 3, int, StreamProfile, "stream_profile", HostOnly)                         \
-  FIELD(LayoutItemData, 4, int, CameraId, "camera_id", HostOnly, .references = "camera")
+QV_DECLARE_FIELDS(LayoutItemData, LAYOUT_ITEM_FIELDS)
 
-LAYOUT_ITEM_FIELDS(QV_TAGGED_FIELD)
+#define CAMERA_GROUP_MEMBER_FIELDS(FIELD)                           \
+  FIELD(CameraGroupMemberData, int, Id, "id", HostId)               \
+  FIELD(CameraGroupMemberData, int, GroupId, "group_id", HostOnly)  \
+  FIELD(CameraGroupMemberData, int, Position, "position", HostOnly) \
+  FIELD(CameraGroupMemberData, int, CameraId, "camera_id", HostOnly, .references = "camera")
 
-struct CameraGroupMemberData {
-  enum Fields : int { FIELD_COUNT = 4 };
-};
-
-#define CAMERA_GROUP_MEMBER_FIELDS(FIELD)                              \
-  FIELD(CameraGroupMemberData, 0, int, Id, "id", HostId)               \
-  FIELD(CameraGroupMemberData, 1, int, GroupId, "group_id", HostOnly)  \
-  FIELD(CameraGroupMemberData, 2, int, Position, "position", HostOnly) \
-  FIELD(CameraGroupMemberData, 3, int, CameraId, "camera_id", HostOnly, .references = "camera")
-
-CAMERA_GROUP_MEMBER_FIELDS(QV_TAGGED_FIELD)
+QV_DECLARE_FIELDS(CameraGroupMemberData, CAMERA_GROUP_MEMBER_FIELDS)
 
 namespace qv::devices {
 namespace {

@@ -5,19 +5,15 @@
 #include "../db/database.h"
 #include "tables.h"
 
-struct PosTextRuleData {
-  enum Fields : int { FIELD_COUNT = 6 };
-};
+#define POS_TEXT_RULE_FIELDS(FIELD)                                           \
+  FIELD(PosTextRuleData, int, Id, "id", HostId)                               \
+  FIELD(PosTextRuleData, int, PosId, "pos_id", HostOnly, .references = "pos") \
+  FIELD(PosTextRuleData, int, Position, "position", HostOnly)                 \
+  FIELD(PosTextRuleData, int, Type, "type", Config)                           \
+  FIELD(PosTextRuleData, std::string, Pattern, "pattern", Config)             \
+  FIELD(PosTextRuleData, std::string, Value, "value", Config)
 
-#define POS_TEXT_RULE_FIELDS(FIELD)                                              \
-  FIELD(PosTextRuleData, 0, int, Id, "id", HostId)                               \
-  FIELD(PosTextRuleData, 1, int, PosId, "pos_id", HostOnly, .references = "pos") \
-  FIELD(PosTextRuleData, 2, int, Position, "position", HostOnly)                 \
-  FIELD(PosTextRuleData, 3, int, Type, "type", Config)                           \
-  FIELD(PosTextRuleData, 4, std::string, Pattern, "pattern", Config)             \
-  FIELD(PosTextRuleData, 5, std::string, Value, "value", Config)
-
-POS_TEXT_RULE_FIELDS(QV_TAGGED_FIELD)
+QV_DECLARE_FIELDS(PosTextRuleData, POS_TEXT_RULE_FIELDS)
 
 namespace qv::devices {
 namespace {

@@ -12,21 +12,17 @@
 #include "recserversavers.h"
 #include "tables.h"
 
-struct SectionEntryData {
-  enum Fields : int { FIELD_COUNT = 7 };
-};
-
 // The references are also in the settings, under the keys that the slave uses, as ids of the host.
-#define SECTION_ENTRY_FIELDS(FIELD)                                                        \
-  FIELD(SectionEntryData, 0, int, Id, "id", HostId)                                        \
-  FIELD(SectionEntryData, 1, int, IdOnRecServer, "id_on_rec_server", IdOnSlave)            \
-  FIELD(SectionEntryData, 2, int, OwnerZrId, "owner_zr_id", Owner)                         \
-  FIELD(SectionEntryData, 3, int, CameraId, "camera_id", HostOnly, .references = "camera") \
-  FIELD(SectionEntryData, 4, int, PosId, "pos_id", HostOnly, .references = "pos")          \
-  FIELD(SectionEntryData, 5, JsonText, Settings, "settings", HostOnly)                     \
-  FIELD(SectionEntryData, 6, int, IOModuleId, "iomodule_id", HostOnly, .references = "iomodule")
+#define SECTION_ENTRY_FIELDS(FIELD)                                                     \
+  FIELD(SectionEntryData, int, Id, "id", HostId)                                        \
+  FIELD(SectionEntryData, int, IdOnRecServer, "id_on_rec_server", IdOnSlave)            \
+  FIELD(SectionEntryData, int, OwnerZrId, "owner_zr_id", Owner)                         \
+  FIELD(SectionEntryData, int, CameraId, "camera_id", HostOnly, .references = "camera") \
+  FIELD(SectionEntryData, int, PosId, "pos_id", HostOnly, .references = "pos")          \
+  FIELD(SectionEntryData, JsonText, Settings, "settings", HostOnly)                     \
+  FIELD(SectionEntryData, int, IOModuleId, "iomodule_id", HostOnly, .references = "iomodule")
 
-SECTION_ENTRY_FIELDS(QV_TAGGED_FIELD)
+QV_DECLARE_FIELDS(SectionEntryData, SECTION_ENTRY_FIELDS)
 
 namespace qv::devices {
 namespace {

@@ -4,19 +4,15 @@
 #include "qvjson.h"
 #include "taggedfield.h"
 
-struct MessageData {
-  enum Fields : int { FIELD_COUNT = 5 };
-};
-
 // The server is no owner: a message outlives it, and an index by server would be written with every message.
-#define MESSAGE_FIELDS(FIELD)                                      \
-  FIELD(MessageData, 0, int, Id, "id", HostId)                     \
-  FIELD(MessageData, 1, int, ZrId, "zr_id", HostOnly)              \
-  FIELD(MessageData, 2, std::string, Target, "target", HostOnly)   \
-  FIELD(MessageData, 3, std::string, Command, "command", HostOnly) \
-  FIELD(MessageData, 4, JsonText, Payload, "payload", HostOnly)
+#define MESSAGE_FIELDS(FIELD)                                   \
+  FIELD(MessageData, int, Id, "id", HostId)                     \
+  FIELD(MessageData, int, ZrId, "zr_id", HostOnly)              \
+  FIELD(MessageData, std::string, Target, "target", HostOnly)   \
+  FIELD(MessageData, std::string, Command, "command", HostOnly) \
+  FIELD(MessageData, JsonText, Payload, "payload", HostOnly)
 
-MESSAGE_FIELDS(QV_TAGGED_FIELD)
+QV_DECLARE_FIELDS(MessageData, MESSAGE_FIELDS)
 
 namespace qv::messages {
 namespace {

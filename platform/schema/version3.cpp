@@ -20,6 +20,9 @@ CREATE TABLE capability_revision (revision TEXT NOT NULL);
 INSERT INTO capability_revision (revision) VALUES ('initial');
 -- Files that waited for their commit; capability_file says now what they hold.
 DROP TABLE IF EXISTS staged_file;
+-- Which of the rows of one widget counts: the highest, then the newest.
+ALTER TABLE counting_widget ADD COLUMN precedence INTEGER NOT NULL DEFAULT 0;
+CREATE INDEX counting_widget_by_id_and_owner ON counting_widget (id_on_rec_server,owner_zr_id);
 )sql";
 
 }  // namespace qv::schema

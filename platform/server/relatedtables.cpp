@@ -2,73 +2,51 @@
 
 #include "taggedfield.h"
 
-struct PrivilegeProfileServerData {
-  enum Fields : int { FIELD_COUNT = 3 };
-};
-
-#define PRIVILEGE_PROFILE_SERVER_FIELDS(FIELD)                                 \
-  FIELD(PrivilegeProfileServerData, 0, int, Id, "id", HostId)                  \
-  FIELD(PrivilegeProfileServerData, 1, int, ProfileId, "profile_id", HostOnly) \
-  FIELD(PrivilegeProfileServerData, 2, int, ZrId, "zr_id", Owner, .references = "server")
-
-struct CameraMigrationData {
-  enum Fields : int { FIELD_COUNT = 5 };
-};
+#define PRIVILEGE_PROFILE_SERVER_FIELDS(FIELD)                              \
+  FIELD(PrivilegeProfileServerData, int, Id, "id", HostId)                  \
+  FIELD(PrivilegeProfileServerData, int, ProfileId, "profile_id", HostOnly) \
+  FIELD(PrivilegeProfileServerData, int, ZrId, "zr_id", Owner, .references = "server")
 
 // A migration belongs to both of its servers: it is over when one of them is removed. Server 0 is the host itself.
-#define CAMERA_MIGRATION_FIELDS(FIELD)                                                        \
-  FIELD(CameraMigrationData, 0, int, Id, "id", HostId)                                        \
-  FIELD(CameraMigrationData, 1, int, SourceZrId, "source_zr_id", Owner)                       \
-  FIELD(CameraMigrationData, 2, int, DestinationZrId, "destination_zr_id", Owner)             \
-  FIELD(CameraMigrationData, 3, int, CameraId, "camera_id", HostOnly, .references = "camera") \
-  FIELD(CameraMigrationData, 4, int, Progress, "progress", HostOnly) /* percent */
-
-struct EventMountData {
-  enum Fields : int { FIELD_COUNT = 5 };
-};
+#define CAMERA_MIGRATION_FIELDS(FIELD)                                                     \
+  FIELD(CameraMigrationData, int, Id, "id", HostId)                                        \
+  FIELD(CameraMigrationData, int, SourceZrId, "source_zr_id", Owner)                       \
+  FIELD(CameraMigrationData, int, DestinationZrId, "destination_zr_id", Owner)             \
+  FIELD(CameraMigrationData, int, CameraId, "camera_id", HostOnly, .references = "camera") \
+  FIELD(CameraMigrationData, int, Progress, "progress", HostOnly) /* percent */
 
 // Recordings of a deleted camera can still be played while their server is there.
-#define EVENT_MOUNT_FIELDS(FIELD)                                                        \
-  FIELD(EventMountData, 0, int, Id, "id", HostId)                                        \
-  FIELD(EventMountData, 1, int, ZrId, "zr_id", Owner)                                    \
-  FIELD(EventMountData, 2, int, CameraId, "camera_id", HostOnly, .references = "camera", \
-        .on_delete = OnDelete::SetNull)                                                  \
-  FIELD(EventMountData, 3, std::string, Name, "name", HostOnly)                          \
-  FIELD(EventMountData, 4, std::string, Path, "path", HostOnly) /* on the server */
+#define EVENT_MOUNT_FIELDS(FIELD)                                                                                     \
+  FIELD(EventMountData, int, Id, "id", HostId)                                                                        \
+  FIELD(EventMountData, int, ZrId, "zr_id", Owner)                                                                    \
+  FIELD(EventMountData, int, CameraId, "camera_id", HostOnly, .references = "camera", .on_delete = OnDelete::SetNull) \
+  FIELD(EventMountData, std::string, Name, "name", HostOnly)                                                          \
+  FIELD(EventMountData, std::string, Path, "path", HostOnly) /* on the server */
 
-struct EventExportData {
-  enum Fields : int { FIELD_COUNT = 7 };
-};
-
-#define EVENT_EXPORT_FIELDS(FIELD)                                                        \
-  FIELD(EventExportData, 0, int, Id, "id", HostId)                                        \
-  FIELD(EventExportData, 1, int, ZrId, "zr_id", Owner)                                    \
-  FIELD(EventExportData, 2, int, CameraId, "camera_id", HostOnly, .references = "camera", \
-        .on_delete = OnDelete::SetNull)                                                   \
-  FIELD(EventExportData, 3, std::string, Name, "name", HostOnly)                          \
-  FIELD(EventExportData, 4, int, StartTime, "start_time", HostOnly) /* s since 1970 */    \
-  FIELD(EventExportData, 5, int, EndTime, "end_time", HostOnly)                           \
-  FIELD(EventExportData, 6, std::string, Destination, "destination", HostOnly) /* folder that the user chose */
-
-struct DoorLayoutItemData {
-  enum Fields : int { FIELD_COUNT = 6 };
-};
+#define EVENT_EXPORT_FIELDS(FIELD)                                                                                     \
+  FIELD(EventExportData, int, Id, "id", HostId)                                                                        \
+  FIELD(EventExportData, int, ZrId, "zr_id", Owner)                                                                    \
+  FIELD(EventExportData, int, CameraId, "camera_id", HostOnly, .references = "camera", .on_delete = OnDelete::SetNull) \
+  FIELD(EventExportData, std::string, Name, "name", HostOnly)                                                          \
+  FIELD(EventExportData, int, StartTime, "start_time", HostOnly) /* s since 1970 */                                    \
+  FIELD(EventExportData, int, EndTime, "end_time", HostOnly)                                                           \
+  FIELD(EventExportData, std::string, Destination, "destination", HostOnly) /* folder that the user chose */
 
 // The server is noted beside the door, so that an item still tells whose door it showed when the door is gone.
-#define DOOR_LAYOUT_ITEM_FIELDS(FIELD)                                                      \
-  FIELD(DoorLayoutItemData, 0, int, Id, "id", HostId)                                       \
-  FIELD(DoorLayoutItemData, 1, int, LayoutId, "layout_id", HostOnly)                        \
-  FIELD(DoorLayoutItemData, 2, int, Position, "position", HostOnly)                         \
-  FIELD(DoorLayoutItemData, 3, int, ZrId, "zr_id", Owner)                                   \
-  FIELD(DoorLayoutItemData, 4, int, DoorId, "door_id", HostOnly, .references = "axis_door", \
-        .on_delete = OnDelete::SetNull)                                                     \
-  FIELD(DoorLayoutItemData, 5, std::string, Title, "title", HostOnly)
+#define DOOR_LAYOUT_ITEM_FIELDS(FIELD)                                                   \
+  FIELD(DoorLayoutItemData, int, Id, "id", HostId)                                       \
+  FIELD(DoorLayoutItemData, int, LayoutId, "layout_id", HostOnly)                        \
+  FIELD(DoorLayoutItemData, int, Position, "position", HostOnly)                         \
+  FIELD(DoorLayoutItemData, int, ZrId, "zr_id", Owner)                                   \
+  FIELD(DoorLayoutItemData, int, DoorId, "door_id", HostOnly, .references = "axis_door", \
+        .on_delete = OnDelete::SetNull)                                                  \
+  FIELD(DoorLayoutItemData, std::string, Title, "title", HostOnly)
 
-PRIVILEGE_PROFILE_SERVER_FIELDS(QV_TAGGED_FIELD)
-CAMERA_MIGRATION_FIELDS(QV_TAGGED_FIELD)
-EVENT_MOUNT_FIELDS(QV_TAGGED_FIELD)
-EVENT_EXPORT_FIELDS(QV_TAGGED_FIELD)
-DOOR_LAYOUT_ITEM_FIELDS(QV_TAGGED_FIELD)
+QV_DECLARE_FIELDS(PrivilegeProfileServerData, PRIVILEGE_PROFILE_SERVER_FIELDS)
+QV_DECLARE_FIELDS(CameraMigrationData, CAMERA_MIGRATION_FIELDS)
+QV_DECLARE_FIELDS(EventMountData, EVENT_MOUNT_FIELDS)
+QV_DECLARE_FIELDS(EventExportData, EVENT_EXPORT_FIELDS)
+QV_DECLARE_FIELDS(DoorLayoutItemData, DOOR_LAYOUT_ITEM_FIELDS)
 
 namespace qv::server {
 namespace {

@@ -3,16 +3,12 @@
 #include "../record/attempt.h"
 #include "taggedfield.h"
 
-struct SettingData {
-  enum Fields : int { FIELD_COUNT = 3 };
-};
+#define SETTING_FIELDS(FIELD)                             \
+  FIELD(SettingData, int, Id, "id", HostId)               \
+  FIELD(SettingData, std::string, Name, "name", HostOnly) \
+  FIELD(SettingData, std::string, Text, "text", HostOnly)
 
-#define SETTING_FIELDS(FIELD)                                \
-  FIELD(SettingData, 0, int, Id, "id", HostId)               \
-  FIELD(SettingData, 1, std::string, Name, "name", HostOnly) \
-  FIELD(SettingData, 2, std::string, Text, "text", HostOnly)
-
-SETTING_FIELDS(QV_TAGGED_FIELD)
+QV_DECLARE_FIELDS(SettingData, SETTING_FIELDS)
 
 namespace qv::server {
 namespace {

@@ -70,6 +70,23 @@ TEST_F(RowsTest, EntriesOfOneIdSettle) {
   EXPECT_THAT(Rows("SELECT id,name FROM axis_acs_ctrler"), ElementsAre("1|C", "2|B"));
 }
 
+TEST_F(RowsTest, AGroupNamesTheRowOfTheTaskThatAWidgetIsIn) {
+  const auto report = [](const std::string& task) {
+    return Update(R"({"camera_info":[{"id":1}],"iva_info":[{"id":1,"camera_id":1},{"id":2,"camera_id":1}],
+        "counting_widget_info":[{"id":3,"type":2,"fence":[{"x":0,"y":0},{"x":1,"y":0}],"iva_setting_id":)" +
+                  task + R"(}],"counting_task_group_info":[{"id":4,"widget_ids":[3]}]})");
+  };
+  const std::string tasks =
+      "SELECT iva_setting_id FROM counting_task_group_widget g,counting_widget w "
+      "WHERE w.id=g.widget_id";
+  for (const std::string task : {"1", "2", "1", "2"}) {
+    report(task);
+    EXPECT_THAT(Rows(tasks), ElementsAre(task));
+    EXPECT_THAT(report(task), IsEmpty());
+  }
+  EXPECT_THAT(Rows("SELECT id FROM counting_widget"), ElementsAre("1", "2"));
+}
+
 TEST_F(RowsTest, WhatCannotBeReadBackIsRefusedAndNeverKeptInPart) {
   Json::Value nested(1);
   for (int level = 0; level < 1000; ++level) {

@@ -2,24 +2,20 @@
 
 #include "support/hosttest.h"
 
-struct GadgetData {
-  enum Fields : int { FIELD_COUNT = 11 };
-};
+#define GADGET_FIELDS(FIELD)                                          \
+  FIELD(GadgetData, int, Id, "id", HostId)                            \
+  FIELD(GadgetData, int, IdOnSlave, "id_on_rec_server", IdOnSlave)    \
+  FIELD(GadgetData, int, Owner, "owner_zr_id", Owner)                 \
+  FIELD(GadgetData, int, Number, "number", Config, .default_int = 5)  \
+  FIELD(GadgetData, bool, Flag, "flag", Config)                       \
+  FIELD(GadgetData, double, Real, "real", Config)                     \
+  FIELD(GadgetData, std::string, Text, "text", Config)                \
+  FIELD(GadgetData, JsonText, Nested, "nested", Config)               \
+  FIELD(GadgetData, std::string, Password, "password", Secret)        \
+  FIELD(GadgetData, int, Peer, "peer", HostOnly, .references = "pos") \
+  FIELD(GadgetData, JsonText, Extra, "extra", Extra)
 
-#define GADGET_FIELDS(FIELD)                                             \
-  FIELD(GadgetData, 0, int, Id, "id", HostId)                            \
-  FIELD(GadgetData, 1, int, IdOnSlave, "id_on_rec_server", IdOnSlave)    \
-  FIELD(GadgetData, 2, int, Owner, "owner_zr_id", Owner)                 \
-  FIELD(GadgetData, 3, int, Number, "number", Config, .default_int = 5)  \
-  FIELD(GadgetData, 4, bool, Flag, "flag", Config)                       \
-  FIELD(GadgetData, 5, double, Real, "real", Config)                     \
-  FIELD(GadgetData, 6, std::string, Text, "text", Config)                \
-  FIELD(GadgetData, 7, JsonText, Nested, "nested", Config)               \
-  FIELD(GadgetData, 8, std::string, Password, "password", Secret)        \
-  FIELD(GadgetData, 9, int, Peer, "peer", HostOnly, .references = "pos") \
-  FIELD(GadgetData, 10, JsonText, Extra, "extra", Extra)
-
-GADGET_FIELDS(QV_TAGGED_FIELD)
+QV_DECLARE_FIELDS(GadgetData, GADGET_FIELDS)
 
 namespace {
 

@@ -64,7 +64,8 @@ class CameraPolicy {
   }
 
   void LogExtra(const std::list<Camera>& extra) const {
-    const std::list<int> ids = Transform2List(extra, std::mem_fn(&TaggedField<CameraData::Fields, 0>::GetId));
+    const std::list<int> ids =
+        Transform2List(extra, std::mem_fn(&TaggedField<CameraData::Fields, CameraData::Id>::GetId));
     CMS_LOG(3, kRemoveFunction, "Remove extra cameras [%s] on ZR [%d].\n",
             Iter2String(ids.begin(), ids.end(), ",").c_str(), zr_id_);
   }

@@ -40,7 +40,7 @@ class PosPolicy : public NothingAfterEntry {
   }
 
   void LogExtra(const std::list<POS>& extra) const {
-    const std::list<int> ids = Transform2List(extra, std::mem_fn(&TaggedField<POSData::Fields, 0>::GetId));
+    const std::list<int> ids = Transform2List(extra, std::mem_fn(&TaggedField<POSData::Fields, POSData::Id>::GetId));
     CMS_LOG(3, kRemoveFunction, "Remove extra POSs [%s] on ZR [%d].\n",
             Iter2String(ids.begin(), ids.end(), ",").c_str(), zr_id_);
   }

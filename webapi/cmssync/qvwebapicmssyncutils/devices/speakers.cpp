@@ -38,7 +38,8 @@ class SpeakerPolicy : public NothingAfterEntry {
   }
 
   void LogExtra(const std::list<IPSpeaker>& extra) const {
-    const std::list<int> ids = Transform2List(extra, std::mem_fn(&TaggedField<IPSpeakerData::Fields, 0>::GetId));
+    const std::list<int> ids =
+        Transform2List(extra, std::mem_fn(&TaggedField<IPSpeakerData::Fields, IPSpeakerData::Id>::GetId));
     CMS_LOG(3, kRemoveFunction, "Remove extra Speakers [%s] on ZR [%d].\n",
             Iter2String(ids.begin(), ids.end(), ",").c_str(), zr_id_);
   }
