@@ -27,7 +27,10 @@
 /// The log has a line for every failure, and for changes according to the level. No line, result or error text holds a
 /// password or a stream key.
 ///
-/// Link with the compiler and C++ library that built this one; `Json::Value` is that of the installed jsoncpp.
+/// Building: C++20, with find_package(qvwebapicmssync) and qv::host, or pkg-config qvhost; examples/embed is a whole
+/// program. Standard containers and `Json::Value` cross the interface: a program must be built against the same C++
+/// library (libstdc++ with its C++11 ABI, GCC 12 or later) and the same jsoncpp (libjsoncpp.so.25) as this library.
+/// Within a major version of the library (its SONAME) programs need not be built again.
 #pragma once
 
 #include <json/value.h>

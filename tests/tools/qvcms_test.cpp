@@ -326,6 +326,12 @@ TEST_F(ToolTest, TellsOfOperationsThatFailed) {
   EXPECT_NE(Run("list pos").err.find("restore it from a backup\n"), std::string::npos) << Run("list pos").err;
 }
 
+TEST_F(ToolTest, ColoursWhatChanged) {
+  Write("document", Devices(3, 0));
+  EXPECT_THAT(Run("--color always plan 7 document").out, HasSubstr("\npos             \033[32m3\033[0m        0"));
+  EXPECT_EQ(Run("plan 7 document").out.find('\033'), std::string::npos) << "it is no terminal";
+}
+
 TEST_F(ToolTest, PrintsTablesThatStayInTheirLines) {
   Write("document",
         "{\"POS_info\":[{\"id\":3,\"name\":\"caf\u00e9\\n\\u001b[31m\",\"vendor\":\"\u4e2d\u6587\",\"model\":\"M\"},"

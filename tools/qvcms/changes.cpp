@@ -8,10 +8,18 @@
 #include "exitcodes.h"
 #include "openhost.h"
 #include "output.h"
+#include "progressline.h"
 #include "temporaryfolder.h"
 
 namespace qvcms {
 namespace {
+
+/// Makes a call of the host whose progress shows on the terminal. Nothing of that is left when it returns.
+template <class Call>
+auto WithProgress(Call&& call) {
+  ProgressLine line;
+  return call(line.Callback());
+}
 
 /// Tells of what failed alone. @return the exit status
 int TellFailures(const qv::ChangeResult& result, const std::string& rest) {
@@ -40,17 +48,21 @@ int Run(const GlobalOptions& global, const PairOptions& options) {
   const qv::Document snapshot = qv::Document::ReadFile(options.import.document, global.limits);
   snapshot.RequireSnapshot();
   OpenHost host(HostToFill(global));
-  const qv::ImportResult result = host.Pair(options.import.zr, snapshot, {.model = options.import.model});
-  return Report(result, FormatImport(global.format, result));
+  const qv::ImportResult result = WithProgress([&](const qv::ProgressCallback& progress) {
+    return host.Pair(options.import.zr, snapshot, {.model = options.import.model, .progress = progress});
+  });
+  return Report(result, FormatImport(global.format, result, IsColored(global.color)));
 }
 
 int Run(const GlobalOptions& global, const UpdateOptions& options) {
   const qv::Document snapshot = qv::Document::ReadFile(options.import.document, global.limits);
   snapshot.RequireSnapshot(options.allow_removals);
   OpenHost host(HostToFill(global));
-  const qv::ImportResult result = host.Update(
-      options.import.zr, snapshot, {.model = options.import.model, .allow_removals = options.allow_removals});
-  return Report(result, FormatImport(global.format, result));
+  const qv::ImportResult result = WithProgress([&](const qv::ProgressCallback& progress) {
+    return host.Update(options.import.zr, snapshot,
+                       {.model = options.import.model, .allow_removals = options.allow_removals, .progress = progress});
+  });
+  return Report(result, FormatImport(global.format, result, IsColored(global.color)));
 }
 
 int Run(const GlobalOptions& global, const PlanOptions& options) {
@@ -60,8 +72,10 @@ int Run(const GlobalOptions& global, const PlanOptions& options) {
   std::optional<TemporaryFolder> empty;
   if (!qv::Host::IsIn(global.data_dir)) host_options.data_folder = empty.emplace().path();
   OpenHost host(host_options);
-  const qv::ImportResult result = host.Plan(options.import.zr, snapshot, {.model = options.import.model});
-  Print(FormatImport(global.format, result));
+  const qv::ImportResult result = WithProgress([&](const qv::ProgressCallback& progress) {
+    return host.Plan(options.import.zr, snapshot, {.model = options.import.model, .progress = progress});
+  });
+  Print(FormatImport(global.format, result, IsColored(global.color)));
   for (const qv::Refusal& refusal : result.refusals) {
     Complain(std::string("update would refuse this without --allow-removals: ") + refusal.what());
   }
@@ -73,7 +87,8 @@ int Run(const GlobalOptions& global, const StatusOptions& options) {
   const qv::Document report = qv::Document::ReadFile(options.document, global.limits);
   report.RequireStatusReport();
   OpenHost host(HostToRead(global));
-  const qv::StatusResult result = host.Status(options.zr, report);
+  const qv::StatusResult result =
+      WithProgress([&](const qv::ProgressCallback& progress) { return host.Status(options.zr, report, progress); });
   return Report(result, FormatStatus(global.format, result));
 }
 

@@ -180,6 +180,14 @@ class CommandLine {
             "What to print; default: table")
         ->check(CLI::IsMember({"table", "json"}))
         ->option_text("table|json");
+    app_.add_option_function<std::string>(
+            "--color",
+            [this](const std::string& word) {
+              global_.color = word == "always" ? Color::Always : word == "never" ? Color::Never : Color::Auto;
+            },
+            "Colours in the counts; default: auto, on a terminal unless NO_COLOR is set")
+        ->check(CLI::IsMember({"auto", "always", "never"}))
+        ->option_text("auto|always|never");
     app_.add_option("--max-depth", global_.limits.depth, "Deepest nesting of a document")
         ->check(Number(1, qv::DocumentLimits::kMaxDepth))
         ->capture_default_str();

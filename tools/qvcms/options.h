@@ -11,12 +11,14 @@
 namespace qvcms {
 
 enum class Format { Table, Json };
+enum class Color { Auto, Always, Never };
 
 struct GlobalOptions {
   std::filesystem::path data_dir = "qvcms-data";
   int log_level = 3;  ///< least severe level that is logged
   std::string log_file;
   Format format = Format::Table;
+  Color color = Color::Auto;
   qv::DocumentLimits limits;
   qv::Durability durability = qv::Durability::PowerCut;
 };

@@ -1,11 +1,13 @@
 #include "output.h"
 
 #include <qvjson.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <clocale>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <cwchar>
 
@@ -45,7 +47,16 @@ struct Cell {
   std::string text;
   int width = 0;
   bool number = false;
+  const char* color = nullptr;  ///< what makes a terminal change to it
 };
+
+/// The colour of a number of changes.
+const char* ColorOf(const std::string& column, const Json::Value& value) {
+  if (!value.isIntegral() || value.asInt64() == 0) return nullptr;
+  if (column == "added") return "\033[32m";
+  if (column == "updated") return "\033[33m";
+  return column == "removed" ? "\033[31m" : nullptr;
+}
 
 Cell MakeCell(const Json::Value& value, bool wide) {
   Cell cell;
@@ -75,7 +86,8 @@ void AppendLine(std::string& text, const std::vector<Cell>& cells, const std::ve
     const std::string padding(static_cast<std::size_t>(widths[column] - cells[column].width), ' ');
     if (column > 0) text += "  ";
     if (numeric[column]) text += padding;
-    text += cells[column].text;
+    const char* const color = cells[column].color;
+    text += color == nullptr ? cells[column].text : color + cells[column].text + "\033[0m";
     if (!numeric[column] && column + 1 < cells.size()) text += padding;
   }
   text.erase(text.find_last_not_of(' ') + 1);
@@ -100,8 +112,8 @@ int Write(std::string_view text) {
 
 }  // namespace
 
-RowFormatter::RowFormatter(Format format, std::vector<std::string> columns, bool wide)
-    : format_(format), columns_(std::move(columns)), wide_(wide), widths_(columns_.size(), 0) {}
+RowFormatter::RowFormatter(Format format, std::vector<std::string> columns, bool wide, bool colored)
+    : format_(format), columns_(std::move(columns)), wide_(wide), colored_(colored), widths_(columns_.size(), 0) {}
 
 std::string RowFormatter::Page(const std::vector<qv::Row>& rows) {
   std::string text = format_ == Format::Json ? JsonPage(rows) : TablePage(rows);
@@ -120,7 +132,11 @@ std::string RowFormatter::TablePage(const std::vector<qv::Row>& rows) {
   std::vector<std::vector<Cell>> lines;
   for (const qv::Row& row : rows) {
     std::vector<Cell>& line = lines.emplace_back();
-    for (const std::string& name : columns_) line.push_back(MakeCell(ValueOf(row, name), wide_));
+    for (const std::string& name : columns_) {
+      const Json::Value& value = ValueOf(row, name);
+      Cell& cell = line.emplace_back(MakeCell(value, wide_));
+      if (colored_) cell.color = ColorOf(name, value);
+    }
   }
   if (!started_) {
     for (std::size_t column = 0; column < columns_.size(); ++column) {
@@ -161,7 +177,7 @@ std::string FormatRows(Format format, const std::vector<std::string>& columns, c
   return text + formatter.End();
 }
 
-std::string FormatImport(Format format, const qv::ImportResult& result) {
+std::string FormatImport(Format format, const qv::ImportResult& result, bool colored) {
   std::vector<qv::Row> rows;
   for (const qv::KindChanges& kind : result.changes) {
     rows.push_back({{"kind", kind.kind},
@@ -175,8 +191,10 @@ std::string FormatImport(Format format, const qv::ImportResult& result) {
       rows.push_back({{"kind", "unused-entry"}, {"place", place}, {"reason", reason}});
     }
   }
-  return FormatRows(format, {"kind", "added", "updated", "removed", "unchanged"}, rows, true) +
-         (format == Format::Table ? UnusedText(result.unused) : "");
+  RowFormatter formatter(format, {"kind", "added", "updated", "removed", "unchanged"}, true, colored);
+  std::string text = formatter.Page(rows);
+  text += formatter.End();
+  return text + (format == Format::Table ? UnusedText(result.unused) : "");
 }
 
 std::string FormatStatus(Format format, const qv::StatusResult& result) {
@@ -213,6 +231,12 @@ void PrintApplied(std::string_view report) {
   if (const int error = Write(report); error != 0) {
     throw Failure(std::string("applied, but the report cannot be written: ") + std::strerror(error));
   }
+}
+
+bool IsColored(Color color) {
+  if (color != Color::Auto) return color == Color::Always;
+  const char* const no_color = std::getenv("NO_COLOR");
+  return isatty(STDOUT_FILENO) == 1 && (no_color == nullptr || *no_color == '\0');
 }
 
 void Complain(std::string_view text) {

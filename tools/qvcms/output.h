@@ -19,7 +19,8 @@ namespace qvcms {
 class RowFormatter {
  public:
   /// @param columns  what a table shows, in this order
-  RowFormatter(Format format, std::vector<std::string> columns, bool wide);
+  /// @param colored  columns that are named for changes are in colours, where something did change
+  RowFormatter(Format format, std::vector<std::string> columns, bool wide, bool colored = false);
   /// The text of these rows.
   std::string Page(const std::vector<qv::Row>& rows);
   /// What ends the text, and starts it if there was no page.
@@ -32,6 +33,7 @@ class RowFormatter {
   const Format format_;
   const std::vector<std::string> columns_;
   const bool wide_;
+  const bool colored_;
   bool started_ = false;
   bool has_rows_ = false;
   std::vector<int> widths_;
@@ -43,7 +45,8 @@ std::string FormatRows(Format format, const std::vector<std::string>& columns, c
                        bool wide);
 
 /// What pair, update and plan report: the counts of each kind, then the entries of the document that were not used.
-std::string FormatImport(Format format, const qv::ImportResult& result);
+/// Numbers of rows that were added, updated or removed are in colours if `colored`.
+std::string FormatImport(Format format, const qv::ImportResult& result, bool colored);
 
 /// What status reports: the server's record, then the entries that were not used.
 std::string FormatStatus(Format format, const qv::StatusResult& result);
@@ -57,6 +60,9 @@ bool Print(std::string_view text);
 
 /// As `Print`, for the report of what has been committed: whoever does not get it is told that it is.
 void PrintApplied(std::string_view report);
+
+/// Whether standard output takes colours: it is a terminal and the environment has no NO_COLOR, or they are asked for.
+bool IsColored(Color color);
 
 /// Writes "qvcms: TEXT" to standard error, as one line whatever the text holds.
 void Complain(std::string_view text);
