@@ -157,8 +157,8 @@ int ReplaceZrIdInCapFilePath(std::string& path, int zrId) try {
   return -1;
 }
 
-// NOLINTNEXTLINE(performance-unnecessary-value-param): the package's signature
 int CreateCapFileByJsonInterface(const std::string& fileName, const std::string& vendor, const std::string& model,
+                                 // NOLINTNEXTLINE(performance-unnecessary-value-param): the package's signature
                                  Json::Value cap) try {
   const std::string path = PathOf(fileName);
   if (PathsOfThisDocument().contains(path)) return 0;

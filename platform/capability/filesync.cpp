@@ -1,7 +1,8 @@
 #include "filesync.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
-#include <cstdio>
 #include <filesystem>
 #include <map>
 #include <memory>
@@ -43,9 +44,8 @@ std::string ReadRevision() {
 /// No two states of the rows have the same revision, also when the database is brought back from a backup.
 void SetNewRevision() {
   std::random_device random;
-  char revision[17];
-  std::snprintf(revision, sizeof revision, "%08x%08x", random(), random());
-  db::ThisThread().Prepare("UPDATE capability_revision SET revision=$1").Bind(revision).Run();
+  const std::string revision = fmt::format("{:08x}{:08x}", random(), random());
+  db::ThisThread().Prepare("UPDATE capability_revision SET revision=$1").Bind(std::string_view(revision)).Run();
 }
 
 /// The content that the rows give a file: that of the server that has reported it for longest.

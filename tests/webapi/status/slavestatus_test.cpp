@@ -123,9 +123,8 @@ TEST_F(StatusSteps, AMisfitStopsTheReportWhereItIsRead) {
       {R"("cms_locked":{})", {"capability_file"}},
   };
   for (const auto& [misfit, changed] : cases) {
-    Lines lines = Journal(
-        [&] { EXPECT_THROW(SaveSlaveStatus(Parse("{" + change + misfit + "}"), record_), Json::Exception) << misfit; },
-        0);
+    const std::string report = "{" + change + misfit + "}";
+    Lines lines = Journal([&] { EXPECT_THROW(SaveSlaveStatus(Parse(report), record_), Json::Exception) << report; }, 0);
     std::erase_if(lines, [](const std::string& line) { return line.starts_with("message"); });
     if (!changed.empty() && changed[0] == "capability_file") {
       EXPECT_EQ(CapabilityFile(), "8\n");
