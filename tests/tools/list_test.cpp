@@ -28,9 +28,11 @@ TEST_F(ToolTest, ListsManyRowsInTheMemoryOfAFew) {
   ASSERT_EQ(Run("pair 7 document").status, 0);
   Write("document", R"({"camera_info":[{"id":1}]})");
   ASSERT_EQ(Run("pair 8 document").status, 0);
-  const long few = Run("-o json list camera --zr 8").peak_kilobytes;
+  [[maybe_unused]] const long few = Run("-o json list camera --zr 8").peak_kilobytes;
   const Result many = Run("-o json list camera");
+#ifndef QV_SANITIZED
   EXPECT_LT(many.peak_kilobytes, few + 20'000);
+#endif
   const Json::Value rows = RunJson("list camera --zr 7");
   ASSERT_EQ(rows.size(), 6000U);
   for (Json::ArrayIndex i = 0; i < rows.size(); ++i) ASSERT_EQ(rows[i]["id"].asUInt(), i + 1) << "a row twice, or none";
