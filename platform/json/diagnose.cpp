@@ -156,8 +156,7 @@ std::string Diagnose(std::string_view text, const ReadLimits& limits) {
   Checker checker(text, limits, stream);
   if (text.starts_with("\xEF\xBB\xBF")) checker.Fail(0, "begins with a byte order mark");
   rapidjson::Reader reader;
-  constexpr unsigned kFlags =
-      rapidjson::kParseIterativeFlag | rapidjson::kParseValidateEncodingFlag | rapidjson::kParseFullPrecisionFlag;
+  constexpr unsigned kFlags = rapidjson::kParseIterativeFlag | rapidjson::kParseValidateEncodingFlag;
   const rapidjson::ParseResult result = reader.Parse<kFlags>(stream, checker);
   if (result.Code() == rapidjson::kParseErrorNumberTooBig) {
     checker.FailWithNumber(result.Offset(), text.find_first_not_of("+-.0123456789eE", result.Offset()));
