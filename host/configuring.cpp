@@ -28,6 +28,7 @@ constexpr std::array<std::string_view, 2> kConfigurableKinds = {"camera", "iomod
 
 std::span<const std::string_view> Host::ConfigurableKinds() { return kConfigurableKinds; }
 
+// NOLINTNEXTLINE(readability-make-member-function-const): it changes the host
 ChangeResult Host::SetConfiguring(std::string_view kind, int id, bool on) {
   return host::Guarded([&] {
     const host::Stopwatch stopwatch;
@@ -35,13 +36,13 @@ ChangeResult Host::SetConfiguring(std::string_view kind, int id, bool on) {
     if (std::find(kConfigurableKinds.begin(), kConfigurableKinds.end(), kind) == kConfigurableKinds.end()) {
       throw Refusal(RefusalCode::BadArgument, "no " + name + " can be marked as being configured");
     }
-    const Refusal unknown(RefusalCode::UnknownDevice, "there is no " + name + " with the id " + std::to_string(id));
-    if (!has_data_) throw unknown;
+    const std::string unknown = "there is no " + name + " with the id " + std::to_string(id);
+    if (!has_data_) throw Refusal(RefusalCode::UnknownDevice, unknown);
     db::UnitOfWork work;
     const host::ChangeReport report(work, 0);
     const bool found =
         kind == "camera" ? SetFlag(devices::CameraTable(), id, on) : SetFlag(devices::IOModuleTable(), id, on);
-    if (!found) throw unknown;
+    if (!found) throw Refusal(RefusalCode::UnknownDevice, unknown);
     ChangeResult result;
     result.changes = report.OfOtherCalls();
     host::Commit(work, result);

@@ -26,6 +26,7 @@ std::vector<Message> Host::Messages(std::string_view target, std::size_t limit) 
   });
 }
 
+// NOLINTNEXTLINE(readability-make-member-function-const): it changes the host
 std::size_t Host::DeleteMessages(std::span<const std::int64_t> ids) {
   return host::Guarded([&] {
     if (!has_data_) return std::size_t{0};

@@ -25,6 +25,7 @@ void CheckNothingIsLeft(const db::UnitOfWork& work, int zr, int result) {
 
 }  // namespace
 
+// NOLINTNEXTLINE(readability-make-member-function-const): it changes the host
 RemoveResult Host::Remove(int zr) {
   return host::Guarded([&] {
     const host::Stopwatch stopwatch;

@@ -40,6 +40,7 @@ SlaveZRStatus LoadStatus(int zr) {
 
 }  // namespace
 
+// NOLINTNEXTLINE(readability-make-member-function-const): it changes the host
 StatusResult Host::Status(int zr, const Document& report, const ProgressCallback& progress) {
   return host::Guarded([&] {
     const host::Stopwatch stopwatch;

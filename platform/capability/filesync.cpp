@@ -100,6 +100,11 @@ class Files {
     log::Error("Failed to write {}: {}", kStampFile, error.what());
   }
 
+  void RemoveStamp() {
+    folder_.Remove(kStampFile);
+    folder_.Sync();
+  }
+
   /// The files that are there, with a name for each empty folder, which a process that was killed may have left. Links
   /// are passed over.
   Paths List() const {
@@ -107,7 +112,8 @@ class Files {
     const std::filesystem::path folder = data_ / kFolder;
     if (!std::filesystem::is_directory(std::filesystem::symlink_status(folder))) return paths;
     for (const auto& entry : std::filesystem::recursive_directory_iterator(folder)) {
-      if (entry.is_regular_file() && !entry.is_symlink()) {
+      if (entry.is_symlink()) continue;
+      if (entry.is_regular_file()) {
         paths.insert(entry.path().lexically_relative(folder).string());
       } else if (entry.is_directory() && std::filesystem::is_empty(entry)) {
         paths.insert((entry.path().lexically_relative(folder) / files::Folder::kUnfinished).string());
@@ -137,20 +143,24 @@ class Files {
 
   /// Gives the rows that versions before the third left without content that of their files, and removes those that
   /// have no file, a name that is refused now, or a folder with the name of another file: their servers' next
-  /// documents bring them.
-  void FillRowsOfFormerVersions() {
+  /// documents bring them. @return whether every row is settled; the next process tries again otherwise
+  bool FillRowsOfFormerVersions() {
+    bool is_settled = true;
     db::AllOrNothing whole;
     const std::map<std::string, int> owners = PathsWithoutContent();
+    const Paths files = GoodFiles(owners);
     for (const auto& [path, owner] : owners) {
       try {
-        FillRow(path, IsGood(path, owner) && !IsBelowOneOf(owners, path));
+        FillRow(path, IsGood(path, owner) && !IsBelowOneOf(files, path));
       } catch (const std::runtime_error& error) {
         log::Error("Failed to take the content of the file {}: {}", InFolder(path), error.what());
+        is_settled = false;
       }
     }
     whole.Keep();
     std::error_code ignored;  // it is in nobody's way
-    std::filesystem::remove_all(data_ / kFormerFolder, ignored);
+    if (is_settled) std::filesystem::remove_all(data_ / kFormerFolder, ignored);
+    return is_settled;
   }
 
  private:
@@ -179,7 +189,18 @@ class Files {
     return false;
   }
 
-  static bool IsBelowOneOf(const std::map<std::string, int>& paths, const std::string& path) {
+  /// Those of the paths that are good and have a file: no other file can be below it.
+  Paths GoodFiles(const std::map<std::string, int>& owners) const {
+    Paths paths;
+    for (const auto& [path, owner] : owners) {
+      std::error_code unreadable;
+      const auto status = std::filesystem::symlink_status(data_ / InFolder(path), unreadable);
+      if (IsGood(path, owner) && std::filesystem::is_regular_file(status)) paths.insert(path);
+    }
+    return paths;
+  }
+
+  static bool IsBelowOneOf(const Paths& paths, const std::string& path) {
     for (std::size_t slash = path.find('/'); slash != std::string::npos; slash = path.find('/', slash + 1)) {
       if (paths.contains(path.substr(0, slash))) return true;
     }
@@ -209,7 +230,7 @@ void Update(const Paths& own, const std::string& revision) {
   paths.insert(failing.begin(), failing.end());
   bool is_complete = true;
   if (was_behind) {
-    files.FillRowsOfFormerVersions();
+    is_complete = files.FillRowsOfFormerVersions();
     paths.merge(PathsInRows());
     try {
       paths.merge(files.List());
@@ -218,6 +239,8 @@ void Update(const Paths& own, const std::string& revision) {
       is_complete = false;
     }
   }
+  // A process that is killed from here on must not leave a stamp that vouches for files it has half made.
+  if (stamp && !paths.empty()) files.RemoveStamp();
   Stamp reached{ReadRevision(), {}};
   for (const auto& [path, reason] : files.Make(paths)) {
     reached.failing.insert(path);
@@ -225,7 +248,7 @@ void Update(const Paths& own, const std::string& revision) {
     log::Error("Failed to bring the file {} up to date: {}", InFolder(path), reason);
     if (own.contains(path)) db::CountFailure();
   }
-  if (is_complete && reached != stamp) files.WriteStamp(reached);
+  if (is_complete && (!paths.empty() || reached != stamp)) files.WriteStamp(reached);
 }
 
 void LogBehind(const std::exception& error) {
@@ -267,10 +290,9 @@ void FilesFollow(const std::vector<std::string>& paths, bool rows_changed) {
 bool BringFilesUpToDate() noexcept {
   try {
     Files files;
-    const std::string revision = ReadRevision();
-    if (files.ReadStamp() == Stamp{revision, {}}) return true;
+    if (files.ReadStamp() == Stamp{ReadRevision(), {}}) return true;
     db::AllOrNothing under_the_lock(db::AllOrNothing::Wait::None);
-    db::OnCommit([revision] { UpdateQuietly({}, revision); });
+    db::OnCommit([] { UpdateQuietly({}, ReadRevision()); });  // another process may have committed since
     under_the_lock.Keep();
   } catch (const db::Error& error) {
     if (error.kind() == db::Error::Kind::Busy) return false;

@@ -1,4 +1,6 @@
 /// The schema of the host's database, as the database layer asks for it.
+#include <fmt/format.h>
+
 #include <string>
 
 #include "../capability/filesync.h"
@@ -12,13 +14,13 @@ namespace {
 std::string FindDifference(const std::string& table, const db::Columns& expected, const db::Columns& found) {
   for (const auto& [column, definition] : expected) {
     const auto here = found.find(column);
-    if (here == found.end()) return "table " + table + " has no column " + column;
+    if (here == found.end()) return fmt::format("table {} has no column {}", table, column);
     if (here->second != definition) {
-      return "column " + column + " of table " + table + " is " + here->second + ", not " + definition;
+      return fmt::format("column {} of table {} is {}, not {}", column, table, here->second, definition);
     }
   }
   for (const auto& [column, definition] : found) {
-    if (!expected.contains(column)) return "table " + table + " has an unknown column " + column;
+    if (!expected.contains(column)) return fmt::format("table {} has an unknown column {}", table, column);
   }
   return "";
 }

@@ -17,7 +17,7 @@ const char* const kVersion3 = R"sql(
 ALTER TABLE capability_file ADD COLUMN content TEXT NOT NULL DEFAULT '';
 -- One row: changes with every transaction that changes capability_file.
 CREATE TABLE capability_revision (revision TEXT NOT NULL);
-INSERT INTO capability_revision (revision) VALUES ('initial');
+INSERT INTO capability_revision (revision) VALUES (lower(hex(randomblob(8))));
 -- Files that waited for their commit; capability_file says now what they hold.
 DROP TABLE IF EXISTS staged_file;
 -- Which of the rows of one widget counts: the highest, then the newest.
