@@ -1,6 +1,7 @@
 /// The rows of the host, page by page.
 
 #include <algorithm>
+#include <limits>
 
 #include "guard.h"
 #include "kinds.h"
@@ -55,43 +56,41 @@ class Pages {
  public:
   explicit Pages(const ListQuery& query)
       : kind_(KindNamed(query.kind)),
-        limit_(query.limit),
+        limit_(std::min<std::size_t>(query.limit, std::numeric_limits<int>::max())),
         with_extra_values_(query.extra_values),
         where_(query.zr ? host::RowsOf(kind_, *query.zr) : Where()),
-        last_(query.after),
-        ids_(SelectIds()),
-        hold_(SelectIds()) {
-    hold_.Next();
-  }
+        last_(query.after) {}
 
   /// The next page; empty at the end.
   std::vector<Row> Next() {
-    std::int64_t last = last_;
-    for (std::size_t i = 0; i < limit_ && ids_.Next(); ++i) last = ids_.Row().Int(0);
-    if (last == last_) return {};
-    std::vector<Row> rows = kind_.table->List(Where(where_).Above("id", last_).UpTo("id", last));
-    last_ = last;
+    const std::int64_t first = last_;
+    FindLast();
+    if (last_ == first) return {};
+    std::vector<Row> rows = kind_.table->List(Where(where_).Above("id", first).UpTo("id", last_));
     if (!with_extra_values_) HideExtraValues(kind_, rows);
     return rows;
   }
-  bool HasMore() { return ids_.Next(); }
+  bool HasMore() const { return has_more_; }
   std::int64_t last() const { return last_; }
 
  private:
-  db::Query SelectIds() const {
+  /// Finds the last id of the next page, and whether there are more.
+  void FindLast() {
     const Where where = Where(where_).Above("id", last_);
-    db::Query ids = db::ThisThread().Prepare("SELECT id FROM " + kind_.table->name() + where.Sql() + " ORDER BY id");
+    db::Query ids = db::ThisThread().Prepare("SELECT id FROM " + kind_.table->name() + where.Sql() +
+                                             " ORDER BY id LIMIT " + std::to_string(limit_ + 1));
     where.Bind(ids);
-    return ids;
+    for (std::size_t i = 0; i < limit_ && ids.Next(); ++i) last_ = ids.Row().Int(0);
+    has_more_ = ids.Next();
   }
 
+  const db::Snapshot one_state_;
   const host::Kind& kind_;
   const std::size_t limit_;
   const bool with_extra_values_;
   const Where where_;
   std::int64_t last_;
-  db::Query ids_;
-  db::Query hold_;  ///< stays at its first row: until it is let go, the connection reads from one state
+  bool has_more_ = false;
 };
 
 }  // namespace

@@ -31,7 +31,7 @@ struct Schema {
   /// @return the first difference; empty: there is none
   std::string (*find_difference)(const TableColumns& found);
   /// Called when the database has been opened, for what lies outside it and must follow it; while it returns false,
-  /// called again after each commit, with the writer lock held. Null: nothing follows.
+  /// called again after each commit, with the lock of the data folder held. Null: nothing follows.
   bool (*on_opening)() noexcept = nullptr;
 };
 
@@ -74,8 +74,8 @@ class Query {
   Query& BindNull();
   /// For statements that only read: the next row, false when there is none.
   bool Next();
-  /// For statements that write: runs the statement to its end under the writer lock, in the open unit of work or a
-  /// transaction of its own. The query is then ready to be bound anew. @return the number of rows changed
+  /// For statements that write: runs the statement to its end, in the open unit of work or a transaction of its own.
+  /// The query is then ready to be bound anew. @return the number of rows changed
   std::int64_t Run();
   /// As `Run`, for `INSERT ... RETURNING id`. @return the id
   std::int64_t RunForId();
@@ -85,7 +85,7 @@ class Query {
  private:
   friend class Session;
   Query(Session& session, StatementPool& home, std::unique_ptr<Statement> statement);
-  std::int64_t RunToEnd(bool wants_id);
+  Written RunToEnd();
 
   Session* session_;
   StatementPool* home_;
@@ -106,8 +106,9 @@ class Session {
 
   /// A prepared statement for `sql`; the text is prepared once per connection. Throws `Error`.
   Query Prepare(std::string_view sql);
-  /// Runs a text of several statements without parameters; all or nothing. Throws `Error`.
-  void Execute(std::string_view script);
+  /// Runs a text of several statements without parameters; all or nothing. `rows`, when given, receives the rows of the
+  /// last one that has columns. @return how many rows the last one changed. Throws `Error`.
+  std::int64_t Execute(const std::string& text, TextRows* rows = nullptr);
   Connection& connection();
 
   /// What this session asked of its connection so far.
@@ -129,11 +130,11 @@ Session& ThisThread();
 enum class Change { Added, Updated, Removed };
 
 /// Everything written until `Commit` happens at once or not at all. One at a time per thread; a second one inside is
-/// a `std::logic_error`. Holds the writer lock of the data folder from construction to destruction, so that units of
-/// work of several threads and processes follow one another. A statement that fails inside fails alone.
+/// a `std::logic_error`. Units of work of several threads and processes that write the same rows follow one another,
+/// from construction to destruction. A statement that fails inside fails alone.
 class UnitOfWork {
  public:
-  /// Throws `Error` (Busy) when the writer lock is not free within the time limit.
+  /// Throws `Error` (Busy) when its turn does not come within the time limit.
   /// @param zr  the server that the work is for; 0: none in particular
   explicit UnitOfWork(int zr = 0);
   ~UnitOfWork();  ///< Rolls back unless committed.
@@ -170,10 +171,10 @@ class UnitOfWork {
 };
 
 /// Marks a point that a failure in the middle of several statements goes back to. Inside a unit of work it is a
-/// savepoint, outside it is a transaction under the writer lock.
+/// savepoint, outside it is a transaction.
 class AllOrNothing {
  public:
-  /// How long to wait for the writer lock.
+  /// How long to wait for other writers.
   enum class Wait { UpToBusyTimeout, None };
   /// Throws `Error` (Busy, Lost).
   explicit AllOrNothing(Wait wait = Wait::UpToBusyTimeout);
@@ -193,14 +194,28 @@ class AllOrNothing {
   bool kept_ = false;
 };
 
+/// While it exists, the queries of this thread see one state of the database, that which the first of them sees.
+/// Nothing is to be written meanwhile. Inside a unit of work it does nothing.
+class Snapshot {
+ public:
+  Snapshot();  ///< Throws `Error`.
+  ~Snapshot();
+  Snapshot(const Snapshot&) = delete;
+  Snapshot& operator=(const Snapshot&) = delete;
+
+ private:
+  Session& session_;
+  bool is_open_ = false;
+};
+
 /// Records that `rows` rows of `kind` were added, updated or removed, for the open unit of work if there is one.
 void CountChange(std::string_view kind, Change change, std::int64_t rows);
 /// Records that an operation failed, for the open unit of work if there is one.
 void CountFailure() noexcept;
 
 /// Runs `action` once the open transaction is committed, never when it goes back; at once when none is open. For what
-/// lies outside the database and must not run ahead of it. The action is called with the writer lock held and no
-/// transaction open. It may use the database; an exception that it throws is logged; the commit stands.
+/// lies outside the database and must not run ahead of it. The action is called with the lock of the data folder held
+/// and no transaction open. It may use the database; an exception that it throws is logged; the commit stands.
 void OnCommit(std::function<void()> action);
 
 }  // namespace qv::db

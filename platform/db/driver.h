@@ -1,6 +1,8 @@
-/// What a database driver provides. A driver is about two hundred lines; everything above it (sessions, units of
-/// work, migrations, records) is written once against this interface and in the SQL that every driver takes:
-/// `$1` parameters, `RETURNING`, `IS DISTINCT FROM`, INTEGER / REAL / TEXT columns.
+/// What a database driver provides. Everything above it (sessions, units of work, migrations, records) is written once
+/// against this interface and in the SQL that every driver takes: `$1` parameters, `RETURNING`, `IS DISTINCT FROM`,
+/// integers of 64 bits, floating-point numbers of 64 bits, UTF-8 texts without NUL that sort by their bytes.
+///
+/// A driver decides by itself how writers wait for one another, where rows are kept and how statements travel.
 #pragma once
 
 #include <chrono>
@@ -9,9 +11,11 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace qv::db {
 
@@ -31,8 +35,14 @@ class Error : public std::runtime_error {
   Kind kind_;
 };
 
-/// A prepared statement. Bind the parameters, `Step` until false, read the columns of each row, `Reset` for the next
-/// use. Parameters are numbered from 1, columns from 0. Belongs to the thread of its connection.
+/// What a statement that writes has done.
+struct Written {
+  std::int64_t rows = 0;           ///< that were added, updated or deleted
+  std::optional<std::int64_t> id;  ///< what `RETURNING id` gave
+};
+
+/// A prepared statement. Bind the parameters, call `Next` until false or `Run`, then `Reset` for the next use.
+/// Parameters are numbered from 1, columns from 0. Belongs to the thread of its connection.
 class Statement {
  public:
   virtual ~Statement() = default;
@@ -43,8 +53,11 @@ class Statement {
   /// The text must stay unchanged until `Reset`.
   virtual void BindText(int parameter, std::string_view text) = 0;
 
-  /// @return whether a row is there to read. Throws `Error`; the statement is then reset.
-  virtual bool Step() = 0;
+  /// For a query: moves to its next row. @return whether there is one. Throws `Error`; the statement is then reset.
+  /// `std::logic_error` for a statement that writes, outside of a transaction.
+  virtual bool Next() = 0;
+  /// For a statement that writes, in a transaction: runs it to its end and resets it. Throws `Error`.
+  virtual Written Run() = 0;
   virtual void Reset() = 0;
 
   virtual int ColumnCount() const = 0;
@@ -52,11 +65,14 @@ class Statement {
   virtual bool IsNull(int column) const = 0;
   virtual std::int64_t Int(int column) const = 0;
   virtual double Real(int column) const = 0;
-  /// Valid until the next `Step` or `Reset`. Empty for a null.
+  /// Valid until the next `Next` or `Reset`. Empty for a null.
   virtual std::string_view Text(int column) const = 0;
+};
 
-  /// Whether running it leaves the database as it is.
-  virtual bool IsReadOnly() const = 0;
+/// Rows by value, as texts; none for a null.
+struct TextRows {
+  std::vector<std::string> columns;
+  std::vector<std::vector<std::optional<std::string>>> rows;
 };
 
 /// Columns by name, each with its definition as in CREATE TABLE: "INTEGER NOT NULL DEFAULT 0",
@@ -65,39 +81,56 @@ using Columns = std::map<std::string, std::string>;
 /// Columns of tables, by the table's name.
 using TableColumns = std::map<std::string, Columns>;
 
+/// Whose rows a transaction writes: those who write the same rows wait for one another.
+struct Scope {
+  enum class Kind {
+    OneServer,  ///< a slave's, and what it shares with others
+    WholeHost,  ///< any
+    Schema,     ///< the tables themselves; references between rows are not held to meanwhile
+  };
+  Kind kind = Kind::WholeHost;
+  int server = 0;
+};
+
+/// The SQL that differs between databases, which is that of the schema's versions alone.
+enum class Dialect { Sqlite, Postgresql };
+
 /// One connection. Belongs to one thread.
 class Connection {
  public:
   virtual ~Connection() = default;
 
-  /// Prepares the first statement of `sql`, a text that ends with a NUL, and sets `rest`, when given, to what follows
-  /// it in the same text. Null for a text that holds no statement. `keep`: the statement will be used many times.
-  virtual std::unique_ptr<Statement> Prepare(const char* sql, bool keep, const char** rest) = 0;
-  /// Rows that the last INSERT, UPDATE or DELETE changed.
-  virtual std::int64_t Changes() const = 0;
+  virtual Dialect dialect() const = 0;
+  /// The database for an error text: "the database in /srv/host".
+  virtual std::string Name() const = 0;
 
-  virtual void Begin() = 0;  ///< a writing transaction
+  /// Prepares the one statement of `sql`. Throws `Error`, also for a text without a statement.
+  virtual std::unique_ptr<Statement> Prepare(const std::string& sql) = 0;
+  /// Runs a text of any number of statements without parameters. `rows`, when given, receives the rows of the last one
+  /// that has columns. @return how many rows the last one changed. Throws `Error`; the statements before the one that
+  /// failed are not taken back.
+  virtual std::int64_t RunText(const std::string& text, TextRows* rows) = 0;
+
+  /// Begins a writing transaction when it is its turn. Throws `Error` (Busy) when that is not within `limit`.
+  virtual void Begin(const Scope& scope, std::chrono::milliseconds limit) = 0;
+  /// Begins a transaction whose queries all see the state that the first one sees.
+  virtual void BeginReading() = 0;
   virtual void Commit() = 0;
   virtual void Rollback() noexcept = 0;
+  /// The turn is over: what was to follow the commit is done, or the transaction has gone back.
+  virtual void EndTurn() noexcept = 0;
   /// Whether a transaction is open. False after an error that ended it.
   virtual bool InTransaction() const = 0;
 
-  /// Whether the storage is new and wants `SetUp` before its first use.
-  virtual bool NeedsSetUp() = 0;
-  /// Sets the storage up; repeating it does no harm. Called with the writer lock held.
-  virtual void SetUp() = 0;
+  /// A point in the open transaction that `ReturnToSavepoint` goes back to. They nest; each must be released.
+  virtual void SetSavepoint() = 0;
+  virtual void ReleaseSavepoint() = 0;
+  virtual void ReturnToSavepoint() = 0;
+
   /// The columns of every table.
   virtual TableColumns ReadColumns() = 0;
-  /// Whether the database holds rows to the references of their tables. Off while a schema changes, which makes tables
-  /// anew; not to be called in a transaction.
-  virtual void EnforceReferences(bool enforced) noexcept = 0;
-
-  /// Moves what has been committed to its final place when enough has gathered. Called with the writer lock held.
-  /// What could not be moved stays safe where it is, so nothing is reported.
-  virtual void Checkpoint() noexcept = 0;
-  /// The connection is about to close. @param is_locked whether the writer lock is held, so that the
-  /// driver may tidy up
-  virtual void PrepareToClose(bool is_locked) noexcept = 0;
+  /// The database is the program's, or new: from now on the driver may arrange its storage. Throws `Error`.
+  virtual void Accept() {}
 };
 
 /// How durable a commit is.
@@ -111,8 +144,15 @@ struct DriverOptions {
   Durability durability = Durability::Power;
 };
 
-/// Opens connections to the database that lives in `folder`.
-using ConnectionFactory =
-    std::function<std::unique_ptr<Connection>(const std::filesystem::path& folder, const DriverOptions& options)>;
+class WriterLock;
+
+/// The data folder of a host on this machine.
+struct Place {
+  std::filesystem::path folder;
+  WriterLock& lock;
+};
+
+/// Opens connections to the database of the host whose data folder is `place`, which outlives them.
+using ConnectionFactory = std::function<std::unique_ptr<Connection>(const Place& place, const DriverOptions& options)>;
 
 }  // namespace qv::db

@@ -2,12 +2,12 @@
 
 #include <string>
 
-#include "session.h"
+#include "transaction.h"
 
 namespace qv::db {
 namespace {
 
-std::string Named(const Session::State& state) { return "the database in " + state.folder->path.string(); }
+std::string Named(const Session::State& state) { return state.connection->Name(); }
 
 [[noreturn]] void Refuse(const Session::State& state, const std::string& reason) {
   throw Error(Error::Kind::Unusable, Named(state) + " " + reason);
@@ -51,18 +51,6 @@ Found Examine(Session& session, int known) {
   return found;
 }
 
-/// Lets rows refer to rows that are not there for as long as it exists.
-class LooseReferences {
- public:
-  explicit LooseReferences(Connection& connection) : connection_(connection) { connection_.EnforceReferences(false); }
-  ~LooseReferences() { connection_.EnforceReferences(true); }
-  LooseReferences(const LooseReferences&) = delete;
-  LooseReferences& operator=(const LooseReferences&) = delete;
-
- private:
-  Connection& connection_;
-};
-
 /// Refuses a database of the known version whose columns are not those that the program needs.
 void CheckColumns(const Session::State& state, const Schema& schema, const TableColumns& tables) {
   const std::string difference = schema.find_difference(tables);
@@ -72,37 +60,32 @@ void CheckColumns(const Session::State& state, const Schema& schema, const Table
   }
 }
 
-/// With the writer lock held.
-void Upgrade(Session& session, const Schema& schema, int from) {
-  Connection& connection = session.connection();
+/// Applies the versions that are missing, unless another process has been faster.
+void Upgrade(Session& session, const Schema& schema) {
+  Session::State& state = session.state();
   const int known = static_cast<int>(schema.versions.size());
-  const LooseReferences loose(connection);
-  AllOrNothing whole(session);
-  for (const char* version : schema.versions.subspan(static_cast<std::size_t>(from))) session.Execute(version);
-  session.Execute("CREATE TABLE IF NOT EXISTS schema_version (version INTEGER NOT NULL); DELETE FROM schema_version");
+  Transaction whole(session, {.kind = Scope::Kind::Schema}, state.folder->options.driver.busy_timeout);
+  const Found found = Examine(session, known);
+  if (found.version == known) return CheckColumns(state, schema, found.tables);
+  for (const char* version : schema.versions.subspan(static_cast<std::size_t>(found.version))) {
+    RunText(session, version, nullptr);
+  }
+  RunText(session, "CREATE TABLE IF NOT EXISTS schema_version (version INTEGER NOT NULL); DELETE FROM schema_version",
+          nullptr);
   session.Prepare("INSERT INTO schema_version (version) VALUES ($1)").Bind(known).Run();
-  CheckColumns(session.state(), schema, connection.ReadColumns());
-  whole.Keep();
+  CheckColumns(state, schema, state.connection->ReadColumns());
+  whole.Commit();
 }
 
 }  // namespace
 
 void BringToSchema(Session& session, const Schema& schema) {
-  Session::State& state = session.state();
-  Connection& connection = *state.connection;
+  const Session::State& state = session.state();
   const int known = static_cast<int>(schema.versions.size());
-  Found found = Examine(session, known);
-  if (found.version == known && !connection.NeedsSetUp() && schema.find_difference(found.tables).empty()) return;
-
-  const WriterHold hold(state);
+  const Found found = Examine(session, known);
   try {
-    if (connection.NeedsSetUp()) connection.SetUp();
-    found = Examine(session, known);  // another process may have been faster
-    if (found.version < known) {
-      Upgrade(session, schema, found.version);
-    } else {
-      CheckColumns(state, schema, found.tables);
-    }
+    state.connection->Accept();
+    if (found.version < known || !schema.find_difference(found.tables).empty()) Upgrade(session, schema);
   } catch (const Error& error) {
     if (error.kind() == Error::Kind::Unusable || error.kind() == Error::Kind::Busy) throw;
     throw Error(Error::Kind::Unusable,

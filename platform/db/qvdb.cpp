@@ -11,9 +11,7 @@
 #include "session.h"
 
 /// The rows of a query, with the place that fetching has reached.
-struct DBResult_tag {
-  std::vector<std::string> columns;
-  std::vector<std::vector<std::optional<std::string>>> rows;
+struct DBResult_tag : qv::db::TextRows {
   unsigned fetched = 0;
 };
 
@@ -22,48 +20,42 @@ namespace {
 using qv::db::AllOrNothing;
 using qv::db::Error;
 using qv::db::Query;
-using qv::db::Session;
 using qv::db::Statement;
+using qv::db::TextRows;
 
-/// Steps through a statement; its rows replace those of `result`, when it is given and the statement has columns.
-template <class Step>
-void Run(const Statement& statement, Step&& step, DBResult_tag* result) {
-  const int columns = statement.ColumnCount();
-  if (result == nullptr || columns == 0) {
-    while (step()) {
-    }
-    return;
-  }
-  *result = {};
-  for (int column = 0; column < columns; ++column) result->columns.emplace_back(statement.ColumnName(column));
-  while (step()) {
-    auto& row = result->rows.emplace_back();
+/// Whether the text is one query and nothing else. A text with a semicolon inside counts as several statements.
+bool IsLoneQuery(std::string_view sql) {
+  const std::size_t end = sql.find_last_not_of(" \t\r\n;") + 1;
+  return sql.starts_with("SELECT ") && sql.substr(0, end).find(';') == std::string_view::npos;
+}
+
+/// Runs a query that is kept prepared.
+void RunKept(Query& query, TextRows* result) {
+  const Statement& row = query.Row();
+  bool has_row = query.Next();
+  if (result == nullptr) return;
+  const int columns = row.ColumnCount();
+  for (int column = 0; column < columns; ++column) result->columns.emplace_back(row.ColumnName(column));
+  for (; has_row; has_row = query.Next()) {
+    auto& fields = result->rows.emplace_back();
     for (int column = 0; column < columns; ++column) {
-      row.push_back(statement.IsNull(column) ? std::nullopt : std::optional<std::string>(statement.Text(column)));
+      fields.push_back(row.IsNull(column) ? std::nullopt : std::optional<std::string>(row.Text(column)));
     }
   }
 }
 
-void RunStatement(Session& session, Statement& statement, DBResult_tag* result) {
-  ++session.state().statistics.executed;
-  Run(
-      statement, [&] { return statement.Step(); }, result);
-}
-
-/// Whether the text is one query and nothing else. A text with a semicolon anywhere counts as several statements.
-bool IsLoneQuery(std::string_view sql) { return sql.starts_with("SELECT ") && sql.find(';') == std::string_view::npos; }
-
-void RunText(Session& session, const std::string& sql, AllOrNothing::Wait wait, DBResult_tag* result) {
-  const char* rest = sql.c_str();
-  std::unique_ptr<Statement> statement = PrepareNext(session, rest);
-  if (!statement) return;
-  if (statement->IsReadOnly() && std::string_view(rest).find_first_not_of(" \t\r\n;") == std::string_view::npos) {
-    RunStatement(session, *statement, result);  // a lone query waits for no writer
-    return;
+void Run(const std::string& sql, AllOrNothing::Wait wait, bool keep, TextRows* result) {
+  qv::db::Session& session = qv::db::ThisThread();
+  if (!IsLoneQuery(sql)) {
+    AllOrNothing step(session, wait);
+    RunText(session, sql, result);
+    step.Keep();
+  } else if (keep) {
+    Query query = session.Prepare(sql);
+    RunKept(query, result);
+  } else {
+    RunText(session, sql, result);  // waits for no writer
   }
-  AllOrNothing step(session, wait);
-  for (; statement; statement = PrepareNext(session, rest)) RunStatement(session, *statement, result);
-  step.Keep();
 }
 
 const std::optional<std::string>* FindField(const DBResult_tag* result, unsigned row, const char* column) {
@@ -86,13 +78,7 @@ int Execute(DB_INSTANCE instance, std::string sql, DBResult_tag** result, bool /
     if (instance < 0) throw Error(Error::Kind::Statement, "there is no such database");
     const AllOrNothing::Wait wait = retryOnBusy ? AllOrNothing::Wait::UpToBusyTimeout : AllOrNothing::Wait::None;
     auto rows = result == nullptr ? nullptr : std::make_unique<DBResult_tag>();
-    if (useCache && IsLoneQuery(sql)) {
-      Query query = qv::db::ThisThread().Prepare(sql);
-      Run(
-          query.Row(), [&] { return query.Next(); }, rows.get());
-    } else {
-      RunText(qv::db::ThisThread(), sql, wait, rows.get());
-    }
+    Run(sql, wait, useCache, rows.get());
     if (result != nullptr) *result = rows.release();
     return 0;
   } catch (const Error& error) {

@@ -10,56 +10,29 @@ namespace {
 /// Texts kept prepared per connection before those that are not in use are given up.
 constexpr std::size_t kMaxPreparedTexts = 512;
 
-/// How long a closing connection waits for the lock that allows it to tidy up. Whoever holds the lock longer has the
-/// database open and tidies up later.
-constexpr std::chrono::milliseconds kCloseWait{100};
-
 }  // namespace
 
-WriterHold::WriterHold(Session::State& state, std::chrono::milliseconds limit) : state_(state) {
-  if (state.writer_holds == 0 && !state.folder->writer_lock.Acquire(limit)) {
-    throw Error(Error::Kind::Busy, "another process or thread has been writing to " + state.folder->path.string() +
-                                       " for more than " + std::to_string(limit.count()) + " ms");
-  }
-  ++state_.writer_holds;
+FolderHold::FolderHold(Folder& folder, std::chrono::milliseconds limit) : lock_(folder.lock) {
+  if (!lock_.Acquire(limit)) throw BusyError(folder.path.string(), limit);
 }
 
-WriterHold::~WriterHold() {
-  if (--state_.writer_holds == 0) state_.folder->writer_lock.Release();
-}
+FolderHold::~FolderHold() { lock_.Release(); }
 
 std::unique_ptr<Session> Connect(std::shared_ptr<Folder> folder) {
   const Options& options = folder->options;
   auto state = std::make_unique<Session::State>();
-  state->connection =
-      options.factory ? options.factory(folder->path, options.driver) : OpenSqlite(folder->path, options.driver);
+  const Place place{folder->path, folder->lock};
+  state->connection = options.factory ? options.factory(place, options.driver) : OpenSqlite(place, options.driver);
+  if (folder->is_accepted) state->connection->Accept();
   state->folder = std::move(folder);
   return std::make_unique<Session>(std::move(state));
-}
-
-std::unique_ptr<Statement> PrepareNext(Session& session, const char*& text) {
-  Session::State& state = session.state();
-  state.CheckNotLost();
-  ++state.statistics.prepared;
-  return state.connection->Prepare(text, false, &text);
 }
 
 Session::Session(std::unique_ptr<State> state) : state_(std::move(state)) {}
 
 Session::~Session() {
-  State& state = *state_;
-  bool locked_here = false;
-  if (state.writer_holds == 0 && state.folder->is_accepted) {
-    try {
-      locked_here = state.folder->writer_lock.Acquire(kCloseWait);
-    } catch (const Error&) {
-      // without the lock the connection closes without tidying up
-    }
-  }
-  state.connection->PrepareToClose(locked_here || state.writer_holds > 0);
-  state.statements.clear();
-  state.connection.reset();
-  if (locked_here) state.folder->writer_lock.Release();
+  state_->statements.clear();
+  state_->connection.reset();  // before the folder, whose lock it may use
 }
 
 Query Session::Prepare(std::string_view sql) {
@@ -75,8 +48,7 @@ Query Session::Prepare(std::string_view sql) {
   StatementPool& pool = found->second;
   std::unique_ptr<Statement> statement;
   if (pool.idle.empty()) {
-    statement = state.connection->Prepare(found->first.c_str(), true, nullptr);
-    if (!statement) throw Error(Error::Kind::Statement, "a text without a statement was to be prepared");
+    statement = state.connection->Prepare(found->first);
     ++state.statistics.prepared;
     pool.idle.reserve(pool.in_use + 1);
   } else {
@@ -86,16 +58,18 @@ Query Session::Prepare(std::string_view sql) {
   return Query(*this, pool, std::move(statement));
 }
 
-void Session::Execute(std::string_view script) {
-  const std::string text(script);
-  const char* rest = text.c_str();
+std::int64_t Session::Execute(const std::string& text, TextRows* rows) {
   AllOrNothing step(*this);
-  while (const std::unique_ptr<Statement> statement = PrepareNext(*this, rest)) {
-    ++state_->statistics.executed;
-    while (statement->Step()) {
-    }
-  }
+  const std::int64_t changed = RunText(*this, text, rows);
   step.Keep();
+  return changed;
+}
+
+std::int64_t RunText(Session& session, const std::string& text, TextRows* rows) {
+  Session::State& state = session.state();
+  state.CheckNotLost();
+  ++state.statistics.executed;
+  return state.connection->RunText(text, rows);
 }
 
 Connection& Session::connection() { return *state_->connection; }
@@ -138,36 +112,33 @@ bool Query::Next() {
   Session::State& state = session_->state();
   state.CheckNotLost();
   if (progress_ == Progress::Finished) return false;
-  if (progress_ == Progress::Ready) {
-    if (state.writer_holds == 0 && !statement_->IsReadOnly()) {
-      throw std::logic_error("a statement that writes was stepped through without the writer lock");
-    }
-    ++state.statistics.executed;
-  }
-  progress_ = Progress::Finished;  // also when the step fails
-  if (statement_->Step()) progress_ = Progress::Rows;
+  if (progress_ == Progress::Ready) ++state.statistics.executed;
+  progress_ = Progress::Finished;  // also when the call fails
+  if (statement_->Next()) progress_ = Progress::Rows;
   return progress_ == Progress::Rows;
 }
 
-std::int64_t Query::Run() { return RunToEnd(false); }
+std::int64_t Query::Run() { return RunToEnd().rows; }
 
-std::int64_t Query::RunForId() { return RunToEnd(true); }
+std::int64_t Query::RunForId() {
+  const std::optional<std::int64_t> id = RunToEnd().id;
+  if (!id) throw Error(Error::Kind::Statement, "a statement returned no id");
+  return *id;
+}
 
-std::int64_t Query::RunToEnd(bool wants_id) {
+Written Query::RunToEnd() {
   Session::State& state = session_->state();
   state.CheckNotLost();
-  const WriterHold hold(state);
-  ++state.statistics.executed;
   parameter_ = 0;
-  std::int64_t id = 0;
-  bool has_row = statement_->Step();
-  if (wants_id && !has_row) throw Error(Error::Kind::Statement, "a statement returned no id");
-  if (wants_id) id = statement_->Int(0);
-  while (has_row) has_row = statement_->Step();
-  const std::int64_t changes = state.connection->Changes();
-  statement_->Reset();
-  if (!state.in_transaction) state.connection->Checkpoint();
-  return wants_id ? id : changes;
+  const auto run = [&] {
+    ++state.statistics.executed;
+    return statement_->Run();
+  };
+  if (state.in_transaction) return run();
+  AllOrNothing alone(*session_);
+  const Written written = run();
+  alone.Keep();
+  return written;
 }
 
 }  // namespace qv::db

@@ -19,19 +19,33 @@ namespace qv::db {
 /// An open data folder; shared by the sessions of all threads.
 struct Folder {
   Folder(std::filesystem::path path, Options options)
-      : path(std::move(path)), options(std::move(options)), writer_lock(this->path) {}
+      : path(std::move(path)), options(std::move(options)), lock(this->path) {}
 
   const std::filesystem::path path;
   const Options options;
-  WriterLock writer_lock;
-  bool is_accepted = false;  ///< the database is the program's, so that sessions may tidy up when they close
+  WriterLock lock;
+  bool is_accepted = false;  ///< the database is the program's
 
+  bool IsBehind() const { return is_accepted && is_behind; }
   /// Has what lies outside an accepted database follow it, unless that is done.
   void FollowUp() noexcept {
     if (!is_accepted || !is_behind.exchange(false)) return;
     if (options.schema->on_opening != nullptr && !options.schema->on_opening()) is_behind = true;
   }
   std::atomic<bool> is_behind = true;
+};
+
+/// Holds the lock of the data folder for a scope. A thread that has it already gets it again at once.
+class FolderHold {
+ public:
+  /// Throws `Error` (Busy) when the lock is not free within `limit`.
+  FolderHold(Folder& folder, std::chrono::milliseconds limit);
+  ~FolderHold();
+  FolderHold(const FolderHold&) = delete;
+  FolderHold& operator=(const FolderHold&) = delete;
+
+ private:
+  WriterLock& lock_;
 };
 
 /// The prepared statements of one text. A text that is in use twice at once is prepared twice.
@@ -55,7 +69,6 @@ struct Session::State {
   std::unordered_map<std::string, StatementPool, TextHash, std::equal_to<>> statements;
   Statistics statistics;
   UnitOfWork* unit = nullptr;
-  int writer_holds = 0;                          ///< how often this thread took the writer lock
   bool in_transaction = false;                   ///< a `Transaction` is open, though its database may have lost it
   std::vector<std::function<void()>> on_commit;  ///< what the open transaction brings about
 
@@ -67,22 +80,8 @@ struct Session::State {
   }
 };
 
-/// Holds the writer lock for a scope; within another one of the same thread it costs nothing.
-class WriterHold {
- public:
-  /// Throws `Error` (Busy) when the lock is not free within `limit`.
-  WriterHold(Session::State& state, std::chrono::milliseconds limit);
-  explicit WriterHold(Session::State& state) : WriterHold(state, state.folder->options.driver.busy_timeout) {}
-  ~WriterHold();
-  WriterHold(const WriterHold&) = delete;
-  WriterHold& operator=(const WriterHold&) = delete;
-
- private:
-  Session::State& state_;
-};
-
-/// Prepares the next statement of `text` outside the cache and moves `text` behind it. Null at the end.
-std::unique_ptr<Statement> PrepareNext(Session& session, const char*& text);
+/// Runs a text outside of the cache, as `Connection::RunText` does.
+std::int64_t RunText(Session& session, const std::string& text, TextRows* rows);
 
 /// Connects this thread to `folder`. Throws `Error` (Unusable, Busy).
 std::unique_ptr<Session> Connect(std::shared_ptr<Folder> folder);

@@ -19,20 +19,21 @@ void RunQuietly(const std::function<void()>& action) noexcept {
 
 }  // namespace
 
-Transaction::Transaction(Session& session, std::chrono::milliseconds limit)
-    : session_(session), hold_(session.state(), limit) {
+Transaction::Transaction(Session& session, const Scope& scope, std::chrono::milliseconds limit) : session_(session) {
   Session::State& state = session.state();
-  state.connection->Begin();
+  state.connection->Begin(scope, limit);
   state.in_transaction = true;
   open_ = true;
 }
 
 Transaction::~Transaction() {
-  if (!open_) return;
   Session::State& state = session_.state();
-  state.connection->Rollback();
-  state.in_transaction = false;
-  state.on_commit.clear();
+  if (open_) {
+    state.connection->Rollback();
+    state.in_transaction = false;
+    state.on_commit.clear();
+  }
+  state.connection->EndTurn();
 }
 
 void Transaction::Commit() {
@@ -41,9 +42,18 @@ void Transaction::Commit() {
   state.connection->Commit();
   open_ = false;
   state.in_transaction = false;
-  for (const auto& action : std::exchange(state.on_commit, {})) RunQuietly(action);
-  state.folder->FollowUp();
-  state.connection->Checkpoint();
+  FollowCommit();
+}
+
+void Transaction::FollowCommit() {
+  Session::State& state = session_.state();
+  const auto actions = std::exchange(state.on_commit, {});
+  if (actions.empty() && !state.folder->IsBehind()) return;
+  RunQuietly([&] {
+    const FolderHold hold(*state.folder, state.folder->options.driver.busy_timeout);
+    for (const auto& action : actions) RunQuietly(action);
+    state.folder->FollowUp();
+  });
 }
 
 }  // namespace qv::db

@@ -5,11 +5,11 @@
 
 namespace qv::db {
 
-/// Begins on construction and holds the writer lock until destruction; goes back unless committed.
+/// Begins on construction, and keeps its turn to write until destruction; goes back unless committed.
 class Transaction {
  public:
-  /// Throws `Error` (Busy) when the writer lock is not free within `limit`.
-  Transaction(Session& session, std::chrono::milliseconds limit);
+  /// Throws `Error` (Busy) when its turn does not come within `limit`.
+  Transaction(Session& session, const Scope& scope, std::chrono::milliseconds limit);
   ~Transaction();
   Transaction(const Transaction&) = delete;
   Transaction& operator=(const Transaction&) = delete;
@@ -19,8 +19,9 @@ class Transaction {
   bool is_open() const { return open_; }
 
  private:
+  void FollowCommit();
+
   Session& session_;
-  WriterHold hold_;
   bool open_ = false;
 };
 

@@ -7,18 +7,14 @@
 namespace qv::db {
 namespace {
 
-// The innermost savepoint of a name is the one that is meant, so one name serves every depth.
-constexpr std::string_view kSetSavepoint = "SAVEPOINT all_or_nothing";
-constexpr std::string_view kReleaseSavepoint = "RELEASE SAVEPOINT all_or_nothing";
-constexpr std::string_view kReturnToSavepoint = "ROLLBACK TO SAVEPOINT all_or_nothing";
-
 std::chrono::milliseconds BusyTimeout(Session& session) { return session.state().folder->options.driver.busy_timeout; }
 
 }  // namespace
 
 UnitOfWork::UnitOfWork(int zr) : session_(ThisThread()), zr_(zr) {
   if (session_.state().in_transaction) throw std::logic_error("a unit of work inside another transaction");
-  transaction_ = std::make_unique<Transaction>(session_, BusyTimeout(session_));
+  const Scope scope{zr == 0 ? Scope::Kind::WholeHost : Scope::Kind::OneServer, zr};
+  transaction_ = std::make_unique<Transaction>(session_, scope, BusyTimeout(session_));
   session_.state().unit = this;
 }
 
@@ -40,12 +36,13 @@ AllOrNothing::AllOrNothing(Session& session, Wait wait) : session_(session) {
   Session::State& state = session.state();
   if (!state.in_transaction) {
     transaction_ = std::make_unique<Transaction>(
-        session, wait == Wait::None ? std::chrono::milliseconds(0) : BusyTimeout(session));
+        session, Scope{}, wait == Wait::None ? std::chrono::milliseconds(0) : BusyTimeout(session));
     return;
   }
   if (state.unit != nullptr) counts_before_ = state.unit->counts_;
   actions_before_ = state.on_commit.size();
-  session.Prepare(kSetSavepoint).Run();
+  state.CheckNotLost();
+  state.connection->SetSavepoint();
 }
 
 AllOrNothing::~AllOrNothing() {
@@ -57,7 +54,8 @@ void AllOrNothing::Keep() {
   if (transaction_) {
     transaction_->Commit();
   } else {
-    session_.Prepare(kReleaseSavepoint).Run();
+    session_.state().CheckNotLost();
+    session_.connection().ReleaseSavepoint();
   }
   kept_ = true;
 }
@@ -68,12 +66,22 @@ void AllOrNothing::GoBack() noexcept {
   state.on_commit.resize(std::min(actions_before_, state.on_commit.size()));
   if (!state.in_transaction || !state.connection->InTransaction()) return;
   try {
-    session_.Prepare(kReturnToSavepoint).Run();
-    session_.Prepare(kReleaseSavepoint).Run();
+    state.connection->ReturnToSavepoint();
+    state.connection->ReleaseSavepoint();
   } catch (const std::exception&) {
     // Half of a step must not be committed with the rest: whoever goes on finds the transaction lost.
     state.connection->Rollback();
   }
+}
+
+Snapshot::Snapshot() : session_(ThisThread()) {
+  if (session_.connection().InTransaction()) return;
+  session_.connection().BeginReading();
+  is_open_ = true;
+}
+
+Snapshot::~Snapshot() {
+  if (is_open_) session_.connection().Rollback();
 }
 
 void OnCommit(std::function<void()> action) {

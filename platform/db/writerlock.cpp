@@ -8,7 +8,6 @@
 #include <cstring>
 #include <thread>
 
-#include "driver.h"
 #include "remedy.h"
 
 namespace qv::db {
@@ -16,6 +15,10 @@ namespace qv::db {
 WriterLock::WriterLock(const std::filesystem::path& folder) : path_(folder / "writer.lock") {}
 
 bool WriterLock::Acquire(std::chrono::milliseconds limit) {
+  if (holder_ == std::this_thread::get_id()) {
+    ++depth_;
+    return true;
+  }
   const Clock::time_point deadline = Clock::now() + limit;
   if (!WaitForThreads(deadline)) return false;
   try {
@@ -29,6 +32,7 @@ bool WriterLock::Acquire(std::chrono::milliseconds limit) {
 }
 
 void WriterLock::Release() noexcept {
+  if (--depth_ > 0) return;
   flock(file_.get(), LOCK_UN);
   LetNextThread();
 }
@@ -37,10 +41,11 @@ bool WriterLock::WaitForThreads(Clock::time_point deadline) {
   std::unique_lock guard(mutex_);
   const std::uint64_t ticket = next_ticket_++;
   waiting_.push_back(ticket);
-  const bool mine = turn_.wait_until(guard, deadline, [&] { return !held_ && waiting_.front() == ticket; });
+  const bool mine = turn_.wait_until(guard, deadline, [&] { return depth_ == 0 && waiting_.front() == ticket; });
   waiting_.erase(std::find(waiting_.begin(), waiting_.end(), ticket));
   if (mine) {
-    held_ = true;
+    depth_ = 1;
+    holder_ = std::this_thread::get_id();
   } else {
     turn_.notify_all();  // the one behind may have become the first
   }
@@ -71,9 +76,15 @@ bool WriterLock::WaitForProcesses(Clock::time_point deadline) {
 void WriterLock::LetNextThread() noexcept {
   {
     const std::lock_guard guard(mutex_);
-    held_ = false;
+    depth_ = 0;
+    holder_ = std::thread::id();
   }
   turn_.notify_all();
+}
+
+Error BusyError(const std::string& what, std::chrono::milliseconds limit) {
+  return {Error::Kind::Busy, "another process or thread has been writing to " + what + " for more than " +
+                                 std::to_string(limit.count()) + " ms"};
 }
 
 }  // namespace qv::db

@@ -1,17 +1,21 @@
 /// The lock that lets one writer at a time write to a data folder. Threads of one process get it first come, first
 /// served. Processes exclude each other by an advisory lock on a file, which the system releases when a process dies.
 ///
-/// Thread-safe. The lock is not recursive; `WriterHold` counts for its thread.
+/// Thread-safe. A thread that has the lock may acquire it again, and must release it as often.
 #pragma once
 
+#include <atomic>
 #include <chrono>
 #include <condition_variable>
 #include <cstdint>
 #include <deque>
 #include <filesystem>
 #include <mutex>
+#include <string>
+#include <thread>
 
 #include "../files/descriptor.h"
+#include "driver.h"
 
 namespace qv::db {
 
@@ -37,7 +41,11 @@ class WriterLock {
   std::condition_variable turn_;
   std::deque<std::uint64_t> waiting_;  ///< tickets, first come first
   std::uint64_t next_ticket_ = 0;
-  bool held_ = false;
+  std::atomic<std::thread::id> holder_{};  ///< the thread that has the lock
+  int depth_ = 0;                          ///< how often that thread has acquired it
 };
+
+/// For who has waited for `limit` in vain. @param what  that others have been writing to
+Error BusyError(const std::string& what, std::chrono::milliseconds limit);
 
 }  // namespace qv::db

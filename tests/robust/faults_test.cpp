@@ -37,18 +37,26 @@ Fault fault;
 struct FaultyStatement : support::WrappedStatement {
   FaultyStatement(std::unique_ptr<qv::db::Statement> inner, qv::db::Connection& used)
       : WrappedStatement(std::move(inner)), connection(used) {}
-  bool Step() override { return fault.Count(connection), WrappedStatement::Step(); }
+  bool Next() override { return fault.Count(connection), WrappedStatement::Next(); }
+  qv::db::Written Run() override { return fault.Count(connection), WrappedStatement::Run(); }
   qv::db::Connection& connection;
 };
 
 struct FaultyConnection : support::WrappedConnection {
   using WrappedConnection::WrappedConnection;
-  std::unique_ptr<qv::db::Statement> Prepare(const char* sql, bool keep, const char** rest) override {
+  std::unique_ptr<qv::db::Statement> Prepare(const std::string& sql) override {
     fault.Count(*this);
-    auto statement = WrappedConnection::Prepare(sql, keep, rest);
-    return statement ? std::make_unique<FaultyStatement>(std::move(statement), *this) : nullptr;
+    return std::make_unique<FaultyStatement>(WrappedConnection::Prepare(sql), *this);
   }
-  void Begin() override { fault.Count(*this), WrappedConnection::Begin(); }
+  std::int64_t RunText(const std::string& text, qv::db::TextRows* rows) override {
+    return fault.Count(*this), WrappedConnection::RunText(text, rows);
+  }
+  void Begin(const qv::db::Scope& scope, std::chrono::milliseconds limit) override {
+    fault.Count(*this);
+    WrappedConnection::Begin(scope, limit);
+  }
+  void SetSavepoint() override { fault.Count(*this), WrappedConnection::SetSavepoint(); }
+  void ReleaseSavepoint() override { fault.Count(*this), WrappedConnection::ReleaseSavepoint(); }
   void Commit() override { fault.Count(*this), WrappedConnection::Commit(), fault.is_committed = true; }
 };
 
@@ -76,8 +84,8 @@ struct FaultsTest : testing::Test {
   void Open(std::chrono::milliseconds busy_timeout = std::chrono::seconds(5)) const {
     qv::db::Options options;
     options.driver = {.busy_timeout = busy_timeout, .durability = qv::db::Durability::Process};
-    options.factory = [](const fs::path& folder, const qv::db::DriverOptions& driver) {
-      return std::make_unique<FaultyConnection>(qv::db::OpenSqlite(folder, driver));
+    options.factory = [](const qv::db::Place& place, const qv::db::DriverOptions& driver) {
+      return std::make_unique<FaultyConnection>(qv::db::OpenSqlite(place, driver));
     };
     qv::db::Open(folder_, options);
   }

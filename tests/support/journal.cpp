@@ -72,49 +72,54 @@ void GoBack(std::size_t size) {
                 journal.end());
 }
 
-struct WatchedStatement : WrappedStatement {
-  using Marks = std::vector<std::size_t>;
-  WatchedStatement(std::unique_ptr<qv::db::Statement> inner, std::string sql, Marks& savepoints)
-      : WrappedStatement(std::move(inner)), sql_(std::move(sql)), savepoints_(savepoints) {}
-
-  bool Step() override {
-    const std::size_t start = journal.size();
-    bool row = false;
-    try {
-      row = WrappedStatement::Step();
-    } catch (...) {
-      GoBack(start);
-      throw;
-    }
-    if (sql_.starts_with("SAVEPOINT")) savepoints_.push_back(start);
-    if (sql_.starts_with("ROLLBACK TO")) GoBack(savepoints_.back());
-    if (sql_.starts_with("RELEASE")) savepoints_.pop_back();
-    return row;
+/// Runs `work`; what it changes is forgotten when it throws.
+auto GoBackUnlessDone(auto&& work) {
+  const std::size_t start = journal.size();
+  try {
+    return work();
+  } catch (...) {
+    GoBack(start);
+    throw;
   }
+}
 
-  std::string sql_;
-  Marks& savepoints_;
+struct WatchedStatement : WrappedStatement {
+  using WrappedStatement::WrappedStatement;
+  qv::db::Written Run() override {
+    return GoBackUnlessDone([&] { return WrappedStatement::Run(); });
+  }
 };
 
 struct WatchedConnection : WrappedConnection {
   using WrappedConnection::WrappedConnection;
-  std::unique_ptr<qv::db::Statement> Prepare(const char* sql, bool keep, const char** rest) override {
-    auto statement = WrappedConnection::Prepare(sql, keep, rest);
-    if (statement == nullptr) return nullptr;
-    return std::make_unique<WatchedStatement>(std::move(statement), sql, savepoints_);
+  std::unique_ptr<qv::db::Statement> Prepare(const std::string& sql) override {
+    return std::make_unique<WatchedStatement>(WrappedConnection::Prepare(sql));
   }
-  void Begin() override {
-    WrappedConnection::Begin();
-    begin_ = journal.size();
-    savepoints_.clear();
+  std::int64_t RunText(const std::string& text, qv::db::TextRows* rows) override {
+    return GoBackUnlessDone([&] { return WrappedConnection::RunText(text, rows); });
+  }
+  void Begin(const qv::db::Scope& scope, std::chrono::milliseconds limit) override {
+    WrappedConnection::Begin(scope, limit);
+    marks_ = {journal.size()};
   }
   void Rollback() noexcept override {
     WrappedConnection::Rollback();
-    GoBack(begin_);
+    GoBack(marks_.front());
+  }
+  void SetSavepoint() override {
+    WrappedConnection::SetSavepoint();
+    marks_.push_back(journal.size());
+  }
+  void ReleaseSavepoint() override {
+    WrappedConnection::ReleaseSavepoint();
+    marks_.pop_back();
+  }
+  void ReturnToSavepoint() override {
+    WrappedConnection::ReturnToSavepoint();
+    GoBack(marks_.back());
   }
 
-  std::size_t begin_ = 0;
-  WatchedStatement::Marks savepoints_;
+  std::vector<std::size_t> marks_ = {0};  ///< sizes of the journal at the begin and the savepoints
 };
 
 }  // namespace
@@ -134,9 +139,9 @@ Lines Journal(const std::function<void()>& call, int level) {
 
 qv::db::ConnectionFactory WatchedDriver() {
   sqlite3_auto_extension(reinterpret_cast<void (*)()>(WatchConnection));  // once, however often it is called
-  return [](const std::filesystem::path& folder, const qv::db::DriverOptions& options) {
+  return [](const qv::db::Place& place, const qv::db::DriverOptions& options) {
     is_watched = true;
-    auto connection = std::make_unique<WatchedConnection>(qv::db::OpenSqlite(folder, options));
+    auto connection = std::make_unique<WatchedConnection>(qv::db::OpenSqlite(place, options));
     is_watched = false;
     return connection;
   };

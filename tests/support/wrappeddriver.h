@@ -14,7 +14,8 @@ struct WrappedStatement : qv::db::Statement {
   void BindInt(int parameter, std::int64_t value) override { inner_->BindInt(parameter, value); }
   void BindReal(int parameter, double value) override { inner_->BindReal(parameter, value); }
   void BindText(int parameter, std::string_view text) override { inner_->BindText(parameter, text); }
-  bool Step() override { return inner_->Step(); }
+  bool Next() override { return inner_->Next(); }
+  qv::db::Written Run() override { return inner_->Run(); }
   void Reset() override { inner_->Reset(); }
   int ColumnCount() const override { return inner_->ColumnCount(); }
   std::string_view ColumnName(int column) const override { return inner_->ColumnName(column); }
@@ -22,27 +23,27 @@ struct WrappedStatement : qv::db::Statement {
   std::int64_t Int(int column) const override { return inner_->Int(column); }
   double Real(int column) const override { return inner_->Real(column); }
   std::string_view Text(int column) const override { return inner_->Text(column); }
-  bool IsReadOnly() const override { return inner_->IsReadOnly(); }
 
   std::unique_ptr<qv::db::Statement> inner_;
 };
 
 struct WrappedConnection : qv::db::Connection {
   explicit WrappedConnection(std::unique_ptr<qv::db::Connection> inner) : inner_(std::move(inner)) {}
-  std::unique_ptr<qv::db::Statement> Prepare(const char* sql, bool keep, const char** rest) override {
-    return inner_->Prepare(sql, keep, rest);
-  }
-  std::int64_t Changes() const override { return inner_->Changes(); }
-  void Begin() override { inner_->Begin(); }
+  qv::db::Dialect dialect() const override { return inner_->dialect(); }
+  std::string Name() const override { return inner_->Name(); }
+  std::unique_ptr<qv::db::Statement> Prepare(const std::string& sql) override { return inner_->Prepare(sql); }
+  std::int64_t RunText(const std::string& text, qv::db::TextRows* rows) override { return inner_->RunText(text, rows); }
+  void Begin(const qv::db::Scope& scope, std::chrono::milliseconds limit) override { inner_->Begin(scope, limit); }
+  void BeginReading() override { inner_->BeginReading(); }
   void Commit() override { inner_->Commit(); }
   void Rollback() noexcept override { inner_->Rollback(); }
+  void EndTurn() noexcept override { inner_->EndTurn(); }
   bool InTransaction() const override { return inner_->InTransaction(); }
-  bool NeedsSetUp() override { return inner_->NeedsSetUp(); }
-  void SetUp() override { inner_->SetUp(); }
+  void SetSavepoint() override { inner_->SetSavepoint(); }
+  void ReleaseSavepoint() override { inner_->ReleaseSavepoint(); }
+  void ReturnToSavepoint() override { inner_->ReturnToSavepoint(); }
   qv::db::TableColumns ReadColumns() override { return inner_->ReadColumns(); }
-  void EnforceReferences(bool enforced) noexcept override { inner_->EnforceReferences(enforced); }
-  void Checkpoint() noexcept override { inner_->Checkpoint(); }
-  void PrepareToClose(bool is_locked) noexcept override { inner_->PrepareToClose(is_locked); }
+  void Accept() override { inner_->Accept(); }
 
   std::unique_ptr<qv::db::Connection> inner_;
 };

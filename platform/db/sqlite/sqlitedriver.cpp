@@ -3,17 +3,24 @@
 #include <sqlite3.h>
 #include <sys/stat.h>
 
+#include <array>
 #include <cerrno>
 #include <cstring>
+#include <stdexcept>
 #include <thread>
 
 #include "../remedy.h"
+#include "../writerlock.h"
 
 namespace qv::db {
 namespace {
 
 /// Pages in the write-ahead log from which on they are worth moving to the database.
 constexpr int kCheckpointPages = 1000;
+
+/// How long a closing connection waits for the lock that allows it to tidy up. Whoever holds the lock longer has the
+/// database open and tidies up later.
+constexpr std::chrono::milliseconds kCloseWait{100};
 
 /// Table, column and definition, for a reference in two rows. Joining the references to their columns would take ten
 /// times as long.
@@ -105,16 +112,20 @@ class SqliteStatement final : public Statement {
     Check(sqlite3_bind_text64(get(), parameter, data, text.size(), SQLITE_STATIC, SQLITE_UTF8));
   }
 
-  bool Step() override {
-    const int code = sqlite3_step(get());
-    if (code == SQLITE_ROW) return true;
-    if (code == SQLITE_DONE) return false;
-    try {
-      handle_.Fail(code, sqlite3_sql(get()));
-    } catch (...) {
-      Reset();
-      throw;
+  bool Next() override {
+    if (!handle_.begun && sqlite3_stmt_readonly(get()) == 0) {
+      throw std::logic_error("a statement that writes was stepped through outside of a transaction");
     }
+    return Step();
+  }
+  Written Run() override {
+    Written written;
+    bool has_row = Step();
+    if (has_row) written.id = Int(0);
+    while (has_row) has_row = Step();
+    written.rows = sqlite3_changes64(handle_.database.get());
+    Reset();
+    return written;
   }
   void Reset() override {
     sqlite3_reset(get());
@@ -134,7 +145,19 @@ class SqliteStatement final : public Statement {
     if (text == nullptr) return {};
     return {reinterpret_cast<const char*>(text), static_cast<std::size_t>(sqlite3_column_bytes(get(), column))};
   }
-  bool IsReadOnly() const override { return sqlite3_stmt_readonly(get()) != 0; }
+
+  /// @return whether there is a row. Throws `Error`; the statement is then reset.
+  bool Step() {
+    const int code = sqlite3_step(get());
+    if (code == SQLITE_ROW) return true;
+    if (code == SQLITE_DONE) return false;
+    try {
+      handle_.Fail(code, sqlite3_sql(get()));
+    } catch (...) {
+      Reset();
+      throw;
+    }
+  }
 
  private:
   sqlite3_stmt* get() const { return prepared_.get(); }
@@ -146,10 +169,28 @@ class SqliteStatement final : public Statement {
   Prepared prepared_;
 };
 
+/// Reads every row of a query, or runs another statement to its end.
+void TakeRows(SqliteStatement& statement, TextRows* rows) {
+  const int columns = statement.ColumnCount();
+  if (rows == nullptr || columns == 0) {
+    while (statement.Step()) {
+    }
+    return;
+  }
+  *rows = {};
+  for (int column = 0; column < columns; ++column) rows->columns.emplace_back(statement.ColumnName(column));
+  while (statement.Step()) {
+    auto& row = rows->rows.emplace_back();
+    for (int column = 0; column < columns; ++column) {
+      row.push_back(statement.IsNull(column) ? std::nullopt : std::optional<std::string>(statement.Text(column)));
+    }
+  }
+}
+
 class SqliteConnection final : public Connection {
  public:
-  SqliteConnection(Database database, const DriverOptions& options)
-      : handle_{std::move(database)}, busy_timeout_(options.busy_timeout) {
+  SqliteConnection(Database database, const Place& place, const DriverOptions& options)
+      : handle_{std::move(database)}, place_(place), busy_timeout_(options.busy_timeout) {
     sqlite3_busy_timeout(get(), static_cast<int>(options.busy_timeout.count()));
     EnforceReferences(true);
     sqlite3_db_config(get(), SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0, nullptr);
@@ -159,26 +200,54 @@ class SqliteConnection final : public Connection {
     // Nothing of a transaction may reach a file before its commit: a rolled back one leaves no trace.
     Execute("PRAGMA cache_spill = OFF; PRAGMA temp_store = MEMORY; PRAGMA cell_size_check = ON");
     Execute(options.durability == Durability::Power ? "PRAGMA synchronous = FULL" : "PRAGMA synchronous = NORMAL");
-    // Taking the hook also ends the checkpoints that SQLite would make on its own account, without the writer lock.
+    // Taking the hook also ends the checkpoints that SQLite would make on its own account, without the lock.
     sqlite3_wal_hook(get(), &SqliteConnection::Committed, this);
     journal_mode_ = JournalMode("PRAGMA journal_mode");  // reads the file, so a file of another kind is found here
   }
 
-  std::unique_ptr<Statement> Prepare(const char* sql, bool keep, const char** rest) override {
-    sqlite3_stmt* statement = nullptr;
-    const unsigned flags = keep ? SQLITE_PREPARE_PERSISTENT : 0;
-    // With a length SQLite would copy the whole text for each statement of it.
-    const int code = sqlite3_prepare_v3(get(), sql, -1, flags, &statement, rest);
-    if (code != SQLITE_OK) handle_.Fail(code, sql);
-    if (statement == nullptr) return nullptr;
-    return std::make_unique<SqliteStatement>(handle_, Prepared(statement));
+  /// The last to close moves the write-ahead log to the database, which takes the lock.
+  ~SqliteConnection() override {
+    bool tidies_up = false;
+    try {
+      tidies_up = is_accepted_ && place_.lock.Acquire(kCloseWait);
+    } catch (const Error&) {
+      // without the lock the connection closes without tidying up
+    }
+    sqlite3_db_config(get(), SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, tidies_up ? 0 : 1, nullptr);
+    for (Prepared& savepoint : savepoints_) savepoint.reset();
+    handle_.database.reset();
+    if (tidies_up) place_.lock.Release();
   }
-  std::int64_t Changes() const override { return sqlite3_changes64(get()); }
+  SqliteConnection(const SqliteConnection&) = delete;
+  SqliteConnection& operator=(const SqliteConnection&) = delete;
 
-  void Begin() override {
-    Execute("BEGIN IMMEDIATE");
+  Dialect dialect() const override { return Dialect::Sqlite; }
+  std::string Name() const override { return "the database in " + place_.folder.string(); }
+
+  std::unique_ptr<Statement> Prepare(const std::string& sql) override {
+    std::unique_ptr<SqliteStatement> statement = PrepareOne(sql.c_str(), SQLITE_PREPARE_PERSISTENT, nullptr);
+    if (!statement) throw Error(Error::Kind::Statement, "a text without a statement was to be prepared");
+    return statement;
+  }
+  std::int64_t RunText(const std::string& text, TextRows* rows) override {
+    const char* rest = text.c_str();
+    while (const auto statement = PrepareOne(rest, 0, &rest)) TakeRows(*statement, rows);
+    return sqlite3_changes64(get());
+  }
+
+  void Begin(const Scope& scope, std::chrono::milliseconds limit) override {
+    if (!place_.lock.Acquire(limit)) throw BusyError(place_.folder.string(), limit);
+    ++turns_;
+    try {
+      if (scope.kind == Scope::Kind::Schema) EnforceReferences(false);
+      Execute("BEGIN IMMEDIATE");
+    } catch (const Error&) {
+      EndTurn();
+      throw;
+    }
     handle_.begun = true;
   }
+  void BeginReading() override { Execute("BEGIN"); }
   void Commit() override {
     Execute("COMMIT");
     handle_.begun = false;
@@ -187,43 +256,37 @@ class SqliteConnection final : public Connection {
     handle_.begun = false;
     if (InTransaction()) sqlite3_exec(get(), "ROLLBACK", nullptr, nullptr, nullptr);
   }
+  void EndTurn() noexcept override {
+    EnforceReferences(true);
+    if (--turns_ == 0) Checkpoint();
+    place_.lock.Release();
+  }
   bool InTransaction() const override { return handle_.InTransaction(); }
 
-  bool NeedsSetUp() override { return journal_mode_ != "wal"; }
-  void SetUp() override {
-    // Changing the mode needs the file for itself; another process may just be looking at it.
-    const auto deadline = std::chrono::steady_clock::now() + busy_timeout_;
-    for (;;) {
-      try {
-        journal_mode_ = JournalMode("PRAGMA journal_mode = WAL");
-        break;
-      } catch (const Error& error) {
-        if (error.kind() != Error::Kind::Busy || std::chrono::steady_clock::now() >= deadline) throw;
-        std::this_thread::sleep_for(std::chrono::milliseconds(2));
-      }
-    }
-    if (NeedsSetUp()) throw Error(Error::Kind::Unusable, "the file system cannot keep a write-ahead log");
-  }
+  // The innermost savepoint of a name is the one that is meant, so one name serves every depth.
+  void SetSavepoint() override { RunKept(0, "SAVEPOINT all_or_nothing"); }
+  void ReleaseSavepoint() override { RunKept(1, "RELEASE SAVEPOINT all_or_nothing"); }
+  void ReturnToSavepoint() override { RunKept(2, "ROLLBACK TO SAVEPOINT all_or_nothing"); }
+
   TableColumns ReadColumns() override {
     TableColumns tables;
-    const std::unique_ptr<Statement> statement = Prepare(kColumnsQuery, false, nullptr);
+    const auto statement = PrepareOne(kColumnsQuery, 0, nullptr);
     while (statement->Step()) {
       tables[std::string(statement->Text(0))][std::string(statement->Text(1))] += statement->Text(2);
     }
     return tables;
   }
-  void EnforceReferences(bool enforced) noexcept override {
-    sqlite3_db_config(get(), SQLITE_DBCONFIG_ENABLE_FKEY, enforced ? 1 : 0, nullptr);
-  }
-
-  void Checkpoint() noexcept override {
-    if (log_pages_ < tried_at_pages_) tried_at_pages_ = 0;  // the log started anew
-    if (log_pages_ - tried_at_pages_ < kCheckpointPages) return;
-    tried_at_pages_ = log_pages_;
-    sqlite3_wal_checkpoint_v2(get(), nullptr, SQLITE_CHECKPOINT_PASSIVE, nullptr, nullptr);
-  }
-  void PrepareToClose(bool is_locked) noexcept override {
-    sqlite3_db_config(get(), SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, is_locked ? 0 : 1, nullptr);
+  void Accept() override {
+    is_accepted_ = true;
+    if (journal_mode_ == "wal") return;
+    if (!place_.lock.Acquire(busy_timeout_)) throw BusyError(place_.folder.string(), busy_timeout_);
+    try {
+      StartLog();
+    } catch (...) {
+      place_.lock.Release();
+      throw;
+    }
+    place_.lock.Release();
   }
 
  private:
@@ -237,17 +300,69 @@ class SqliteConnection final : public Connection {
     const int code = sqlite3_exec(get(), sql, nullptr, nullptr, nullptr);
     if (code != SQLITE_OK) handle_.Fail(code, sql);
   }
+  /// Prepares the first statement of `sql`, and sets `rest`, when given, to what follows it. Null for a text that holds
+  /// no statement.
+  std::unique_ptr<SqliteStatement> PrepareOne(const char* sql, unsigned flags, const char** rest) {
+    sqlite3_stmt* statement = nullptr;
+    // With a length SQLite would copy the whole text for each statement of it.
+    const int code = sqlite3_prepare_v3(get(), sql, -1, flags, &statement, rest);
+    if (code != SQLITE_OK) handle_.Fail(code, sql);
+    if (statement == nullptr) return nullptr;
+    return std::make_unique<SqliteStatement>(handle_, Prepared(statement));
+  }
+  void RunKept(std::size_t which, const char* sql) {
+    Prepared& kept = savepoints_.at(which);
+    int code = SQLITE_OK;
+    if (!kept) {
+      sqlite3_stmt* statement = nullptr;
+      code = sqlite3_prepare_v3(get(), sql, -1, SQLITE_PREPARE_PERSISTENT, &statement, nullptr);
+      kept.reset(statement);
+    }
+    if (code == SQLITE_OK) code = sqlite3_step(kept.get());
+    sqlite3_reset(kept.get());
+    if (code != SQLITE_DONE) handle_.Fail(code, sql);
+  }
   std::string JournalMode(const char* pragma) {
-    const std::unique_ptr<Statement> statement = Prepare(pragma, false, nullptr);
+    const auto statement = PrepareOne(pragma, 0, nullptr);
     std::string mode = statement->Step() ? std::string(statement->Text(0)) : std::string();
     while (statement->Step()) {
     }
     return mode;
   }
+  /// Changing the mode needs the file for itself; another process may just be looking at it.
+  void StartLog() {
+    const auto deadline = std::chrono::steady_clock::now() + busy_timeout_;
+    for (;;) {
+      try {
+        journal_mode_ = JournalMode("PRAGMA journal_mode = WAL");
+        break;
+      } catch (const Error& error) {
+        if (error.kind() != Error::Kind::Busy || std::chrono::steady_clock::now() >= deadline) throw;
+        std::this_thread::sleep_for(std::chrono::milliseconds(2));
+      }
+    }
+    if (journal_mode_ != "wal") throw Error(Error::Kind::Unusable, "the file system cannot keep a write-ahead log");
+  }
+  /// Whether the database holds rows to the references of their tables. Not to be called in a transaction.
+  void EnforceReferences(bool enforced) noexcept {
+    sqlite3_db_config(get(), SQLITE_DBCONFIG_ENABLE_FKEY, enforced ? 1 : 0, nullptr);
+  }
+  /// Moves what has been committed to its final place when enough has gathered. What could not be moved stays safe
+  /// where it is, so nothing is reported.
+  void Checkpoint() noexcept {
+    if (log_pages_ < tried_at_pages_) tried_at_pages_ = 0;  // the log started anew
+    if (log_pages_ - tried_at_pages_ < kCheckpointPages) return;
+    tried_at_pages_ = log_pages_;
+    sqlite3_wal_checkpoint_v2(get(), nullptr, SQLITE_CHECKPOINT_PASSIVE, nullptr, nullptr);
+  }
 
   Handle handle_;
-  std::chrono::milliseconds busy_timeout_;
+  const Place place_;
+  const std::chrono::milliseconds busy_timeout_;
+  std::array<Prepared, 3> savepoints_;  ///< the statements about savepoints
   std::string journal_mode_;
+  bool is_accepted_ = false;
+  int turns_ = 0;  ///< those that were begun and have not ended
   int log_pages_ = 0;
   int tried_at_pages_ = 0;
 };
@@ -258,8 +373,8 @@ class SqliteConnection final : public Connection {
 
 }  // namespace
 
-std::unique_ptr<Connection> OpenSqlite(const std::filesystem::path& folder, const DriverOptions& options) {
-  const std::filesystem::path path = folder / "qvcms.db";
+std::unique_ptr<Connection> OpenSqlite(const Place& place, const DriverOptions& options) {
+  const std::filesystem::path path = place.folder / "qvcms.db";
   // Made without ever opening it: closing a descriptor of its own would end the locks that other connections of this
   // process have on the file.
   if (mknod(path.c_str(), S_IFREG | S_IRUSR | S_IWUSR, 0) != 0 && errno != EEXIST) {
@@ -274,7 +389,7 @@ std::unique_ptr<Connection> OpenSqlite(const std::filesystem::path& folder, cons
   }
   if (sqlite3_db_readonly(opened, "main") != 0) FailToOpen(path, "it is read-only" + RemedyFor(EROFS));
   try {
-    return std::make_unique<SqliteConnection>(std::move(database), options);
+    return std::make_unique<SqliteConnection>(std::move(database), place, options);
   } catch (const Error& error) {
     if (error.kind() != Error::Kind::Statement) throw;
     FailToOpen(path, error.what());

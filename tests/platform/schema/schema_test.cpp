@@ -108,15 +108,29 @@ TEST_F(SchemaTest, AnUpgradedDatabaseEqualsAFreshOneWithTheSameDocuments) {
   }
 }
 
-/// Kills its process when a statement is prepared, after a number of others.
+/// Kills its process before or after a call, after a number of others.
 struct DeadlyConnection : support::WrappedConnection {
-  DeadlyConnection(std::unique_ptr<Connection> inner, int statements)
-      : WrappedConnection(std::move(inner)), statements_left_(statements) {}
-  std::unique_ptr<Statement> Prepare(const char* sql, bool keep, const char** rest) override {
-    if (statements_left_-- == 0) raise(SIGKILL);
-    return WrappedConnection::Prepare(sql, keep, rest);
+  DeadlyConnection(std::unique_ptr<Connection> inner, int moments)
+      : WrappedConnection(std::move(inner)), moments_left_(moments) {}
+  void Live() {
+    if (moments_left_-- == 0) raise(SIGKILL);
   }
-  int statements_left_;
+  std::unique_ptr<Statement> Prepare(const std::string& sql) override {
+    Live();
+    return WrappedConnection::Prepare(sql);
+  }
+  std::int64_t RunText(const std::string& text, TextRows* rows) override {
+    Live();
+    const std::int64_t changed = WrappedConnection::RunText(text, rows);
+    Live();
+    return changed;
+  }
+  void Commit() override {
+    Live();
+    WrappedConnection::Commit();
+    Live();
+  }
+  int moments_left_;
 };
 
 TEST_F(SchemaTest, AKillInTheMiddleOfAnUpgradeLeavesTheOldVersionOrTheNew) {
@@ -125,23 +139,23 @@ TEST_F(SchemaTest, AKillInTheMiddleOfAnUpgradeLeavesTheOldVersionOrTheNew) {
   const Lines new_structure = Structure(folder_ / "upgraded");
   int old_ones = 0;
   int new_ones = 0;
-  int statements = 0;
-  for (int status = -SIGKILL; status != 0; statements += 9) {
-    const fs::path folder = folder_ / std::to_string(statements);
+  int moment = 0;
+  for (int status = -SIGKILL; status != 0; ++moment) {
+    const fs::path folder = folder_ / std::to_string(moment);
     fs::copy(folder_ / "released", folder);
     status = support::EndOf(support::StartChild([&] {
-      const auto open = [=](const fs::path& path, const DriverOptions& driver) {
-        return std::make_unique<DeadlyConnection>(OpenSqlite(path, driver), statements);
+      const auto open = [=](const Place& place, const DriverOptions& driver) {
+        return std::make_unique<DeadlyConnection>(OpenSqlite(place, driver), moment);
       };
       Open(folder, {.driver = {}, .factory = open});
       return 0;
     }));
     ASSERT_THAT(status, testing::AnyOf(0, -SIGKILL));
     const Lines structure = Structure(folder);
-    ASSERT_THAT(structure, testing::AnyOf(old_structure, new_structure)) << statements;
+    ASSERT_THAT(structure, testing::AnyOf(old_structure, new_structure)) << moment;
     ++(structure == old_structure ? old_ones : new_ones);
     Upgrade(folder);
-    EXPECT_EQ(Structure(folder), new_structure) << statements;
+    EXPECT_EQ(Structure(folder), new_structure) << moment;
   }
   EXPECT_GT(old_ones, 2);
   EXPECT_GT(new_ones, 0);
