@@ -101,7 +101,7 @@ int Run(const GlobalOptions& global, const RemoveOptions& options) {
 int Run(const GlobalOptions& global, const ConfiguringOptions& options) {
   OpenHost host(HostToRead(global));
   const qv::ChangeResult result = host.SetConfiguring(options.device, options.id, options.on);
-  const qv::Row row = {{"kind", options.device}, {"id", options.id}, {"configuring", options.on}};
+  const qv::Row row = qv::ConfiguringRow(options.device, options.id, options.on);
   return Report(result, FormatRows(global.format, {"kind", "id", "configuring"}, {row}, true));
 }
 

@@ -116,16 +116,15 @@ RowFormatter::RowFormatter(Format format, std::vector<std::string> columns, bool
     : format_(format), columns_(std::move(columns)), wide_(wide), colored_(colored), widths_(columns_.size(), 0) {}
 
 std::string RowFormatter::Page(const std::vector<qv::Row>& rows) {
-  std::string text = format_ == Format::Json ? JsonPage(rows) : TablePage(rows);
+  if (format_ == Format::Json) return json_.Page(rows);
+  std::string text = TablePage(rows);
   started_ = true;
-  has_rows_ = has_rows_ || !rows.empty();
   return text;
 }
 
 std::string RowFormatter::End() {
-  std::string text = started_ ? "" : Page({});
-  if (format_ == Format::Json) text += has_rows_ ? "\n]\n" : "]\n";
-  return text;
+  if (format_ == Format::Json) return json_.End();
+  return started_ ? "" : Page({});
 }
 
 std::string RowFormatter::TablePage(const std::vector<qv::Row>& rows) {
@@ -157,19 +156,6 @@ std::string RowFormatter::TablePage(const std::vector<qv::Row>& rows) {
   return text;
 }
 
-std::string RowFormatter::JsonPage(const std::vector<qv::Row>& rows) const {
-  std::string text = started_ ? "" : "[";
-  for (const qv::Row& row : rows) {
-    text += has_rows_ || &row != &rows.front() ? ",\n{" : "\n{";
-    for (const auto& [name, value] : row) {
-      if (text.back() != '{') text += ',';
-      text += JsonWrite(Json::Value(name), true) + ':' + JsonWrite(value, true);
-    }
-    text += '}';
-  }
-  return qv::text::EscapeJson(text);
-}
-
 std::string FormatRows(Format format, const std::vector<std::string>& columns, const std::vector<qv::Row>& rows,
                        bool wide) {
   RowFormatter formatter(format, columns, wide);
@@ -178,45 +164,23 @@ std::string FormatRows(Format format, const std::vector<std::string>& columns, c
 }
 
 std::string FormatImport(Format format, const qv::ImportResult& result, bool colored) {
-  std::vector<qv::Row> rows;
-  for (const qv::KindChanges& kind : result.changes) {
-    rows.push_back({{"kind", kind.kind},
-                    {"added", kind.added},
-                    {"updated", kind.updated},
-                    {"removed", kind.removed},
-                    {"unchanged", kind.unchanged ? Json::Value(Json::Int64{*kind.unchanged}) : Json::Value()}});
-  }
-  if (format == Format::Json) {
-    for (const auto& [place, reason] : result.unused) {
-      rows.push_back({{"kind", "unused-entry"}, {"place", place}, {"reason", reason}});
-    }
-  }
+  if (format == Format::Json) return qv::ToJson(result);
   RowFormatter formatter(format, {"kind", "added", "updated", "removed", "unchanged"}, true, colored);
-  std::string text = formatter.Page(rows);
-  text += formatter.End();
-  return text + (format == Format::Table ? UnusedText(result.unused) : "");
+  const std::string text = formatter.Page(qv::RowsOf(result));
+  return text + formatter.End() + UnusedText(result.unused);
 }
 
 std::string FormatStatus(Format format, const qv::StatusResult& result) {
-  if (format == Format::Json) {
-    Json::Value object(Json::objectValue);
-    for (const auto& [name, value] : result.record) object[name] = value;
-    for (const auto& [place, reason] : result.unused) object["unused_entries"][place] = reason;
-    return qv::text::EscapeJson(JsonWrite(object, false)) + '\n';
-  }
+  if (format == Format::Json) return qv::ToJson(result);
   std::vector<qv::Row> rows;
   for (const auto& [name, value] : result.record) rows.push_back({{"field", name}, {"value", value}});
   return FormatRows(format, {"field", "value"}, rows, true) + UnusedText(result.unused);
 }
 
 std::string FormatRemoval(Format format, int zr, const qv::RemoveResult& result) {
-  if (!result.was_held && format == Format::Table) return "nothing was held for server " + std::to_string(zr) + '\n';
-  std::vector<qv::Row> rows;
-  for (const qv::KindChanges& kind : result.changes) {
-    if (kind.removed + kind.updated == 0) continue;
-    rows.push_back({{"kind", kind.kind}, {"removed", kind.removed}, {"updated", kind.updated}});
-  }
-  return FormatRows(format, {"kind", "removed", "updated"}, rows, true);
+  if (format == Format::Json) return qv::ToJson(result);
+  if (!result.was_held) return "nothing was held for server " + std::to_string(zr) + '\n';
+  return FormatRows(format, {"kind", "removed", "updated"}, qv::RowsOf(result), true);
 }
 
 bool Print(std::string_view text) {

@@ -1,7 +1,7 @@
 /// What the program prints: tables for people, JSON for programs, one line for an error.
 #pragma once
 
-#include <qv/host.h>
+#include <qv/json.h>
 
 #include <string>
 #include <string_view>
@@ -28,14 +28,13 @@ class RowFormatter {
 
  private:
   std::string TablePage(const std::vector<qv::Row>& rows);
-  std::string JsonPage(const std::vector<qv::Row>& rows) const;
 
   const Format format_;
   const std::vector<std::string> columns_;
   const bool wide_;
   const bool colored_;
+  qv::JsonRows json_;
   bool started_ = false;
-  bool has_rows_ = false;
   std::vector<int> widths_;
   std::vector<bool> numeric_;  ///< columns with nothing but numbers on the first page
 };

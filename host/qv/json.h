@@ -1,0 +1,44 @@
+/// The results of `qv::Host` as JSON texts. What tells them to others (a command line, a service) says the same in the
+/// same words by these functions. A text ends with a line break; characters that steer a terminal are escaped.
+///
+/// Thread-safe: functions keep nothing; a `JsonRows` belongs to one thread at a time.
+#pragma once
+
+#include "host.h"
+
+namespace qv {
+
+/// An array of rows, page by page, so that a long listing needs no more memory than a page. Each row is an object on a
+/// line of its own, with its members in the order of the row.
+class QV_HOST_API JsonRows {
+ public:
+  /// The text of these rows; what comes first starts the array.
+  std::string Page(std::span<const Row> rows);
+  /// What ends the array; all of it when there was no page.
+  std::string End() const;
+
+ private:
+  bool started_ = false;
+  bool has_rows_ = false;
+};
+
+/// The whole array.
+QV_HOST_API std::string ToJson(std::span<const Row> rows);
+/// A row for each kind, as `RowsOf`, then one for each entry that was not used: kind "unused-entry", place, reason.
+QV_HOST_API std::string ToJson(const ImportResult& result);
+/// An object: the record's members, and "unused_entries" with the reason by place when there are some.
+QV_HOST_API std::string ToJson(const StatusResult& result);
+/// An array as `RowsOf` gives it.
+QV_HOST_API std::string ToJson(const RemoveResult& result);
+
+/// What an import changed: kind, added, updated, removed, unchanged.
+QV_HOST_API std::vector<Row> RowsOf(const ImportResult& result);
+/// What a removal changed: kind, removed, updated; kinds with neither are left out.
+QV_HOST_API std::vector<Row> RowsOf(const RemoveResult& result);
+/// What `Host::SetConfiguring` set: kind, id, configuring.
+QV_HOST_API Row ConfiguringRow(std::string_view kind, int id, bool on);
+
+/// Any value. @param compact  one line without blanks and without line break at the end; otherwise indented lines
+QV_HOST_API std::string ToJson(const Json::Value& value, bool compact = true);
+
+}  // namespace qv
