@@ -12,6 +12,8 @@ complete -c qvcms -n '__fish_seen_subcommand_from configuring' -a 'camera iomodu
 complete -c qvcms -l data-dir -xa '(__fish_complete_directories)' -d 'Folder with the data'
 complete -c qvcms -l log-level -xa '0 1 2 3 4 5 6 7' -d 'Least severe level that is logged'
 complete -c qvcms -l log-file -rF -d 'Append the log to this file too'
+complete -c qvcms -l log-max-size -x -d 'Rotate the log file before it is larger'
+complete -c qvcms -l log-files -x -d 'Rotated log files that are kept'
 complete -c qvcms -s o -l output -xa 'table json' -d 'What to print'
 complete -c qvcms -l max-depth -x -d 'Deepest nesting of a document'
 complete -c qvcms -l max-size -x -d 'Largest document'

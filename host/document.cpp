@@ -28,12 +28,26 @@ json::ReadLimits ReadLimitsOf(const DocumentLimits& limits) {
   return {.depth = limits.depth, .size = limits.size, .values = limits.values};
 }
 
+RefusalCode CodeOf(json::Limit limit) {
+  switch (limit) {
+    case json::Limit::Depth:
+      return RefusalCode::DocumentTooDeep;
+    case json::Limit::Size:
+      return RefusalCode::DocumentTooLarge;
+    case json::Limit::Values:
+      return RefusalCode::TooManyValues;
+    case json::Limit::None:
+      break;
+  }
+  return RefusalCode::UnreadableDocument;
+}
+
 template <class Read>
 Json::Value ReadStrictly(Read&& read) {
   try {
     return read();
   } catch (const json::DocumentError& error) {
-    throw Refusal(RefusalCode::UnreadableDocument, error.reason(), "", error.line(), error.column());
+    throw Refusal(CodeOf(error.limit()), error.reason(), "", error.line(), error.column());
   }
 }
 

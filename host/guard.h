@@ -1,4 +1,4 @@
-/// What every call of the host has around it.
+/// What the calls of the host have in common: errors become refusals, time is measured, a commit is counted.
 #pragma once
 
 #include <json/value.h>
@@ -17,7 +17,7 @@ Refusal RefusalOf(const db::Error& error);
 /// Throws `Refusal` (BadArgument) unless `zr` can be the id of a server.
 void CheckServerId(int zr);
 
-/// Runs `call`, lets nothing but refusals out of it, and measures how long it takes.
+/// Runs `call`, and turns what the database and JSON values throw into refusals.
 template <class Call>
 auto Guarded(Call&& call) {
   try {
@@ -40,7 +40,8 @@ class Stopwatch {
   const std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
 };
 
-/// Commits, and notes in `result` what failed before it and what, the files, while it was carried out.
+/// Commits. `result` receives how many operations failed before the commit, and how many files could not be written
+/// after it.
 void Commit(db::UnitOfWork& work, ChangeResult& result);
 
 }  // namespace qv::host

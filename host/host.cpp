@@ -4,6 +4,7 @@
 
 #include <sys/stat.h>
 
+#include <atomic>
 #include <utility>
 
 #include "guard.h"
@@ -12,10 +13,23 @@
 namespace qv {
 namespace {
 
+std::atomic<bool> has_host = false;
+
+void Check(const HostOptions& options) {
+  const auto require = [](bool holds, const char* what) {
+    if (!holds) throw Refusal(RefusalCode::BadArgument, what);
+  };
+  require(!options.data_folder.empty(), "the name of the data folder is empty");
+  require(options.busy_timeout.count() >= 0, "a busy timeout is 0 or more");
+  require(0 <= options.log.level && options.log.level <= 7, "a log level is 0 to 7");
+}
+
 void ConfigureLog(const LogOptions& options) {
   log::Settings settings;
   settings.level = options.level;
   settings.file = options.file.string();
+  settings.max_file_bytes = options.max_file_size;
+  settings.kept_files = options.kept_files;
   settings.to_stderr = options.to_stderr;
   try {
     log::Configure(settings);
@@ -48,9 +62,18 @@ bool Host::IsIn(const std::filesystem::path& data_folder) {
   return static_cast<bool>(unreadable);
 }
 
+Host::OnlyOne::OnlyOne() {
+  if (has_host.exchange(true)) throw std::logic_error("this process has a host already");
+}
+
+Host::OnlyOne::~OnlyOne() {
+  log::Reset();  // whatever the sink refers to may go now
+  has_host = false;
+}
+
 Host::Host(const HostOptions& options)
     : data_folder_(options.data_folder), has_data_(options.make_if_missing || IsIn(options.data_folder)) {
-  if (db::IsOpen()) throw std::logic_error("this process has a host already");
+  Check(options);
   ConfigureLog(options.log);
   if (!has_data_) return;
   db::Options database;

@@ -4,12 +4,20 @@
 
 #include "changes.h"
 #include "guard.h"
+#include "json/storable.h"
 #include "progress.h"
 #include "qvwebapicmssyncutils.h"
 #include "unusedentries.h"
 
 namespace qv {
 namespace {
+
+void CheckModel(const ImportOptions& options) {
+  const char* const reason = options.model ? json::WhyNotStorableText(*options.model) : nullptr;
+  if (reason != nullptr) {
+    throw Refusal(RefusalCode::BadArgument, std::string("the model cannot be kept: ") + reason);
+  }
+}
 
 /// The record of the server, with the model that was given, or else the one remembered.
 SlaveZR RememberServer(int zr, const ImportOptions& options) {
@@ -52,6 +60,7 @@ ImportResult Host::Pair(int zr, const Document& snapshot, const ImportOptions& o
   return host::Guarded([&] {
     const host::Stopwatch stopwatch;
     host::CheckServerId(zr);
+    CheckModel(options);
     RequireData();
     snapshot.RequireSnapshot();
     db::UnitOfWork work(zr);
@@ -66,6 +75,7 @@ ImportResult Host::Update(int zr, const Document& snapshot, const ImportOptions&
   return host::Guarded([&] {
     const host::Stopwatch stopwatch;
     host::CheckServerId(zr);
+    CheckModel(options);
     RequireData();
     snapshot.RequireSnapshot(options.allow_removals);
     db::UnitOfWork work(zr);
@@ -83,6 +93,7 @@ ImportResult Host::Plan(int zr, const Document& snapshot, const ImportOptions& o
   return host::Guarded([&] {
     const host::Stopwatch stopwatch;
     host::CheckServerId(zr);
+    CheckModel(options);
     RequireData();
     snapshot.RequireSnapshot(true);
     db::UnitOfWork never_committed(zr);

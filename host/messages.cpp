@@ -1,5 +1,8 @@
 /// The outbox, for programs that deliver it.
 
+#include <algorithm>
+#include <limits>
+
 #include "guard.h"
 #include "json/document.h"
 
@@ -10,9 +13,9 @@ std::vector<Message> Host::Messages(std::string_view target, std::size_t limit) 
     std::vector<Message> messages;
     if (!has_data_) return messages;
     const bool any = target.empty();
-    db::Query query = db::ThisThread().Prepare("SELECT id,zr_id,target,command,payload FROM message" +
-                                               std::string(any ? "" : " WHERE target=$1") + " ORDER BY id LIMIT " +
-                                               std::to_string(limit));
+    db::Query query = db::ThisThread().Prepare(
+        "SELECT id,zr_id,target,command,payload FROM message" + std::string(any ? "" : " WHERE target=$1") +
+        " ORDER BY id LIMIT " + std::to_string(std::min<std::size_t>(limit, std::numeric_limits<int>::max())));
     if (!any) query.Bind(target);
     while (query.Next()) {
       const db::Statement& row = query.Row();

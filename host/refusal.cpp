@@ -13,6 +13,9 @@ struct CodeName {
 
 constexpr CodeName kCodeNames[] = {{RefusalCode::BadArgument, "bad-argument"},
                                    {RefusalCode::UnreadableDocument, "unreadable-document"},
+                                   {RefusalCode::DocumentTooDeep, "document-too-deep"},
+                                   {RefusalCode::DocumentTooLarge, "document-too-large"},
+                                   {RefusalCode::TooManyValues, "too-many-values"},
                                    {RefusalCode::WrongDocumentKind, "wrong-document-kind"},
                                    {RefusalCode::EmptyDocument, "empty-document"},
                                    {RefusalCode::WrongType, "wrong-type"},

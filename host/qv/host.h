@@ -9,28 +9,28 @@
 ///     for (const qv::KindChanges& kind : result.changes) use(kind.kind, kind.added, kind.updated, kind.removed);
 ///     for (const qv::Row& row : host.List({.kind = "camera", .zr = 7}).rows) use(row);
 ///
-/// Order: make the `Host` before anything else uses the data folder, then call from any thread, then destroy it when no
-/// call is under way. A process has one host at a time; after its destruction it may make another one. Do not use a
-/// host in a child after fork().
+/// Order of calls:
+/// 1. Construct the `Host`. A process has one at a time.
+/// 2. Call it from any thread.
+/// 3. Destroy it when no call is running. The process may construct another one then.
+/// Do not use a host in a child process after fork().
 ///
-/// Threads: every member function of `Host` may be called from any number of threads at once. Calls that write wait for
-/// one another, also across processes, and each is a unit of work: all that it does is there or nothing of it, whatever
-/// happens. Calls that read wait for nobody and see whole units of work. Each thread that calls gets a connection to
-/// the database of its own, which is closed when the thread ends: use a pool of threads rather than a thread per call.
-/// A `Document` is read without any host and may be shared by threads.
+/// Threads: all member functions of `Host` are thread-safe, except the destructor. Calls that write run one after the
+/// other, also across processes. Each of them is a unit of work: all of its changes are stored or none. Calls that read
+/// do not wait; they see whole units of work. Each calling thread has its own connection to the database, which closes
+/// when the thread ends: use a pool of threads rather than a thread per call. A `Document` needs no host; threads may
+/// share it.
 ///
-/// Errors: what a call cannot or will not do it throws as a `Refusal`, and then nothing is applied, except that the
-/// file of a server's stream keys (RTSP) may have changed. Besides, only `std::bad_alloc` and, for a second host in the
-/// process, `std::logic_error` come out. A single operation that fails, such as a row that the database refuses, fails
-/// alone: the rest is applied, the result counts it, and the log tells what it was.
+/// Errors: a call that fails throws a `Refusal`. Nothing is applied then, except that the file with a server's stream
+/// keys (RTSP) may have changed. Apart from that, calls throw `std::bad_alloc`, and what a callback throws;
+/// constructing a second host throws `std::logic_error`. A single operation that fails, such as a row that the database
+/// refuses, does not end the call: the rest is applied, the result counts the failure, and the log describes it.
 ///
-/// The log has a line for every failure, and for changes according to the level. No line, result or error text holds a
-/// password or a stream key.
+/// Log: one line for each failure, and for each change if the level is high enough. No line, result or error text
+/// contains a password or a stream key.
 ///
-/// Building: C++20, with find_package(qvwebapicmssync) and qv::host, or pkg-config qvhost; examples/embed is a whole
-/// program. Standard containers and `Json::Value` cross the interface: a program must be built against the same C++
-/// library (libstdc++ with its C++11 ABI, GCC 12 or later) and the same jsoncpp (libjsoncpp.so.25) as this library.
-/// Within a major version of the library (its SONAME) programs need not be built again.
+/// Building: C++20, with find_package(qvwebapicmssync) and qv::host, or with pkg-config qvhost. A program must use the
+/// same libstdc++ and the same jsoncpp as this library. See docs/embedding.md.
 #pragma once
 
 #include <json/value.h>
@@ -53,27 +53,30 @@
 
 namespace qv {
 
-/// Why something was refused. New codes may be added at the end.
+/// Why a call was refused. Later versions may add codes at the end.
 enum class RefusalCode {
-  BadArgument,         ///< a server id below 1, an unknown kind, a limit of 0
-  UnreadableDocument,  ///< no such file, not strict JSON, not an object, over a limit
-  WrongDocumentKind,   ///< a status report in place of a snapshot, or the other way round
-  EmptyDocument,       ///< nothing that a document of the kind has
-  WrongType,           ///< a value of the wrong type
+  BadArgument,         ///< a server id below 1, an unknown kind, a limit of 0, a model that is not UTF-8
+  UnreadableDocument,  ///< no such file, not strict JSON, not an object
+  DocumentTooDeep,     ///< more than `DocumentLimits::depth`
+  DocumentTooLarge,    ///< more than `DocumentLimits::size`
+  TooManyValues,       ///< more than `DocumentLimits::values`
+  WrongDocumentKind,   ///< a status report instead of a snapshot, or the reverse
+  EmptyDocument,       ///< no member that such a document has
+  WrongType,           ///< a value has the wrong type
   TooManyRemovals,     ///< an update would remove more than half of ten or more devices
   UnknownServer,       ///< a status report of a server that was never paired
   UnknownDevice,       ///< there is no such device
-  NotRemoved,          ///< a server could not be removed whole, so nothing of it was
-  NotAHost,            ///< the folder holds something else
+  NotRemoved,          ///< part of a server could not be removed, so nothing was
+  NotAHost,            ///< the folder contains something else
   Busy,                ///< another writer did not finish in time
-  Unusable,            ///< the data folder or the log file cannot be opened: rights, damage, a newer version
+  Unusable,            ///< the data folder or the log file cannot be opened: permissions, damage, a newer version
   Failed,              ///< the database failed: a full disk, an input error
 };
 
-/// The code for programs, such as "wrong-type".
+/// The name of a code for programs, such as "wrong-type".
 QV_HOST_API std::string_view NameOf(RefusalCode code);
 
-/// What a call throws. `what()` is one sentence for people, which starts with the place if there is one.
+/// The exception that a call throws. `what()` is one sentence for people; it starts with the place if there is one.
 class QV_HOST_API Refusal : public std::runtime_error {
  public:
   Refusal(RefusalCode code, const std::string& reason, const std::string& place = "", std::size_t line = 0,
@@ -81,9 +84,9 @@ class QV_HOST_API Refusal : public std::runtime_error {
   ~Refusal() override;
 
   RefusalCode code() const { return code_; }
-  /// Where in the document: "POS_info[2].id". Empty: not about a single value.
+  /// The value in the document: "POS_info[2].id". Empty if the refusal is not about a single value.
   const std::string& place() const { return place_; }
-  /// Where in the document's text, counted from 1; 0: unknown. The column counts characters.
+  /// The place in the document's text, counted from 1; 0 if unknown. The column counts characters.
   std::size_t line() const { return line_; }
   std::size_t column() const { return column_; }
 
@@ -94,49 +97,52 @@ class QV_HOST_API Refusal : public std::runtime_error {
   std::size_t column_;
 };
 
-/// Something in a document that is not as it must be.
+/// A fault in a document.
 struct Fault {
   std::string place;   ///< such as "cam_count" or "POS_info[2].status"
   std::string reason;  ///< such as "an integer is expected"
 };
 
 enum class DocumentKind {
-  Snapshot,      ///< configuration: what it does not list is gone
-  StatusReport,  ///< state of the server and of devices that the host has already
-  Neither,       ///< nothing that either of them has, such as {"error":"unauthorized"}
+  Snapshot,      ///< the whole configuration: the server no longer has what it does not list
+  StatusReport,  ///< the state of the server and of devices that the host knows
+  Neither,       ///< no member of either kind, such as {"error":"unauthorized"}
 };
 
-/// Bounds of a document. Reading and applying it takes up to 400 bytes of memory per value and four times its size.
+/// Limits of a document. Reading and applying it takes up to 400 bytes of memory per value and four times its size.
 struct DocumentLimits {
-  static constexpr std::size_t kMaxDepth = 1000;      ///< of any document
-  std::size_t depth = 64;                             ///< arrays and objects within one another
+  static constexpr std::size_t kMaxDepth = 1000;      ///< `depth` has no effect beyond this
+  std::size_t depth = 64;                             ///< nested arrays and objects
   std::size_t size = std::size_t{256} * 1024 * 1024;  ///< bytes of text
   std::size_t values = 10'000'000;                    ///< the document, and all elements and members in it
 };
 
-/// A JSON object that a server sent, read strictly and looked through once. Immutable; copies share the value.
+/// A JSON object that a server sent, read strictly and checked once. Immutable; copies share the value.
 class QV_HOST_API Document {
  public:
-  /// Reads UTF-8 text: one object and nothing after it, no member twice. Throws `Refusal` (UnreadableDocument) with
-  /// line and column.
+  /// Reads UTF-8 text: one object, nothing after it, no member twice. Throws `Refusal` (UnreadableDocument,
+  /// DocumentTooDeep, DocumentTooLarge, TooManyValues), with line and column where they are known.
   static Document Parse(std::string_view text, const DocumentLimits& limits = {});
-  /// Reads a file, or standard input for "-". Throws as `Parse`.
+  /// Reads a file, or standard input if `path` is "-". Throws as `Parse` does.
   static Document ReadFile(const std::string& path, const DocumentLimits& limits = {});
-  /// Takes a value. Throws `Refusal` (UnreadableDocument) for one that is no object, or that no JSON text gives: with
-  /// texts that are not UTF-8, or numbers that are not finite.
+  /// Takes a value. Throws `Refusal` (UnreadableDocument) if it is not an object, or contains a text that is not UTF-8
+  /// or a number that is not finite.
   explicit Document(Json::Value value);
 
   const Json::Value& value() const;
-  /// What the document is, by what is in it: a section that only snapshots have, or a device with configuration (a
-  /// name, an address) makes a snapshot; otherwise a member about the server's state, or a device with nothing but its
-  /// state, makes a report; otherwise any section makes a snapshot. The server's state and counts together always make
-  /// a report if no section is one of snapshots only.
+  /// The kind follows from the members:
+  /// - A section that only snapshots have makes a snapshot.
+  /// - Otherwise the server's state together with another member about the server makes a status report.
+  /// - Otherwise a device with configuration (a name, an address) makes a snapshot.
+  /// - Otherwise a member about the server, or a device with its state, makes a status report.
+  /// - Otherwise any section makes a snapshot.
   DocumentKind kind() const;
 
   /// Throws the `Refusal` (WrongDocumentKind, EmptyDocument, WrongType) that `Host::Pair` and `Host::Update` would
-  /// throw for the document, before any host is opened. @param may_be_empty  see `ImportOptions::allow_removals`
+  /// throw for the document. Needs no host.
+  /// @param may_be_empty  true if an update with `ImportOptions::allow_removals` follows
   void RequireSnapshot(bool may_be_empty = false) const;
-  /// The same for `Host::Status`.
+  /// Throws the `Refusal` that `Host::Status` would throw for the document. Needs no host.
   void RequireStatusReport() const;
 
  private:
@@ -149,21 +155,21 @@ class QV_HOST_API Document {
 struct Progress {
   std::string_view kind;   ///< of rows that are being written, such as "camera"
   std::int64_t done = 0;   ///< rows of the kind that were added, updated or removed so far
-  std::int64_t total = 0;  ///< entries that the document has of it
+  std::int64_t total = 0;  ///< entries of the kind in the document
 };
 
-/// Called on the calling thread about ten times a second at most. Must not throw, nor call the host.
+/// Runs on the calling thread, at most ten times a second. Must not throw and must not call the host.
 using ProgressCallback = std::function<void(const Progress&)>;
 
 struct ImportOptions {
-  /// Model of the server, in UTF-8; it is remembered. None: the one remembered.
+  /// Model of the server, in UTF-8; the host stores it. None: the stored one.
   std::optional<std::string> model = std::nullopt;
-  /// Apply a snapshot however much it removes, and one without any section.
+  /// Apply a snapshot that removes more than half of the devices, or that has no section.
   bool allow_removals = false;
   ProgressCallback progress = nullptr;
 };
 
-/// What became of the rows of one kind.
+/// How many rows of one kind a call changed.
 struct KindChanges {
   std::string kind;
   int added = 0;
@@ -172,18 +178,18 @@ struct KindChanges {
   std::optional<std::int64_t> unchanged = std::nullopt;  ///< none: not counted
 };
 
-/// What a call did that changes rows.
+/// The result of a call that changes rows.
 struct ChangeResult {
   std::vector<KindChanges> changes;
-  std::vector<Fault> unused;  ///< entries of the document that could not be used; the rest was
-  int failed_operations = 0;  ///< the log tells which; the rest was applied
-  int failed_files = 0;       ///< files that could not be written yet; later calls try again
+  std::vector<Fault> unused;  ///< entries of the document that could not be used; the rest was applied
+  int failed_operations = 0;  ///< the log describes them; the rest was applied
+  int failed_files = 0;       ///< files that could not be written; later calls try again
   std::chrono::microseconds took{0};
 };
 
 struct ImportResult : ChangeResult {
-  bool has_changes = false;  ///< whether rows were added, updated or removed; messages are none of these
-  /// Of `Host::Plan`: why `Host::Update` would refuse the document without `ImportOptions::allow_removals`.
+  bool has_changes = false;  ///< whether rows other than messages were added, updated or removed
+  /// From `Host::Plan`: why `Host::Update` would refuse the document without `ImportOptions::allow_removals`.
   std::vector<Refusal> refusals;
 };
 
@@ -193,39 +199,39 @@ struct StatusResult : ChangeResult {
 };
 
 struct RemoveResult : ChangeResult {
-  bool was_held = false;  ///< false: nothing was held for the server, and nothing was done
+  bool was_held = false;  ///< false: the host had nothing of the server
 };
 
-/// A row by its columns. Secrets are left out.
+/// Columns and their values, without secrets.
 using Row = std::vector<std::pair<std::string, Json::Value>>;
 
 /// A kind of rows that can be listed.
 struct KindInfo {
   std::string_view name;                  ///< "camera", "pos", "message" ...
-  std::vector<std::string_view> columns;  ///< the most telling ones
+  std::vector<std::string_view> columns;  ///< the most useful ones
   std::vector<std::string_view> all_columns;
 };
 
 struct ListQuery {
   std::string kind;
-  std::optional<int> zr = std::nullopt;  ///< only what belongs to this server
+  std::optional<int> zr = std::nullopt;  ///< only rows of this server
   std::int64_t after = 0;                ///< only rows with greater ids
-  std::size_t limit = 100;               ///< rows of a page
-  /// Show members that a server reported without the host knowing them with their values, not only by name.
+  std::size_t limit = 100;               ///< rows of a page, at least 1
+  /// Whether members that the host has no column for are shown with their values; otherwise only with their names.
   bool extra_values = false;
 };
 
 struct Page {
   std::vector<Row> rows;              ///< in the order of their ids
-  std::optional<std::int64_t> after;  ///< for the query of the next page; none: this was the last one
+  std::optional<std::int64_t> after;  ///< `ListQuery::after` of the next page; none: this is the last one
 };
 
-/// A message to another service, as it waits in the outbox.
+/// A message to another service, which waits in the outbox.
 struct Message {
   std::int64_t id = 0;
-  int zr = 0;           ///< server that it is about; 0: no single one
+  int zr = 0;           ///< the server that it is about; 0: several or none
   std::string target;   ///< "msgd", "qvactruled", "client", "hostd", "cms-host"
-  std::string command;  ///< what the target is to do
+  std::string command;  ///< what the target must do
   Json::Value payload;
 };
 
@@ -242,79 +248,98 @@ struct LogLine {
 /// The log of the process.
 struct LogOptions {
   int level = 3;  ///< least severe level that is written, 0 to 7: 1 failures, 3 removals, 5 changes, 7 dumps
-  std::filesystem::path file = {};  ///< lines are appended to it; empty: to none
+  std::filesystem::path file = {};  ///< lines are appended to this file; empty: no file
+  /// The file is rotated before it grows beyond this many bytes: host.log becomes host.1.log, host.1.log becomes
+  /// host.2.log, and so on. 0: never. Only one process may log to a file that is rotated.
+  std::size_t max_file_size = 0;
+  std::size_t kept_files = 4;  ///< rotated files that are kept
   bool to_stderr = true;
-  /// Takes the lines in place of file and standard error, one at a time, from any thread. Must not call the host.
+  /// Receives the lines, which then go neither to the file nor to standard error. Runs on any thread, for one line at a
+  /// time, until the host is destroyed. Must not throw and must not call the host.
   std::function<void(const LogLine&)> sink = nullptr;
 };
 
 enum class Durability {
-  PowerCut,  ///< what a call reports as done survives a power cut
+  PowerCut,  ///< a call that has returned survives a power cut
   Process,   ///< faster; a power cut may undo the last calls, each as a whole
 };
 
 struct HostOptions {
   std::filesystem::path data_folder;
-  /// Make the folder and the database when they are missing. Otherwise a missing host is one that holds nothing: calls
-  /// that would fill it throw `Refusal` (NotAHost), the others work, and nothing is written.
+  /// Whether a missing folder or database is made. If not, a missing host is empty: `Pair`, `Update` and `Plan` throw
+  /// `Refusal` (NotAHost), other calls find nothing, and nothing is written.
   bool make_if_missing = true;
   Durability durability = Durability::PowerCut;
-  std::chrono::milliseconds busy_timeout{10'000};  ///< how long a call that writes waits for others
+  std::chrono::milliseconds busy_timeout{10'000};  ///< how long a call that writes waits for other writers
   LogOptions log = {};
 };
 
 class QV_HOST_API Host {
  public:
-  /// Opens the host's data, and brings an older version's up to date. Throws `Refusal` (Unusable, Busy; NotAHost when
-  /// the folder holds something else and is not to be made a host).
+  /// Opens the data folder. Data of an older version is brought up to date. Throws
+  /// - `Refusal`: BadArgument, Unusable, Busy; NotAHost if the folder contains something else and `make_if_missing` is
+  ///   false
+  /// - `std::logic_error` if the process has a host already.
   explicit Host(const HostOptions& options);
   ~Host();
   Host(const Host&) = delete;
   Host& operator=(const Host&) = delete;
 
-  /// Whether there is a host in the folder; not if the folder is missing or empty. Throws `Refusal` (NotAHost) when the
-  /// folder holds something else.
+  /// Whether the folder contains a host; false if it is missing or empty. Throws `Refusal` (NotAHost) if it contains
+  /// something else.
   static bool IsIn(const std::filesystem::path& data_folder);
-  /// Whether users other than the owner get into the data folder, which holds the passwords of devices.
+  /// Whether users other than the owner can enter the data folder, which contains the passwords of devices.
   bool IsOpenToOthers() const;
 
-  /// Takes over the configuration of a server that has just been paired. A repeated pairing updates and removes no
-  /// device. Throws `Refusal` as `Document::RequireSnapshot` does.
+  // All calls below throw `Refusal` (BadArgument, Busy, Unusable, Failed). Those that take a document also throw what
+  // `Document::RequireSnapshot` or `Document::RequireStatusReport` throws.
+
+  /// Imports the configuration of a server that has just been paired. Pairing it again updates devices, but removes
+  /// none.
   ImportResult Pair(int zr, const Document& snapshot, const ImportOptions& options = {});
   /// Makes the host agree with a snapshot: adds, updates, and removes what the server no longer reports. Throws
-  /// `Refusal` as `Document::RequireSnapshot` does, and TooManyRemovals.
+  /// `Refusal` (TooManyRemovals) too.
   ImportResult Update(int zr, const Document& snapshot, const ImportOptions& options = {});
-  /// What `Update` would do; changes nothing. `allow_removals` plays no part.
+  /// What `Update` would do. Changes nothing; ignores `allow_removals`.
   ImportResult Plan(int zr, const Document& snapshot, const ImportOptions& options = {});
-  /// Applies a status report of a server that has been paired. Throws `Refusal` as `Document::RequireStatusReport`
-  /// does, and UnknownServer.
+  /// Applies a status report of a server that has been paired. Throws `Refusal` (UnknownServer) too.
   StatusResult Status(int zr, const Document& report, const ProgressCallback& progress = nullptr);
-  /// Deletes everything that is held for a server. Throws `Refusal` (NotRemoved).
+  /// Deletes all data of a server. Throws `Refusal` (NotRemoved) too.
   RemoveResult Remove(int zr);
-  /// Marks a device as being configured on the host, so that no server overwrites it, or as free again.
-  /// @param kind  one of `ConfigurableKinds`; throws `Refusal` (UnknownDevice) if there is no device `id`
+  /// Marks a device as being configured on the host, so that no document changes it, or removes the mark. Throws
+  /// `Refusal` (UnknownDevice) too.
+  /// @param kind  one of `ConfigurableKinds`
+  /// @param id    of the device on the host
   ChangeResult SetConfiguring(std::string_view kind, int id, bool on);
   static std::span<const std::string_view> ConfigurableKinds();
 
   /// The kinds of rows.
   static std::span<const KindInfo> Kinds();
-  /// One page. Costs a page, whatever its place.
+  /// Reads one page. The time that it takes does not depend on the place of the page.
   Page List(const ListQuery& query) const;
-  /// Hands all pages of `query.limit` rows to `take`, until that returns false. All show one state of the database;
-  /// memory is needed for one page. Let `take` be quick: what others commit meanwhile is kept apart until it is done.
+  /// Calls `take` with every page of `query.limit` rows until it returns false. All pages show the same state of the
+  /// database. Needs the memory of one page. Meanwhile the database keeps all changes of other calls in a separate
+  /// file, so `take` should be quick; it must not call functions that change the host.
   void ForEachPage(const ListQuery& query, const std::function<bool(const std::vector<Row>&)>& take) const;
-  /// The servers that were paired, as `List` gives them.
+  /// The servers that were paired, as `List` returns them.
   std::vector<Row> Servers() const;
 
-  /// Messages that wait for a target (empty: for any), in order. Deliver them one after the other, and delete them
-  /// then.
+  /// The first messages that wait for a target, in the order of their ids.
+  /// @param target  empty: every target
   std::vector<Message> Messages(std::string_view target, std::size_t limit = 100) const;
-  /// Deletes messages that were delivered. @return how many there were
+  /// Deletes messages after their delivery.
+  /// @return how many there were
   std::size_t DeleteMessages(std::span<const std::int64_t> ids);
 
  private:
+  /// Makes sure that the process has one host. Lives longer than the rest of it, and resets the log.
+  struct OnlyOne {
+    OnlyOne();
+    ~OnlyOne();
+  };
   void RequireData() const;
 
+  const OnlyOne only_one_;
   const std::filesystem::path data_folder_;
   const bool has_data_;
 };

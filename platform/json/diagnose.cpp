@@ -12,7 +12,7 @@ namespace qv::json {
 namespace {
 
 /// @param offset of the byte that is wrong
-DocumentError ErrorAt(std::string_view text, std::size_t offset, const std::string& reason) {
+DocumentError ErrorAt(std::string_view text, std::size_t offset, const std::string& reason, Limit limit) {
   std::size_t line = 1;
   std::size_t column = 1;
   for (std::size_t i = 0; i < offset; ++i) {
@@ -23,7 +23,7 @@ DocumentError ErrorAt(std::string_view text, std::size_t offset, const std::stri
       ++column;  // every byte but the later ones of a character
     }
   }
-  return {reason, line, column};
+  return {reason, line, column, limit};
 }
 
 /// What the reader calls while it walks over the document: it finds what is wrong beside the syntax.
@@ -66,8 +66,8 @@ class Checker : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, Checker> 
   bool StartArray() { return Open(); }
   bool EndArray(rapidjson::SizeType /*elements*/) { return Close(); }
 
-  [[noreturn]] void Fail(std::size_t offset, const std::string& reason) const {
-    throw ErrorAt(text_, offset, (offset == text_.size() ? "the document ends early: " : "") + reason);
+  [[noreturn]] void Fail(std::size_t offset, const std::string& reason, Limit limit = Limit::None) const {
+    throw ErrorAt(text_, offset, (offset == text_.size() ? "the document ends early: " : "") + reason, limit);
   }
 
   [[noreturn]] void FailWithNumber(std::size_t begin, std::size_t end) const {
@@ -89,14 +89,14 @@ class Checker : public rapidjson::BaseReaderHandler<rapidjson::UTF8<>, Checker> 
 
   void CountValue() {
     if (++values_ > limits_.values) {
-      Fail(stream_.Tell(), "more than " + std::to_string(limits_.values) + " values");
+      Fail(stream_.Tell(), "more than " + std::to_string(limits_.values) + " values", Limit::Values);
     }
     end_of_last_ = stream_.Tell();
   }
 
   bool Open() {
     if (names_.size() == limits_.depth) {
-      Fail(stream_.Tell(), "nested deeper than " + std::to_string(limits_.depth) + " levels");
+      Fail(stream_.Tell(), "nested deeper than " + std::to_string(limits_.depth) + " levels", Limit::Depth);
     }
     names_.emplace_back();
     return Default();

@@ -23,7 +23,7 @@ std::string Describe(const std::string& reason, std::size_t line, std::size_t co
 }
 
 DocumentError TooLarge(const ReadLimits& limits) {
-  return {"larger than " + std::to_string(limits.size) + " bytes", 0, 0};
+  return {"larger than " + std::to_string(limits.size) + " bytes", 0, 0, Limit::Size};
 }
 
 /// A parser whose buffers serve the next document too: the host's own rows hold many small ones, whose parsing costs
@@ -70,8 +70,12 @@ Json::Value Read(std::string_view text, bool is_padded, ReadLimits limits) {
 
 }  // namespace
 
-DocumentError::DocumentError(const std::string& reason, std::size_t line, std::size_t column)
-    : std::runtime_error(Describe(reason, line, column)), reason_(reason), line_(line), column_(column) {}
+DocumentError::DocumentError(const std::string& reason, std::size_t line, std::size_t column, Limit limit)
+    : std::runtime_error(Describe(reason, line, column)),
+      reason_(reason),
+      line_(line),
+      column_(column),
+      limit_(limit) {}
 
 Json::Value ReadDocument(std::string_view text, const ReadLimits& limits) { return Read(text, false, limits); }
 

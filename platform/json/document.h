@@ -25,12 +25,17 @@ struct ReadLimits {
   std::size_t values = 10'000'000;                    ///< the document, and all elements and members in it
 };
 
+/// Which limit a document exceeds.
+enum class Limit { None, Depth, Size, Values };
+
 /// A document that cannot be read. `what()` is the reason with the place.
 class DocumentError : public std::runtime_error {
  public:
-  DocumentError(const std::string& reason, std::size_t line, std::size_t column);
+  DocumentError(const std::string& reason, std::size_t line, std::size_t column, Limit limit = Limit::None);
 
   const std::string& reason() const { return reason_; }
+  /// The limit that the document exceeds, if that is the reason.
+  Limit limit() const { return limit_; }
   /// The place, counted from 1, the column in characters; 0: unknown.
   std::size_t line() const { return line_; }
   std::size_t column() const { return column_; }
@@ -39,6 +44,7 @@ class DocumentError : public std::runtime_error {
   std::string reason_;
   std::size_t line_;
   std::size_t column_;
+  Limit limit_;
 };
 
 /// @throws DocumentError

@@ -142,7 +142,10 @@ TEST_F(HostApiTest, RefusesWithACodeFromEightThreadsAtOnceAndChangesNothing) {
       {"a kind without a flag", RefusalCode::BadArgument, [&] { host.SetConfiguring("pos", 1, true); }},
       {"broken text", RefusalCode::UnreadableDocument, [] { Document::Parse("{"); }},
       {"a missing file", RefusalCode::UnreadableDocument, [] { Document::ReadFile("/nowhere"); }},
-      {"a text over the limit", RefusalCode::UnreadableDocument, [] { Document::Parse("{\"a\":[1]}", {.values = 2}); }},
+      {"too many values", RefusalCode::TooManyValues, [] { Document::Parse("{\"a\":[1]}", {.values = 2}); }},
+      {"a deep text", RefusalCode::DocumentTooDeep, [] { Document::Parse("{\"a\":[1]}", {.depth = 1}); }},
+      {"a long text", RefusalCode::DocumentTooLarge, [] { Document::Parse("{\"a\":[1]}", {.size = 8}); }},
+      {"a model that is no text", RefusalCode::BadArgument, [&] { host.Pair(7, Speakers(1), {.model = "\xFF"}); }},
       {"a value that is no object", RefusalCode::UnreadableDocument, [] { Document(Json::Value(5)); }},
       {"a value that no text gives", RefusalCode::UnreadableDocument,
        [] {

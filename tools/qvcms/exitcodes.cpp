@@ -17,6 +17,9 @@ struct Answer {
 constexpr Answer kAnswers[] = {
     {qv::RefusalCode::BadArgument, kUsage},
     {qv::RefusalCode::UnreadableDocument, kBadDocument, "DOC: "},
+    {qv::RefusalCode::DocumentTooDeep, kBadDocument, "DOC: ", "; --max-depth allows up to 1000"},
+    {qv::RefusalCode::DocumentTooLarge, kBadDocument, "DOC: ", "; --max-size allows more"},
+    {qv::RefusalCode::TooManyValues, kBadDocument, "DOC: ", "; --max-values allows more"},
     {qv::RefusalCode::WrongDocumentKind, kBadDocument, "DOC: ", ". If that is meant: qvcms OTHER ZR DOC"},
     {qv::RefusalCode::EmptyDocument, kBadDocument, "DOC: "},
     {qv::RefusalCode::WrongType, kBadDocument, "DOC: "},

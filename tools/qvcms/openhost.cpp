@@ -7,7 +7,10 @@ namespace qvcms {
 qv::HostOptions HostToFill(const GlobalOptions& global) {
   return {.data_folder = global.data_dir,
           .durability = global.durability,
-          .log = {.level = global.log_level, .file = global.log_file}};
+          .log = {.level = global.log_level,
+                  .file = global.log_file,
+                  .max_file_size = global.log_max_size,
+                  .kept_files = global.log_files}};
 }
 
 qv::HostOptions HostToRead(const GlobalOptions& global) {

@@ -174,6 +174,12 @@ class CommandLine {
     app_.add_option("--log-file", global_.log_file, "Append the log to this file too")
         ->type_name("FILE")
         ->check(NotEmpty());
+    app_.add_option("--log-max-size", global_.log_max_size,
+                    "Rotate the log file before it is larger, such as 10M; default: never")
+        ->transform(Size());
+    app_.add_option("--log-files", global_.log_files, "Rotated log files that are kept")
+        ->check(Number(0, 1000))
+        ->capture_default_str();
     app_.add_option_function<std::string>(
             "-o,--output",
             [this](const std::string& word) { global_.format = word == "json" ? Format::Json : Format::Table; },
