@@ -1,175 +1,169 @@
-/// What the library asks of the package's other libraries, with every argument. Other implementations of them rely on
-/// it even where the embedded one makes no difference.
+/// Flags and null arguments that the library passes to the package's other libraries. The embedded ones ignore most of
+/// them, others need not.
 
-#include "analytics/analyticssteps.h"
+#include <dlfcn.h>
+
+#include <cstring>
+#include <set>
+
+#include "actionruledaemon.h"
 #include "camera.h"
-#include "devices/devicesteps.h"
-#include "support/contractcalls.h"
+#include "facesetting.h"
+#include "iomodule.h"
+#include "ipspeaker.h"
+#include "pos.h"
+#include "qvdb.h"
+#include "rtspinfo.h"
 #include "support/hosttest.h"
+#include "tavisetting.h"
 
 namespace {
 
-using support::Calls;
+std::set<std::string>* noted = nullptr;  ///< null: calls are not noted now
 
-struct Contract : support::HostTest {
-  /// A row of slave 7 in each of the tables, with the host id 1 and the id 52 on the slave.
-  static void Hold(const Lines& tables) {
-    for (const std::string& table : tables) {
-      Sql("INSERT INTO " + table + " (owner_zr_id,id_on_rec_server) VALUES (7,52)");
-    }
+/// What is noted of an argument: flags, numbers, null pointers, empty texts, and the flags of filter rules.
+template <class T>
+std::string Text(const T& argument) {
+  if constexpr (std::is_same_v<T, bool>) {
+    return argument ? " true" : " false";
+  } else if constexpr (std::is_same_v<T, int>) {
+    return " " + std::to_string(argument);
+  } else if constexpr (std::is_pointer_v<T>) {
+    return argument == nullptr ? " null" : "";
+  } else if constexpr (std::is_same_v<T, std::string>) {
+    return argument.empty() ? " \"\"" : "";
+  } else if constexpr (requires { argument.skipConfiguring; }) {
+    return " skipConfiguring" + Text(argument.skipConfiguring);
+  } else if constexpr (requires { argument.hostLocalOnly.Value(); }) {
+    return argument.hostLocalOnly ? " hostLocalOnly" + Text(argument.hostLocalOnly.Value()) : "";
+  } else {
+    return "";
+  }
+}
+
+const void* FileOf(const void* address) {
+  Dl_info info{};
+  return dladdr(address, &info) != 0 ? info.dli_fbase : nullptr;
+}
+
+/// The platform's function that `replacement`, one of this program, stands before.
+template <class Function>
+Function FindReal(Function replacement) {
+  void* address = nullptr;  // a member function that is not virtual starts with its address
+  std::memcpy(&address, &replacement, sizeof address);
+  Dl_info info{};
+  dladdr(address, &info);
+  void* const next = dlsym(RTLD_NEXT, info.dli_sname);
+  std::memcpy(&replacement, &next, sizeof next);
+  return replacement;
+}
+
+/// Notes the call unless the platform itself makes it, then calls the real function.
+template <auto kFunction, class... Arguments>
+decltype(auto) Forward(const char* name, const void* caller, Arguments&&... arguments) {
+  static const auto real = FindReal(kFunction);
+  if (noted != nullptr && FileOf(caller) == FileOf(&noted)) noted->insert((std::string(name) + ... + Text(arguments)));
+  return std::invoke(real, std::forward<Arguments>(arguments)...);
+}
+
+}  // namespace
+
+// NOLINTBEGIN(performance-unnecessary-value-param): as the contract declares them
+#define FUNCTION(RESULT, NAME, PARAMETERS, ...) \
+  RESULT NAME PARAMETERS { return Forward<NAME>(#NAME, __builtin_return_address(0), __VA_ARGS__); }
+#define MEMBER(NAME, PARAMETERS, ...) \
+  int NAME PARAMETERS { return Forward<&NAME>(#NAME, __builtin_return_address(0), *this, __VA_ARGS__); }
+
+using Section = const Json::Value&;
+
+FUNCTION(std::list<Camera>, CamGetList, (CamFilterRule & rule, int& total, bool beyond), rule, std::ref(total), beyond)
+FUNCTION(std::list<IOModule>, IOModuleGetList, (IOModuleFilterRule & rule, int& total, bool beyond), rule,
+         std::ref(total), beyond)
+FUNCTION(std::list<IPSpeaker>, IPSpeakerGetList, (const IPSpeakerFilterRule& rule, int& total), rule, std::ref(total))
+FUNCTION(int, GetPOSListByRule, (const POSFilterRule& rule, std::list<POS>& list), rule, list)
+FUNCTION(int, InitCamObjByJson, (Section entry, Camera& camera, bool a, bool b, bool c), entry, camera, a, b, c)
+FUNCTION(int, InitIOModuleByJson, (Section entry, IOModule& module, bool a, bool b, bool c), entry, module, a, b, c)
+FUNCTION(int, QVDB::Execute,
+         (DB_INSTANCE database, std::string sql, DBResult_tag** result, bool a, bool b, bool c, bool d), database, sql,
+         result, a, b, c, d)
+FUNCTION(void, QVDBFreeResult, (DBResult_tag * result), result)
+FUNCTION(int, SaveCamObjFromRecServer, (int zr, Section section, bool a, bool b, const std::string& note), zr, section,
+         a, b, note)
+FUNCTION(int, SaveIOModuleFromRecServer, (int zr, Section section, bool notify), zr, section, notify)
+FUNCTION(int, SavePOSFromRecServer, (int zr, Section section, bool notify), zr, section, notify)
+FUNCTION(int, SendCmdToDaemon, (const std::string& daemon, int type, Section command, Json::Value* reply, bool a),
+         daemon, type, command, reply, a)
+FUNCTION(int, SendCompoundCmd, (int zr, Json::Value& command, bool wait), zr, command, wait)
+FUNCTION(int, SetFileOwnerToQV, (const std::string& path, bool follow), path, follow)
+FUNCTION(int, SyncRelatedTableForCamDel, (const Camera& camera, bool notify), camera, notify)
+FUNCTION(int, UpdateRecShareFromRec, (int zr, Section section), zr, section)
+FUNCTION(int, SaveRecShareFromRec, (int zr, Section section), zr, section)
+MEMBER(Camera::Delete, (bool notify) const, notify)
+MEMBER(FaceSetting::Delete, (bool must_exist) const, must_exist)
+MEMBER(TaviSetting::Delete, (bool must_exist) const, must_exist)
+MEMBER(IOModule::Save, (bool notify, bool settings), notify, settings)
+MEMBER(IPSpeaker::SetByJsonWithDBColKey, (Section entry, bool from_server, int id, bool with_status), entry,
+       from_server, id, with_status)
+MEMBER(POS::SetByJson, (Section entry, bool from_server, int id), entry, from_server, id)
+// NOLINTEND(performance-unnecessary-value-param)
+
+namespace {
+
+struct Contract : support::StatusTest {
+  template <class Work>
+  static std::set<std::string> Calls(Work work) {
+    std::set<std::string> calls;
+    noted = &calls;
+    work();
+    noted = nullptr;
+    return calls;
   }
 };
 
-/// An entry that tells the sections apart.
-constexpr const char* kSections =
-    R"({"camCapList":[{"camModel":"M","capFileName":"7/a"}],"camDetSetting":[{"id":2}],
-    "camDeviceOutput":[{"id":3}],"recShare":[{"id":4}],"iomoduleSetting":[{"id":6}],"iomoduleCamPairing":[{"id":7}],
-    "POS_eventconf":[{"id":9}],"ctrler_info":[{"id":11}],"face_info":[],"iva_info":[],"counting_task_group_info":[])";
-
-TEST_F(Contract, OfASnapshot) {
-  const Json::Value document = Parse(kSections + std::string("}"));
-  EXPECT_THAT(
-      Calls([&] { SaveSlaveInfoUpdate(SlaveZR(), document, 7); }),
-      ElementsAre("CamGetList owner 7 skipConfiguring false false",
-                  "QVDB::Execute 0 \"SELECT * FROM edge_storage_settings WHERE owner_zr_id=7\" false true true true",
-                  "QVDBFreeResult", "SendCompoundCmd 7 null false", "IsInteSupApi \"M\"",
-                  R"(SaveCamDetSettingFromRec 7 [{"id":2}])", R"(SaveCamDeviceOutputFromRec 7 [{"id":3}])",
-                  R"(UpdateRecShareFromRec 7 [{"id":4}])", R"(UpdateCtrlDataInActRule 7 [{"id":11}])",
-                  "IOModuleGetList owner 7 skipConfiguring false false", R"(SaveIOModuleSettingFromRec 7 [{"id":6}])",
-                  R"(SaveIOModuleCamPairingFromRec 7 [{"id":7}])", "GetPOSListByRule owner 7 hostLocalOnly false",
-                  R"(SavePOSEventConfFromRecServer 7 [{"id":9}])", "IPSpeakerGetList owner 7 hostLocalOnly false",
-                  R"(SaveCtrlerFromRec 7 [{"id":11}])", "TaviSetting::Enum owner 7",
-                  "QvObjectCounting::GetWidgetCmsInfo2IdMap", "FaceSetting::Enum owner 7"));
-}
-
 TEST_F(Contract, OfPairing) {
-  const Json::Value document =
-      Parse(kSections + std::string(
-                            R"(,"camera_info":[{"id":1}],"iomodule_info":[{"id":5}],"POS_info":[{"id":8}],
-                                        "speaker_info":[{"id":10}]})"));
+  const Json::Value document = Parse(support::kEverySection);
   EXPECT_THAT(Calls([&] { SaveSlaveInfoPair(SlaveZR(), document, 7); }),
-              ElementsAre(R"(SaveCamObjFromRecServer 7 [{"id":1}] false false "")", "IsInteSupApi \"M\"",
-                          R"(SaveCamDetSettingFromRec 7 [{"id":2}])", R"(SaveCamDeviceOutputFromRec 7 [{"id":3}])",
-                          R"(SaveRecShareFromRec 7 [{"id":4}])", R"(SaveIOModuleFromRecServer 7 [{"id":5}] false)",
-                          R"(SaveIOModuleSettingFromRec 7 [{"id":6}])", R"(SaveIOModuleCamPairingFromRec 7 [{"id":7}])",
-                          R"(SavePOSFromRecServer 7 [{"id":8}] false)", R"(SavePOSEventConfFromRecServer 7 [{"id":9}])",
-                          R"(SaveSpeakerFromRecServer 7 [{"id":10}])", R"(SaveCtrlerFromRec 7 [{"id":11}])",
-                          "TaviSetting::Enum owner 7", "QvObjectCounting::GetWidgetCmsInfo2IdMap",
-                          "FaceSetting::Enum owner 7"));
+              ElementsAre("SaveCamObjFromRecServer 7 false false \"\"", "SaveIOModuleFromRecServer 7 false",
+                          "SavePOSFromRecServer 7 false", "SaveRecShareFromRec 7"));
 }
 
-TEST_F(Contract, OfCameras) {
-  Hold({"camera"});
-  Sql("INSERT INTO camera (owner_zr_id,id_on_rec_server) VALUES (7,53)");
-  EXPECT_THAT(Calls([] { UpdateCameraData(7, Parse(R"([{"id":51},{"id":52,"name":"B"}])")); }),
-              ElementsAre(testing::_, testing::_, testing::_,
-                          R"(InitCamObjByJson {"id":51} row 0, server 7, there 0 true true false)",
-                          "Camera::Save row 0, server 7, there 51",
-                          R"(InitCamObjByJson {"id":52,"name":"B"} row 1, server 7, there 52 false true false)",
-                          "Camera::Save row 1, server 7, there 52",
-                          R"(SendCompoundCmd 7 {"source":[{"id":"3,1","srcType":0,"status":1}]} false)",
-                          "Camera::Delete row 2, server 7, there 53 false",
-                          "SyncRelatedTableForCamDel row 2, server 7, there 53 false"));
-}
-
-// A new device, a changed one that has lost its server, and one that cannot be taken.
-constexpr const char* kEntries = R"([{"id":51},{"id":52,"name":"B"},{"id":53,"port":"no number"}])";
-
-TEST_F(Contract, OfIOModules) {
-  Hold({"iomodule"});
-  EXPECT_THAT(Calls([] { EXPECT_EQ(UpdateIOModuleData(7, Parse(kEntries)), 0); }),
-              ElementsAre("IOModuleGetList owner 7 skipConfiguring false false",
-                          R"(InitIOModuleByJson {"id":51} row 0, server 0, there 0 true true false)",
-                          "IOModule::Save row 0, server 7, there 51 false false",
-                          R"(InitIOModuleByJson {"id":52,"name":"B"} row 1, server 7, there 52 false true false)",
-                          "IOModule::Save row 1, server 7, there 52 false false",
-                          R"(InitIOModuleByJson {"id":53,"port":"no number"} row 0, server 0, there 0 true true false)",
-                          "IOModule::Save row 0, server 7, there 53 false false"));
-}
-
-TEST_F(Contract, OfTerminals) {
-  Hold({"pos"});
+TEST_F(Contract, OfSnapshots) {
   EXPECT_THAT(
-      Calls([] { ReconcilePOSs(7, Parse(kEntries)); }),
-      ElementsAre("GetPOSListByRule owner 7 hostLocalOnly false",
-                  R"(POS::SetByJson row 0, server 0, there 0 {"id":51} true 0)", "POS::Save row 0, server 7, there 51",
-                  R"(POS::SetByJson row 1, server 7, there 52 {"id":52,"name":"B"} true 1)",
-                  "POS::Save row 1, server 7, there 52",
-                  R"(POS::SetByJson row 0, server 0, there 0 {"id":53,"port":"no number"} true 0)"));
-}
-
-TEST_F(Contract, OfSpeakers) {
-  Hold({"ipspeaker"});
-  EXPECT_THAT(
-      Calls([] { ReconcileSpeakers(7, Parse(kEntries)); }),
-      ElementsAre("IPSpeakerGetList owner 7 hostLocalOnly false",
-                  R"(IPSpeaker::SetByJsonWithDBColKey row 0, server 0, there 0 {"id":51} true 0 false)",
-                  "IPSpeaker::Save row 0, server 7, there 51",
-                  R"(IPSpeaker::SetByJsonWithDBColKey row 1, server 7, there 52 {"id":52,"name":"B"} true 1 false)",
-                  "IPSpeaker::Save row 1, server 7, there 52",
-                  R"(IPSpeaker::SetByJsonWithDBColKey row 0, server 0, there 0 {"id":53,"port":"no number"} true 0 )"
-                  "false"));
-}
-
-TEST_F(Contract, OfRefusedUpdates) {
-  Hold({"pos", "ipspeaker"});
-  const Json::Value section = Parse(R"([{"id":52,"port":"no number"}])");
-  EXPECT_THAT(Calls([&] { ReconcilePOSs(7, section); }), testing::SizeIs(2)) << "it is listed, taken, not saved";
-  EXPECT_THAT(Calls([&] { ReconcileSpeakers(7, section); }), testing::SizeIs(2));
-}
-
-TEST_F(Contract, OfControllersAndDoors) {
-  Hold({"axis_acs_ctrler"});
-  Sql("INSERT INTO axis_door (ctrler_id,owner_zr_id,id_on_rec_server,status) VALUES (1,7,61,1),(1,7,62,1)");
-  EXPECT_THAT(Calls([] { UpdateCtrlerData(7, Parse(R"([{"id":52,"door":[{"id":61}]},{"id":53}])")); }),
-              ElementsAre(R"(AxisAcsCtrler::SetByJson row 1, server 7, there 52 {"door":[{"cam_id":0,"cam_zr_id":0,)"
-                          R"("id":1,"id_on_rec":61},{"cam_id":0,"cam_zr_id":0,"id":2,"id_on_rec":0}],"id":1,)"
-                          R"("id_on_rec":52,"zr_id":7})",
-                          "AxisAcsCtrler::Save row 1, server 7, there 52", R"(SaveCtrlerFromRec 7 [{"id":53}])"));
-  EXPECT_THAT(Calls([] { UpdateCtrlerData(7, Parse("[]")); }), ElementsAre("SaveCtrlerFromRec 7 null"));
-}
-
-TEST_F(Contract, OfCapabilityFilesWithoutAName) {
-  EXPECT_THAT(Calls([] { SaveCamCapFiles(7, Parse(R"([{"camVendor":"V","camModel":"M","camCap":{}}])")); }), IsEmpty());
-}
-
-TEST_F(Contract, OfTasks) {
-  Hold({"iva_task", "face_task"});
-  CachedCamMap cameras(7, MAP_KEY_ID_ON_REC_SERVER);
-  EXPECT_THAT(Calls([&] {
-                UpdateIvaInfo(Parse(R"({"iva_info":[]})"), 7, cameras, false);
-                UpdateFaceInfo(Parse(R"({"face_info":[]})"), 7, cameras, false);
-              }),
-              ElementsAre("TaviSetting::Enum owner 7", "TaviSetting::Delete false", "FaceSetting::Enum owner 7",
-                          "FaceSetting::Delete false"));
+      Calls([&] {
+        for (const char* devices : {R"([{"id":1}])", R"([{"id":1,"name":"changed"}])", "[]"}) {
+          Json::Value document = Parse(support::kEverySection);
+          for (const char* section : {"camera_info", "iomodule_info", "POS_info", "speaker_info"}) {
+            document[section] = Parse(devices);
+          }
+          if (std::string(devices) == "[]") document["iva_info"] = document["face_info"] = Json::arrayValue;
+          SaveSlaveInfoUpdate(SlaveZR(), document, 7);
+        }
+      }),
+      ElementsAre("CamGetList skipConfiguring false false", "Camera::Delete false", "FaceSetting::Delete false",
+                  "GetPOSListByRule hostLocalOnly false", "IOModule::Save false false",
+                  "IOModuleGetList skipConfiguring false false", "IPSpeaker::SetByJsonWithDBColKey true 0 false",
+                  "IPSpeaker::SetByJsonWithDBColKey true 1 false", "IPSpeakerGetList hostLocalOnly false",
+                  "InitCamObjByJson false true false", "InitCamObjByJson true true false",
+                  "InitIOModuleByJson false true false", "InitIOModuleByJson true true false", "POS::SetByJson true 0",
+                  "POS::SetByJson true 1", "QVDB::Execute 0 false true true true", "QVDBFreeResult",
+                  "SendCompoundCmd 7 false", "SyncRelatedTableForCamDel false", "TaviSetting::Delete false",
+                  "UpdateRecShareFromRec 7"));
 }
 
 TEST_F(Contract, OfAReport) {
-  Hold({"camera", "iomodule", "pos", "ipspeaker", "axis_acs_ctrler"});
-  Sql("INSERT INTO axis_door (ctrler_id,owner_zr_id,id_on_rec_server,status) VALUES (1,7,61,1),(1,7,62,1)");
   const support::KeyFiles no_other_test;
-  SlaveZRStatus record;
-  record.ZrId = 7;
-  const Json::Value report = Parse(
-      R"({"status":1,"camera_info":[{"id":52,"rtsp_key":"of the contract"}],
-      "iomodule_info":[{"id":52,"status":3}],"POS_info":[{"id":52,"status":3}],"speaker_info":[{"id":52,"status":3}],
-      "ctrler_info":[{"id":52,"door":[{"id":61,"status":2},{"id":62,"status":1}]}]})");
-  EXPECT_THAT(
-      Calls([&] { SaveSlaveStatus(report, record); }),
-      ElementsAre("SetFileOwnerToQV false", "GetIOModuleMapOnRecServer 7 true",
-                  R"(QVDB::Execute 0 "UPDATE iomodule SET status_on_rec_server=3 WHERE id=1; " false true true true)",
-                  "GetPOSMapOnRecServer 7 true",
-                  R"(QVDB::Execute 9 "UPDATE pos SET status=3 WHERE id=1; " false true true true)",
-                  "GetSpeakerMapOnRecServer 7 true",
-                  R"(QVDB::Execute 13 "UPDATE ipspeaker SET status_on_rec_server=3 WHERE id=1; " false true true true)",
-                  "AxisDoor::Save row 1, server 7, there 61", "AxisAcsCtrler::Save row 1, server 7, there 52"));
+  SaveSlaveInfoPair(SlaveZR(), Parse(support::kEverySection), 7);
+  const std::string devices = R"([{"id":1,"status":3,"rtsp_key":"of the contract"}])";
+  EXPECT_THAT(Calls([&] {
+                Report(R"({"status":1,"camera_info":)" + devices + R"(,"iomodule_info":)" + devices +
+                       R"(,"POS_info":)" + devices + R"(,"speaker_info":)" + devices + "}");
+              }),
+              ElementsAre("QVDB::Execute 0 null false true true true", "QVDB::Execute 13 null false true true true",
+                          "QVDB::Execute 9 null false true true true", "SetFileOwnerToQV false"));
 }
 
 TEST_F(Contract, OfRemoval) {
-  EXPECT_THAT(Calls([] { SyncRelatedTableForSlaveDel(3); }),
-              ElementsAre("OperateAllEvtMntByZrId 3 3",
-                          R"(SendCmdToDaemon "qvactruled" 6 {"onlyUpdateDevSts":false,"source":[{"id":"3","srcType":5,)"
-                          R"("status":3}],"zrId":0} null false)"));
+  EXPECT_THAT(Calls([] { SyncRelatedTableForSlaveDel(3); }), ElementsAre("SendCmdToDaemon 6 null false"));
 }
 
 }  // namespace
