@@ -5,6 +5,7 @@
 #include <sqlite3.h>
 
 #include <map>
+#include <set>
 
 #include "db/sqlite/sqlitedriver.h"
 #include "log/log.h"
@@ -31,7 +32,9 @@ void NoteLogLine(const qv::log::Line& line) {
   }
   static const std::map<std::string, std::string> levels = {{"ERR", "1"},    {"NOTICE", "3"}, {"INFO", "4"},
                                                             {"CHANGE", "5"}, {"DUMP", "7"},   {"-", "-"}};
-  const std::string place = journal_names_places ? ":" + std::to_string(line.line) : "";
+  static const std::set<std::string> placed = {"UpdateIvaInfo", "UpdateFaceInfo", "UpdateCountingWidgetInfo",
+                                               "UpdateCountingTaskGroupInfo"};
+  const std::string place = placed.contains(line.function) ? ":" + std::to_string(line.line) : "";
   journal.push_back({"log " + levels.at(line.level) + " " + line.function + place + " " + line.text, false});
 }
 

@@ -5,6 +5,7 @@
 ///     delete pos 3                          a row was deleted
 ///     message 7 qvactruled compound {...}   a message was left: server, target, command, payload
 ///     log 4 UpdatePOSData Update POS [3] on ZR [7].
+///     log 1 UpdateIvaInfo:121 Failed to ... with its line, where that is part of the message's contract
 ///     log - RemoveSlaveData Fail to ...     a message that bypasses the gate
 ///     failed to delete POS terminal [3]     the platform's own line about a failed operation
 ///
@@ -25,8 +26,6 @@ using Lines = std::vector<std::string>;
 /// A list of lines, for those that are laid out better as arguments.
 inline constexpr auto LinesOf = [](const auto&... lines) { return Lines{lines...}; };
 
-/// Whether a line of the log names its place too: "log 5 UpdateIvaInfo:161 Iva Task[1] info changed."
-inline bool journal_names_places = false;
 /// Those of the lines that start so.
 inline Lines Only(Lines lines, const std::string& start) {
   std::erase_if(lines, [&](const std::string& line) { return !line.starts_with(start); });

@@ -39,8 +39,8 @@ TEST_F(RowsTest, ATaskKeepsItsRowWhenItsCameraGoesAsItMovesToAnother) {
                                         7);
                   },
                   5),
-              testing::IsSupersetOf({"log 5 UpdateIvaInfo Iva Task[1] info changed.",
-                                     "log 5 UpdateIvaInfo Delete Extra Iva Task in db from ZR[7]."}));
+              testing::IsSupersetOf({"log 5 UpdateIvaInfo:161 Iva Task[1] info changed.",
+                                     "log 5 UpdateIvaInfo:176 Delete Extra Iva Task in db from ZR[7]."}));
   EXPECT_THAT(Rows("SELECT id,camera_id FROM iva_task"), ElementsAre("1|2"));
   EXPECT_THAT(Rows("SELECT task_id,camera_id FROM face_task"), ElementsAre("33|2"));
   EXPECT_THAT(Rows("SELECT id FROM counting_widget"), ElementsAre("1"));

@@ -101,8 +101,8 @@ TEST_F(StatusSteps, EmptySectionsReachTheTaskStepsAlone) {
   for (const char* table : {"camera", "iomodule", "pos", "ipspeaker", "axis_acs_ctrler"}) Break(table);
   const Lines lines = Report(R"({"status":1,"camera_info":[],"face_info":[],"iva_info":[],"iomodule_info":[],
                                  "POS_info":[],"speaker_info":[],"ctrler_info":[]})");
-  EXPECT_THAT(Only(lines, "log"), ElementsAre("log 1 UpdateFaceInfo Failed to get cam map of ZR [7].",
-                                              "log 1 UpdateIvaInfo Failed to get cam map of ZR [7]."));
+  EXPECT_THAT(Only(lines, "log"), ElementsAre("log 1 UpdateFaceInfo:356 Failed to get cam map of ZR [7].",
+                                              "log 1 UpdateIvaInfo:116 Failed to get cam map of ZR [7]."));
   EXPECT_EQ(Only(lines, "failed").size(), 2U) << "no other list was asked for";
 }
 
