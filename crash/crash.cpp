@@ -1,16 +1,15 @@
 /// Runs documents through qvcms processes that die at random, and compares what they leave with what undisturbed
 /// ones left.
 ///
-///     qv_crash QVCMS CALLS_LIBRARY EXAMPLES [--kills N] [--power full|normal] [--seed N]
-///     qv_crash QVCMS CALLS_LIBRARY EXAMPLES --reader STRIDE
+///     qv_crash QVCMS CALLS_LIBRARY EXAMPLES [--kills N] [--power full|normal | --reader] [--seed N]
 ///
-/// First every command of the list runs undisturbed, twice, and the state after each is kept. Then the list runs over
-/// and over with SIGKILL, sent after a random time or in front of a random call that changes files. After each the
-/// next process must start at once, the database be sound, and database and files be as before or as after the
-/// command. With --power each death is a power cut: what was not synced is taken back to what was.
+/// First every command of the list runs undisturbed, and the state after each is kept. Then the list runs over and over
+/// with SIGKILL in front of a random call that changes files. After each the next process must start at once, the
+/// database be sound, and database and files be as before or as after the command.
 ///
-/// With --reader each command dies in front of every STRIDE-th such call, while another process has the database open.
-/// A commit may then come to light only when that process is gone, so all is looked at before and after.
+/// With --power each death is a power cut: what was not synced is taken back to what was. With --reader another process
+/// has the database open at each death. A commit may then come to light only when that process is gone, so all is
+/// looked at before and after.
 
 #include <fcntl.h>
 #include <signal.h>
@@ -20,17 +19,16 @@
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <filesystem>
 #include <fstream>
-#include <optional>
 #include <random>
 #include <sstream>
 #include <string>
-#include <thread>
+#include <utility>
 #include <vector>
 
 #include "db/database.h"
@@ -41,22 +39,9 @@ namespace {
 
 namespace fs = std::filesystem;
 using Clock = std::chrono::steady_clock;
-using std::chrono::microseconds;
 
 /// The harness itself started with this and a folder opens the host there, and nothing more.
 constexpr const char* kOpen = "--open";
-
-/// What a slave might send to harm others: names that lead elsewhere, that are taken by folders, or that are another
-/// slave's. Every second one is refused.
-constexpr const char* kHostileDocument = R"({"camera_info":[],"camCapList":[
-  {"camVendor":"V","camModel":"M","capFileName":"0/x","camCap":1},
-  {"camVendor":"V","camModel":"M","capFileName":"0/x/y","camCap":1},
-  {"camVendor":"V","camModel":"M-API","capFileName":"shared/a.cap","camCap":2},
-  {"camVendor":"V","camModel":"M-API","capFileName":"7","camCap":3},
-  {"camVendor":"V","camModel":"M","capFileName":"0//z/./a","camCap":4},
-  {"camVendor":"V","camModel":"M","capFileName":"0/../8/a","camCap":5},
-  {"camVendor":"V","camModel":"M","capFileName":"0/x","camCap":6},
-  {"camVendor":"V","camModel":"M","capFileName":"0/.","camCap":7}]})";
 
 /// DOC stands for the folder of documents. Each command changes something.
 constexpr const char* kCommands[] = {
@@ -68,10 +53,8 @@ constexpr const char* kCommands[] = {
     "configuring camera 1 on",
     "update 8 DOC/slave7-snapshot-2.json --model QVA-3216",
     "status 8 DOC/slave7-status.json",
-    "pair 9 DOC/hostile.json",
     "update 7 DOC/slave7-snapshot-1.json",
     "remove 8",
-    "remove 9",
     "remove 7",
 };
 
@@ -84,7 +67,7 @@ struct Arguments {
   fs::path qvcms, calls_library, examples;
   int kills = 50;
   std::string power = {};  ///< empty: the machine goes on
-  int reader_stride = 0;   ///< 0: no reader
+  bool reader = false;
   unsigned seed = 1;
 };
 
@@ -92,16 +75,13 @@ struct Arguments {
 Arguments ParseArguments(int argc, char** argv) {
   Arguments arguments;
   CLI::App app("Kills qvcms and compares what it leaves with what undisturbed processes left", "qv_crash");
-  app.add_option("QVCMS", arguments.qvcms, "the program")->required()->check(CLI::ExistingFile);
-  app.add_option("CALLS_LIBRARY", arguments.calls_library, "libqv_systemcalls.so")
-      ->required()
-      ->check(CLI::ExistingFile);
-  app.add_option("EXAMPLES", arguments.examples, "folder of documents")->required()->check(CLI::ExistingDirectory);
+  app.add_option("QVCMS", arguments.qvcms, "the program")->required();
+  app.add_option("CALLS_LIBRARY", arguments.calls_library, "libqv_systemcalls.so")->required();
+  app.add_option("EXAMPLES", arguments.examples, "folder of documents")->required();
   app.add_option("--kills", arguments.kills, "how many")->check(CLI::PositiveNumber)->capture_default_str();
-  app.add_option("--power", arguments.power, "cut the power at each death")->check(CLI::IsMember({"full", "normal"}));
-  app.add_option("--reader", arguments.reader_stride, "kill at every STRIDE-th call, beside a reader")
-      ->check(CLI::PositiveNumber)
-      ->type_name("STRIDE");
+  auto* const power = app.add_option("--power", arguments.power, "cut the power at each death");
+  power->check(CLI::IsMember({"full", "normal"}));
+  app.add_flag("--reader", arguments.reader, "another process has the database open")->excludes(power);
   app.add_option("--seed", arguments.seed, "of the random numbers")->capture_default_str();
   try {
     app.parse(argc, argv);
@@ -114,12 +94,6 @@ Arguments ParseArguments(int argc, char** argv) {
 struct State {
   std::vector<std::string> rows;
   std::vector<std::string> files;
-  bool operator==(const State&) const = default;
-};
-
-struct Figures {
-  int runs = 0, timed = 0, at_calls = 0, old_states = 0, new_states = 0, lost_commits = 0, late_commits = 0;
-  int before_files = 0;  ///< committed, files still to be made
 };
 
 class Harness {
@@ -128,8 +102,8 @@ class Harness {
     std::string pattern = (fs::temp_directory_path() / "qvcrash-XXXXXX").string();
     if (mkdtemp(pattern.data()) == nullptr) Fail("no temporary folder");
     root_ = pattern;
+    data_ = root_ / "data";
     fs::create_directory(root_ / "synced");
-    std::ofstream(root_ / "hostile.json") << kHostileDocument;
   }
   ~Harness() { fs::remove_all(root_); }
   Harness(const Harness&) = delete;
@@ -137,32 +111,22 @@ class Harness {
 
   void Run() {
     Learn();
-    if (arguments_.reader_stride > 0) {
-      for (std::size_t i = 0; i < std::size(kCommands); ++i) RunBesideReader(i);
-      printf(
-          "crash beside a reader: %d kills; %d left the old state, %d the new one; %d of these came to light when the "
-          "reader was gone\n",
-          figures_.at_calls, figures_.old_states, figures_.new_states, figures_.late_commits);
-      return;
-    }
-    while (Kills() < arguments_.kills) RunList();
-    printf("crash%s: %d kills in %d runs (%d after a time, %d in front of a call), %zu commands\n",
-           arguments_.power.empty() ? "" : (" with power cuts, synchronous=" + arguments_.power).c_str(), Kills(),
-           figures_.runs, figures_.timed, figures_.at_calls, std::size(kCommands));
-    printf("crash: %d left the old state, %d the new one, %d of these without its files; %d commits lost\n",
-           figures_.old_states, figures_.new_states, figures_.before_files, figures_.lost_commits);
-    if (figures_.old_states == 0 || figures_.new_states == 0) Fail("the kills came too early or too late to tell");
+    while (kills_ < arguments_.kills) RunList();
+    printf("crash%s%s%s: %d kills; %d left the old state, %d the new one; %d commits lost, %d seen late\n",
+           arguments_.reader ? " beside a reader" : "",
+           arguments_.power.empty() ? "" : " with power cuts, synchronous=", arguments_.power.c_str(), kills_,
+           old_states_, new_states_, lost_commits_, late_commits_);
+    if (old_states_ == 0 || new_states_ == 0) Fail("the kills came too early or too late to tell");
   }
 
  private:
-  /// Starts "qvcms ARGUMENTS" on `folder`; `at` is the call that it dies in front of, 0: none.
-  pid_t Start(const fs::path& folder, const std::string& command, long at) const {
-    std::vector<std::string> words = {arguments_.qvcms.string(), "--data-dir", folder.string(), "--synchronous",
-                                      arguments_.power == "normal" || arguments_.power.empty() ? "normal" : "full"};
+  /// Starts "qvcms COMMAND"; `at` is the call that it dies in front of, 0: none.
+  pid_t Start(const std::string& command, long at) const {
+    std::vector<std::string> words = {arguments_.qvcms.string(), "--data-dir", data_.string(), "--synchronous",
+                                      arguments_.power == "full" ? "full" : "normal"};
     std::istringstream text(command);
     for (std::string word; text >> word;) {
-      if (word.starts_with("DOC/")) word = (Documents(word) / word.substr(4)).string();
-      words.push_back(word);
+      words.push_back(word.starts_with("DOC/") ? (arguments_.examples / word.substr(4)).string() : word);
     }
     return StartProgram(std::move(words), at);
   }
@@ -184,213 +148,120 @@ class Harness {
     _exit(127);
   }
 
-  static bool IsHostile(const std::string& command) { return command.ends_with("hostile.json"); }
-  fs::path Documents(const std::string& command) const { return IsHostile(command) ? root_ : arguments_.examples; }
-
   /// @return whether the process was killed; any other end than by itself as expected is a failure
   bool WasKilled(pid_t child, const std::string& command) const {
     int status = 0;
     waitpid(child, &status, 0);
     if (WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL) return true;
-    if (!WIFEXITED(status) || WEXITSTATUS(status) != 0) {
-      Fail(command + ": status " + std::to_string(status) + "\n" + support::ReadWholeFile(root_ / "out"));
-    }
+    if (status != 0) Fail(command + ": " + std::to_string(status) + "\n" + support::ReadWholeFile(root_ / "out"));
     return false;
   }
 
-  void RunUndisturbed(const fs::path& folder, const std::string& command) const {
-    if (WasKilled(Start(folder, command, 0), command)) Fail(command + ": killed by somebody else");
-  }
-
   /// Opens the host in a process of its own, as any command does: makes an empty one, or mends what is there.
-  void OpenHost(const fs::path& folder) const {
-    if (WasKilled(StartProgram({"/proc/self/exe", kOpen, folder.string()}, 0), kOpen)) Fail("killed by somebody else");
+  void OpenHost() const {
+    if (WasKilled(StartProgram({"/proc/self/exe", kOpen, data_.string()}, 0), kOpen)) Fail("killed by somebody else");
   }
 
-  State Look(const fs::path& folder) const {
-    return {.rows = support::DumpDatabase(folder), .files = support::DumpFiles(folder)};
-  }
+  State Look() const { return {.rows = support::DumpDatabase(data_), .files = support::DumpFiles(data_)}; }
 
-  /// The states after each command, the number of calls and the time that it takes.
+  /// The states after each command, and the number of calls that it makes.
   void Learn() {
-    for (const char* folder : {"first", "second"}) {
-      std::vector<State> states;
-      OpenHost(root_ / folder);
-      states.push_back(Look(root_ / folder));
-      fs::copy(root_ / folder, root_ / "after0", fs::copy_options::recursive | fs::copy_options::overwrite_existing);
-      calls_.assign(1, 0);
-      for (const char* command : kCommands) {
-        const Clock::time_point begin = Clock::now();
-        RunUndisturbed(root_ / folder, command);
-        times_.push_back(std::chrono::duration_cast<microseconds>(Clock::now() - begin));
-        calls_.push_back(atol(support::ReadWholeFile(root_ / "count").c_str()));
-        states.push_back(Look(root_ / folder));
-        fs::copy(root_ / folder, root_ / ("after" + std::to_string(states.size() - 1)),
-                 fs::copy_options::recursive | fs::copy_options::overwrite_existing);
-        if (states.back() == states[states.size() - 2]) Fail(std::string(command) + ": changes nothing");
-      }
-      if (!states_.empty() && states != states_) Fail("two undisturbed runs differ");
-      states_ = std::move(states);
+    OpenHost();
+    states_.push_back(Look());
+    for (const char* command : kCommands) {
+      if (WasKilled(Start(command, 0), command)) Fail("killed by somebody else");
+      calls_.push_back(std::stol(support::ReadWholeFile(root_ / "count")));
+      states_.push_back(Look());
     }
   }
+
+  long Random(long most) { return std::uniform_int_distribution<long>(1, most)(random_); }
 
   void RunList() {
-    const fs::path folder = root_ / "data";
-    fs::remove_all(folder);
-    OpenHost(folder);
-    for (std::size_t i = 0; i < std::size(kCommands);) {
-      const bool killed = RunToDeath(folder, i);
-      if (!arguments_.power.empty()) CutPower(folder);
-      i = Check(folder, i, killed);
-      if (Kills() >= arguments_.kills) return;
+    fs::remove_all(data_);
+    OpenHost();
+    for (std::size_t i = 0; i < std::size(kCommands) && kills_ < arguments_.kills;) {
+      const pid_t reader = arguments_.reader ? StartReader() : 0;
+      // A few runs reach their end.
+      const bool killed = WasKilled(Start(kCommands[i], Random(calls_[i] * 5 / 4)), kCommands[i]);
+      kills_ += killed ? 1 : 0;
+      if (!arguments_.power.empty()) CutPower();
+      std::size_t done = Check(i, killed);
+      if (reader != 0) {
+        kill(reader, SIGKILL);
+        waitpid(reader, nullptr, 0);
+        const std::size_t beside_the_reader = std::exchange(done, Check(i, killed));
+        if (done < beside_the_reader) Fail(std::string(kCommands[i]) + ": the commit went with the reader");
+        if (done > beside_the_reader) ++late_commits_;
+      }
+      ++(done > i ? new_states_ : old_states_);
+      lost_commits_ += std::max(0, static_cast<int>(killed ? i : i + 1) - static_cast<int>(done));
+      i = done;
     }
-  }
-
-  bool RunToDeath(const fs::path& folder, std::size_t i) {
-    ++figures_.runs;
-    // Half of the deaths after a time, half in front of a call; a few runs reach their end.
-    if (random_() % 2 == 0) {
-      const pid_t child = Start(folder, kCommands[i], 0);
-      const auto longest = static_cast<unsigned>(times_[i].count() * 11 / 10 + 1);
-      std::this_thread::sleep_for(microseconds(random_() % longest));
-      kill(child, SIGKILL);
-      const bool killed = WasKilled(child, kCommands[i]);
-      if (killed) ++figures_.timed;
-      return killed;
-    }
-    const long at = 1 + static_cast<long>(random_() % static_cast<unsigned long>(calls_[i + 1] * 5 / 4 + 1));
-    const bool killed = WasKilled(Start(folder, kCommands[i], at), kCommands[i]);
-    if (killed) ++figures_.at_calls;
-    return killed;
   }
 
   /// What was never synced is as if never written.
-  void CutPower(const fs::path& folder) const {
-    fs::remove(folder / "qvcms.db-shm");
-    for (const auto& entry : fs::recursive_directory_iterator(folder)) {
+  void CutPower() const {
+    fs::remove(data_ / "qvcms.db-shm");
+    for (const auto& entry : fs::recursive_directory_iterator(data_)) {
       const fs::path name = entry.path().filename();
       if (!entry.is_regular_file() || name == "writer.lock" || name == "device-cache.shm") continue;
       const int file = open(entry.path().c_str(), O_RDONLY | O_CLOEXEC);
       const std::string name_of_copy = SyncedName(file);
       close(file);
       if (name_of_copy.empty()) Fail("cannot look at " + entry.path().string());
-      const fs::path synced = root_ / "synced" / name_of_copy;
-      const std::string content = fs::exists(synced) ? support::ReadWholeFile(synced) : "";
+      // The file that is not there was never synced.
+      const std::string content = support::ReadWholeFile(root_ / "synced" / name_of_copy);
       std::ofstream(entry.path(), std::ios::binary | std::ios::trunc) << content;
     }
   }
 
-  void CountIfFilesAreMissing(const fs::path& folder) {
-    const fs::path copy = root_ / "copy";
-    fs::remove_all(copy);
-    fs::create_directory(copy);
-    for (const char* name : {"qvcms.db", "qvcms.db-wal"}) {
-      if (fs::exists(folder / name)) fs::copy_file(folder / name, copy / name);
-    }
-    const std::string revision = support::QueryFolder(copy, "SELECT revision FROM capability_revision").front();
-    if (!support::ReadWholeFile(folder / "capability.stamp").starts_with(revision)) ++figures_.before_files;
-  }
-
   /// Starts a process that has the database open until it is killed.
-  static pid_t StartReader(const fs::path& folder) {
+  pid_t StartReader() const {
     int ready[2] = {};
     if (pipe(ready) != 0) Fail("no pipe");
     const pid_t child = fork();
     if (child == 0) {
       sqlite3* database = nullptr;
-      const bool reads = sqlite3_open((folder / "qvcms.db").c_str(), &database) == SQLITE_OK &&
+      const bool reads = sqlite3_open((data_ / "qvcms.db").c_str(), &database) == SQLITE_OK &&
                          sqlite3_exec(database, "SELECT * FROM camera", nullptr, nullptr, nullptr) == SQLITE_OK;
       if (!reads || write(ready[1], "r", 1) != 1) _exit(1);
       pause();
     }
+    close(ready[1]);
     char byte = 0;
     if (read(ready[0], &byte, 1) != 1) Fail("the reader cannot read");
     close(ready[0]);
-    close(ready[1]);
     return child;
   }
 
-  /// @return whether the state is the one after the command; neither that nor the one before is a failure
-  bool IsDone(const fs::path& folder, std::size_t i, const std::string& where) const {
-    if (const auto damage = support::FindDamage(folder); !damage.empty()) Fail(where + damage.front());
-    const State state = Look(folder);
-    if (state == states_[i + 1]) return true;
-    if (!(state == states_[i])) FailBetween(where, state, i);
-    return false;
-  }
+  /// Opens the host after the command `i`. @return how many commands are done; any other state is a failure
+  std::size_t Check(std::size_t i, bool killed) const {
+    const std::string where = std::string(kCommands[i]) + (killed ? ", killed" : ", done") + " (seed " +
+                              std::to_string(arguments_.seed) + ", kill " + std::to_string(kills_) + "): ";
+    const Clock::time_point begin = Clock::now();
+    OpenHost();
+    if (Clock::now() - begin > std::chrono::seconds(5)) Fail(where + "something holds the next process up");
+    if (const auto damage = support::FindDamage(data_); !damage.empty()) Fail(where + damage.front());
 
-  /// Kills the command in front of every call, while a reader has the database open.
-  void RunBesideReader(std::size_t i) {
-    const fs::path folder = root_ / "data";
-    for (long at = 1; at <= calls_[i + 1]; at += arguments_.reader_stride) {
-      fs::remove_all(folder);
-      fs::copy(root_ / ("after" + std::to_string(i)), folder, fs::copy_options::recursive);
-      const std::string where = std::string(kCommands[i]) + ", killed at call " + std::to_string(at) + ", ";
-      const pid_t reader = StartReader(folder);
-      const bool killed = WasKilled(Start(folder, kCommands[i], at), kCommands[i]);
-      figures_.at_calls += killed ? 1 : 0;  // beside a reader there may be fewer calls
-      OpenHost(folder);
-      const bool was_done = IsDone(folder, i, where + "beside the reader: ");
-      kill(reader, SIGKILL);
-      waitpid(reader, nullptr, 0);
-      OpenHost(folder);
-      const bool is_done = IsDone(folder, i, where + "after the reader: ");
-      if (was_done && !is_done) Fail(where + "the commit was lost");
-      if (is_done && !was_done) ++figures_.late_commits;
-      ++(is_done ? figures_.new_states : figures_.old_states);
+    const State state = Look();
+    const bool is_normal = arguments_.power == "normal";  // nobody syncs files then, and commits may be lost
+    const std::size_t oldest = is_normal ? 0 : killed ? i : i + 1;
+    for (std::size_t done = i + 2; done-- > oldest;) {
+      if (state.rows == states_[done].rows && (is_normal || state.files == states_[done].files)) return done;
     }
-  }
-
-  [[noreturn]] void FailBetween(const std::string& where, const State& state, std::size_t i) const {
-    Fail(where + "neither the state before nor the one after; against the one before\n  " +
-         support::FirstDifference(state.rows, states_[i].rows) + "\n  " +
-         support::FirstDifference(state.files, states_[i].files) + "\n against the one after\n  " +
+    Fail(where + "neither the state before nor the one after; against the one after\n  " +
          support::FirstDifference(state.rows, states_[i + 1].rows) + "\n  " +
          support::FirstDifference(state.files, states_[i + 1].files));
   }
 
-  /// @return the command to run next
-  std::size_t Check(const fs::path& folder, std::size_t i, bool killed) {
-    const std::string where = std::string(kCommands[i]) + " (seed " + std::to_string(arguments_.seed) + ", run " +
-                              std::to_string(figures_.runs) + "): ";
-    if (killed && arguments_.power.empty()) CountIfFilesAreMissing(folder);
-    const Clock::time_point begin = Clock::now();
-    OpenHost(folder);
-    if (Clock::now() - begin > std::chrono::seconds(5)) Fail(where + "something holds the next process up");
-    if (const auto damage = support::FindDamage(folder); !damage.empty()) Fail(where + damage.front());
-
-    const State state = Look(folder);
-    const bool files_count = arguments_.power != "normal";  // there, files are synced by nobody
-    const auto is = [&](const State& other) {
-      return state.rows == other.rows && (!files_count || state.files == other.files);
-    };
-    if (is(states_[i + 1])) {
-      ++figures_.new_states;
-      return i + 1;
-    }
-    const bool may_be_old = killed || arguments_.power == "normal";
-    if (may_be_old && is(states_[i])) {
-      ++figures_.old_states;
-      if (!killed) ++figures_.lost_commits;
-      return i;
-    }
-    for (std::size_t earlier = i; arguments_.power == "normal" && earlier-- > 0;) {
-      if (!is(states_[earlier])) continue;
-      figures_.lost_commits += static_cast<int>(i - earlier) + (killed ? 0 : 1);
-      return earlier;
-    }
-    FailBetween(where + (killed ? "killed, " : "done, "), state, i);
-  }
-
-  int Kills() const { return figures_.timed + figures_.at_calls; }
-
   Arguments arguments_;
   std::mt19937 random_;
   fs::path root_;
+  fs::path data_;
   std::vector<State> states_;  ///< before the first command, and after each
-  std::vector<long> calls_;
-  std::vector<microseconds> times_;
-  Figures figures_;
+  std::vector<long> calls_;    ///< of each command
+  int kills_ = 0, old_states_ = 0, new_states_ = 0, lost_commits_ = 0, late_commits_ = 0;
 };
 
 }  // namespace
