@@ -92,16 +92,16 @@ TEST_F(SecretsTest, NoCommandShowsThem) {
 TEST_F(SecretsTest, NoListingShowsThem) {
   Run("pair " + zr_ + " slave7-pair --model QVA-3216");
   Run("status " + zr_ + " report");
+  // "... 'teapot'; the kinds are server, camera, ..."
   const std::string refusal = Run("list teapot").err;
-  const std::size_t begin = refusal.find(" are ") + 5;
-  const std::string kinds = refusal.substr(begin, refusal.find('\n', begin) - begin);
-  const std::regex name("[a-z-]+");
-  const std::sregex_token_iterator first(kinds.begin(), kinds.end(), name);
-  EXPECT_GE(std::distance(first, {}), 21) << refusal;
-  for (auto kind = first; kind != std::sregex_token_iterator(); ++kind) {
-    ExpectSilence("list --wide " + kind->str());
-    ExpectSilence("-o json list " + kind->str());
+  const std::string list = refusal.substr(refusal.find(" are ") + 5, refusal.find('\n') - refusal.find(" are ") - 5);
+  std::istringstream kinds(std::regex_replace(list, std::regex(","), ""));
+  int count = 0;
+  for (std::string kind; kinds >> kind; ++count) {
+    ExpectSilence("list --wide " + kind);
+    ExpectSilence("-o json list " + kind);
   }
+  EXPECT_GE(count, 21) << refusal;
 }
 
 TEST_F(SecretsTest, OnlyTheOwnerReadsTheFiles) {
@@ -112,24 +112,13 @@ TEST_F(SecretsTest, OnlyTheOwnerReadsTheFiles) {
   ASSERT_EQ(sqlite3_exec(reader, "BEGIN; SELECT COUNT(*) FROM camera", nullptr, nullptr, nullptr), SQLITE_OK);
   Run("update " + zr_ + " slave7-snapshot-1");
   Run("status " + zr_ + " report");
-  for (const fs::path& file : {folder_ / "data/qvcms.db", folder_ / "data/qvcms.db-wal", folder_ / "log", keys_}) {
-    EXPECT_EQ(fs::status(file).permissions(), fs::perms(0600)) << file;
-  }
-  for (const auto& entry : fs::recursive_directory_iterator(folder_ / "data")) {
-    EXPECT_EQ(entry.status().permissions(), fs::perms(entry.is_directory() ? 0700 : 0600)) << entry.path();
-  }
-  for (const fs::path& folder : {folder_ / "data", keys_.parent_path()}) {
-    EXPECT_EQ(fs::status(folder).permissions(), fs::perms(0700)) << folder;
+  std::vector<fs::path> made = {folder_ / "log", folder_ / "data", keys_, keys_.parent_path()};
+  for (const auto& entry : fs::recursive_directory_iterator(folder_ / "data")) made.push_back(entry.path());
+  EXPECT_THAT(made, testing::Contains(folder_ / "data/qvcms.db-wal"));
+  for (const fs::path& path : made) {
+    EXPECT_EQ(fs::status(path).permissions(), fs::perms(fs::is_directory(path) ? 0700 : 0600)) << path;
   }
   sqlite3_close(reader);
-}
-
-TEST_F(SecretsTest, RemovalTakesTheKeys) {
-  Run("pair " + zr_ + " slave7-pair --model QVA-3216");
-  Run("status " + zr_ + " report");
-  EXPECT_NE(support::ReadWholeFile(keys_).find("canaryKey"), std::string::npos);
-  ExpectSilence("remove " + zr_);
-  EXPECT_FALSE(fs::exists(keys_));
 }
 
 }  // namespace

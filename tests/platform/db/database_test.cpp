@@ -2,7 +2,6 @@
 
 #include <sys/resource.h>
 
-#include <fstream>
 #include <semaphore>
 #include <thread>
 
@@ -37,7 +36,7 @@ struct DatabaseTest : testing::Test {
   static Options ItemOptions() {
     return {.driver = {.durability = Durability::Process}, .factory = {}, .schema = &kItemSchema};
   }
-  void OpenItems() { Open(folder_, ItemOptions()); }
+  void OpenItems() const { Open(folder_, ItemOptions()); }
 
   static void Insert(std::string_view name, int value = 0) {
     ThisThread().Prepare("INSERT INTO item (name, value) VALUES ($1, $2)").Bind(name).Bind(value).Run();
@@ -84,16 +83,6 @@ TEST_F(DatabaseTest, AnUpgradeHappensWholeOrNotAtAll) {
   OpenItems();
   EXPECT_EQ(Items(), "a=1");
   EXPECT_THROW(ThisThread().Prepare("SELECT two FROM item"), Error);
-  Close();
-
-  constexpr Schema newer{.versions = std::span(kVersions).first(2), .find_difference = NoDifference};
-  options.schema = &newer;
-  Open(folder_, options);
-  EXPECT_NO_THROW(ThisThread().Prepare("SELECT two FROM item"));
-  Close();
-  EXPECT_THAT(
-      [&] { OpenItems(); },
-      Fails(Kind::Unusable, HasSubstr("has schema version 2, this program knows up to 1: use the newer program")));
 }
 
 TEST_F(DatabaseTest, TheLogIsMovedToTheDatabaseBeforeItGrows) {
@@ -103,21 +92,22 @@ TEST_F(DatabaseTest, TheLogIsMovedToTheDatabaseBeforeItGrows) {
 }
 
 TEST_F(DatabaseTest, ATextIsPreparedOnceAndInUseTwiceAtOnce) {
-  for (int i = 0; i < 3; ++i) Insert("n" + std::to_string(i), i);
+  Insert("a");
+  Insert("b");
   const auto before = ThisThread().statistics();
   std::string pairs;
-  const auto select = [] { return ThisThread().Prepare("SELECT value FROM item WHERE value < $1 ORDER BY value"); };
+  const auto select = [] { return ThisThread().Prepare("SELECT name FROM item WHERE name <= $1 ORDER BY name"); };
   for (int round = 0; round < 2; ++round) {
     Query outer = select();
-    outer.Bind(2);
+    outer.Bind("b");
     while (outer.Next()) {
       Query inner = select();
-      inner.Bind(2);
-      while (inner.Next()) pairs += std::to_string(outer.Row().Int(0)) + std::to_string(inner.Row().Int(0)) + " ";
+      inner.Bind("b");
+      while (inner.Next()) pairs.append(outer.Row().Text(0)).append(inner.Row().Text(0)).append(" ");
       EXPECT_FALSE(inner.Next());  // stays at its end
     }
   }
-  EXPECT_EQ(pairs, "00 01 10 11 00 01 10 11 ");
+  EXPECT_EQ(pairs, "aa ab ba bb aa ab ba bb ");
   EXPECT_EQ(ThisThread().statistics().prepared - before.prepared, 2u);
   EXPECT_EQ(ThisThread().statistics().executed - before.executed, 6u);
 }
@@ -161,18 +151,15 @@ TEST_F(DatabaseTest, AThreadLeavesAFolderThatWasClosed) {
 }
 
 TEST_F(DatabaseTest, TheLastToCloseTidiesUpIfTheWriterLockIsFree) {
-  const std::filesystem::path log = folder_ / "qvcms.db-wal";
   Insert("a");
-  {
-    WriterLock of_another_process(folder_);
-    ASSERT_TRUE(of_another_process.Acquire(std::chrono::seconds(1)));
-    Close();
-    EXPECT_GT(std::filesystem::file_size(log), 0u);
-  }
-  OpenItems();
-  EXPECT_EQ(Items(), "a=0");
+  WriterLock of_another_process(folder_);
+  ASSERT_TRUE(of_another_process.Acquire(std::chrono::seconds(1)));
   Close();
-  EXPECT_FALSE(std::filesystem::exists(log));
+  EXPECT_GT(std::filesystem::file_size(folder_ / "qvcms.db-wal"), 0u);
+  of_another_process.Release();
+  OpenItems();
+  Close();
+  EXPECT_FALSE(std::filesystem::exists(folder_ / "qvcms.db-wal"));
 }
 
 TEST_F(DatabaseTest, ACommandWaitsForAnotherWriterIfItIsToldTo) {
@@ -194,24 +181,15 @@ TEST_F(DatabaseTest, ACommandWaitsForAnotherWriterIfItIsToldTo) {
 
 TEST_F(DatabaseTest, TooFewDescriptorsAreNamed) {
   Close();
-  const int lowest_free = dup(0);
-  close(lowest_free);
-  int refusals = 0;
-  for (int status = 1; status != 0; ++refusals) {
-    status = support::EndOf(support::StartChild([&] {
-      const auto files = static_cast<rlim_t>(lowest_free + refusals);
-      const rlimit limit{.rlim_cur = files, .rlim_max = files};
-      if (setrlimit(RLIMIT_NOFILE, &limit) != 0) return 3;
-      try {
-        OpenItems();
-        return 0;
-      } catch (const Error& error) {
-        return std::string(error.what()).ends_with("; allow this process more open files (ulimit -n)") ? 1 : 2;
-      }
-    }));
-    ASSERT_LT(status, 2) << refusals;
-  }
-  EXPECT_GT(refusals, 2);
+  const files::FileDescriptor next(dup(0));
+  const pid_t child = support::StartChild([&] {
+    const auto files = static_cast<rlim_t>(next.get() + 2);
+    const rlimit limit{.rlim_cur = files, .rlim_max = files};
+    setrlimit(RLIMIT_NOFILE, &limit);
+    EXPECT_THAT([&] { OpenItems(); }, Fails(Kind::Unusable, testing::EndsWith("more open files (ulimit -n)")));
+    return HasFailure() ? 1 : 0;
+  });
+  EXPECT_EQ(support::EndOf(child), 0);
 }
 
 TEST_F(DatabaseTest, WrongUseIsReported) {
@@ -263,20 +241,20 @@ TEST_F(DatabaseTest, StepsGoBackAloneWithTheirCounts) {
 
 TEST_F(DatabaseTest, RowsAreFetchedOneByOne) {
   DBResult_tag* result = nullptr;
-  const char* const sql =
-      ";; INSERT INTO item VALUES ('a', 1), ('b', NULL); SELECT name, value FROM item ORDER BY name;"
-      "UPDATE item SET value = 5 WHERE name = 'a'; ";
-  ASSERT_EQ(Run(sql, &result), 0);
-  std::string rows;
+  ASSERT_EQ(Run(";; INSERT INTO item VALUES ('a', 1), ('b', NULL); SELECT name, value FROM item ORDER BY name;"
+                "UPDATE item SET value = 5 WHERE name = 'a'; ",
+                &result),
+            0);
   unsigned row = 99;
-  while (QVDBFetchRow(result, &row) == 0) {
-    const char* value = QVDBFetchField(result, row, "value");
-    rows += std::to_string(row) + QVDBFetchField(result, row, "name") + (value == nullptr ? "null" : value) + " ";
-  }
-  EXPECT_EQ(rows, "0a1 1bnull ");
+  ASSERT_EQ(QVDBFetchRow(result, &row), 0);
+  EXPECT_STREQ(QVDBFetchField(result, row, "value"), "1");
+  EXPECT_EQ(QVDBFetchField(result, row, "other"), nullptr);
+  ASSERT_EQ(QVDBFetchRow(result, &row), 0);
   EXPECT_EQ(row, 1u);
+  EXPECT_STREQ(QVDBFetchField(result, row, "name"), "b");
+  EXPECT_EQ(QVDBFetchField(result, row, "value"), nullptr);
+  EXPECT_NE(QVDBFetchRow(result, &row), 0);
   EXPECT_EQ(QVDBFetchField(result, 2, "name"), nullptr);
-  EXPECT_EQ(QVDBFetchField(result, 0, "other"), nullptr);
   QVDBFreeResult(result);
   QVDBFreeResult(nullptr);
   EXPECT_EQ(Items(), "a=5 b=0");

@@ -3,7 +3,6 @@
 #include <gmock/gmock.h>
 #include <json/reader.h>
 
-#include <cmath>
 #include <limits>
 #include <sstream>
 
@@ -15,6 +14,8 @@ namespace {
 
 using qv::json::DocumentError;
 using qv::json::ReadDocument;
+
+Json::Value Parse(const std::string& text) { return ReadDocument(text, {}); }
 
 /// What reading `text` says: the value as text, or the error with its place.
 std::string Read(const std::string& text, const qv::json::ReadLimits& limits = {}) {
@@ -39,18 +40,15 @@ TEST(Document, IsReadOrRefusedWithItsPlace) {
       {"[18446744073709551616,01]", "1:24 ',' or ']' is expected"},
       {"{\"1234567890123456789012\":\"\\\"1234567890123456789012\",\"a\":-1234567890123456789012}",
        R"({"1234567890123456789012":"\"1234567890123456789012","a":-1234567890123456774144.0})"},
-      {"1e+", "1:4 the document ends early: a number lacks a digit"},
       // Structure
       {"{\"a\":1", "1:7 the document ends early: ',' or '}' is expected"},
       {"[1,]", "1:4 a value is expected"},
       {"[]\n\r\n\r ]", "4:2 there is text after the document"},
       {"{\"a\" 1}", "1:6 ':' is expected"},
       {"{\"\xC3\xBC\":tru}", "1:9 a value is expected"},
-      {std::string("[]\0", 3), "1:3 there is text after the document"},
       {"", "1:1 the document ends early: a value is expected"},
       {"{1:2}", "1:2 a member's name in '\"' is expected"},
       {"[0.]", "1:4 a number lacks a digit"},
-      {"[1 2]", "1:4 ',' or ']' is expected"},
       // Members
       {"{\"a\":1,\n\"b\":{\"c\":1,\"c\":2}}", "2:12 the member 'c' is given twice"},
       {"{\"a\":{\"b\":[]}, \"\\u0061\":1}", "1:16 the member 'a' is given twice"},
@@ -62,7 +60,6 @@ TEST(Document, IsReadOrRefusedWithItsPlace) {
       {"[\"\\u12g4\"]", "1:3 an escape in a string without its four digits"},
       {"[\"\\ud800\"]", "1:3 half of a surrogate pair in a string"},
       {"[\"\\udc00\"]", "1:9 half of a surrogate pair in a string"},
-      {std::string("[\"a\0b\"]", 7), "1:4 a control character in a string is not escaped"},
       // Bytes
       {"\xEF\xBB\xBF{}", "1:1 begins with a byte order mark"},
       {"[\"\xC3\xBC\",\n\"\xE9\x96\x80\xFF\"]", "2:3 not UTF-8"},
@@ -74,15 +71,13 @@ TEST(Document, IsReadOrRefusedWithItsPlace) {
 TEST(Document, IsLimitedInDepthAndSize) {
   EXPECT_EQ(Read("[[1],{}]", {.depth = 2}), "[[1],{}]");
   EXPECT_EQ(Read("[[1],[[]]]", {.depth = 2}), "1:7 nested deeper than 2 levels");
-  EXPECT_EQ(Read("[[18446744073709551616]]", {.depth = 2}), "[[18446744073709551616.0]]");
   const std::string opening(qv::json::kMaxDepth, '[');
   const std::string closing(qv::json::kMaxDepth, ']');
   const qv::json::ReadLimits no_limit = {.depth = 1'000'000};
   EXPECT_EQ(Read(opening + closing, no_limit), opening + closing);
-  const Json::Value deepest = ReadDocument(opening + closing, no_limit);
-  EXPECT_TRUE(QVJson::CheckEqual(deepest, deepest));
-  EXPECT_EQ(Read(std::string(100000, '['), no_limit), "1:1001 nested deeper than 1000 levels");
-  EXPECT_THAT(Read(opening + std::string(30, '7') + closing, no_limit), testing::HasSubstr("[7.777777777777778e+29]"));
+  EXPECT_EQ(Read(opening + '[', no_limit), "1:1001 nested deeper than 1000 levels");
+  const std::string number(30, '7');  // which is read in another way
+  EXPECT_THAT(Read(opening + number + closing, no_limit), testing::HasSubstr("[7.777777777777778e+29]"));
 
   EXPECT_EQ(Read("[1]", {.size = 3}), "[1]");
   EXPECT_EQ(Read("[1] ", {.size = 3}), "0:0 larger than 3 bytes");
@@ -119,33 +114,18 @@ TEST(Document, EveryRowOfAListIsReadAsItIsWhateverTheRowsBeforeIt) {
             "1:73 the member 'a' is given twice");
 }
 
-Json::Value Element(const Json::Value& value) {
-  Json::Value array;
-  array.append(value);
-  return array;
-}
-
-Json::Value Member(const char* name, const Json::Value& value) {
-  Json::Value object;
-  object[name] = value;
-  return object;
-}
-
-Json::Value Parse(const std::string& text) { return qv::json::ReadDocument(text, {}); }
-
 TEST(CheckEqual, ComparesWhatTheDatabaseKeeps) {
   const Json::Value equal = Parse(R"([
-      [null, null], [{"a":null,"b":1}, {"b":1}], [{"a":null}, {"b":null}],
-      [{"a":{"b":[1]}}, {"a":{"b":[1.0],"c":null}}], [1, 1.0], [0, -0.0],
-      [18446744073709551615, 18446744073709551615], [9223372036854775808, 9223372036854775808.0],
-      [-9223372036854775808, -9223372036854775808.0], [0.1, 0.10000000149011612], [true, 1], [true, 1.0],
-      [false, 0], [false, -0.0], [{"on":true,"real":0.1}, {"on":1,"real":0.10000000149011612}]])");
+      [{"a":null,"b":1}, {"b":1}], [{"a":{"b":[1]}}, {"a":{"b":[1.0],"c":null}}], [1, 1.0], [0, -0.0],
+      [9223372036854775808, 9223372036854775808.0], [-9223372036854775808, -9223372036854775808.0],
+      [0.1, 0.10000000149011612], [true, 1.0], [false, 0],
+      [{"on":true,"real":0.1}, {"on":1,"real":0.10000000149011612}]])");
   const Json::Value different = Parse(R"([
       [null, 0], [null, ""], [{"a":1}, {"b":1}], [{"a":0}, {}], [9007199254740993, 9007199254740992.0],
       [18446744073709551615, -1], [18446744073709551615, 18446744073709551616.0], [0.1, 0.10000000000000002],
-      [1e300, 1e301], [true, 0], [true, 7], [true, 0.5], [false, null], [true, false], [true, "1"], [5, "5"],
-      [[true], [1]], [{"a":{"b":true}}, {"a":{"b":1}}], [{"a":[0.1]}, {"a":[0.10000000149011612]}],
-      ["a\u0000b", "a\u0000c"], ["a", "A"], [[1,2], [2,1]], [[1], [1,null]], [[], {}], [[1], 1]])");
+      [1e300, 1e301], [true, 7], [true, 0.5], [false, null], [true, false], [true, "1"], [5, "5"],
+      [[true], [1]], [{"a":[0.1]}, {"a":[0.10000000149011612]}], ["a\u0000b", "a\u0000c"], [[1,2], [2,1]],
+      [[1], [1,null]], [[], {}]])");
   for (const Json::Value* const pairs : {&equal, &different}) {
     for (const Json::Value& pair : *pairs) {
       EXPECT_EQ(QVJson::CheckEqual(pair[0], pair[1]), pairs == &equal) << JsonWrite(pair, true);
@@ -158,11 +138,7 @@ TEST(JsonWrite, ReadsBackAsTheSameValueOfTheSameType) {
   const Json::Value value = Parse(R"({"empty":[[],{}],"flags":[true,false,null],
       "numbers":[0,-1,18446744073709551615,-9223372036854775808,1.0,-0.0,0.1,1e300,5e-324,123456789012.5],
       "text":"\u0001\b\f\n\r\t\"\\/\u007F Tür 🚪"})");
-  for (const bool compact : {true, false}) {
-    const std::string text = JsonWrite(value, compact);
-    EXPECT_EQ(Parse(text), value) << text;
-    EXPECT_EQ(JsonWrite(Parse(text), compact), text);
-  }
+  for (const bool compact : {true, false}) EXPECT_EQ(Parse(JsonWrite(value, compact)), value);
 }
 
 TEST(JsonWrite, IndentsByTwoBlanksAndWritesNullForWhatIsNoNumber) {
@@ -172,30 +148,31 @@ TEST(JsonWrite, IndentsByTwoBlanksAndWritesNullForWhatIsNoNumber) {
 }
 
 TEST(WhyNotStorable, TellsWhatWouldNotReadBackEqual) {
-  const auto nested = [](std::size_t levels) {
+  const auto inside = [](const Json::Value& value) {
+    Json::Value outer;
+    outer["a"].append(value);
+    return outer;
+  };
+  const auto nested = [&](std::size_t levels) {
     Json::Value value;
-    for (; levels > 0; --levels) value = levels % 2 == 0 ? Member("a", value) : Element(value);
+    for (; levels > 0; levels -= 2) value = inside(value);
     return value;
   };
-  const double infinity = std::numeric_limits<double>::infinity();
+  Json::Value bad_name;
+  bad_name["\xED\xA0\x80"] = 1;
   const std::pair<Json::Value, const char*> refused[] = {
-      {"\xFF", "a text is not UTF-8"},
-      {Element(Member("a", "\xC3")), "a text is not UTF-8"},
-      {Member("\xED\xA0\x80", 1), "the name of a member is not UTF-8"},
-      {Member("a", infinity), "a number is infinite or not a number"},
-      {Element(std::nan("")), "a number is infinite or not a number"},
-      {nested(qv::json::kMaxDepth + 1), "it is nested deeper than 1000 levels"},
+      {inside("\xFF"), "a text is not UTF-8"},
+      {inside(bad_name), "the name of a member is not UTF-8"},
+      {inside(std::numeric_limits<double>::infinity()), "a number is infinite or not a number"},
+      {nested(qv::json::kMaxDepth + 2), "it is nested deeper than 1000 levels"},
   };
   for (const auto& [value, reason] : refused) EXPECT_STREQ(qv::json::WhyNotStorable(value), reason);
-
   Json::Value with_gap(Json::arrayValue);
   with_gap[2] = 1;
-  for (const Json::Value& value : {nested(qv::json::kMaxDepth), with_gap, Json::Value(std::string("a\0b", 3)),
-                                   Member("", false), Json::Value(5e-324), Json::Value()}) {
+  for (const Json::Value& value : {nested(qv::json::kMaxDepth), with_gap, inside(std::string("a\0b", 3))}) {
     EXPECT_STREQ(qv::json::WhyNotStorable(value), nullptr);
     EXPECT_TRUE(qv::json::AreSame(ReadDocument(JsonWrite(value, true), {.depth = qv::json::kMaxDepth}), value));
   }
-  EXPECT_STREQ(qv::json::WhyNotStorableText("T\xC3\xBCr"), nullptr);
   EXPECT_STREQ(qv::json::WhyNotStorableText("\xC3"), "it is not UTF-8");
   EXPECT_STREQ(qv::json::WhyNotStorableText({"a\0b", 3}), "it contains a NUL");
 }
