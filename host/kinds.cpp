@@ -3,7 +3,6 @@
 #include <algorithm>
 
 #include "analytics/tables.h"
-#include "analytics/taskgroups.h"
 #include "capability/capability.h"
 #include "devices/edgestoragetable.h"
 #include "devices/posrules.h"

@@ -3,7 +3,6 @@
 #include <vector>
 
 #include "analytics/tables.h"
-#include "analytics/taskgroups.h"
 #include "capability/capability.h"
 #include "devices/sections.h"
 #include "devices/tables.h"

@@ -46,6 +46,8 @@ struct DBColumnMembers;
 #define DB_COLUMN_COUNT(ENUMERATOR, TYPE, NAME, ROLE, ...) +1
 #define DB_COLUMN_MEMBER(ENUMERATOR, TYPE, NAME, ROLE, ...) DBPrimitiveMember<TYPE> NAME;
 #define DB_COLUMN_ADDRESS(ENUMERATOR, TYPE, NAME, ROLE, ...) table[ENUMERATOR] = &NAME;
+#define DB_COLUMN_VISIT(ENUMERATOR, TYPE, NAME, ROLE, ...) \
+  visit.template operator()<&DBColumnMembers::NAME>(kColumns[ENUMERATOR]);
 #define DB_COLUMN_INFO(ENUMERATOR, TYPE, NAME, ROLE, ...) \
   DBColumn{{.column = #NAME, .role = FieldRole::ROLE __VA_OPT__(, ) __VA_ARGS__}, DBColumnKindOf<TYPE>()},
 
@@ -58,6 +60,11 @@ struct DBColumnMembers;
     LIST(DB_COLUMN_MEMBER)                                                           \
     /* Enters the address of every member at its column's place. */                  \
     void FillTable(std::array<DBMember*, kCount>& table) { LIST(DB_COLUMN_ADDRESS) } \
+    /* Calls `visit.operator()<MEMBER>(column)` for every column. */                 \
+    template <class Visit>                                                           \
+    static void ForEachColumn(Visit&& visit) {                                       \
+      LIST(DB_COLUMN_VISIT)                                                          \
+    }                                                                                \
   };
 
 /// Whether a column set has `count` columns, texts at `text_positions` alone. Other libraries reach the members of a

@@ -11,14 +11,6 @@
 
 namespace qv::analytics {
 
-/// An object's members that hold a value.
-inline Json::Value WithoutNulls(Json::Value object) {
-  for (const std::string& name : object.getMemberNames()) {
-    if (object[name].isNull()) object.removeMember(name);
-  }
-  return object;
-}
-
 /// Every member that is read leaves the entry; what is left in the end has no field.
 class EntryReader {
  public:
@@ -50,9 +42,7 @@ class EntryReader {
     Json::Value rest(Json::objectValue);
     for (const std::string& name : rest_.getMemberNames()) {
       if (rest_[name].isNull()) continue;
-      Json::Value member(Json::objectValue);
-      member[name] = rest_[name];
-      if (const char* const reason = json::WhyNotStorable(member)) {
+      if (const char* const reason = json::WhyNotStorable(name, rest_[name])) {
         log::Warn("The reported \"{}\" of a counting widget or group is left out: {}", name, reason);
       } else {
         rest[name] = rest_[name];

@@ -1,12 +1,17 @@
 /// The tables of the analytics records.
 #pragma once
 
-#include "columntable.h"
+#include "../record/table.h"
+#include "facesetting.h"
+#include "tavicountingwidget.h"
+#include "tavisetting.h"
 
 namespace qv::analytics {
 
-const ColumnTable& IvaTaskTable();
-const ColumnTable& FaceTaskTable();
-const ColumnTable& CountingWidgetTable();
+const record::Table<TaviSetting>& IvaTaskTable();
+const record::Table<FaceSetting>& FaceTaskTable();
+const record::Table<TaviCountingWidget>& CountingWidgetTable();
+const record::AnyTable& TaskGroupTable();
+const record::AnyTable& TaskGroupWidgetTable();
 
 }  // namespace qv::analytics

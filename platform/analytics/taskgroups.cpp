@@ -1,5 +1,3 @@
-#include "taskgroups.h"
-
 #include "../db/database.h"
 #include "../json/storable.h"
 #include "../record/attempt.h"
@@ -7,6 +5,7 @@
 #include "entryreader.h"
 #include "qvjson.h"
 #include "qvobjectcounting.h"
+#include "tables.h"
 #include "takenrows.h"
 
 #define TASK_GROUP_FIELDS(FIELD)                                          \
@@ -34,9 +33,8 @@ using record::Where;
 class GroupRow : public TaggedRecord<TaskGroupData::Fields> {};
 class GroupWidgetRow : public TaggedRecord<TaskGroupWidgetData::Fields> {};
 
-using GroupWidgets = record::Table<GroupWidgetRow, TaskGroupWidgetData::Fields>;
-const GroupWidgets& WidgetTable() {
-  static const GroupWidgets table("counting_task_group_widget");
+const record::Table<GroupWidgetRow>& WidgetTable() {
+  static const record::Table<GroupWidgetRow> table("counting_task_group_widget");
   return table;
 }
 
@@ -53,24 +51,18 @@ std::map<int, std::list<int>> WidgetsOf(const Where& groups) {
   return widgets;
 }
 
-class GroupTable : public record::Table<GroupRow, TaskGroupData::Fields> {
- public:
-  GroupTable() : Table("counting_task_group") {}
-  /// With the widgets of each group.
-  std::vector<record::ListedRow> List(const Where& where) const override {
-    std::vector<record::ListedRow> rows = Table::List(where);
-    std::map<int, std::list<int>> widgets = WidgetsOf(where);
-    for (record::ListedRow& row : rows) {
-      Json::Value ids(Json::arrayValue);
-      for (const int id : widgets[row.front().second.asInt()]) ids.append(id);
-      row.emplace_back("widget_ids", std::move(ids));
-    }
-    return rows;
+/// Gives each listed group its widgets.
+void ListWidgets(const Where& groups, std::vector<record::ListedRow>& rows) {
+  std::map<int, std::list<int>> widgets = WidgetsOf(groups);
+  for (record::ListedRow& row : rows) {
+    Json::Value ids(Json::arrayValue);
+    for (const int id : widgets[row.front().second.asInt()]) ids.append(id);
+    row.emplace_back("widget_ids", std::move(ids));
   }
-};
+}
 
-const GroupTable& Groups() {
-  static const GroupTable table;
+const record::Table<GroupRow>& Groups() {
+  static const record::Table<GroupRow> table("counting_task_group", {.complete_listing = ListWidgets});
   return table;
 }
 

@@ -1,5 +1,6 @@
 #include "tavicountingwidget.h"
 
+#include "../record/attempt.h"
 #include "tables.h"
 #include "takenrows.h"
 
@@ -8,32 +9,43 @@ const char DBWrapper<TAVI_COUNTING_WIDGET_DB_COLUMN>::m_szTableName[] = "countin
 
 namespace qv::analytics {
 
-const ColumnTable& CountingWidgetTable() {
-  static const ColumnTable table(TaviCountingWidget::m_szTableName,
-                                 DBColumnMembers<TAVI_COUNTING_WIDGET_DB_COLUMN>::kColumns, {"precedence"});
+const record::Table<TaviCountingWidget>& CountingWidgetTable() {
+  static const record::Table<TaviCountingWidget> table(TaviCountingWidget::m_szTableName,
+                                                       {.hidden_columns = {"precedence"}});
   return table;
 }
 
 }  // namespace qv::analytics
 
-using namespace qv::analytics;  // NOLINT(google-build-using-namespace): what follows is the package's interface
+using namespace qv;             // NOLINT(google-build-using-namespace): what follows is the package's interface
+using namespace qv::analytics;  // NOLINT(google-build-using-namespace)
 
 bool TaviCountingWidget::IsStorable() const { return Data().iva_setting_id.Get() != 0; }
 
 int TaviCountingWidget::LoadByIdOnRecServerAndTaskId(int idOnRecServer, int taskId) {
-  return CountingWidgetTable().Load(
-      Criteria().Is("id_on_rec_server", idOnRecServer).Is("iva_setting_id", taskId), *this,
-      [](const TaviCountingWidget& widget) { return !TakenRows::Has(CountingWidgetTable(), widget.GetId()); });
+  TaviCountingWidgetFilterRule rule;
+  rule.idOnRecServer = idOnRecServer;
+  rule.taskIds = std::vector<int>{taskId};
+  const Optional<std::vector<TaviCountingWidget>> widgets = Enum(rule);
+  if (!widgets) return -1;
+  for (const TaviCountingWidget& widget : widgets.Value()) {
+    if (TakenRows::Has(CountingWidgetTable(), widget.GetId())) continue;
+    *this = widget;
+    return 0;
+  }
+  return -1;
 }
 
 Optional<std::vector<TaviCountingWidget>> TaviCountingWidget::Enum(const TaviCountingWidgetFilterRule& rule) {
-  std::vector<TaviCountingWidget> widgets;
-  const int status = CountingWidgetTable().Select(Criteria()
-                                                      .In("id", rule.ids)
-                                                      .In("iva_setting_id", rule.taskIds)
-                                                      .Is("id_on_rec_server", rule.idOnRecServer)
-                                                      .Is("type", rule.type),
-                                                  widgets);
-  if (status != 0) return {};
+  Optional<std::vector<TaviCountingWidget>> widgets;
+  record::Attempt("Failed to list counting widgets", [&] {
+    const std::list<TaviCountingWidget> rows =
+        CountingWidgetTable().Select(record::Where()
+                                         .In("id", rule.ids)
+                                         .In("iva_setting_id", rule.taskIds)
+                                         .Is("id_on_rec_server", rule.idOnRecServer)
+                                         .Is("type", rule.type));
+    widgets = std::vector<TaviCountingWidget>(rows.begin(), rows.end());
+  });
   return widgets;
 }

@@ -3,6 +3,7 @@
 
 #include "../db/database.h"
 #include "../record/attempt.h"
+#include "columns.h"
 #include "entryreader.h"
 #include "qvobjectcounting.h"
 #include "tables.h"
@@ -84,16 +85,19 @@ int SaveWidget(const CountingWidget& widget, TAVI_COUNTING_WIDGET_TYPE type, con
   json["owner_zr_id"] = owner.Value();
   json["capacity"] = widget.capacity;
   json[points_key] = widget.points;
-  TaviCountingWidget row;
-  if (!CountingWidgetTable().TakeJson(row.Data().table(), json) || CountingWidgetTable().Save(row) != 0) return -1;
-  TakenRows::Add(CountingWidgetTable(), row.GetId());
-  return qv::record::Attempt("Failed to save counting widget [{}]", row.GetId(),
-                             [&] { MakeCurrent(widget, row.GetId(), owner.Value()); });
+  return qv::record::Attempt("Failed to save counting widget [{}]", widget.id, [&] {
+    TaviCountingWidget row;
+    qv::analytics::TakeJson(CountingWidgetTable().schema(), row.Data().table(), json);
+    qv::analytics::Save(CountingWidgetTable(), row);
+    TakenRows::Add(CountingWidgetTable(), row.GetId());
+    MakeCurrent(widget, row.GetId(), owner.Value());
+  });
 }
 
 int DeleteWidget(int id, TAVI_COUNTING_WIDGET_TYPE type) {
-  return CountingWidgetTable().DeleteRows("Failed to delete counting widget [{}]",
-                                          qv::record::Where().Is("id", id).Is("type", static_cast<int>(type)), id);
+  return qv::record::Attempt("Failed to delete counting widget [{}]", id, [&] {
+    CountingWidgetTable().DeleteWhere(qv::record::Where().Is("id", id).Is("type", static_cast<int>(type)));
+  });
 }
 
 }  // namespace

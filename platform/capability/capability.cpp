@@ -33,7 +33,7 @@ namespace qv::capability {
 namespace {
 
 class CapabilityFile : public TaggedRecord<CapabilityFileData::Fields> {};
-using Table = record::Table<CapabilityFile, CapabilityFileData::Fields>;
+using Table = record::Table<CapabilityFile>;
 
 const Table& Files() {
   static const Table table("capability_file");

@@ -32,12 +32,12 @@ class CameraGroupMember : public TaggedRecord<CameraGroupMemberData::Fields> {};
 }  // namespace
 
 const record::AnyTable& LayoutItemTable() {
-  static const record::Table<LayoutItem, LayoutItemData::Fields> table("layout_item");
+  static const record::Table<LayoutItem> table("layout_item");
   return table;
 }
 
 const record::AnyTable& CameraGroupMemberTable() {
-  static const record::Table<CameraGroupMember, CameraGroupMemberData::Fields> table("camera_group_member");
+  static const record::Table<CameraGroupMember> table("camera_group_member");
   return table;
 }
 

@@ -6,10 +6,9 @@
 
 namespace qv::devices {
 
-const record::Table<EdgeStorage, EdgeStorageData::Fields>& EdgeStorageTable() {
+const record::Table<EdgeStorage>& EdgeStorageTable() {
   // The settings are the camera's, whatever ids the slave has for either.
-  static const record::Table<EdgeStorage, EdgeStorageData::Fields> table(gszTableEdgeStorageSettings,
-                                                                         {.own_keys = {"id", "cam_id"}});
+  static const record::Table<EdgeStorage> table(gszTableEdgeStorageSettings, {.own_keys = {"id", "cam_id"}});
   return table;
 }
 

@@ -6,6 +6,6 @@
 
 namespace qv::devices {
 
-const record::Table<EdgeStorage, EdgeStorageData::Fields>& EdgeStorageTable();
+const record::Table<EdgeStorage>& EdgeStorageTable();
 
 }  // namespace qv::devices

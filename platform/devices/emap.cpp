@@ -27,7 +27,7 @@ std::list<int> GetRelatedEmapIdsByEmapItemType(EMAP_TYPE type, const std::list<i
       const auto last = std::next(first, count);
       left -= count;
       record::Where where;
-      where.In(ColumnOf(type), {first, last});
+      where.In(ColumnOf(type), std::list<int>(first, last));
       db::Query query = db::ThisThread().Prepare("SELECT emap_id FROM " + devices::EmapItemTable().name() +
                                                  where.Sql() + " ORDER BY id");
       where.Bind(query);

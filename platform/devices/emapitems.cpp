@@ -22,7 +22,7 @@ class EmapItem : public TaggedRecord<EmapItemData::Fields> {};
 }  // namespace
 
 const record::AnyTable& EmapItemTable() {
-  static const record::Table<EmapItem, EmapItemData::Fields> table("emap_item");
+  static const record::Table<EmapItem> table("emap_item");
   return table;
 }
 

@@ -23,9 +23,8 @@ class TextRuleRow : public TaggedRecord<PosTextRuleData::Fields> {
   TextRule Rule() const { return {static_cast<TEXT_RULE_TYPE>(GetType()), GetPattern(), GetValue()}; }
 };
 
-const record::Table<TextRuleRow, PosTextRuleData::Fields>& RuleTable() {
-  static const record::Table<TextRuleRow, PosTextRuleData::Fields> table("pos_text_rule",
-                                                                         {.misfit = record::Misfit::RefuseEntry});
+const record::Table<TextRuleRow>& RuleTable() {
+  static const record::Table<TextRuleRow> table("pos_text_rule", {.misfit = record::Misfit::RefuseEntry});
   return table;
 }
 

@@ -28,7 +28,7 @@ namespace qv::devices {
 namespace {
 
 class SectionEntry : public TaggedRecord<SectionEntryData::Fields> {};
-using SectionTable = record::Table<SectionEntry, SectionEntryData::Fields>;
+using SectionTable = record::Table<SectionEntry>;
 
 const SectionTable kDetectionSettings("camera_detection_setting");
 const SectionTable kDeviceOutputs("camera_device_output");

@@ -10,22 +10,22 @@
 
 namespace qv::devices {
 
-using CameraTableType = record::Table<Camera, CameraData::Fields>;
+using CameraTableType = record::Table<Camera>;
 const CameraTableType& CameraTable();
 
-using IOModuleTableType = record::Table<IOModule, IOModuleData::Fields>;
+using IOModuleTableType = record::Table<IOModule>;
 const IOModuleTableType& IOModuleTable();
 
-using PosTableType = record::Table<POS, POSData::Fields>;
+using PosTableType = record::Table<POS>;
 const PosTableType& PosTable();
 
-using SpeakerTableType = record::Table<IPSpeaker, IPSpeakerData::Fields>;
+using SpeakerTableType = record::Table<IPSpeaker>;
 const SpeakerTableType& SpeakerTable();
 
-using CtrlerTableType = record::Table<AxisAcsCtrler, AxisAcsCtrlerData::Fields>;
+using CtrlerTableType = record::Table<AxisAcsCtrler>;
 const CtrlerTableType& CtrlerTable();
 
-using DoorTableType = record::Table<AxisDoor, AxisDoorData::Fields>;
+using DoorTableType = record::Table<AxisDoor>;
 const DoorTableType& DoorTable();
 
 }  // namespace qv::devices

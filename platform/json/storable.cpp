@@ -10,6 +10,8 @@
 namespace qv::json {
 namespace {
 
+constexpr const char* kBadName = "the name of a member is not UTF-8";
+
 bool IsUtf8(std::string_view text) { return simdjson::validate_utf8(text.data(), text.size()); }
 
 const char* Check(const Json::Value& value, std::size_t levels_left) {
@@ -28,7 +30,7 @@ const char* Check(const Json::Value& value, std::size_t levels_left) {
   if (levels_left == 0) return "it is nested deeper than 1000 levels";
   const auto end = value.end();
   for (auto child = value.begin(); child != end; ++child) {
-    if (value.isObject() && !IsUtf8(NameOf(child))) return "the name of a member is not UTF-8";
+    if (value.isObject() && !IsUtf8(NameOf(child))) return kBadName;
     if (const char* const reason = Check(*child, levels_left - 1)) return reason;
   }
   return nullptr;
@@ -37,6 +39,10 @@ const char* Check(const Json::Value& value, std::size_t levels_left) {
 }  // namespace
 
 const char* WhyNotStorable(const Json::Value& value) { return Check(value, kMaxDepth); }
+
+const char* WhyNotStorable(std::string_view name, const Json::Value& value) {
+  return IsUtf8(name) ? Check(value, kMaxDepth - 1) : kBadName;
+}
 
 const char* WhyNotStorableText(std::string_view text) {
   if (!IsUtf8(text)) return "it is not UTF-8";

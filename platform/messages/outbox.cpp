@@ -18,7 +18,7 @@ namespace qv::messages {
 namespace {
 
 class Message : public TaggedRecord<MessageData::Fields> {};
-using Table = record::Table<Message, MessageData::Fields>;
+using Table = record::Table<Message>;
 
 const Table& Messages() {
   static const Table table("message");

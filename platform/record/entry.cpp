@@ -1,11 +1,11 @@
-/// A slave's entry beside a record: comparison, taking over, and the way back to JSON.
+/// A slave's entry beside a record: comparison and taking over.
 #include <algorithm>
+#include <optional>
 
 #include "../db/database.h"
 #include "../json/equal.h"
 #include "../json/storable.h"
 #include "../log/message.h"
-#include "fieldindex.h"
 #include "fieldvalue.h"
 #include "qvjson.h"
 #include "table.h"
@@ -17,15 +17,6 @@ namespace {
 /// secret.
 void LogRefusal(const std::string& table, int host_id, std::string_view member, const char* reason) {
   log::Warn("The reported \"{}\" does not fit {} [{}]: {}", member, table, host_id, reason);
-}
-
-/// Why a member cannot be kept among the others that have no field; null: it can.
-const char* WhyNotStorable(std::string_view key, const Json::Value& value) {
-  if (const char* const reason = json::WhyNotStorable(Json::Value(std::string(key)))) return reason;
-  if (!value.isArray() && !value.isObject()) return json::WhyNotStorable(value);
-  Json::Value level(Json::arrayValue);  // as deep as among the others
-  level.append(value);
-  return json::WhyNotStorable(level);
 }
 
 /// Reported members without a field, collected while an entry is walked. One that is null is to be forgotten.
@@ -44,40 +35,40 @@ class UnknownMembers {
 
   /// Whether `held` lacks any of them or holds another value. A text that cannot be read is left as it is: what it
   /// holds is lost for good once it is written over.
-  bool DifferFrom(const JsonText& held) const {
-    if (members_.empty() || (!text_.empty() && held.text == text_ + '}')) return false;
+  bool DifferFrom(std::string_view held) const {
+    if (members_.empty() || (!text_.empty() && held == text_ + '}')) return false;
     const Json::Value stored = StoredIn(held);
     return stored.isObject() && std::any_of(members_.begin(), members_.end(), [&](const auto& member) {
              return Differs(stored, member.first, *member.second) &&
-                    WhyNotStorable(member.first, *member.second) == nullptr;
+                    json::WhyNotStorable(member.first, *member.second) == nullptr;
            });
   }
 
-  /// Puts them into `held` beside the members that were not reported this time, for which there is no more room than
-  /// `kMostMerged` leaves. Calls `refuse(key, reason)` for each that cannot be kept.
+  /// `held` with them beside the members that were not reported this time, for which there is no more room than
+  /// `kMostMerged` leaves; none: it stays as it is. Calls `refuse(key, reason)` for each that cannot be kept.
   template <class Refuse>
-  void MergeInto(JsonText& held, Refuse&& refuse) const {
-    if (members_.empty()) return;
+  std::optional<std::string> MergedInto(std::string_view held, Refuse&& refuse) const {
+    if (members_.empty()) return std::nullopt;
     Json::Value merged = StoredIn(held);
-    if (!merged.isObject()) return;
+    if (!merged.isObject()) return std::nullopt;
     Json::Value reported(Json::objectValue);
     for (const auto& [key, value] : members_) {
       const std::string name(key);
       if (value->isNull()) {
         merged.removeMember(name);
-      } else if (const char* const reason = WhyNotStorable(key, *value)) {
+      } else if (const char* const reason = json::WhyNotStorable(key, *value)) {
         refuse(key, reason);
       } else {
         merged[name] = reported[name] = *value;
       }
     }
-    held.text = merged.empty() ? "" : JsonWrite(merged, true);
-    if (held.text.size() > kMostMerged) held.text = JsonWrite(reported, true);
+    std::string text = merged.empty() ? "" : JsonWrite(merged, true);
+    return text.size() > kMostMerged ? JsonWrite(reported, true) : text;
   }
 
  private:
-  static Json::Value StoredIn(const JsonText& held) {
-    return held.text.empty() ? Json::Value(Json::objectValue) : ParseStored(held.text);
+  static Json::Value StoredIn(std::string_view held) {
+    return held.empty() ? Json::Value(Json::objectValue) : ParseStored(held);
   }
   static bool Differs(const Json::Value& stored, std::string_view key, const Json::Value& value) {
     const Json::Value* found = stored.find(key.data(), key.data() + key.size());
@@ -88,8 +79,8 @@ class UnknownMembers {
   std::vector<std::pair<std::string_view, const Json::Value*>> members_;
 };
 
-const JsonText& ExtraOf(const Field& extra, const void* record) {
-  return *static_cast<const JsonText*>(extra.at(const_cast<void*>(record)));
+std::string_view TextOf(const Field& field, const void* record) {
+  return std::get<std::string_view>(field.get(record));
 }
 
 const char* Consequence(Misfit misfit) {
@@ -105,24 +96,24 @@ bool AnyTable::Differs(const void* record, const Json::Value& entry) const {
   if (!entry.isObject()) return false;
   const int host_id = HostId(record);
   UnknownMembers unknown;
-  const bool same = index_->Walk(
+  const bool same = schema_.Walk(
       entry,
       [&](const Field& field, const Json::Value& value) {
         if (IsKept(field, host_id)) return true;
         const Fit fit = CompareField(field, record, value);
-        return fit == Fit::Same || (fit == Fit::Misfit && options_.misfit == Misfit::KeepMember);
+        return fit == Fit::Same || (fit == Fit::Misfit && schema_.options.misfit == Misfit::KeepMember);
       },
       [&](std::string_view key, const Json::Value& value) {
         unknown.Add(key, value);
         return true;
       });
-  return !same || (index_->extra() != nullptr && unknown.DifferFrom(ExtraOf(*index_->extra(), record)));
+  return !same || (schema_.extra != nullptr && unknown.DifferFrom(TextOf(*schema_.extra, record)));
 }
 
 const Field* AnyTable::FindMisfit(const void* record, const Json::Value& entry) const {
   const int host_id = HostId(record);
   const Field* misfit = nullptr;
-  index_->Walk(
+  schema_.Walk(
       entry,
       [&](const Field& field, const Json::Value& value) {
         if (!IsKept(field, host_id) && CompareField(field, record, value) == Fit::Misfit) misfit = &field;
@@ -135,18 +126,18 @@ const Field* AnyTable::FindMisfit(const void* record, const Json::Value& entry) 
 bool AnyTable::Apply(void* record, const Json::Value& entry) const {
   if (!entry.isObject()) return false;
   const int host_id = HostId(record);
-  if (options_.misfit == Misfit::RefuseEntry) {
+  if (schema_.options.misfit == Misfit::RefuseEntry) {
     if (const Field* misfit = FindMisfit(record, entry)) {
-      LogRefusal(name_, host_id, misfit->info.column, Consequence(options_.misfit));
+      LogRefusal(schema_.name, host_id, misfit->info.column, Consequence(schema_.options.misfit));
       return false;
     }
   }
   UnknownMembers unknown;
-  index_->Walk(
+  schema_.Walk(
       entry,
       [&](const Field& field, const Json::Value& value) {
         if (!IsKept(field, host_id) && TakeField(field, record, value) == Fit::Misfit) {
-          LogRefusal(name_, host_id, field.info.column, Consequence(options_.misfit));
+          LogRefusal(schema_.name, host_id, field.info.column, Consequence(schema_.options.misfit));
         }
         return true;
       },
@@ -154,25 +145,14 @@ bool AnyTable::Apply(void* record, const Json::Value& entry) const {
         unknown.Add(key, value);
         return true;
       });
-  if (const Field* extra = index_->extra()) {
-    unknown.MergeInto(*static_cast<JsonText*>(extra->at(record)),
-                      [&](std::string_view key, const char* reason) { LogRefusal(name_, host_id, key, reason); });
+  if (schema_.extra != nullptr) {
+    const auto refuse = [&](std::string_view key, const char* reason) {
+      LogRefusal(schema_.name, host_id, key, reason);
+    };
+    if (const auto merged = unknown.MergedInto(TextOf(*schema_.extra, record), refuse))
+      schema_.extra->set(record, *merged);
   }
   return true;
-}
-
-Json::Value AnyTable::RecordToJson(const void* record) const {
-  Json::Value json(Json::objectValue);
-  for (const Field& field : fields_) {
-    if (field.info.role == FieldRole::Secret) continue;
-    Json::Value value = FieldAsJson(field, record);
-    if (field.info.role != FieldRole::Extra) {
-      json[field.info.column] = std::move(value);
-    } else if (value.isObject()) {
-      for (const std::string& key : value.getMemberNames()) json[key] = std::move(value[key]);
-    }
-  }
-  return json;
 }
 
 }  // namespace qv::record

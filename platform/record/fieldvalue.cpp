@@ -1,30 +1,24 @@
 #include "fieldvalue.h"
 
+#include <array>
 #include <charconv>
 #include <cmath>
 #include <limits>
+#include <optional>
 
 #include "../db/database.h"
 #include "../json/document.h"
 #include "../json/equal.h"
 #include "../json/storable.h"
+#include "ftos.h"
 #include "qvjson.h"
 
 namespace qv::record {
 namespace {
 
-template <class T>
-T& ValueAt(const Field& field, void* record) {
-  return *static_cast<T*>(field.at(record));
-}
-template <class T>
-const T& ValueAt(const Field& field, const void* record) {
-  return *static_cast<const T*>(field.at(const_cast<void*>(record)));
-}
-
 /// A number that is the whole of `text`.
 template <class T>
-bool ParseNumber(const std::string& text, T& number) {
+bool ParseNumber(std::string_view text, T& number) {
   const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
   return error == std::errc() && end == text.data() + text.size();
 }
@@ -75,56 +69,74 @@ bool ToBool(const Json::Value& value, bool& flag) {
   return flag || text == "false" || text == "0";
 }
 
-template <class T>
-Fit Take(T& held, T value, bool write) {
-  if (held == value) return Fit::Same;
-  if (write) held = std::forward<T>(value);
-  return Fit::Differs;
+bool MeansTheSame(std::string_view held, const Json::Value& value) {
+  return !held.empty() && json::AreSame(ParseStored(held), value);
 }
 
-Fit TakeText(std::string& held, const Json::Value& value, bool write) {
+/// A float with the digits that tell it from other floats, not those of the double that holds it.
+double Shortest(float value) {
+  std::array<char, 32> digits;
+  const auto text = std::to_chars(digits.data(), digits.data() + digits.size(), value);
+  double shortest = 0;
+  std::from_chars(digits.data(), text.ptr, shortest);
+  return shortest;
+}
+
+/// The text of a JSON value, which `made` keeps when the value itself is none. None for an array or an object.
+std::optional<std::string_view> ToText(const Json::Value& value, std::string& made) {
   const char* begin = nullptr;
   const char* end = nullptr;
-  if (value.getString(&begin, &end)) {
-    const std::string_view text(begin, static_cast<std::size_t>(end - begin));
-    if (held == text) return Fit::Same;
-    if (write) held = text;
-    return Fit::Differs;
-  }
-  if (value.isArray() || value.isObject()) return Fit::Misfit;
-  return Take(held, value.asString(), write);
+  if (value.getString(&begin, &end)) return std::string_view(begin, static_cast<std::size_t>(end - begin));
+  if (value.isArray() || value.isObject()) return std::nullopt;
+  return made = value.asString();
 }
 
-Fit TakeJson(JsonText& held, const Json::Value& value, bool write) {
-  if (Holds(held, value)) return Fit::Same;
-  if (json::WhyNotStorable(value) != nullptr) return Fit::Misfit;
-  if (write) held.text = JsonWrite(value, true);
-  return Fit::Differs;
-}
-
-Fit Take(const Field& field, void* record, const Json::Value& value, bool write) {
-  if (value.isNull()) return Fit::Same;
+/// `value` as the field would hold it; none: it cannot. `made` keeps a text that is made for it.
+std::optional<Value> Convert(const Field& field, const Json::Value& value, std::string& made) {
   switch (field.type) {
     case ValueType::Int: {
       // Nobody finds a row again by an id that is a text.
-      if (field.info.role == FieldRole::IdOnSlave && value.isString()) return Fit::Misfit;
+      if (field.info.role == FieldRole::IdOnSlave && value.isString()) return std::nullopt;
       int number = 0;
-      return ToInt(value, number) ? Take(ValueAt<int>(field, record), number, write) : Fit::Misfit;
+      if (!ToInt(value, number)) return std::nullopt;
+      return number;
     }
     case ValueType::Bool: {
       bool flag = false;
-      return ToBool(value, flag) ? Take(ValueAt<bool>(field, record), flag, write) : Fit::Misfit;
+      if (!ToBool(value, flag)) return std::nullopt;
+      return flag ? 1 : 0;
     }
+    case ValueType::Float:
     case ValueType::Real: {
       double number = 0;
-      return ToReal(value, number) ? Take(ValueAt<double>(field, record), number, write) : Fit::Misfit;
+      if (!ToReal(value, number)) return std::nullopt;
+      return number;
     }
     case ValueType::Text:
-      return TakeText(ValueAt<std::string>(field, record), value, write);
+      return ToText(value, made);
     case ValueType::Json:
       break;
   }
-  return TakeJson(ValueAt<JsonText>(field, record), value, write);
+  made = JsonWrite(value, true);
+  return made;
+}
+
+struct Comparison {
+  Fit fit;
+  Value reported = {};
+};
+
+Comparison Compare(const Field& field, const void* record, const Json::Value& value, std::string& made) {
+  if (value.isNull()) return {Fit::Same};
+  const std::optional<Value> reported = Convert(field, value, made);
+  if (!reported) return {Fit::Misfit};
+  const Value held = field.get(record);
+  if (*reported == held) return {Fit::Same};
+  if (field.type == ValueType::Json) {
+    if (MeansTheSame(std::get<std::string_view>(held), value)) return {Fit::Same};
+    if (json::WhyNotStorable(value) != nullptr) return {Fit::Misfit};
+  }
+  return {Fit::Differs, *reported};
 }
 
 Json::Value Masked(Json::Value value) {
@@ -134,72 +146,47 @@ Json::Value Masked(Json::Value value) {
 
 }  // namespace
 
-void ReadColumn(const Field& field, const db::Statement& row, int column, void* record) {
+Value ColumnValue(const Field& field, const db::Statement& row, int column) {
   switch (field.type) {
     case ValueType::Int:
-      ValueAt<int>(field, record) = static_cast<int>(row.Int(column));
-      break;
     case ValueType::Bool:
-      ValueAt<bool>(field, record) = row.Int(column) != 0;
-      break;
+      return row.Int(column);
+    case ValueType::Float:
     case ValueType::Real:
-      ValueAt<double>(field, record) = row.Real(column);
-      break;
+      return row.Real(column);
     case ValueType::Text:
-      ValueAt<std::string>(field, record) = row.Text(column);
-      break;
     case ValueType::Json:
-      ValueAt<JsonText>(field, record).text = row.Text(column);
       break;
   }
+  return row.Text(column);
 }
 
-void ReadColumnText(const Field& field, const char* text, void* record) {
-  const std::string value = text == nullptr ? "" : text;
+Value ParseColumn(const Field& field, const char* text) {
+  const std::string_view value = text == nullptr ? "" : text;
   switch (field.type) {
     case ValueType::Int:
-      if (int& number = ValueAt<int>(field, record); !ParseNumber(value, number)) number = 0;
-      break;
     case ValueType::Bool: {
       int number = 0;
-      ValueAt<bool>(field, record) = ParseNumber(value, number) && number != 0;
-      break;
+      return ParseNumber(value, number) ? number : 0;
     }
-    case ValueType::Real:
-      if (double& number = ValueAt<double>(field, record); !ParseNumber(value, number)) number = 0;
-      break;
+    case ValueType::Float:
+    case ValueType::Real: {
+      double number = 0;
+      return ParseNumber(value, number) ? number : 0.0;
+    }
     case ValueType::Text:
-      ValueAt<std::string>(field, record) = value;
-      break;
     case ValueType::Json:
-      ValueAt<JsonText>(field, record).text = value;
       break;
   }
+  return value;
 }
 
 void BindField(const Field& field, const void* record, db::Query& query) {
-  switch (field.type) {
-    case ValueType::Int: {
-      const int value = ValueAt<int>(field, record);
-      if (field.info.references != nullptr && value == 0) {
-        query.BindNull();
-      } else {
-        query.Bind(value);
-      }
-      break;
-    }
-    case ValueType::Bool:
-      query.Bind(ValueAt<bool>(field, record));
-      break;
-    case ValueType::Real:
-      query.Bind(ValueAt<double>(field, record));
-      break;
-    case ValueType::Text:
-      query.Bind(std::string_view(ValueAt<std::string>(field, record)));
-      break;
-    case ValueType::Json:
-      query.Bind(std::string_view(ValueAt<JsonText>(field, record).text));
-      break;
+  const Value value = field.get(record);
+  if (field.info.references != nullptr && value == Value(0)) {
+    query.BindNull();
+  } else {
+    std::visit([&](const auto held) { query.Bind(held); }, value);
   }
 }
 
@@ -209,6 +196,8 @@ Json::Value ColumnAsJson(const Field& field, const db::Statement& row, int colum
       return Json::Value(static_cast<Json::Int64>(row.Int(column)));
     case ValueType::Bool:
       return Json::Value(row.Int(column) != 0);
+    case ValueType::Float:
+      return Json::Value(Shortest(NarrowToFloat(row.Real(column))));
     case ValueType::Real:
       return Json::Value(row.Real(column));
     case ValueType::Text:
@@ -216,33 +205,26 @@ Json::Value ColumnAsJson(const Field& field, const db::Statement& row, int colum
     case ValueType::Json:
       break;
   }
-  return Masked(ParseStored(row.Text(column)));
-}
-
-Json::Value FieldAsJson(const Field& field, const void* record) {
-  switch (field.type) {
-    case ValueType::Int:
-      return Json::Value(ValueAt<int>(field, record));
-    case ValueType::Bool:
-      return Json::Value(ValueAt<bool>(field, record));
-    case ValueType::Real:
-      return Json::Value(ValueAt<double>(field, record));
-    case ValueType::Text:
-      return Json::Value(ValueAt<std::string>(field, record));
-    case ValueType::Json:
-      break;
-  }
-  return ParseStored(ValueAt<JsonText>(field, record).text);
+  Json::Value value = Masked(ParseStored(row.Text(column)));
+  if (field.info.role != FieldRole::Extra || !value.isObject()) return value;
+  value = WithoutNulls(std::move(value));
+  return value.empty() ? Json::Value() : value;
 }
 
 Fit CompareField(const Field& field, const void* record, const Json::Value& value) {
-  return Take(field, const_cast<void*>(record), value, false);
+  std::string made;
+  return Compare(field, record, value, made).fit;
 }
 
-Fit TakeField(const Field& field, void* record, const Json::Value& value) { return Take(field, record, value, true); }
+Fit TakeField(const Field& field, void* record, const Json::Value& value) {
+  std::string made;
+  const Comparison comparison = Compare(field, record, value, made);
+  if (comparison.fit == Fit::Differs) field.set(record, comparison.reported);
+  return comparison.fit;
+}
 
 bool Holds(const JsonText& held, const Json::Value& value) {
-  return held.text == JsonWrite(value, true) || (!held.text.empty() && json::AreSame(ParseStored(held.text), value));
+  return held.text == JsonWrite(value, true) || MeansTheSame(held.text, value);
 }
 
 Json::Value ParseStored(std::string_view text) {
@@ -254,6 +236,13 @@ Json::Value ParseStored(std::string_view text) {
   } catch (const json::DocumentError&) {
     return {};
   }
+}
+
+Json::Value WithoutNulls(Json::Value object) {
+  for (const std::string& name : object.getMemberNames()) {
+    if (object[name].isNull()) object.removeMember(name);
+  }
+  return object;
 }
 
 }  // namespace qv::record

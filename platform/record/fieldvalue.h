@@ -5,20 +5,23 @@
 
 #include <string_view>
 
-#include "table.h"
+#include "../db/driver.h"
+#include "schema.h"
+
+namespace qv::db {
+class Query;
+}  // namespace qv::db
 
 namespace qv::record {
 
-/// Column `column` of the current row into the record.
-void ReadColumn(const Field& field, const db::Statement& row, int column, void* record);
-/// The same for a column that came as text, null for an SQL NULL.
-void ReadColumnText(const Field& field, const char* text, void* record);
+/// Column `column` of the current row.
+Value ColumnValue(const Field& field, const db::Statement& row, int column);
+/// The same of a column that came as text, null for an SQL NULL.
+Value ParseColumn(const Field& field, const char* text);
 /// The record's value as the query's next parameter.
 void BindField(const Field& field, const void* record, db::Query& query);
-/// The column for a listing: JSON text is unfolded, and secrets are masked.
+/// The column for a listing: JSON text is unfolded, and secrets are masked. Of extra keys, those that hold a value.
 Json::Value ColumnAsJson(const Field& field, const db::Statement& row, int column);
-/// The record's value as JSON; null for JSON text that holds none.
-Json::Value FieldAsJson(const Field& field, const void* record);
 
 /// How a JSON value stands to a field.
 enum class Fit {
@@ -37,5 +40,8 @@ bool Holds(const JsonText& held, const Json::Value& value);
 
 /// JSON text that the host stored, as a value; null for an empty or damaged text.
 Json::Value ParseStored(std::string_view text);
+
+/// The members of an object that hold a value.
+Json::Value WithoutNulls(Json::Value object);
 
 }  // namespace qv::record

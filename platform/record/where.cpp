@@ -1,7 +1,6 @@
-#include <algorithm>
+#include "where.h"
 
 #include "../db/database.h"
-#include "table.h"
 
 namespace qv::record {
 
@@ -15,14 +14,13 @@ Where& Where::Is(std::string_view column, std::string_view text) {
   return *this;
 }
 
-Where& Where::In(std::string_view column, const std::list<int>& values) {
-  Condition condition{std::string(column), {values.begin(), values.end()}, std::nullopt, true};
+Where& Where::InList(std::string_view column, std::vector<std::int64_t> values) {
   // Lists of similar length share one prepared statement: the length goes up to the next power of two, filled with
   // repetitions of the last value.
   std::size_t length = 1;
-  while (length < condition.values.size()) length *= 2;
-  if (!condition.values.empty()) condition.values.resize(length, condition.values.back());
-  conditions_.push_back(std::move(condition));
+  while (length < values.size()) length *= 2;
+  if (!values.empty()) values.resize(length, values.back());
+  conditions_.push_back({std::string(column), std::move(values), std::nullopt, true});
   return *this;
 }
 
@@ -44,7 +42,10 @@ Where& Where::InRowsOf(std::string_view column, std::string_view table, const Wh
   return *this;
 }
 
-std::string Where::Sql(int first) const { return Sql(conditions_, first); }
+std::string Where::Sql() const {
+  int parameter = 1;
+  return Sql(conditions_, parameter);
+}
 
 void Where::Bind(db::Query& query) const { Bind(conditions_, query); }
 

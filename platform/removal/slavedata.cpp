@@ -3,7 +3,6 @@
 #include <initializer_list>
 
 #include "../analytics/tables.h"
-#include "../analytics/taskgroups.h"
 #include "../capability/capability.h"
 #include "../db/database.h"
 #include "../devices/camerareferences.h"

@@ -30,7 +30,7 @@ std::string FindDifference(const db::TableColumns& found) {
   for (const record::AnyTable* table : Tables()) {
     const auto here = found.find(table->name());
     if (here == found.end()) return "there is no table " + table->name();
-    std::string difference = FindDifference(table->name(), table->ColumnDefinitions(), here->second);
+    std::string difference = FindDifference(table->name(), table->schema().ColumnDefinitions(), here->second);
     if (!difference.empty()) return difference;
   }
   return "";

@@ -4,7 +4,6 @@
 #include <stdexcept>
 #include <string>
 
-#include "../analytics/taskgroups.h"
 #include "../capability/capability.h"
 #include "../devices/camerareferences.h"
 #include "../devices/edgestoragetable.h"

@@ -57,31 +57,30 @@ class EventMount : public TaggedRecord<EventMountData::Fields> {};
 class EventExport : public TaggedRecord<EventExportData::Fields> {};
 class DoorLayoutItem : public TaggedRecord<DoorLayoutItemData::Fields> {};
 
-const record::Table<DoorLayoutItem, DoorLayoutItemData::Fields>& DoorLayoutItems() {
-  static const record::Table<DoorLayoutItem, DoorLayoutItemData::Fields> table("door_layout_item");
+const record::Table<DoorLayoutItem>& DoorLayoutItems() {
+  static const record::Table<DoorLayoutItem> table("door_layout_item");
   return table;
 }
 
 }  // namespace
 
 const record::AnyTable& PrivilegeProfileServerTable() {
-  static const record::Table<PrivilegeProfileServer, PrivilegeProfileServerData::Fields> table(
-      "privilege_profile_server");
+  static const record::Table<PrivilegeProfileServer> table("privilege_profile_server");
   return table;
 }
 
 const record::AnyTable& CameraMigrationTable() {
-  static const record::Table<CameraMigration, CameraMigrationData::Fields> table("camera_migration");
+  static const record::Table<CameraMigration> table("camera_migration");
   return table;
 }
 
 const record::AnyTable& EventMountTable() {
-  static const record::Table<EventMount, EventMountData::Fields> table("event_mount");
+  static const record::Table<EventMount> table("event_mount");
   return table;
 }
 
 const record::AnyTable& EventExportTable() {
-  static const record::Table<EventExport, EventExportData::Fields> table("event_export");
+  static const record::Table<EventExport> table("event_export");
   return table;
 }
 

@@ -4,8 +4,8 @@
 
 namespace qv::server {
 
-const record::Table<SlaveZR, SlaveZRData::Fields>& ServerTable() {
-  static const record::Table<SlaveZR, SlaveZRData::Fields> table("server", {.caller_assigns_id = true});
+const record::Table<SlaveZR>& ServerTable() {
+  static const record::Table<SlaveZR> table("server", {.caller_assigns_id = true});
   return table;
 }
 

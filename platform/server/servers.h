@@ -6,6 +6,6 @@
 
 namespace qv::server {
 
-const record::Table<SlaveZR, SlaveZRData::Fields>& ServerTable();
+const record::Table<SlaveZR>& ServerTable();
 
 }  // namespace qv::server

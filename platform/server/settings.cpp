@@ -14,7 +14,7 @@ namespace qv::server {
 namespace {
 
 class SettingRow : public TaggedRecord<SettingData::Fields> {};
-using Table = record::Table<SettingRow, SettingData::Fields>;
+using Table = record::Table<SettingRow>;
 
 const Table& Settings() {
   static const Table table("setting");
