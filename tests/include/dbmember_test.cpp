@@ -54,27 +54,23 @@ struct DbMember : support::HostTest {
 
 TEST_F(DbMember, TakesJson) {
   const struct {
-    const char *json, *text, *flag, *integer, *number, *choice;
+    const char *json, *text, *flag, *integer, *number;
   } cases[] = {
-      {"null", "\"\" ''", "false 0", "0 0", "0.0 0", "0 0"},
-      {"-1", "\"-1\" '-1'", "true 1", "-1 -1", "-1.0 -1", "-1 -1"},
-      {"2.75", "\"2.75\" '2.75'", "true 1", "2 2", "2.75 2.75", "2 2"},
-      {"0.1", "\"0.10000000000000001\" '0.10000000000000001'", "true 1", "0 0",
-       "0.10000000149011612 0.10000000149011612", "0 0"},
-      {"4294967303", "\"4294967303\" '4294967303'", "true 1", "7 7", "4294967296.0 4294967296", "7 7"},
+      {"null", "\"\" ''", "false 0", "0 0", "0.0 0"},
+      {"2.75", "\"2.75\" '2.75'", "true 1", "2 2", "2.75 2.75"},
+      {"4294967303", "\"4294967303\" '4294967303'", "true 1", "7 7", "4294967296.0 4294967296"},
       {"-1e+300", "\"-1.0000000000000001e+300\" '-1.0000000000000001e+300'", "true 1", "kept",
-       "-3.4028234663852886e+38 -3.4028234663852886e+38", "kept"},
-      {"true", "\"true\" 'true'", "true 1", "1 1", "1.0 1", "1 1"},
-      {"\"5\"", "\"5\" '5'", "kept", "kept", "kept", "kept"},
-      {"\"it's\"", "\"it's\" 'it''s'", "kept", "kept", "kept", "kept"},
-      {"[1]", "kept", "kept", "kept", "kept", "kept"},
+       "-3.4028234663852886e+38 -3.4028234663852886e+38"},
+      {"true", "\"true\" 'true'", "true 1", "1 1", "1.0 1"},
+      {"\"it's\"", "\"it's\" 'it''s'", "kept", "kept", "kept"},
+      {"[1]", "kept", "kept", "kept", "kept"},
   };
-  for (const auto& [json, text, flag, integer, number, choice] : cases) {
+  for (const auto& [json, text, flag, integer, number] : cases) {
     EXPECT_EQ(Set<std::string>(json, "old"), text) << json;
     EXPECT_EQ(Set(json, true), flag) << json;
     EXPECT_EQ(Set(json, 42), integer) << json;
+    EXPECT_EQ(Set(json, TAVI_SENSE_HIGH), integer) << json;
     EXPECT_EQ(Set(json, 0.5F), number) << json;
-    EXPECT_EQ(Set(json, TAVI_SENSE_HIGH), choice) << json;
   }
 }
 
@@ -88,8 +84,6 @@ TEST_F(DbMember, ReadsResults) {
       {"4294967303", "\"4294967303\"", "true", "7", "4294967296.0", "7"},
       {"0.1", "\"0.1\"", "true", "0", "0.10000000149011612", "0"},
       {"0.0", "\"0.0\"", "false", "0", "0.0", "0"},
-      {"-1e300", "\"-1.0e+300\"", "true", "-1", "-3.4028234663852886e+38", "-1"},
-      {"'true'", "\"true\"", "true", "0", "0.0", "0"},
   };
   for (const auto& [sql, text, flag, integer, number, choice] : cases) {
     EXPECT_EQ(Fetch<std::string>(sql), text) << sql;
@@ -100,27 +94,27 @@ TEST_F(DbMember, ReadsResults) {
   }
 }
 
-TEST_F(DbMember, MessagesNameThePlaceThatAllColumnsShare) {
-  Lines places;
-  qv::log::SetSink([&](const qv::log::Line& line) { places.push_back(line.file + ":" + std::to_string(line.line)); });
-  DBPrimitiveMember<int>().SetByJson(Json::Value("abc"));
+TEST_F(DbMember, ARecordReportsAMissingMember) {
+  Lines lines;
+  qv::log::SetSink([&](const qv::log::Line& line) {
+    lines.push_back(line.file + ":" + std::to_string(line.line) + " " + line.text);
+  });
   const Record<BROKEN_DB_COLUMNS> record;
+  DBPrimitiveMember<int>().SetByJson(Json::Value("abc"));
   qv::log::Reset();
-  EXPECT_THAT(places, ElementsAre("include/dbmember:100", "include/dbwrapper:90"));
+  EXPECT_THAT(lines, ElementsAre("include/dbwrapper:90 Data member of db wrapper table [broken] is not correctly "
+                                 "initialized",
+                                 testing::StartsWith("include/dbmember:100 ")));
 }
 
-TEST_F(DbMember, RecordReportsAMissingMemberAndCopiesKeepTheirOwn) {
-  EXPECT_THAT(Journal([] { const Record<BROKEN_DB_COLUMNS> record; }, 0),
-              ElementsAre("log - DBWrapper Data member of db wrapper table [broken] is not correctly initialized"));
+TEST_F(DbMember, CopiesOfARecordKeepTheirOwn) {
   Record<TAVI_SETTING_DB_COLUMNS> first;
   first.Data().name.Set("first");
-  Record<TAVI_SETTING_DB_COLUMNS> second = first;
+  const Record<TAVI_SETTING_DB_COLUMNS> second = first;
   Record<TAVI_SETTING_DB_COLUMNS> third;
   third = first;
   first.Data().table()[TAVI_SETTING_NAME]->SetByJson(Json::Value("changed"));
-  second.Data().table()[TAVI_SETTING_ID]->SetByJson(Json::Value(2));
   EXPECT_EQ(first.Data().name.Get() + second.Data().name.Get() + third.Data().name.Get(), "changedfirstfirst");
-  EXPECT_EQ(first.Data().id.Get(), 0);
 }
 
 }  // namespace

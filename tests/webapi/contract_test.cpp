@@ -11,7 +11,6 @@
 #include "facesetting.h"
 #include "iomodule.h"
 #include "ipspeaker.h"
-#include "pos.h"
 #include "qvdb.h"
 #include "rtspinfo.h"
 #include "support/hosttest.h"
@@ -21,7 +20,8 @@ namespace {
 
 std::set<std::string>* noted = nullptr;  ///< null: calls are not noted now
 
-/// What is noted of an argument: flags, numbers, null pointers, empty texts, and the flags of filter rules.
+/// What is noted of an argument: flags, numbers, null pointers, empty texts, and whether a rule skips what is being
+/// configured.
 template <class T>
 std::string Text(const T& argument) {
   if constexpr (std::is_same_v<T, bool>) {
@@ -34,8 +34,6 @@ std::string Text(const T& argument) {
     return argument.empty() ? " \"\"" : "";
   } else if constexpr (requires { argument.skipConfiguring; }) {
     return " skipConfiguring" + Text(argument.skipConfiguring);
-  } else if constexpr (requires { argument.hostLocalOnly.Value(); }) {
-    return argument.hostLocalOnly ? " hostLocalOnly" + Text(argument.hostLocalOnly.Value()) : "";
   } else {
     return "";
   }
@@ -79,14 +77,11 @@ using Section = const Json::Value&;
 FUNCTION(std::list<Camera>, CamGetList, (CamFilterRule & rule, int& total, bool beyond), rule, std::ref(total), beyond)
 FUNCTION(std::list<IOModule>, IOModuleGetList, (IOModuleFilterRule & rule, int& total, bool beyond), rule,
          std::ref(total), beyond)
-FUNCTION(std::list<IPSpeaker>, IPSpeakerGetList, (const IPSpeakerFilterRule& rule, int& total), rule, std::ref(total))
-FUNCTION(int, GetPOSListByRule, (const POSFilterRule& rule, std::list<POS>& list), rule, list)
 FUNCTION(int, InitCamObjByJson, (Section entry, Camera& camera, bool a, bool b, bool c), entry, camera, a, b, c)
 FUNCTION(int, InitIOModuleByJson, (Section entry, IOModule& module, bool a, bool b, bool c), entry, module, a, b, c)
 FUNCTION(int, QVDB::Execute,
          (DB_INSTANCE database, std::string sql, DBResult_tag** result, bool a, bool b, bool c, bool d), database, sql,
          result, a, b, c, d)
-FUNCTION(void, QVDBFreeResult, (DBResult_tag * result), result)
 FUNCTION(int, SaveCamObjFromRecServer, (int zr, Section section, bool a, bool b, const std::string& note), zr, section,
          a, b, note)
 FUNCTION(int, SaveIOModuleFromRecServer, (int zr, Section section, bool notify), zr, section, notify)
@@ -96,15 +91,12 @@ FUNCTION(int, SendCmdToDaemon, (const std::string& daemon, int type, Section com
 FUNCTION(int, SendCompoundCmd, (int zr, Json::Value& command, bool wait), zr, command, wait)
 FUNCTION(int, SetFileOwnerToQV, (const std::string& path, bool follow), path, follow)
 FUNCTION(int, SyncRelatedTableForCamDel, (const Camera& camera, bool notify), camera, notify)
-FUNCTION(int, UpdateRecShareFromRec, (int zr, Section section), zr, section)
-FUNCTION(int, SaveRecShareFromRec, (int zr, Section section), zr, section)
 MEMBER(Camera::Delete, (bool notify) const, notify)
 MEMBER(FaceSetting::Delete, (bool must_exist) const, must_exist)
 MEMBER(TaviSetting::Delete, (bool must_exist) const, must_exist)
 MEMBER(IOModule::Save, (bool notify, bool settings), notify, settings)
 MEMBER(IPSpeaker::SetByJsonWithDBColKey, (Section entry, bool from_server, int id, bool with_status), entry,
        from_server, id, with_status)
-MEMBER(POS::SetByJson, (Section entry, bool from_server, int id), entry, from_server, id)
 // NOLINTEND(performance-unnecessary-value-param)
 
 namespace {
@@ -124,30 +116,27 @@ TEST_F(Contract, OfPairing) {
   const Json::Value document = Parse(support::kEverySection);
   EXPECT_THAT(Calls([&] { SaveSlaveInfoPair(SlaveZR(), document, 7); }),
               ElementsAre("SaveCamObjFromRecServer 7 false false \"\"", "SaveIOModuleFromRecServer 7 false",
-                          "SavePOSFromRecServer 7 false", "SaveRecShareFromRec 7"));
+                          "SavePOSFromRecServer 7 false"));
 }
 
 TEST_F(Contract, OfSnapshots) {
-  EXPECT_THAT(
-      Calls([&] {
-        for (const char* devices : {R"([{"id":1}])", R"([{"id":1,"name":"changed"}])", "[]"}) {
-          Json::Value document = Parse(support::kEverySection);
-          for (const char* section : {"camera_info", "iomodule_info", "POS_info", "speaker_info"}) {
-            document[section] = Parse(devices);
-          }
-          if (std::string(devices) == "[]") document["iva_info"] = document["face_info"] = Json::arrayValue;
-          SaveSlaveInfoUpdate(SlaveZR(), document, 7);
-        }
-      }),
-      ElementsAre("CamGetList skipConfiguring false false", "Camera::Delete false", "FaceSetting::Delete false",
-                  "GetPOSListByRule hostLocalOnly false", "IOModule::Save false false",
-                  "IOModuleGetList skipConfiguring false false", "IPSpeaker::SetByJsonWithDBColKey true 0 false",
-                  "IPSpeaker::SetByJsonWithDBColKey true 1 false", "IPSpeakerGetList hostLocalOnly false",
-                  "InitCamObjByJson false true false", "InitCamObjByJson true true false",
-                  "InitIOModuleByJson false true false", "InitIOModuleByJson true true false", "POS::SetByJson true 0",
-                  "POS::SetByJson true 1", "QVDB::Execute 0 false true true true", "QVDBFreeResult",
-                  "SendCompoundCmd 7 false", "SyncRelatedTableForCamDel false", "TaviSetting::Delete false",
-                  "UpdateRecShareFromRec 7"));
+  EXPECT_THAT(Calls([&] {
+                for (const char* devices : {R"([{"id":1}])", R"([{"id":1,"name":"changed"}])", "[]"}) {
+                  Json::Value document = Parse(support::kEverySection);
+                  for (const char* section : {"camera_info", "iomodule_info", "POS_info", "speaker_info"}) {
+                    document[section] = Parse(devices);
+                  }
+                  if (std::string(devices) == "[]") document["iva_info"] = document["face_info"] = Json::arrayValue;
+                  SaveSlaveInfoUpdate(SlaveZR(), document, 7);
+                }
+              }),
+              ElementsAre("CamGetList skipConfiguring false false", "Camera::Delete false", "FaceSetting::Delete false",
+                          "IOModule::Save false false", "IOModuleGetList skipConfiguring false false",
+                          "IPSpeaker::SetByJsonWithDBColKey true 0 false",
+                          "IPSpeaker::SetByJsonWithDBColKey true 1 false", "InitCamObjByJson false true false",
+                          "InitCamObjByJson true true false", "InitIOModuleByJson false true false",
+                          "InitIOModuleByJson true true false", "QVDB::Execute 0 false true true true",
+                          "SendCompoundCmd 7 false", "SyncRelatedTableForCamDel false", "TaviSetting::Delete false"));
 }
 
 TEST_F(Contract, OfAReport) {

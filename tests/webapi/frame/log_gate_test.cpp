@@ -47,20 +47,20 @@ TEST_F(LogGate, PassesTheLevelsOfItsCategory) {
   EXPECT_EQ(g_DbgLogPid, 0) << "the process id does not matter without a filter";
 }
 
-TEST_F(LogGate, PassesOnlyLevelsUpTo3OfAProcessThatTheFilterDoesNotName) {
-  Configure(7, {1, 2});
-  EXPECT_EQ(LastEnabledLevel(), 3);
-  Configure(1, {1, 2});
-  EXPECT_EQ(LastEnabledLevel(), 3);
+TEST_F(LogGate, PassesLevelsUpTo3OfAProcessThatTheFilterDoesNotName) {
+  for (const int threshold : {1, 7}) {
+    Configure(threshold, {1, 2});
+    EXPECT_EQ(LastEnabledLevel(), 3);
+  }
 }
 
 TEST_F(LogGate, PassesTheLevelsOfAProcessThatTheFilterNames) {
   std::vector<int> pids(kLogMaxFilteredPids, 1);
   pids.back() = getpid();
-  Configure(5, pids);
-  EXPECT_EQ(LastEnabledLevel(), 5);
-  Configure(1, {getpid(), 1});
-  EXPECT_EQ(LastEnabledLevel(), 1);
+  for (const int threshold : {1, 5}) {
+    Configure(threshold, pids);
+    EXPECT_EQ(LastEnabledLevel(), threshold);
+  }
 }
 
 TEST_F(LogGate, ReadsTheProcessIdOnce) {
@@ -80,14 +80,12 @@ TEST_F(LogGate, ReadsTheConfigurationFromTheEnvironment) {
 
 TEST_F(LogGate, AMessageCarriesItsNamesAndItsPlace) {
   Configure(7);
-  CMS_LOG(LOG_LEVEL_INFO, "UpdatePOSData", "Update POS [%d] on ZR [%d].\n", 1, 3);
-  const int own_line = __LINE__ - 1;
-  CMS_LOG_AT(LOG_LEVEL_ERR, 77, "RemoveSlaveData", "100%% failed.\n");
+  CMS_LOG_AT(LOG_LEVEL_ERR, 77, "RemoveSlaveData", "100%% failed [%d].\n", 3);
   CMS_LOG(-1, "NoLevel", "Text.\n");
-  const std::string own_place = "qvwebapicmssyncutils:" + std::to_string(own_line);
-  EXPECT_THAT(lines_, testing::ElementsAre("INFO CMS_SYNC " + own_place + " UpdatePOSData Update POS [1] on ZR [3].",
-                                           "ERR CMS_SYNC qvwebapicmssyncutils:77 RemoveSlaveData 100% failed.",
-                                           testing::StartsWith("unknown CMS_SYNC qvwebapicmssyncutils:")));
+  CMS_LOG_ALWAYS("RemoveSlaveData", "Fail to delete rec_server[%d]\n", 3);
+  EXPECT_THAT(lines_, testing::ElementsAre("ERR CMS_SYNC qvwebapicmssyncutils:77 RemoveSlaveData 100% failed [3].",
+                                           testing::StartsWith("unknown CMS_SYNC qvwebapicmssyncutils:"),
+                                           testing::StartsWith("- - qvwebapicmssyncutils:")));
 }
 
 TEST_F(LogGate, ASuppressedMessageEvaluatesNothing) {
@@ -95,9 +93,7 @@ TEST_F(LogGate, ASuppressedMessageEvaluatesNothing) {
   int evaluated = 0;
   CMS_LOG(LOG_LEVEL_ERR, "RemoveSlaveData", "Suppressed [%d].\n", ++evaluated);
   EXPECT_EQ(evaluated, 0);
-  CMS_LOG_ALWAYS("RemoveSlaveData", "Fail to delete rec_server[%d]\n", ++evaluated);
-  EXPECT_THAT(lines_, testing::ElementsAre(testing::EndsWith(" RemoveSlaveData Fail to delete rec_server[1]")));
-  EXPECT_THAT(lines_, testing::Each(testing::StartsWith("- - ")));
+  EXPECT_THAT(lines_, testing::IsEmpty());
 }
 
 }  // namespace

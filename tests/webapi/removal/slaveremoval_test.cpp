@@ -9,7 +9,6 @@ using support::Only;
 using Contents = std::map<std::string, support::Lines>;
 
 struct SlaveRemoval : support::HostTest {
-  SlaveRemoval() { Sql("INSERT INTO door_layout_item (layout_id,position) VALUES (1,3),(1,31)"); }
   ~SlaveRemoval() override {
     for (const int zr : {3, 31}) std::filesystem::remove(RtspKeyFilePath(zr));
   }
@@ -63,6 +62,7 @@ struct SlaveRemoval : support::HostTest {
 };
 
 TEST_F(SlaveRemoval, LeavesTheHostAsItWasBeforeTheSlaveCame) {
+  Sql("INSERT INTO door_layout_item (layout_id,position) VALUES (1,3),(1,31)");
   Hold(31);
   const Contents rows = AllRows();
   const Lines files = support::DumpFiles(folder());
@@ -101,14 +101,14 @@ TEST_F(SlaveRemoval, OfAnUnknownSlaveOrTheHostItselfChangesNothing) {
   const Contents rows = AllRows();
   for (const int zr : {4, 0, -1}) {
     EXPECT_EQ(SyncRelatedTableForSlaveDel(zr), 0);
-    EXPECT_THAT(Journal([&] { EXPECT_EQ(RemoveSlaveData(zr), 0); }), IsEmpty());
+    EXPECT_EQ(RemoveSlaveData(zr), 0);
   }
   EXPECT_TRUE(AllRows() == rows);
 }
 
 TEST_F(SlaveRemoval, DoorsAreKnownByTheirHostIdWithTheirOwner) {
-  Sql("INSERT INTO axis_acs_ctrler (id,owner_zr_id) VALUES (5,7),(6,8);INSERT INTO axis_door "
-      "(id,ctrler_id,owner_zr_id) VALUES (21,5,7),(22,5,7),(23,6,8)");
+  Sql("INSERT INTO axis_acs_ctrler (id,owner_zr_id) VALUES (5,7);INSERT INTO axis_door (id,ctrler_id,owner_zr_id) "
+      "VALUES (21,5,7),(22,5,7),(23,5,8)");
   std::unordered_map<int, int> owners;
   EXPECT_EQ(GetAxisDoorZrIdMap(owners), 0);
   EXPECT_EQ(owners, (std::unordered_map<int, int>{{21, 7}, {22, 7}, {23, 8}}));
@@ -119,9 +119,9 @@ TEST_F(SlaveRemoval, DoorsAreKnownByTheirHostIdWithTheirOwner) {
 struct Failure {
   std::string table;  ///< whose rows cannot be deleted; "away": that cannot be reached
   int result;
-  const char* text;
+  std::string line;
 };
-const std::vector<Failure> kRelations = {
+const Failure kRelations[] = {
     {"emap_item away", -1, "Failed to delete all emap items of slave zr[3]."},
     {"layout_item away", -1, "Failed to delete all camera items of slave zr[3]."},
     {"privilege_profile_server", -1, "Failed to delete slave zr[3] from all privilege profile"},
@@ -137,62 +137,51 @@ const std::vector<Failure> kRelations = {
     {"rec_share", -1, "Failed to delete event exports of rec_server[3]"},
     {"message", 0, "Failed to delete action rule of rec_server[3]."},
     {"door_layout_item away", 0, "Failed to reset door layout item of rec_server[3]."}};
-const std::vector<Failure> kDevices = {
-    {"camera", 0, "Fail to delete all database data that belong to rec_server[3]"},
-    {"iomodule", 0, "Fail to delete all iomodule database data that belong to rec_server[3]"},
-    {"pos", 0, "Fail to delete all POS database data that belong to rec_server[3]"},
-    {"ipspeaker", 0, "Fail to delete all speaker database data that belong to rec_server[3]"},
-    {"axis_acs_ctrler", 0, "Fail to delete all Controller database data that belong to rec_server[3]"},
-    {"rec_share", 0, "Fail to delete all recording storage that belong to rec_server[3]"}};
 
 struct FailingRemoval : SlaveRemoval {
   FailingRemoval() { Hold(3); }
-  static void Plant(const Failure& failure) {
-    if (failure.table.ends_with(" away")) {
-      Break(failure.table.substr(0, failure.table.size() - 5));
-    } else {
-      Refuse(failure.table == "message" ? "INSERT" : "DELETE", failure.table);
-    }
+  static void Plant(const std::string& table) {
+    if (table.ends_with(" away")) return Break(table.substr(0, table.size() - 5));
+    Refuse(table == "message" ? "INSERT" : "DELETE", table);
   }
-  /// The log of `RemoveSlaveData`, whose result is always 0.
-  static Lines RemoveDevices(int level) {
-    return Only(Journal([] { EXPECT_EQ(RemoveSlaveData(3), 0); }, level), "log");
+  /// The log of a removal. @param level  the log's threshold
+  static Lines Log(int (*removal)(int), int expected, int level) {
+    return Only(Journal([&] { EXPECT_EQ(removal(3), expected); }, level), "log");
   }
 };
 
-TEST_F(FailingRemoval, OfTheRelationsLogsAndReturnsWhatFailed) {
-  for (const Failure& failure : kRelations) {
+TEST_F(FailingRemoval, OfTheRelationsReturnsWhetherAFailureCounts) {
+  for (const auto& [table, result, line] : kRelations) {
     support::InUnit(false, [&] {
-      Plant(failure);
-      int result = 1;
-      EXPECT_THAT(Only(Journal([&] { result = SyncRelatedTableForSlaveDel(3); }, 0), "log"),
-                  ElementsAre(std::string("log - SyncRelatedTableForSlaveDel ") + failure.text));
-      EXPECT_EQ(result, failure.result) << failure.table;
+      Plant(table);
+      EXPECT_THAT(Log(SyncRelatedTableForSlaveDel, result, 0),
+                  ElementsAre("log - SyncRelatedTableForSlaveDel " + line));
     });
   }
 }
 
 TEST_F(FailingRemoval, OfTheRelationsRunsEveryStep) {
-  Lines texts;
+  Lines lines;
   for (const Failure& failure : kRelations) {
-    Plant(failure);
-    texts.push_back(std::string("log - SyncRelatedTableForSlaveDel ") + failure.text);
+    Plant(failure.table);
+    lines.push_back("log - SyncRelatedTableForSlaveDel " + failure.line);
   }
-  int result = 0;
-  EXPECT_EQ(Only(Journal([&] { result = SyncRelatedTableForSlaveDel(3); }, 0), "log"), texts);
-  EXPECT_EQ(result, -1) << "the last failures do not count, the first ones do";
+  EXPECT_EQ(Log(SyncRelatedTableForSlaveDel, -1, 0), lines);
   EXPECT_FALSE(std::filesystem::exists(RtspKeyFilePath(3)));
 }
 
-TEST_F(FailingRemoval, OfTheDevicesLogsWhatFailedAndRunsEveryStep) {
-  Lines texts;
-  for (const Failure& failure : kDevices) {
-    Plant(failure);
-    texts.push_back((failure.table == "axis_acs_ctrler" ? "log - RemoveSlaveData " : "log 1 RemoveSlaveData ") +
-                    std::string(failure.text));
-  }
-  EXPECT_EQ(RemoveDevices(1), texts);
-  EXPECT_THAT(RemoveDevices(0), ElementsAre(texts[4])) << "of the controllers at every level";
+TEST_F(FailingRemoval, OfTheDevicesRunsEveryStepAndReturns0) {
+  for (const char* table : {"camera", "iomodule", "pos", "ipspeaker", "axis_acs_ctrler", "rec_share"}) Plant(table);
+  const std::string ungated =
+      "log - RemoveSlaveData Fail to delete all Controller database data that belong to rec_server[3]";
+  EXPECT_THAT(
+      Log(RemoveSlaveData, 0, 1),
+      ElementsAre("log 1 RemoveSlaveData Fail to delete all database data that belong to rec_server[3]",
+                  "log 1 RemoveSlaveData Fail to delete all iomodule database data that belong to rec_server[3]",
+                  "log 1 RemoveSlaveData Fail to delete all POS database data that belong to rec_server[3]",
+                  "log 1 RemoveSlaveData Fail to delete all speaker database data that belong to rec_server[3]",
+                  ungated, "log 1 RemoveSlaveData Fail to delete all recording storage that belong to rec_server[3]"));
+  EXPECT_THAT(Log(RemoveSlaveData, 0, 0), ElementsAre(ungated));
 }
 
 }  // namespace
