@@ -12,7 +12,6 @@ template <>
 struct DBColumnMembers<BROKEN_DB_COLUMNS> {
   static constexpr std::size_t kCount = 2;
   DBPrimitiveMember<int> id;
-  DBPrimitiveMember<int> name;
   void FillTable(std::array<DBMember*, kCount>& table) { table[BROKEN_ID] = &id; }
 };
 template <>
@@ -26,16 +25,13 @@ struct Record : DBWrapper<COLUMNS> {
 };
 
 struct DbMember : support::HostTest {
-  /// What SetByJson makes of `json` in a column that holds `before`, as JSON and as SQL; "kept" for a misfit.
+  /// What SetByJson makes of `json` in a column that holds `before`, as JSON and as SQL.
   template <class T>
-  std::string Set(const std::string& json, T before) {
+  static std::string Set(const std::string& json, T before) {
     DBPrimitiveMember<T> member;
     member.Set(before);
-    const Lines lines = Journal([&] { member.SetByJson(Parse(json)); }, 0);
-    if (lines.empty()) return JsonWrite(member.ToJson(), true) + ' ' + member.ToSqlValue();
-    EXPECT_EQ(member.Get(), before) << json;
-    EXPECT_THAT(lines, ElementsAre("log - SetByJson Failed converting Json [" + json + "] to DBPrimitiveMember"));
-    return "kept";
+    member.SetByJson(Parse(json));
+    return JsonWrite(member.ToJson(), true) + ' ' + member.ToSqlValue();
   }
   /// What FromSqlResult makes of an SQL value.
   template <class T>
@@ -59,17 +55,16 @@ TEST_F(DbMember, TakesJson) {
       {"null", "\"\" ''", "false 0", "0 0", "0.0 0"},
       {"2.75", "\"2.75\" '2.75'", "true 1", "2 2", "2.75 2.75"},
       {"4294967303", "\"4294967303\" '4294967303'", "true 1", "7 7", "4294967296.0 4294967296"},
-      {"-1e+300", "\"-1.0000000000000001e+300\" '-1.0000000000000001e+300'", "true 1", "kept",
-       "-3.4028234663852886e+38 -3.4028234663852886e+38"},
+      {"1e+300", "\"1.0000000000000001e+300\" '1.0000000000000001e+300'", "true 1", "42 42",
+       "3.4028234663852886e+38 3.4028234663852886e+38"},
       {"true", "\"true\" 'true'", "true 1", "1 1", "1.0 1"},
-      {"\"it's\"", "\"it's\" 'it''s'", "kept", "kept", "kept"},
-      {"[1]", "kept", "kept", "kept", "kept"},
+      {"\"it's\"", "\"it's\" 'it''s'", "true 1", "42 42", "0.5 0.5"},
+      {"[1]", "\"old\" 'old'", "true 1", "42 42", "0.5 0.5"},
   };
   for (const auto& [json, text, flag, integer, number] : cases) {
     EXPECT_EQ(Set<std::string>(json, "old"), text) << json;
     EXPECT_EQ(Set(json, true), flag) << json;
     EXPECT_EQ(Set(json, 42), integer) << json;
-    EXPECT_EQ(Set(json, TAVI_SENSE_HIGH), integer) << json;
     EXPECT_EQ(Set(json, 0.5F), number) << json;
   }
 }
@@ -82,8 +77,6 @@ TEST_F(DbMember, ReadsResults) {
       {"'010'", "\"010\"", "true", "10", "10.0", "8"},
       {"'0x1A'", "\"0x1A\"", "false", "0", "26.0", "26"},
       {"4294967303", "\"4294967303\"", "true", "7", "4294967296.0", "7"},
-      {"0.1", "\"0.1\"", "true", "0", "0.10000000149011612", "0"},
-      {"0.0", "\"0.0\"", "false", "0", "0.0", "0"},
   };
   for (const auto& [sql, text, flag, integer, number, choice] : cases) {
     EXPECT_EQ(Fetch<std::string>(sql), text) << sql;
@@ -94,17 +87,17 @@ TEST_F(DbMember, ReadsResults) {
   }
 }
 
-TEST_F(DbMember, ARecordReportsAMissingMember) {
+TEST_F(DbMember, MessagesNameThePlaceThatAllColumnsShare) {
   Lines lines;
   qv::log::SetSink([&](const qv::log::Line& line) {
     lines.push_back(line.file + ":" + std::to_string(line.line) + " " + line.text);
   });
-  const Record<BROKEN_DB_COLUMNS> record;
   DBPrimitiveMember<int>().SetByJson(Json::Value("abc"));
+  const Record<BROKEN_DB_COLUMNS> record;
   qv::log::Reset();
-  EXPECT_THAT(lines, ElementsAre("include/dbwrapper:90 Data member of db wrapper table [broken] is not correctly "
-                                 "initialized",
-                                 testing::StartsWith("include/dbmember:100 ")));
+  EXPECT_THAT(
+      lines, ElementsAre("include/dbmember:100 Failed converting Json [\"abc\"] to DBPrimitiveMember",
+                         "include/dbwrapper:90 Data member of db wrapper table [broken] is not correctly initialized"));
 }
 
 TEST_F(DbMember, CopiesOfARecordKeepTheirOwn) {

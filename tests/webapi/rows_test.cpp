@@ -80,15 +80,6 @@ TEST_F(RowsTest, WhatCannotBeReadBackIsRefusedAndNeverKeptInPart) {
   EXPECT_TRUE(rows == AllRows()) << support::FirstDifference(rows, AllRows());
 }
 
-TEST_F(RowsTest, AnUnknownMemberOfADeviceStaysUntilItIsNull) {
-  Update(R"({"camera_info":[{"id":1,"a":1,"b":2}],"speaker_info":[{"id":1,"a":1}]})");
-  EXPECT_THAT(Update(R"({"camera_info":[{"id":1}],"speaker_info":[{"id":1}]})"), IsEmpty());
-  const std::string cleared = R"({"camera_info":[{"id":1,"a":null}],"speaker_info":[{"id":1,"a":null}]})";
-  EXPECT_THAT(Update(cleared), ElementsAre("update camera 1", "update ipspeaker 1"));
-  EXPECT_THAT(Rows("SELECT extra FROM camera UNION ALL SELECT extra FROM ipspeaker"), ElementsAre(R"({"b":2})", ""));
-  EXPECT_THAT(Update(cleared), IsEmpty());
-}
-
 TEST_F(RowsTest, NoExportTouchesRowsOfOthersWhateverTheId) {
   Update(support::kEverySection);
   for (const std::string table : {"camera", "iomodule", "pos", "ipspeaker", "axis_acs_ctrler", "iva_task", "face_task",

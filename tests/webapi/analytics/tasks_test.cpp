@@ -79,26 +79,20 @@ TEST_P(Tasks, FollowTheSnapshot) {
   EXPECT_THAT(Stored(), ElementsAre("1|7|1|11|A", "2|7|2|11|B", "4|7|5|11|", "5|7|4|11|D"));
 }
 
+TEST_P(Tasks, OfASlaveGoWhenItsListIsNullAndStayWithoutAList) {
+  Run(R"([{"id":1,"camera_id":1}])");
+  Run(R"([{"id":1,"camera_id":1,"name":"other"}])", false, 8);
+  CachedCamMap cameras(7, MAP_KEY_ID_ON_REC_SERVER);
+  GetParam().step(Parse("{}"), 7, cameras, false);
+  EXPECT_THAT(Stored(), ElementsAre("1|7|1|11|", "2|8|1|21|other"));
+  Run("null");
+  EXPECT_THAT(Stored(), ElementsAre("2|8|1|21|other"));
+}
+
 TEST_P(Tasks, AreUpdatedButNotAddedOrDeletedByAReport) {
   Run(R"([{"id":1,"camera_id":1,"name":"A"},{"id":2,"camera_id":2,"name":"B"}])");
   EXPECT_THAT(Without(Run(R"([{"id":9,"camera_id":1},{"id":2,"camera_id":2,"name":"BB"}])", true), "log"),
               ElementsAre("update " + table_ + " 2"));
-}
-
-TEST_P(Tasks, OfOtherSlavesAreLeftAlone) {
-  Run(R"([{"id":1,"camera_id":1,"name":"A"}])");
-  Run(R"([{"id":1,"camera_id":1,"name":"other"}])", false, 8);
-  Run("[]", false, 8);
-  EXPECT_THAT(Stored(), ElementsAre("1|7|1|11|A"));
-}
-
-TEST_P(Tasks, StayWhenTheDocumentHasNoListAndGoWhenTheListIsNull) {
-  Run(R"([{"id":1,"camera_id":1}])");
-  CachedCamMap cameras(7, MAP_KEY_ID_ON_REC_SERVER);
-  GetParam().step(Parse("{}"), 7, cameras, false);
-  EXPECT_EQ(Stored().size(), 1U);
-  Run("null");
-  EXPECT_THAT(Stored(), IsEmpty());
 }
 
 TEST_P(Tasks, GoOnAfterATaskThatCannotBeSaved) {
@@ -110,13 +104,9 @@ TEST_P(Tasks, GoOnAfterATaskThatCannotBeSaved) {
   EXPECT_THAT(Stored(), ElementsAre("1|7|1|11|", "2|7|2|11|yes", "3|7|5|11|yes"));
 }
 
-TEST_P(Tasks, AreLeftAloneWhenTheyCannotBeListed) {
+TEST_P(Tasks, AreLeftAloneWhenTheyOrTheCamerasCannotBeListed) {
   Break(table_);
   EXPECT_THAT(Run(R"([{"id":1,"camera_id":1}])"), ElementsAre(GetParam().unlisted_tasks));
-}
-
-TEST_P(Tasks, AreLeftAloneWhenTheCamerasCannotBeListed) {
-  Run(R"([{"id":1,"camera_id":1}])");
   Break("camera");
   EXPECT_THAT(Run("[]"), ElementsAre(GetParam().unlisted_cameras));
 }

@@ -64,12 +64,6 @@ TEST_P(Reconcile, UpdatesAddsAndRemoves) {
               ElementsAre("1|8|4|of another slave|", "2|7|2||", "4|7|4|DD|", "5|7|5|E|", R"(6|7|6||{"zoom":[1]})"));
 }
 
-TEST_P(Reconcile, WritesNothingWhenNothingChanged) {
-  const std::string section = R"([{"id":2,"name":"B"},{"id":3,"zoom":[1]}])";
-  Update(section);
-  EXPECT_THAT(Update(section), IsEmpty());
-}
-
 TEST_P(Reconcile, GoesOnAfterADeviceThatCannotBeSaved) {
   Update(R"([{"id":1},{"id":2}])");
   Refuse("UPDATE", table_, "NEW.id=1");
@@ -82,12 +76,6 @@ TEST_P(Reconcile, OfTwoEntriesWithOneIdTheFirstTakesTheRow) {
   Update(R"([{"id":5,"name":"A"}])");
   Update(R"([{"id":5,"name":"first"},{"id":5,"name":"second"},{"name":"no id"}])");
   EXPECT_THAT(Stored(), ElementsAre("1|7|5|first|", "2|7|5|second|", "3|7|0|no id|"));
-}
-
-TEST_P(Reconcile, ASectionThatIsAbsentRemovesAll) {
-  Update(R"([{"id":1},{"id":2}])");
-  Update("null");
-  EXPECT_THAT(Stored(), IsEmpty());
 }
 
 struct IOModules : support::HostTest {};

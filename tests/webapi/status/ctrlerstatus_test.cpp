@@ -52,21 +52,10 @@ TEST_F(CtrlerStatus, AnUnknownDoorIsAddedOnceWithItsCamera) {
   EXPECT_THAT(Doors(), ElementsAre("21|5|1|1|null|0", "22|5|2|1|null|0", "23|5|3|6|9|7", "24|5|4|0|null|0"));
 }
 
-TEST_F(CtrlerStatus, AControllerReportedTwiceGetsItsNewDoorOnce) {
-  const std::string entry = R"({"id":1,"status":1,"mac_addr":"00:AB","door":[{"id":3,"status":6}]})";
-  EXPECT_THAT(Report(entry + "," + entry), ElementsAre("insert axis_door 23"));
-}
-
 TEST_F(CtrlerStatus, OfSeveralDoorsWithOneIdTheFirstCounts) {
   Sql("UPDATE axis_door SET id_on_rec_server=1, status=id");
   EXPECT_THAT(ReportDoors(R"({"id":1,"status":21},{"id":1,"status":21})"), IsEmpty());
   EXPECT_THAT(ReportDoors(R"({"id":1,"status":5},{"id":1,"status":5})"), ElementsAre("update axis_door 21"));
-}
-
-TEST_F(CtrlerStatus, WithoutTheCamerasANewDoorHasNone) {
-  Break("camera");
-  ReportDoors(R"({"id":3,"cam_id":4})");
-  EXPECT_THAT(Doors(), testing::Contains("23|5|3|0|null|0"));
 }
 
 TEST_F(CtrlerStatus, AFailedSaveIsTriedAgainByTheNextReport) {

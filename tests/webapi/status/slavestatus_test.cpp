@@ -33,11 +33,10 @@ TEST_F(SlaveStatus, AnOfflineReportLeavesWhatBelongsToTheDevices) {
   Report(kFull);
   EXPECT_THAT(
       Report("{}", 7),
-      ElementsAre(
-          "log 7 SaveSlaveStatus ZrInfo: ZrId: [7], Status: [0], VolStatus: [0], PkgStatus: [0], CamCnt: [4], DoorCnt: "
-          "[8], VolSpace: [9.500000], blCmsLocked: [0], blCmsMasked: [0], LoginError: [0], strCookie: [], "
-          "strSerialNum: [], strTarnVersion: [], strQVVersion: [], isBeta: [1], strDPVersion: [], RecoverProgress: "
-          "[11],blHasAAC: [1], blHasHEVC: [1], ORUPkgStatus: [10], blRecEncryptEnabled: [0]."));
+      ElementsAre(testing::AllOf(
+          testing::HasSubstr("Status: [0], VolStatus: [0], PkgStatus: [0], CamCnt: [4], DoorCnt: [8], VolSpace: "
+                             "[9.500000], blCmsLocked: [0], blCmsMasked: [0], LoginError: [0], strCookie: [], "),
+          testing::HasSubstr("RecoverProgress: [11],blHasAAC: [1], blHasHEVC: [1], ORUPkgStatus: [10], "))));
   EXPECT_EQ(record_.IOModCnt, 5);
 }
 
@@ -57,13 +56,6 @@ TEST_F(SlaveStatus, OnlyTheTextTrueLocksOrMasks) {
     Report("{\"cms_locked\":" + not_true + ",\"cms_masked\":" + not_true + "}");
     EXPECT_FALSE(record_.blCmsLocked || record_.blCmsMasked) << not_true;
   }
-}
-
-TEST_F(SlaveStatus, WhatIsReadBeforeAMisfitIsInTheRecord) {
-  record_.CamCnt = 5;
-  EXPECT_THROW(SaveSlaveStatus(Parse(R"({"status":1,"cookie":"new","cam_count":{}})"), record_), Json::Exception);
-  EXPECT_EQ(record_.strCookie, "new");
-  EXPECT_EQ(record_.CamCnt, 5);
 }
 
 /// Slave 7 with a device of every kind and a task of both kinds.
@@ -109,9 +101,11 @@ TEST_F(StatusSteps, EmptySectionsReachTheTaskStepsAlone) {
 
 /// A value that cannot be read throws. What is read before it has been applied, what is read after it has not.
 TEST_F(StatusSteps, StopWhereAValueCannotBeRead) {
-  for (const char* misfit : {R"("cookie":{})", R"("cam_count":{})", R"("volSpace":{})", R"("oru_pkg_status":{})"}) {
+  for (const char* misfit : {R"("cookie":{})", R"("volSpace":{})", R"("oru_pkg_status":{})"}) {
     EXPECT_THAT(ChangesOf(R"("status":1,)" + std::string(misfit)), IsEmpty());
   }
+  EXPECT_THAT(ChangesOf(R"("status":1,"cookie":"read","cam_count":{})"), IsEmpty());
+  EXPECT_EQ(record_.strCookie, "read");
   EXPECT_THAT(ChangesOf(R"("status":1,"face_info":[{"id":{}}])"), ElementsAre("update camera 1"));
   EXPECT_EQ(ChangesOf(R"("status":1,"recover_progress":{})").back(), "update axis_acs_ctrler 1");
   EXPECT_THAT(ChangesOf(R"("status":1,"cms_locked":{})"), ElementsAre("update capability_file 1"));
