@@ -35,10 +35,10 @@ struct Devices {
 
 Devices LookAtDevices(const Json::Value& document) {
   Devices devices;
-  for (const Section& section : Sections()) {
-    const Json::Value& entries = document[section.name];
-    if (!section.lists_devices || entries.empty() || !entries.isArray()) continue;
-    const auto configuration = ConfigurationMembers(*section.table);
+  for (const Kind* kind : KindsWithSection()) {
+    const Json::Value& entries = document[kind->section.name];
+    if (kind->role != schema::Role::Device || entries.empty() || !entries.isArray()) continue;
+    const auto configuration = ConfigurationMembers(*kind->table);
     for (const Json::Value& entry : entries) {
       if (!entry.isObject()) continue;
       for (auto member = entry.begin(); member != entry.end(); ++member) {
@@ -62,14 +62,15 @@ bool HasServerMembers(const Json::Value& document) {
 }
 
 bool HasSectionOfSnapshotsOnly(const Json::Value& document) {
-  return std::any_of(Sections().begin(), Sections().end(),
-                     [&](const Section& section) { return !section.in_reports && document.isMember(section.name); });
+  return std::any_of(KindsWithSection().begin(), KindsWithSection().end(), [&](const Kind* kind) {
+    return !kind->section.in_reports && document.isMember(kind->section.name);
+  });
 }
 
 /// Whether any section of a snapshot is there, in a report too.
 bool HasSections(const Json::Value& document) {
-  return std::any_of(Sections().begin(), Sections().end(),
-                     [&](const Section& section) { return document.isMember(section.name); });
+  return std::any_of(KindsWithSection().begin(), KindsWithSection().end(),
+                     [&](const Kind* kind) { return document.isMember(kind->section.name); });
 }
 
 }  // namespace

@@ -1,30 +1,15 @@
-/// The kinds of rows that the host can list: one line each in kinds.cpp.
+/// The kinds of rows that the host can list.
 #pragma once
 
 #include <span>
-#include <string>
 #include <string_view>
-#include <vector>
 
-#include "record/table.h"
+#include "schema/kinds.h"
 
 namespace qv::host {
 
-/// What a kind's rows are to an import.
-enum class Role {
-  Device,    ///< equipment: losing many at once is guarded against
-  Settings,  ///< comes and goes with the document or its devices
-  Outbox,    ///< messages: a consequence of changes, not a change
-};
-
-struct Kind {
-  std::string_view name;
-  const record::AnyTable* table;
-  Role role;
-  /// Column with the id of the slave that a row belongs to; empty: it belongs to that of the row it is a part of.
-  std::string_view owner;
-  std::vector<std::string_view> columns;  ///< the most telling ones
-};
+using schema::Kind;
+using schema::Role;
 
 std::span<const Kind> AllKinds();
 

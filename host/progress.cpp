@@ -3,7 +3,7 @@
 #include <chrono>
 
 #include "changes.h"
-#include "sections.h"
+#include "schema/kinds.h"
 
 namespace qv::host {
 namespace {
@@ -12,10 +12,8 @@ constexpr std::chrono::milliseconds kInterval{100};
 
 /// How many entries the document has that become rows of the table.
 std::int64_t EntriesFor(std::string_view table, const Json::Value& document) {
-  for (const Section& section : Sections()) {
-    if (section.table->name() == table) return document[section.name].size();
-  }
-  return 0;
+  const char* const section = schema::KindOf(table).section.name;
+  return section == nullptr ? 0 : document[section].size();
 }
 
 }  // namespace

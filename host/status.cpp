@@ -16,7 +16,7 @@ namespace {
 std::vector<std::pair<std::string, Json::Value>> MembersOf(const SlaveZRStatus& status) {
   std::vector<std::pair<std::string, Json::Value>> members;
   const auto add = [&](const char* name, const Json::Value& value) { members.emplace_back(name, value); };
-#define ADD(TYPE, NAME, INITIAL) add(#NAME, status.NAME);
+#define ADD(TYPE, NAME, INITIAL, KEY, REPORTED) add(#NAME, status.NAME);
   SLAVE_ZR_STATUS_MEMBERS(ADD, add("ZrId", status.ZrId);)
 #undef ADD
   for (auto& [name, value] : members) {

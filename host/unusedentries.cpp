@@ -3,11 +3,13 @@
 #include <qvobjectcounting.h>
 
 #include <functional>
-#include <set>
+#include <optional>
+#include <unordered_map>
 
 #include "analytics/tables.h"
 #include "capability/capability.h"
 #include "devices/tables.h"
+#include "schema/kinds.h"
 
 namespace qv::host {
 namespace {
@@ -20,30 +22,48 @@ class UnusedEntries {
   UnusedEntries(const Json::Value& document, int zr) : document_(document), zr_(zr) {}
 
   std::vector<Fault> Find() {
-    InSection("camCapList", [&](const Json::Value& entry) { InCapability(entry); });
-    InSection("POS_info", [&](const Json::Value& entry) { InDevice(entry, qv::devices::PosTable(), POS()); });
-    InSection("speaker_info",
-              [&](const Json::Value& entry) { InDevice(entry, qv::devices::SpeakerTable(), IPSpeaker()); });
-    for (const char* const tasks : {"iva_info", "face_info"}) {
-      InSection(tasks, [&, cameras = Ids(tasks, qv::devices::CameraTable())](const Json::Value& entry) {
+    using namespace qv::devices;    // NOLINT(google-build-using-namespace): the tables of all parts
+    using namespace qv::analytics;  // NOLINT(google-build-using-namespace)
+    InSectionOf(qv::capability::CapabilityFileTable(), [&](const Json::Value& entry) { InCapability(entry); });
+    InSectionOf(PosTable(), [&](const Json::Value& entry) { InDevice(entry, PosTable(), POS()); });
+    InSectionOf(SpeakerTable(), [&](const Json::Value& entry) { InDevice(entry, SpeakerTable(), IPSpeaker()); });
+    const Ids cameras(CameraTable(), zr_);
+    for (const AnyTable* tasks :
+         {static_cast<const AnyTable*>(&IvaTaskTable()), static_cast<const AnyTable*>(&FaceTaskTable())}) {
+      InSectionOf(*tasks, [&](const Json::Value& entry) {
         const int camera = entry["camera_id"].asInt();
-        if (!cameras.contains(camera)) Add(".camera_id", Unknown("camera", camera));
+        if (!cameras.Have(camera)) Add(".camera_id", Unknown("camera", camera));
       });
     }
-    InSection("counting_widget_info",
-              [&, tasks = Ids("counting_widget_info", qv::analytics::IvaTaskTable())](const Json::Value& entry) {
-                const int task = entry["iva_setting_id"].asInt();
-                if (!tasks.contains(task)) return Add(".iva_setting_id", Unknown("IVA task", task));
-                InWidget(entry);
-              });
-    InSection("counting_task_group_info",
-              [&, widgets = Ids("counting_task_group_info", qv::analytics::CountingWidgetTable())](
-                  const Json::Value& entry) { InGroup(entry, widgets); });
+    const Ids tasks(IvaTaskTable(), zr_);
+    InSectionOf(CountingWidgetTable(), [&](const Json::Value& entry) {
+      const int task = entry["iva_setting_id"].asInt();
+      if (!tasks.Have(task)) return Add(".iva_setting_id", Unknown("IVA task", task));
+      InWidget(entry);
+    });
+    const Ids widgets(CountingWidgetTable(), zr_);
+    InSectionOf(TaskGroupTable(), [&](const Json::Value& entry) { InGroup(entry, widgets); });
     return std::move(found_);
   }
 
  private:
-  void InSection(const char* section, const std::function<void(const Json::Value&)>& look) {
+  /// The ids on the slave of a table's rows, read when the first is asked for.
+  class Ids {
+   public:
+    Ids(const AnyTable& table, int zr) : table_(table), zr_(zr) {}
+    bool Have(int id) const {
+      if (!ids_) ids_ = table_.HostIds(zr_);
+      return ids_->contains(id);
+    }
+
+   private:
+    const AnyTable& table_;
+    const int zr_;
+    mutable std::optional<std::unordered_map<int, int>> ids_;
+  };
+
+  void InSectionOf(const AnyTable& table, const std::function<void(const Json::Value&)>& look) {
+    const char* const section = qv::schema::KindOf(table.name()).section.name;
     const Json::Value& entries = document_[section];
     for (Json::ArrayIndex i = 0; i < entries.size(); ++i) {
       place_ = std::string(section) + '[' + std::to_string(i) + ']';
@@ -80,22 +100,14 @@ class UnusedEntries {
     }
   }
 
-  void InGroup(const Json::Value& entry, const std::set<int>& widgets) {
+  void InGroup(const Json::Value& entry, const Ids& widgets) {
     const auto group = QvObjectCounting::CountingTaskGroup::CreateCountingTaskGroupFromJson(entry);
     if (!group) return Add("", "a member has the wrong type");
     int index = 0;
     for (const int widget : group.Value().widgetIds) {
-      if (!widgets.contains(widget)) Add(".widget_ids[" + std::to_string(index) + ']', Unknown("widget", widget));
+      if (!widgets.Have(widget)) Add(".widget_ids[" + std::to_string(index) + ']', Unknown("widget", widget));
       ++index;
     }
-  }
-
-  /// The ids on the slave of a table's rows, where a section needs them.
-  std::set<int> Ids(const char* section, const AnyTable& table) const {
-    std::set<int> ids;
-    if (document_[section].empty()) return ids;
-    for (const auto& [id_on_slave, host_id] : table.HostIds(zr_)) ids.insert(id_on_slave);
-    return ids;
   }
 
   std::string Unknown(const char* what, int id) const {

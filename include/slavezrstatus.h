@@ -19,35 +19,35 @@ enum SLAVE_ZR_CONN_STATUS : int {
 /// Whether a slave with this status can be worked with, so that what it says of its devices counts.
 bool IsZrOnlineSts(SLAVE_ZR_CONN_STATUS status);
 
-/// The members of `SlaveZRStatus` in their order, but for `ZrId`, which comes where `AT_ID` stands: type, name and the
-/// value in a record that nobody has filled.
-#define SLAVE_ZR_STATUS_MEMBERS(MEMBER, AT_ID)                                                          \
-  MEMBER(int, Status, SLAVE_ZR_DISCONNECTED) /* a SLAVE_ZR_CONN_STATUS; numbers of newer slaves too */  \
-  MEMBER(int, PkgStatus, 0)                  /* state of the recording package */                       \
-  MEMBER(int, VolStatus, 0)                  /* state of the storage volume */                          \
-  AT_ID                                                                                                 \
-  MEMBER(int, CamCnt, 0)                                                                                \
-  MEMBER(int, IOModCnt, 0)                                                                              \
-  MEMBER(int, TransDevCnt, 0) /* POS terminals */                                                       \
-  MEMBER(int, SpeakerDevCnt, 0)                                                                         \
-  MEMBER(int, DoorCnt, 0)                                                                               \
-  MEMBER(double, VolSpace, -1.0) /* as the slave figures it; -1: it does not say */                     \
-  MEMBER(bool, isBeta, false)    /* runs a beta build */                                                \
-  MEMBER(bool, blCmsLocked, false)                                                                      \
-  MEMBER(bool, blCmsMasked, false)                                                                      \
-  MEMBER(bool, blHasAAC, false)  /* can handle AAC audio */                                             \
-  MEMBER(bool, blHasHEVC, false) /* can handle HEVC video */                                            \
-  MEMBER(int, ORUPkgStatus, 0)   /* state of the media-extension package */                             \
-  MEMBER(bool, blRecEncryptEnabled, false)                                                              \
-  MEMBER(int, LoginError, 0)         /* of the host's last contact with the slave; the host's to set */ \
-  MEMBER(std::string, strCookie, {}) /* a secret */                                                     \
-  MEMBER(std::string, strSerialNum, {})                                                                 \
-  MEMBER(std::string, strTarnVersion, {}) /* of the operating system */                                 \
-  MEMBER(std::string, strQVVersion, {})   /* of the recording package */                                \
-  MEMBER(std::string, strDPVersion, {})   /* of the device pack */                                      \
-  MEMBER(int, RecoverProgress, 0)         /* of a recovery that is running, percent */
+/// The members of `SlaveZRStatus` in their order, but for `ZrId`, which comes where `AT_ID` stands: type, name, the
+/// value in a record that nobody has filled, the key in a slave's report (none: the host's to set) and the type there.
+#define SLAVE_ZR_STATUS_MEMBERS(MEMBER, AT_ID)                                                                   \
+  MEMBER(int, Status, SLAVE_ZR_DISCONNECTED, "status", intValue) /* a SLAVE_ZR_CONN_STATUS, or a newer one */    \
+  MEMBER(int, PkgStatus, 0, "pkg_status", intValue)              /* state of the recording package */            \
+  MEMBER(int, VolStatus, 0, "vol_status", intValue)              /* state of the storage volume */               \
+  AT_ID                                                                                                          \
+  MEMBER(int, CamCnt, 0, "cam_count", intValue)                                                                  \
+  MEMBER(int, IOModCnt, 0, "iomodule_count", intValue)                                                           \
+  MEMBER(int, TransDevCnt, 0, "trans_dev_count", intValue) /* POS terminals */                                   \
+  MEMBER(int, SpeakerDevCnt, 0, "speaker_dev_count", intValue)                                                   \
+  MEMBER(int, DoorCnt, 0, "acs_door_count", intValue)                                                            \
+  MEMBER(double, VolSpace, -1.0, "volSpace", realValue)       /* as the slave figures it; -1: it does not say */ \
+  MEMBER(bool, isBeta, false, "is_beta", booleanValue)        /* runs a beta build */                            \
+  MEMBER(bool, blCmsLocked, false, "cms_locked", stringValue) /* set by the text "true" */                       \
+  MEMBER(bool, blCmsMasked, false, "cms_masked", stringValue)                                                    \
+  MEMBER(bool, blHasAAC, false, "has_aac", booleanValue)   /* can handle AAC audio */                            \
+  MEMBER(bool, blHasHEVC, false, "has_hevc", booleanValue) /* can handle HEVC video */                           \
+  MEMBER(int, ORUPkgStatus, 0, "oru_pkg_status", intValue) /* state of the media-extension package */            \
+  MEMBER(bool, blRecEncryptEnabled, false, "recEncryptEnabled", booleanValue)                                    \
+  MEMBER(int, LoginError, 0, nullptr, nullValue)            /* of the host's last contact with the slave */      \
+  MEMBER(std::string, strCookie, {}, "cookie", stringValue) /* a secret */                                       \
+  MEMBER(std::string, strSerialNum, {}, "serial_num", stringValue)                                               \
+  MEMBER(std::string, strTarnVersion, {}, "tarn_version", stringValue) /* of the operating system */             \
+  MEMBER(std::string, strQVVersion, {}, "qv_version", stringValue)     /* of the recording package */            \
+  MEMBER(std::string, strDPVersion, {}, "dp_version", stringValue)     /* of the device pack */                  \
+  MEMBER(int, RecoverProgress, 0, "recover_progress", intValue)        /* of a recovery that is running, percent */
 
-#define SLAVE_ZR_STATUS_MEMBER(TYPE, NAME, INITIAL) TYPE NAME = INITIAL;
+#define SLAVE_ZR_STATUS_MEMBER(TYPE, NAME, INITIAL, KEY, REPORTED) TYPE NAME = INITIAL;
 
 /// One slave's status.
 struct SlaveZRStatus {

@@ -1,6 +1,6 @@
 #include "ownedrows.h"
 
-#include "../schema/tables.h"
+#include "../schema/kinds.h"
 #include "../server/servers.h"
 
 namespace qv::removal {
@@ -28,7 +28,7 @@ std::vector<record::Where> RowsOf(const record::AnyTable& table, int zr) {
   if (!rows.empty()) return rows;
   for (const record::Field& field : table.fields()) {
     if (!GoesWith(field)) continue;
-    for (const record::Where& referenced : RowsOf(schema::TableNamed(field.info.references), zr)) {
+    for (const record::Where& referenced : RowsOf(*schema::KindOf(field.info.references).table, zr)) {
       rows.push_back(record::Where().InRowsOf(field.info.column, field.info.references, referenced));
     }
   }
@@ -43,8 +43,8 @@ std::int64_t DeleteRowsOf(const record::AnyTable& table, int zr) {
 
 std::vector<std::string> TablesHolding(int zr) {
   std::vector<std::string> names;
-  for (const record::AnyTable* table : schema::Tables()) {
-    if (IsHeldFor(*table, zr)) names.push_back(table->name());
+  for (const schema::Kind& kind : schema::Kinds()) {
+    if (IsHeldFor(*kind.table, zr)) names.push_back(kind.table->name());
   }
   return names;
 }

@@ -1,28 +1,19 @@
 #include "slavedata.h"
 
-#include <initializer_list>
-
-#include "../analytics/tables.h"
 #include "../capability/capability.h"
 #include "../db/database.h"
 #include "../devices/camerareferences.h"
-#include "../devices/edgestoragetable.h"
-#include "../devices/emapitems.h"
-#include "../devices/posrules.h"
-#include "../devices/sections.h"
 #include "../devices/tables.h"
 #include "../record/attempt.h"
+#include "../schema/kinds.h"
 #include "../server/relatedtables.h"
-#include "../server/servers.h"
 #include "ownedrows.h"
 #include "shmdbcache.h"
 
 namespace {
 
-using namespace qv;           // NOLINT(google-build-using-namespace): this file is about the tables of all parts
-using namespace qv::devices;  // NOLINT(google-build-using-namespace)
-using namespace qv::removal;  // NOLINT(google-build-using-namespace)
-using namespace qv::server;   // NOLINT(google-build-using-namespace)
+using namespace qv;  // NOLINT(google-build-using-namespace): this file is about the tables of all parts
+using schema::Removal;
 
 /// Runs `work`, which removes what the host holds for a server, all or nothing. The host itself is no slave.
 template <class Work>
@@ -35,19 +26,16 @@ int Remove(log::Text<int> failure, int zr, Work&& work) {
   });
 }
 
-using Tables = std::initializer_list<const record::AnyTable*>;
-
-/// Deletes the server's rows of each table in turn.
-void DeleteRows(int zr, Tables tables) {
-  for (const record::AnyTable* table : tables) DeleteRowsOf(*table, zr);
+/// Deletes the server's rows of these kinds: those that are part of others first, so that they are counted.
+void DeleteRows(int zr, Removal removal) {
+  const std::span<const schema::Kind> kinds = schema::Kinds();
+  for (auto kind = kinds.rbegin(); kind != kinds.rend(); ++kind) {
+    if (kind->removal == removal) removal::DeleteRowsOf(*kind->table, zr);
+  }
 }
 
-/// Deletes the server's rows of `kind`, and before them those of `dependents`, which would go too: so they are counted.
-int Delete(log::Text<int> failure, int zr, const record::AnyTable& kind, Tables dependents = {}) {
-  return Remove(failure, zr, [&] {
-    DeleteRows(zr, dependents);
-    DeleteRowsOf(kind, zr);
-  });
+int Delete(log::Text<int> failure, int zr, Removal removal) {
+  return Remove(failure, zr, [&] { DeleteRows(zr, removal); });
 }
 
 }  // namespace
@@ -55,17 +43,15 @@ int Delete(log::Text<int> failure, int zr, const record::AnyTable& kind, Tables 
 int CamDelByZrId(int zrId) {
   return Remove("Failed to delete the cameras of server [{}]", zrId, [&] {
     capability::DeleteFilesOf(zrId);
-    DetachDoorsFromCamerasOf(zrId);
-    DeleteRows(zrId, {&analytics::TaskGroupWidgetTable(), &analytics::TaskGroupTable(),
-                      &analytics::CountingWidgetTable(), &analytics::IvaTaskTable(), &analytics::FaceTaskTable()});
-    DeleteRows(zrId, {&EdgeStorageTable(), &CameraDetectionSettingTable(), &CameraDeviceOutputTable(), &CameraTable()});
+    devices::DetachDoorsFromCamerasOf(zrId);
+    DeleteRows(zrId, Removal::Cameras);
   });
 }
 
 int IOModuleDelByZrId(int zrId) {
   return Remove("Failed to delete the I/O modules of server [{}]", zrId, [&] {
-    DeleteRows(zrId, {&IOModuleSettingTable(), &IOModuleCamPairingTable()});
-    const bool had_modules = DeleteRowsOf(IOModuleTable(), zrId) > 0;
+    const bool had_modules = devices::IOModuleTable().Count(record::Where().Is("owner_zr_id", zrId)) > 0;
+    DeleteRows(zrId, Removal::IOModules);
     // Modules that went before their server are in the cache still; for no entries at all, none is made.
     if (!had_modules && !ShmDBCacheExists()) return;
     if (ShmDBCache* cache = QVShmDBCacheAt()) cache->RemoveIOModules(zrId);
@@ -73,52 +59,52 @@ int IOModuleDelByZrId(int zrId) {
 }
 
 int POSDelByZrId(int zrId) {
-  return Delete("Failed to delete the POS terminals of server [{}]", zrId, PosTable(),
-                {&PosTextRuleTable(), &PosEventConfTable()});
+  return Delete("Failed to delete the POS terminals of server [{}]", zrId, Removal::PosTerminals);
 }
 
-int SpeakerDelByZrId(int zrId) { return Delete("Failed to delete the speakers of server [{}]", zrId, SpeakerTable()); }
+int SpeakerDelByZrId(int zrId) {
+  return Delete("Failed to delete the speakers of server [{}]", zrId, Removal::Speakers);
+}
 
 int CtrlerDelByZrId(int zrId) {
-  return Delete("Failed to delete the controllers of server [{}]", zrId, CtrlerTable(),
-                {&CtrlerActionRuleTable(), &DoorTable()});
+  return Delete("Failed to delete the controllers of server [{}]", zrId, Removal::Controllers);
 }
 
 int DelRecShareByZrId(int zrId) {
-  return Delete("Failed to delete the recording shares of server [{}]", zrId, RecShareTable());
+  return Delete("Failed to delete the recording shares of server [{}]", zrId, Removal::RecShares);
 }
 
 int DelAllEmapItemByZrId(int zrId) {
-  return Delete("Failed to delete the e-map items of server [{}]", zrId, EmapItemTable());
+  return Delete("Failed to delete the e-map items of server [{}]", zrId, Removal::EmapItems);
 }
 
 int DelLayoutAllItems(int zrId) {
-  return Delete("Failed to delete the layout items of server [{}]", zrId, LayoutItemTable());
+  return Delete("Failed to delete the layout items of server [{}]", zrId, Removal::LayoutItems);
 }
 
 int DelSlaveZRFromAllPrivProfile(int zrId) {
-  return Delete("Failed to remove server [{}] from the privilege profiles", zrId, ServerTable(),
-                {&PrivilegeProfileServerTable()});
+  return Delete("Failed to remove server [{}] from the privilege profiles", zrId, Removal::PrivilegeProfiles);
 }
 
 int DelMigrationByZrId(int zrId) {
-  return Delete("Failed to delete the camera migrations of server [{}]", zrId, CameraMigrationTable());
+  return Delete("Failed to delete the camera migrations of server [{}]", zrId, Removal::CameraMigrations);
 }
 
 int DelAllCamGrpCamByZrId(int zrId) {
-  return Delete("Failed to remove the cameras of server [{}] from the camera groups", zrId, CameraGroupMemberTable());
+  return Delete("Failed to remove the cameras of server [{}] from the camera groups", zrId, Removal::CameraGroups);
 }
 
 int DelEvtExpByZrId(int zrId) {
-  return Delete("Failed to delete the event exports of server [{}]", zrId, EventExportTable());
+  return Delete("Failed to delete the event exports of server [{}]", zrId, Removal::EventExports);
 }
 
 int OperateAllEvtMntByZrId(EVENT_MNT_OPERATE_TYPE operation, int zrId) {
   return operation == EVENT_MNT_DELETE_ALL
-             ? Delete("Failed to delete the event mounts of server [{}]", zrId, EventMountTable())
+             ? Delete("Failed to delete the event mounts of server [{}]", zrId, Removal::EventMounts)
              : -1;
 }
 
 int ResetDoorLayoutItemByZrId(int zrId) {
-  return Remove("Failed to reset the door layout items of server [{}]", zrId, [&] { ResetDoorLayoutItems(zrId); });
+  return Remove("Failed to reset the door layout items of server [{}]", zrId,
+                [&] { server::ResetDoorLayoutItems(zrId); });
 }

@@ -5,7 +5,7 @@
 
 #include "../capability/filesync.h"
 #include "../db/database.h"
-#include "tables.h"
+#include "kinds.h"
 #include "versions.h"
 
 namespace qv::schema {
@@ -27,10 +27,11 @@ std::string FindDifference(const std::string& table, const db::Columns& expected
 
 /// Compares the tables of a database with the field lists of the records. Other tables may be there too.
 std::string FindDifference(const db::TableColumns& found) {
-  for (const record::AnyTable* table : Tables()) {
-    const auto here = found.find(table->name());
-    if (here == found.end()) return "there is no table " + table->name();
-    std::string difference = FindDifference(table->name(), table->schema().ColumnDefinitions(), here->second);
+  for (const Kind& kind : Kinds()) {
+    const std::string& table = kind.table->name();
+    const auto here = found.find(table);
+    if (here == found.end()) return "there is no table " + table;
+    std::string difference = FindDifference(table, kind.table->schema().ColumnDefinitions(), here->second);
     if (!difference.empty()) return difference;
   }
   return "";

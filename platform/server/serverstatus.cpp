@@ -17,13 +17,13 @@ std::optional<SlaveZR> FindServer(int zrId) { return ServerTable().Find(qv::reco
 std::string Now() { return fmt::format("{:%FT%TZ}", fmt::gmtime(std::time(nullptr))); }
 
 void Take(const SlaveZR& row, SlaveZRStatus& record) {
-#define TAKE(TYPE, NAME, INITIAL) record.NAME = row.Get##NAME();
+#define TAKE(TYPE, NAME, INITIAL, KEY, REPORTED) record.NAME = row.Get##NAME();
   SLAVE_ZR_STATUS_MEMBERS(TAKE, )
 #undef TAKE
 }
 
 void Take(const SlaveZRStatus& record, SlaveZR& row) {
-#define TAKE(TYPE, NAME, INITIAL) row.Set##NAME(record.NAME);
+#define TAKE(TYPE, NAME, INITIAL, KEY, REPORTED) row.Set##NAME(record.NAME);
   SLAVE_ZR_STATUS_MEMBERS(TAKE, )
 #undef TAKE
 }

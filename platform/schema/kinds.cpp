@@ -1,0 +1,183 @@
+#include "kinds.h"
+
+#include <algorithm>
+#include <stdexcept>
+#include <string>
+
+#include "../analytics/tables.h"
+#include "../capability/capability.h"
+#include "../devices/camerareferences.h"
+#include "../devices/edgestoragetable.h"
+#include "../devices/emapitems.h"
+#include "../devices/posrules.h"
+#include "../devices/sections.h"
+#include "../devices/tables.h"
+#include "../messages/outbox.h"
+#include "../server/relatedtables.h"
+#include "../server/servers.h"
+#include "../server/settings.h"
+
+namespace qv::schema {
+namespace {
+
+constexpr Member kId[] = {{"id", Json::intValue}};
+constexpr Member kCameraStatus[] = {{"id", Json::intValue},
+                                    {"status", Json::intValue},
+                                    {"live_profile", Json::intValue},
+                                    {"rtsp_key", Json::stringValue}};
+constexpr Member kCamera[] = {{"id", Json::intValue}, {"rtsp_key", Json::stringValue}};
+constexpr Member kDeviceStatus[] = {{"id", Json::intValue}, {"status", Json::intValue}};
+constexpr Member kTask[] = {{"id", Json::intValue}, {"camera_id", Json::intValue}};
+constexpr Member kWidget[] = {{"id", Json::intValue}, {"iva_setting_id", Json::intValue}, {"type", Json::intValue}};
+constexpr Member kCapability[] = {
+    {"camVendor", Json::stringValue}, {"camModel", Json::stringValue}, {"capFileName", Json::stringValue}};
+
+using ColumnNames = std::vector<std::string_view>;
+
+/// The columns that every device and every task has, and some of its own.
+ColumnNames WithName(const ColumnNames& own) {
+  ColumnNames columns = {"id", "id_on_rec_server", "owner_zr_id", "name"};
+  columns.insert(columns.end(), own.begin(), own.end());
+  return columns;
+}
+
+/// A section that the host keeps entry by entry, as it is.
+Kind Entries(std::string_view name, const record::AnyTable& table, Removal removal, const char* section) {
+  return {name,
+          &table,
+          removal,
+          Role::Settings,
+          {"id", "id_on_rec_server", "owner_zr_id", "settings"},
+          {.name = section, .lists_objects = false}};
+}
+
+}  // namespace
+
+std::span<const Kind> Kinds() {
+  using namespace devices;    // NOLINT(google-build-using-namespace): the tables of all parts
+  using namespace analytics;  // NOLINT(google-build-using-namespace)
+  using namespace server;     // NOLINT(google-build-using-namespace)
+  static const std::vector<Kind> kinds = {
+      {"server",
+       &ServerTable(),
+       Removal::PrivilegeProfiles,
+       Role::Settings,
+       {"id", "model", "status", "cam_count", "iomodule_count", "trans_dev_count", "speaker_dev_count",
+        "acs_door_count", "tarn_version", "qv_version", "dp_version", "last_report"}},
+      {"camera",
+       &CameraTable(),
+       Removal::Cameras,
+       Role::Device,
+       WithName({"enabled", "vendor", "model", "host", "resolution", "status"}),
+       {"camera_info", true, kCamera, kCameraStatus}},
+      {"edge-storage",
+       &EdgeStorageTable(),
+       Removal::Cameras,
+       Role::Settings,
+       {"id", "owner_zr_id", "camera_id", "enabled", "recording_mode", "storage_type", "size", "retention_days"}},
+      {"iomodule",
+       &IOModuleTable(),
+       Removal::IOModules,
+       Role::Device,
+       WithName({"enabled", "vendor", "model", "host", "input_count", "output_count", "note"}),
+       {"iomodule_info", true, kId, kDeviceStatus}},
+      {"pos",
+       &PosTable(),
+       Removal::PosTerminals,
+       Role::Device,
+       WithName({"enabled", "vendor", "model", "host", "port", "note"}),
+       {"POS_info", true, kId, kDeviceStatus}},
+      {"speaker",
+       &SpeakerTable(),
+       Removal::Speakers,
+       Role::Device,
+       WithName({"enabled", "vendor", "model", "host", "volume", "note"}),
+       {"speaker_info", true, kId, kDeviceStatus}},
+      {"controller",
+       &CtrlerTable(),
+       Removal::Controllers,
+       Role::Device,
+       WithName({"enabled", "model", "host", "mac_addr", "status", "note"}),
+       {"ctrler_info", true, kId}},
+      {"door", &DoorTable(), Removal::Controllers, Role::Settings,
+       WithName({"ctrler_id", "cam_id", "cam_zr_id", "status"})},
+      // Analytics goes with the cameras, so only they are guarded.
+      {"iva-task",
+       &IvaTaskTable(),
+       Removal::Cameras,
+       Role::Settings,
+       WithName({"camera_id", "type", "enable"}),
+       {"iva_info", true, kTask, kTask}},
+      {"face-task",
+       &FaceTaskTable(),
+       Removal::Cameras,
+       Role::Settings,
+       WithName({"camera_id", "enable", "face_groups"}),
+       {"face_info", true, kTask, kTask}},
+      {"counting-widget",
+       &CountingWidgetTable(),
+       Removal::Cameras,
+       Role::Settings,
+       WithName({"iva_setting_id", "type", "capacity"}),
+       {"counting_widget_info", false, kWidget}},
+      {"counting-group",
+       &TaskGroupTable(),
+       Removal::Cameras,
+       Role::Settings,
+       WithName({"widget_ids"}),
+       {"counting_task_group_info"}},
+      Entries("camera-detection-setting", CameraDetectionSettingTable(), Removal::Cameras, "camDetSetting"),
+      Entries("camera-device-output", CameraDeviceOutputTable(), Removal::Cameras, "camDeviceOutput"),
+      Entries("iomodule-setting", IOModuleSettingTable(), Removal::IOModules, "iomoduleSetting"),
+      Entries("iomodule-cam-pairing", IOModuleCamPairingTable(), Removal::IOModules, "iomoduleCamPairing"),
+      Entries("pos-event-conf", PosEventConfTable(), Removal::PosTerminals, "POS_eventconf"),
+      {"pos-text-rule",
+       &PosTextRuleTable(),
+       Removal::PosTerminals,
+       Role::Settings,
+       {"id", "pos_id", "position", "type", "pattern", "value"}},
+      {"counting-group-widget",
+       &TaskGroupWidgetTable(),
+       Removal::Cameras,
+       Role::Settings,
+       {"id", "group_id", "position", "widget_id"}},
+      // The states that rules ask for; the section is that of the controllers.
+      {"ctrler-action-rule",
+       &CtrlerActionRuleTable(),
+       Removal::Controllers,
+       Role::Settings,
+       {"id", "id_on_rec_server", "owner_zr_id", "settings"}},
+      Entries("rec-share", RecShareTable(), Removal::RecShares, "recShare"),
+      {"capability",
+       &capability::CapabilityFileTable(),
+       Removal::Cameras,
+       Role::Settings,
+       {"id", "owner_zr_id", "vendor", "model", "path"},
+       {"camCapList", true, kCapability, kCapability}},
+      {"message",
+       &messages::MessageTable(),
+       Removal::None,
+       Role::Outbox,
+       {"id", "zr_id", "target", "command", "payload"}},
+      {"emap-item", &EmapItemTable(), Removal::EmapItems},
+      {"layout-item", &LayoutItemTable(), Removal::LayoutItems},
+      {"privilege-profile-server", &PrivilegeProfileServerTable(), Removal::PrivilegeProfiles},
+      {"camera-migration", &CameraMigrationTable(), Removal::CameraMigrations},
+      {"camera-group-member", &CameraGroupMemberTable(), Removal::CameraGroups},
+      {"event-mount", &EventMountTable(), Removal::EventMounts},
+      {"event-export", &EventExportTable(), Removal::EventExports},
+      {"door-layout-item", &DoorLayoutItemTable(), Removal::DoorLayoutItems},
+      {"setting", &SettingTable(), Removal::None},
+  };
+  return kinds;
+}
+
+const Kind& KindOf(std::string_view table) {
+  const std::span<const Kind> kinds = Kinds();
+  const auto found =
+      std::find_if(kinds.begin(), kinds.end(), [&](const Kind& kind) { return kind.table->name() == table; });
+  if (found == kinds.end()) throw std::logic_error("no table " + std::string(table));
+  return *found;
+}
+
+}  // namespace qv::schema
