@@ -1,13 +1,14 @@
 #include "filesync.h"
 
 #include <fmt/format.h>
+#include <sys/random.h>
 
 #include <algorithm>
+#include <cstdint>
 #include <filesystem>
 #include <map>
 #include <memory>
 #include <optional>
-#include <random>
 #include <set>
 #include <stdexcept>
 #include <utility>
@@ -43,8 +44,11 @@ std::string ReadRevision() {
 
 /// No two states of the rows have the same revision, also when the database is brought back from a backup.
 void SetNewRevision() {
-  std::random_device random;
-  const std::string revision = fmt::format("{:08x}{:08x}", random(), random());
+  std::uint64_t number = 0;
+  if (getrandom(&number, sizeof number, 0) != sizeof number) {
+    throw db::Error(db::Error::Kind::Statement, "the system gives no random number");
+  }
+  const std::string revision = fmt::format("{:016x}", number);
   db::ThisThread().Prepare("UPDATE capability_revision SET revision=$1").Bind(std::string_view(revision)).Run();
 }
 
@@ -177,6 +181,7 @@ class Files {
 
   void FillRow(const std::string& path, bool is_good) {
     const std::optional<std::string> content = is_good ? folder_.Read(InFolder(path)) : std::nullopt;
+    if (!content) log::Warn("The capability file {} of a former version is forgotten", path);
     db::Query query = db::ThisThread().Prepare(content ? "UPDATE capability_file SET content=$1 WHERE path=$2"
                                                        : "DELETE FROM capability_file WHERE path=$1");
     if (content) query.Bind(std::string_view(*content));
