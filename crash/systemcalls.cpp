@@ -68,8 +68,7 @@ void KeepSynced(int file) {
 
 struct CountAtEnd {
   ~CountAtEnd() {
-    const char* name = getenv("QV_CRASH_COUNT");
-    FILE* file = name == nullptr ? nullptr : fopen(name, "w");
+    FILE* file = getenv("QV_CRASH_COUNT") == nullptr ? nullptr : fopen(getenv("QV_CRASH_COUNT"), "w");
     if (file == nullptr) return;
     fprintf(file, "%ld\n", calls.load());
     fclose(file);

@@ -13,47 +13,36 @@ namespace fs = std::filesystem;
 constexpr int kDone = 0;
 constexpr int kBadDocument = 65;
 
-std::string Speaker(const std::string& members) { return "{\"speaker_info\":[{" + members + "}]}"; }
-
 using HostileTest = ToolTest;
 
-TEST_F(HostileTest, DocumentsAreRefusedOrApplied) {
-  const char* const name = "SELECT name FROM ipspeaker";
+TEST_F(HostileTest, DocumentsAreRefusedWithoutATrace) {
   const std::string deep = std::string(100'000, '[') + std::string(100'000, ']');
-  const struct {
-    std::string document;
-    const char* query = nullptr;  ///< asked afterwards; null: the document is refused
-    std::string answer = {};
-  } cases[] = {
-      {deep},
-      {Speaker("\"id\":1,\"x\":" + deep)},
-      {Speaker("\"id\":2147483648")},
-      {Speaker("\"id\":1.5")},
-      {Speaker("\"id\":1,\"name\":\"\xff\xfe\"")},
-      {R"({"speaker_info":[null,1,"x",[],true]})"},
-      {R"({"speaker_info":"x","POS_info":7,"camera_info":{"a":1},"camCapList":false})"},
-      {Speaker("\"id\":-2147483648"), "SELECT id_on_rec_server FROM ipspeaker", "-2147483648"},
-      {Speaker(R"("id":1,"name":"a\u0000b\nERR faked\r\u001b[31m\u2028")"), "SELECT hex(name) FROM ipspeaker",
-       "6100620A4552522066616B65640D1B5B33316DE280A8"},
-      {Speaker(R"("id":1,"name":"'); DROP TABLE ipspeaker; -- % _ $1 ?1 :a @b %s%n%*d%99999999d")"), name,
-       "'); DROP TABLE ipspeaker; -- % _ $1 ?1 :a @b %s%n%*d%99999999d"},
-  };
   Write("empty", R"({"camera_info":[]})");
-  for (const auto& [document, query, answer] : cases) {
-    const std::string label = document.substr(0, 80);
-    const bool is_refused = query == nullptr;
-    fs::remove_all(folder_ / "data");
+  ASSERT_EQ(Run("pair 7 empty").status, 0);
+  const auto before = support::DumpDatabase(folder_ / "data");
+  for (const std::string& document :
+       {deep, R"({"speaker_info":[{"id":1,"x":)" + deep + "}]}", std::string(R"({"speaker_info":[{"id":2147483648}]})"),
+        std::string(R"({"speaker_info":[{"id":1},null,1,"x",[],true]})"),
+        std::string(R"({"speaker_info":"x","POS_info":7,"camera_info":{"a":1},"camCapList":false})"),
+        std::string("{\"speaker_info\":[{\"id\":1,\"name\":\"\xff\xfe\"}]}")}) {
     Write("document", document);
-    ASSERT_EQ(Run("pair 7 empty").status, 0);
-    const Result result = Run("--log-level 7 -o json update 7 document");
-    EXPECT_EQ(result.status, is_refused ? kBadDocument : kDone) << label << ": " << result.err;
-    EXPECT_EQ(result.err.find_first_of("\x1b\r"), std::string::npos) << label;
-    EXPECT_EQ(result.err.find("\nERR faked"), std::string::npos) << label;
-    EXPECT_EQ(result.err.find("qvcms: document") != std::string::npos, is_refused) << label << ": " << result.err;
-    EXPECT_THAT(support::FindDamage(folder_ / "data"), testing::IsEmpty()) << label;
-    const auto rows = support::QueryFolder(folder_ / "data", is_refused ? name : query);
-    EXPECT_EQ(rows.empty() ? "" : rows[0], answer) << label;
+    const Result result = Run("update 7 document");
+    EXPECT_EQ(result.status, kBadDocument) << document.substr(0, 80) << ": " << result.err;
+    EXPECT_THAT(result.err, testing::HasSubstr("qvcms: document")) << document.substr(0, 80);
+    EXPECT_EQ(support::DumpDatabase(folder_ / "data"), before) << document.substr(0, 80);
   }
+}
+
+TEST_F(HostileTest, TextsAreKeptAsTheyAreAndStayInTheirLineOfTheLog) {
+  Write("document", R"({"speaker_info":[{"id":1,"name":"a\u0000b\nERR faked\r\u001b[31m"},
+    {"id":2,"name":"'); DROP TABLE ipspeaker; -- % _ $1 ?1 :a @b %s%n%*d%99999999d"}]})");
+  const Result result = Run("--log-level 7 -o json pair 7 document");
+  EXPECT_EQ(result.err.find_first_of("\x1b\r"), std::string::npos) << result.err;
+  EXPECT_THAT(result.err, testing::Not(testing::HasSubstr("\nERR faked")));
+  EXPECT_THAT(support::QueryFolder(folder_ / "data", "SELECT hex(name) FROM ipspeaker WHERE id=1"),
+              testing::ElementsAre("6100620A4552522066616B65640D1B5B33316D"));
+  EXPECT_THAT(support::QueryFolder(folder_ / "data", "SELECT name FROM ipspeaker WHERE id=2"),
+              testing::ElementsAre("'); DROP TABLE ipspeaker; -- % _ $1 ?1 :a @b %s%n%*d%99999999d"));
 }
 
 TEST_F(HostileTest, LinksInPlaceOfTheDataAreNotFollowed) {
@@ -86,9 +75,7 @@ TEST_F(HostileTest, MemoryIsBoundedByTheBytesAndTheValuesOfADocument) {
   } cases[] = {
       {R"({"x":[0)", "seq -f ',[%.0f]' N", "]}", 2, kBadDocument},
       {R"({"camera_info":[{})", R"(seq -f ',{"id":%.0f,"port":1}' N)", "]}", 3, kDone},
-      {R"({"speaker_info":[{"id":1,"x":[0)", R"(seq -f ',"text %.0f of some length"' N)", "]}]}", 1, kDone},
       {R"({"x":0)", R"(seq -f ',"a name of some length, number %.0f":0' N)", R"(,"x":0})", 1, kBadDocument},
-      {R"({"POS_info":[)", "head -c N00 /dev/zero | tr '\\0' ' '", "]}", 0, kDone},
       {R"({"speaker_info":[{"id":1,"name":")", "head -c N00 /dev/zero | tr '\\0' x", R"("}]})", 0, kDone},
       {R"({"speaker_info":[{"id":1,"name":")", "head -c N00 /dev/zero | tr '\\0' x", "", 0, kBadDocument},
   };

@@ -77,12 +77,10 @@ struct SecretsTest : ToolTest {
 
 TEST_F(SecretsTest, NoCommandShowsThem) {
   Write("wrong", R"({"camera_info":[{"id":1,"password":{"canaryPassword":"canaryPassword"}}],
-                     "POS_info":[{"id":1,"password":{"canaryPassword":"canaryPassword"}}],
                      "speaker_info":[{"id":"canaryPassword"}]})");
   Write("broken", R"({"camera_info":[{"id":1,"password":"canaryPassword","name":"x"},])");
   ExpectSilence("pair " + zr_ + " slave7-pair --model QVA-3216");
   ExpectSilence("update " + zr_ + " slave7-snapshot-1");
-  ExpectSilence("status " + zr_ + " report");
   ExpectSilence("-o json status " + zr_ + " report");
   ExpectSilence("plan " + zr_ + " slave7-snapshot-2");
   ExpectSilence("update " + zr_ + " wrong --allow-removals", 65);

@@ -1,3 +1,5 @@
+#include <sys/stat.h>
+
 #include "tools/toolrunner.h"
 
 namespace qv::db {
@@ -101,6 +103,27 @@ TEST_F(SchemaTest, AKillInTheMiddleOfAnUpgradeLeavesTheOldVersionOrTheNew) {
   EXPECT_GT(new_ones, 1);
 }
 
+TEST_F(SchemaTest, CapabilityFilesOfAFormerVersionAreTakenOneByOneAsSoonAsTheyCanBeRead) {
+  const fs::path folder = MakeReleased(2, "released");
+  const fs::path unreadable = folder / "capability/7/V/N.cap";
+  mkfifo(unreadable.c_str(), 0600);
+  Write("released/victim", "kept");
+  support::ExecuteInFolder(folder,
+                           "INSERT INTO capability_file (owner_zr_id,path) VALUES "
+                           "(7,'7/V/N.cap'),(7,'../victim'),(8,'7/V/M.cap/x'),(8,'7/other'),(7,'7/V/gone.cap')");
+  const char* const rows = "SELECT path,content FROM capability_file ORDER BY id";
+  const std::string taken = "7/V/M.cap|{\n  \"zoom\": 1\n}\n";
+  Upgrade(folder);
+  EXPECT_THAT(support::QueryFolder(folder, rows), testing::ElementsAre(taken, "7/V/N.cap|"));
+  EXPECT_TRUE(fs::exists(folder / "staging")) << "not all is taken yet";
+  fs::remove(unreadable);
+  Write("released/capability/7/V/N.cap", "1\n");
+  Upgrade(folder);
+  EXPECT_THAT(support::QueryFolder(folder, rows), testing::ElementsAre(taken, "7/V/N.cap|1\n"));
+  EXPECT_FALSE(fs::exists(folder / "staging"));
+  EXPECT_EQ(support::ReadWholeFile(folder / "victim"), "kept");
+}
+
 TEST_F(SchemaTest, ADatabaseThatDoesNotFitIsRefusedByNameAndLeftAsItIs) {
   struct Case {
     const char* done_to_it;
@@ -143,8 +166,7 @@ TEST_F(SchemaTest, RowsAreFoundWithoutAScanOrASort) {
   Upgrade(folder_ / "data");
   for (const std::string query :
        {"iva_task WHERE owner_zr_id=7", "iva_task WHERE id_on_rec_server=3 AND owner_zr_id=1",
-        "counting_task_group WHERE owner_zr_id=7", "counting_task_group WHERE id_on_rec_server=3 AND owner_zr_id=1",
-        "counting_widget WHERE owner_zr_id=7", "counting_widget WHERE id_on_rec_server=3 AND iva_setting_id=1",
+        "counting_task_group WHERE owner_zr_id=7", "counting_widget WHERE id_on_rec_server=3 AND iva_setting_id=1",
         "capability_file WHERE owner_zr_id=7", "capability_file WHERE path='a'"}) {
     for (const std::string& step :
          support::QueryFolder(folder_ / "data", "EXPLAIN QUERY PLAN SELECT * FROM " + query + " ORDER BY id")) {

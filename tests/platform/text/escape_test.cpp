@@ -16,14 +16,11 @@ TEST(Escape, LeavesNothingThatSteersATerminal) {
       {"DEL and C1", "\x7F\u0080\u009F", R"(\x7F\xC2\x80\xC2\x9F)", R"("\u007F\u0080\u009F")"},
       {"separators of lines and paragraphs", "\u2028\u2029", R"(\xE2\x80\xA8\xE2\x80\xA9)", R"("\u2028\u2029")"},
       {"direction of text", "\u061C\u202A\u202E", R"(\xD8\x9C\xE2\x80\xAA\xE2\x80\xAE)", R"("\u061C\u202A\u202E")"},
-      {"isolated directions", "\u2066\u2069", R"(\xE2\x81\xA6\xE2\x81\xA9)", R"("\u2066\u2069")"},
       {"their neighbours", "\u061B\u061D\u2027\u202F\u2065\u206A\u00A0~", "\u061B\u061D\u2027\u202F\u2065\u206A\u00A0~",
        "\"\u061B\u061D\u2027\u202F\u2065\u206A\u00A0~\""},
       {"other languages", "Tür 門 🚪 C:\\n", "Tür 門 🚪 C:\\n", R"("Tür 門 🚪 C:\\n")"},
       {"stray bytes", "\xC3(\x80\xFF", R"(\xC3(\x80\xFF)", R"("\uFFFD(\uFFFD\uFFFD")"},
-      {"overlong line break", "\xC0\x8A", R"(\xC0\x8A)", R"("\uFFFD\uFFFD")"},
       {"surrogate", "\xED\xA0\x80", R"(\xED\xA0\x80)", R"("\uFFFD\uFFFD\uFFFD")"},
-      {"cut off", "\xE2\x80", R"(\xE2\x80)", R"("\uFFFD\uFFFD")"},
   };
   for (const auto& [label, text, line, json] : cases) {
     EXPECT_EQ(EscapeLine(text), line) << label;
