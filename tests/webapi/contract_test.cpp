@@ -120,32 +120,32 @@ TEST_F(Contract, OfPairing) {
 }
 
 TEST_F(Contract, OfSnapshots) {
-  EXPECT_THAT(Calls([&] {
-                for (const char* devices : {R"([{"id":1}])", R"([{"id":1,"name":"changed"}])", "[]"}) {
-                  Json::Value document = Parse(support::kEverySection);
-                  for (const char* section : {"camera_info", "iomodule_info", "POS_info", "speaker_info"}) {
-                    document[section] = Parse(devices);
-                  }
-                  if (std::string(devices) == "[]") document["iva_info"] = document["face_info"] = Json::arrayValue;
-                  SaveSlaveInfoUpdate(SlaveZR(), document, 7);
-                }
-              }),
-              ElementsAre("CamGetList skipConfiguring false false", "Camera::Delete false", "FaceSetting::Delete false",
-                          "IOModule::Save false false", "IOModuleGetList skipConfiguring false false",
-                          "IPSpeaker::SetByJsonWithDBColKey true 0 false",
-                          "IPSpeaker::SetByJsonWithDBColKey true 1 false", "InitCamObjByJson false true false",
-                          "InitCamObjByJson true true false", "InitIOModuleByJson false true false",
-                          "InitIOModuleByJson true true false", "QVDB::Execute 0 false true true true",
-                          "SendCompoundCmd 7 false", "SyncRelatedTableForCamDel false", "TaviSetting::Delete false"));
+  EXPECT_THAT(
+      Calls([] {
+        for (const char* document : {R"({"camera_info":[{"id":1}],"iomodule_info":[{"id":1}],"speaker_info":[{"id":1}],
+                          "iva_info":[{"id":1,"camera_id":1}],"face_info":[{"id":1,"camera_id":1}]})",
+                                     R"({"camera_info":[{"id":1,"name":"A"}],"iomodule_info":[{"id":1,"name":"A"}],
+                          "speaker_info":[{"id":1,"name":"A"}],"iva_info":[],"face_info":[]})",
+                                     "{}"}) {
+          SaveSlaveInfoUpdate(SlaveZR(), Parse(document), 7);
+        }
+      }),
+      ElementsAre("CamGetList skipConfiguring false false", "Camera::Delete false", "FaceSetting::Delete false",
+                  "IOModule::Save false false", "IOModuleGetList skipConfiguring false false",
+                  "IPSpeaker::SetByJsonWithDBColKey true 0 false", "IPSpeaker::SetByJsonWithDBColKey true 1 false",
+                  "InitCamObjByJson false true false", "InitCamObjByJson true true false",
+                  "InitIOModuleByJson false true false", "InitIOModuleByJson true true false",
+                  "QVDB::Execute 0 false true true true", "SendCompoundCmd 7 false", "SyncRelatedTableForCamDel false",
+                  "TaviSetting::Delete false"));
 }
 
 TEST_F(Contract, OfAReport) {
   const support::KeyFiles no_other_test;
   SaveSlaveInfoPair(SlaveZR(), Parse(support::kEverySection), 7);
-  const std::string devices = R"([{"id":1,"status":3,"rtsp_key":"of the contract"}])";
   EXPECT_THAT(Calls([&] {
-                Report(R"({"status":1,"camera_info":)" + devices + R"(,"iomodule_info":)" + devices +
-                       R"(,"POS_info":)" + devices + R"(,"speaker_info":)" + devices + "}");
+                Report(R"({"status":1,"camera_info":[{"id":1,"rtsp_key":"of the contract"}],
+                    "iomodule_info":[{"id":1,"status":3}],"POS_info":[{"id":1,"status":3}],
+                    "speaker_info":[{"id":1,"status":3}]})");
               }),
               ElementsAre("QVDB::Execute 0 null false true true true", "QVDB::Execute 13 null false true true true",
                           "QVDB::Execute 9 null false true true true", "SetFileOwnerToQV false"));

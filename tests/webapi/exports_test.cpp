@@ -78,11 +78,11 @@ TEST_F(Exports, GoOnAfterAFailedStep) {
 }
 
 TEST_F(Exports, ThrowOnAnImpossibleDocument) {
-  for (const char* document :
-       {"[]", "5", R"("x")", R"({"POS_info":[{"id":{}}]})", R"({"POS_info":[{"id":"1"}]})",
-        R"({"camera_info":[{"id":{}}]})", R"({"iva_info":[{"id":{}}]})", R"({"counting_widget_info":[{"id":{}}]})"}) {
-    for (const Export call : kExports)
+  for (const char* document : {"[]", R"("x")", R"({"POS_info":[{"id":"1"}]})", R"({"camera_info":[{"id":{}}]})",
+                               R"({"iva_info":[{"id":{}}]})", R"({"counting_widget_info":[{"id":{}}]})"}) {
+    for (const Export call : kExports) {
       EXPECT_THROW(call(Slave("QVA"), Parse(document), 7), Json::Exception) << document;
+    }
   }
 }
 

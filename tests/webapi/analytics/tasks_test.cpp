@@ -111,21 +111,4 @@ TEST_P(Tasks, AreLeftAloneWhenTheyOrTheCamerasCannotBeListed) {
   EXPECT_THAT(Run("[]"), ElementsAre(GetParam().unlisted_cameras));
 }
 
-struct FaceTasks : support::HostTest {
-  static Lines Report(const std::string& task) {
-    CachedCamMap cameras(7, MAP_KEY_ID_ON_REC_SERVER);
-    const Json::Value document = Parse("{\"face_info\":[" + task + "]}");
-    return Journal([&] { UpdateFaceInfo(document, 7, cameras, false); });
-  }
-};
-
-TEST_F(FaceTasks, KeepTheHostsTaskId) {
-  Sql("INSERT INTO camera (id_on_rec_server,owner_zr_id) VALUES (1,7)");
-  Report(R"({"id":1,"camera_id":1,"task_id":5,"name":"A"})");
-  Sql("UPDATE face_task SET task_id=33");
-  EXPECT_THAT(Report(R"({"id":1,"camera_id":1,"task_id":6,"name":"A"})"), IsEmpty()) << "another task id is no change";
-  Report(R"({"id":1,"camera_id":1,"task_id":6,"name":"B"})");
-  EXPECT_THAT(Rows("SELECT task_id,name FROM face_task"), ElementsAre("33|B"));
-}
-
 }  // namespace

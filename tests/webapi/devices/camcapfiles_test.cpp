@@ -22,21 +22,18 @@ struct CamCapFilesTest : support::HostTest {
     return list;
   }
   /// Takes in a list with one file as one unit of work, and returns the platform's log lines about it.
-  static Lines Take(int zr, const std::string& name, const std::string& model = "M1", int content = 1,
-                    const std::function<void()>& after_commit = nullptr) {
+  static Lines Take(int zr, const std::string& name, const std::string& model = "M1", int content = 1) {
     Lines lines;
     qv::log::SetSink([&](const qv::log::Line& line) {
       if (line.category == "DATABASE") lines.push_back(line.text);
     });
-    TakeList(zr, ListOf(name, model, content), after_commit);
+    TakeList(zr, ListOf(name, model, content));
     qv::log::Reset();
     return lines;
   }
-  static void TakeList(int zr, const Json::Value& list, const std::function<void()>& after_commit = nullptr) {
-    qv::db::UnitOfWork unit(zr);
-    if (after_commit) qv::db::OnCommit(after_commit);
-    SaveCamCapFiles(zr, list);
-    unit.Commit();
+  static void TakeList(int zr, const Json::Value& list) {
+    support::InUnit(
+        true, [&] { SaveCamCapFiles(zr, list); }, zr);
   }
   static void RemoveSlave(int zr) {
     support::InUnit(
@@ -127,7 +124,8 @@ TEST_F(CamCapFilesTest, WhatIsInTheWayIsReportedAndHoldsUpNothingElse) {
   };
   for (const auto& [reason, obstacle] : obstacles) {
     fs::create_directory(own.parent_path());
-    EXPECT_THAT(Take(7, "0/a", "M1", 1, obstacle), testing::Contains(testing::HasSubstr(reason)));
+    obstacle();
+    EXPECT_THAT(Take(7, "0/a"), testing::Contains(testing::HasSubstr(reason)));
     Take(9, "0/a");
     EXPECT_THAT(Files(), testing::Contains(File("9/a"))) << reason;
     fs::remove_all(own);

@@ -49,13 +49,6 @@ TEST_F(Cameras, AllGoWhenNoneAreReported) {
   EXPECT_THAT(Rows("SELECT name FROM camera"), ElementsAre("other slave"));
 }
 
-TEST_F(Cameras, SeveralRowsWithOneIdAreTakenInTheirOrder) {
-  Sql("UPDATE camera SET id_on_rec_server=11 WHERE id IN (3,4)");
-  Update(R"([{"id":11,"name":"first"},{"id":11,"name":"second"},{"name":"no id"},null])");
-  EXPECT_THAT(Rows("SELECT id,id_on_rec_server,name FROM camera WHERE owner_zr_id=7"),
-              ElementsAre("1|11|first", "3|11|second", "6|0|no id", "7|0|"));
-}
-
 TEST_F(Cameras, GoOnAfterFailures) {
   Refuse("DELETE", "camera", "OLD.id=2");
   Refuse("UPDATE", "camera", "OLD.id=4");

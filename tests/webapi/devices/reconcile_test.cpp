@@ -72,10 +72,12 @@ TEST_P(Reconcile, GoesOnAfterADeviceThatCannotBeSaved) {
   EXPECT_THAT(Stored(), ElementsAre("1|7|1||", "2|7|2|B|", "3|7|9||"));
 }
 
-TEST_P(Reconcile, OfTwoEntriesWithOneIdTheFirstTakesTheRow) {
-  Update(R"([{"id":5,"name":"A"}])");
+TEST_P(Reconcile, EntriesTakeTheRowsOfTheirIdInOrder) {
+  Sql("INSERT INTO " + table_ + " (owner_zr_id,id_on_rec_server,name) VALUES (7,5,'A'),(7,5,'B'),(7,5,'C')");
   Update(R"([{"id":5,"name":"first"},{"id":5,"name":"second"},{"name":"no id"}])");
-  EXPECT_THAT(Stored(), ElementsAre("1|7|5|first|", "2|7|5|second|", "3|7|0|no id|"));
+  EXPECT_THAT(Stored(), ElementsAre("1|7|5|first|", "2|7|5|second|", "4|7|0|no id|"));
+  Update(R"([{"id":5},{"id":5},{"id":5,"name":"third"}])");
+  EXPECT_THAT(Stored(), ElementsAre("1|7|5|first|", "2|7|5|second|", "5|7|5|third|"));
 }
 
 struct IOModules : support::HostTest {};
