@@ -61,30 +61,36 @@ TEST_F(SlaveStatus, OnlyTheTextTrueLocksOrMasks) {
 /// Slave 7 with a device of every kind and a task of both kinds.
 struct StatusSteps : support::StatusTest {
   StatusSteps() { SaveSlaveInfoUpdate(SlaveZR(), Parse(support::kEverySection), 7); }
-  /// What a report writes that changes something of every kind and has these members, too.
-  Lines ChangesOf(const std::string& members) {
-    const Json::Value report = Parse(R"({"ctrler_info":[{"id":1,"status":8}],"speaker_info":[{"id":1,"status":8}],
+  /// A report of `members` that changes something of every kind.
+  static Json::Value Everything(const std::string& members) {
+    return Parse(R"({"ctrler_info":[{"id":1,"status":8}],"speaker_info":[{"id":1,"status":8}],
         "POS_info":[{"id":1,"status":8}],"iomodule_info":[{"id":1,"status":8}],"camera_info":[{"id":1,"status":8}],
         "iva_info":[{"id":1,"camera_id":1,"name":"8"},{"id":8,"camera_id":1}],
         "camCapList":[{"camVendor":"V","camModel":"M","capFileName":"3/V/M.cap","camCap":8}],)" +
-                                     members + "}");
-    const auto save = [&] { EXPECT_NO_THROW(SaveSlaveStatus(report, record_)); };
-    const auto fail = [&] { EXPECT_THROW(SaveSlaveStatus(report, record_), Json::Exception) << members; };
-    const bool fits = members.find("{}") == std::string::npos;
-    return Without(fits ? Journal(save, 3) : Journal(fail, 3), "message");
+                 members + "}");
+  }
+  /// What such a report writes.
+  Lines Changes(const std::string& members) {
+    return Without(Journal([&] { SaveSlaveStatus(Everything(members), record_); }, 3), "message");
+  }
+  /// What such a report of an online slave writes until it throws.
+  Lines ChangesBefore(const std::string& misfit) {
+    const Json::Value report = Everything("\"status\":1," + misfit);
+    return Without(Journal([&] { EXPECT_THROW(SaveSlaveStatus(report, record_), Json::Exception) << misfit; }, 3),
+                   "message");
   }
 };
 
 TEST_F(StatusSteps, ComeInOrder) {
   EXPECT_THAT(
-      ChangesOf(R"("status":1,"face_info":[{"id":1,"camera_id":1,"name":"8"},{"id":8,"camera_id":1}])"),
+      Changes(R"("status":1,"face_info":[{"id":1,"camera_id":1,"name":"8"},{"id":8,"camera_id":1}])"),
       ElementsAre("update camera 1", "update face_task 1", "update iva_task 1", "update iomodule 1", "update pos 1",
                   "update ipspeaker 1", "update axis_acs_ctrler 1", "update capability_file 1"));
 }
 
 TEST_F(StatusSteps, OfTheDevicesAreLeftOutOffline) {
   for (const char* status : {"0", "2", "3", "5", "-1"}) {
-    EXPECT_THAT(ChangesOf("\"cms_masked\":\"true\",\"status\":" + std::string(status)),
+    EXPECT_THAT(Changes("\"cms_masked\":\"true\",\"status\":" + std::string(status)),
                 testing::Each("update capability_file 1"));
     EXPECT_TRUE(record_.blCmsMasked);
   }
@@ -99,16 +105,16 @@ TEST_F(StatusSteps, EmptySectionsReachTheTaskStepsAlone) {
   EXPECT_EQ(Only(lines, "failed").size(), 2U) << "no other list was asked for";
 }
 
-/// A value that cannot be read throws. What is read before it has been applied, what is read after it has not.
+/// What is read before the value that cannot be read has been applied, what is read after it has not.
 TEST_F(StatusSteps, StopWhereAValueCannotBeRead) {
   for (const char* misfit : {R"("cookie":{})", R"("volSpace":{})", R"("oru_pkg_status":{})"}) {
-    EXPECT_THAT(ChangesOf(R"("status":1,)" + std::string(misfit)), IsEmpty());
+    EXPECT_THAT(ChangesBefore(misfit), IsEmpty());
   }
-  EXPECT_THAT(ChangesOf(R"("status":1,"cookie":"read","cam_count":{})"), IsEmpty());
+  EXPECT_THAT(ChangesBefore(R"("cookie":"read","cam_count":{})"), IsEmpty());
   EXPECT_EQ(record_.strCookie, "read");
-  EXPECT_THAT(ChangesOf(R"("status":1,"face_info":[{"id":{}}])"), ElementsAre("update camera 1"));
-  EXPECT_EQ(ChangesOf(R"("status":1,"recover_progress":{})").back(), "update axis_acs_ctrler 1");
-  EXPECT_THAT(ChangesOf(R"("status":1,"cms_locked":{})"), ElementsAre("update capability_file 1"));
+  EXPECT_THAT(ChangesBefore(R"("face_info":[{"id":{}}])"), ElementsAre("update camera 1"));
+  EXPECT_EQ(ChangesBefore(R"("recover_progress":{})").back(), "update axis_acs_ctrler 1");
+  EXPECT_THAT(ChangesBefore(R"("cms_locked":{})"), ElementsAre("update capability_file 1"));
 }
 
 struct Commands : support::HostTest {
