@@ -1,6 +1,6 @@
 # Completion of qvcms for fish.
 
-set -l commands pair update plan status remove list configuring
+set -l commands pair update plan status remove list configuring token
 set -l kinds server camera edge-storage iomodule pos speaker controller door iva-task face-task counting-widget counting-group camera-detection-setting camera-device-output iomodule-setting iomodule-cam-pairing pos-event-conf pos-text-rule counting-group-widget ctrler-action-rule rec-share capability message
 
 complete -c qvcms -f
@@ -8,6 +8,10 @@ complete -c qvcms -n "not __fish_seen_subcommand_from $commands" -a "$commands"
 complete -c qvcms -n '__fish_seen_subcommand_from pair update plan status' -F
 complete -c qvcms -n '__fish_seen_subcommand_from list' -a "$kinds"
 complete -c qvcms -n '__fish_seen_subcommand_from configuring' -a 'camera iomodule on off'
+
+complete -c qvcms -n '__fish_seen_subcommand_from token' -a 'make list revoke'
+complete -c qvcms -n '__fish_seen_subcommand_from token' -l scope -x -a 'read operate metrics slave:' -d 'What its bearer may do'
+complete -c qvcms -n '__fish_seen_subcommand_from token' -l note -x -d 'What it is for'
 
 complete -c qvcms -l data-dir -xa '(__fish_complete_directories)' -d 'Folder with the data'
 complete -c qvcms -l log-level -xa '0 1 2 3 4 5 6 7' -d 'Least severe level that is logged'

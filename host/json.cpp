@@ -62,6 +62,9 @@ std::string ToJson(const ImportResult& result) {
   for (const auto& [place, reason] : result.unused) {
     rows.push_back({{"kind", "unused-entry"}, {"place", place}, {"reason", reason}});
   }
+  for (const Refusal& refusal : result.refusals) {
+    rows.push_back({{"kind", "refusal"}, {"code", std::string(NameOf(refusal.code()))}, {"reason", refusal.what()}});
+  }
   return ToJson(rows);
 }
 

@@ -1,6 +1,7 @@
 /// The rows of the host, page by page.
 
 #include <algorithm>
+#include <charconv>
 #include <limits>
 
 #include "guard.h"
@@ -44,9 +45,39 @@ void HideExtraValues(const host::Kind& kind, std::vector<Row>& rows) {
   }
 }
 
+/// Adds the condition that a column has a value. Throws `Refusal` (BadArgument). Hidden columns take no part: whether
+/// there is a row would tell what they hold.
+void RequireValue(const host::Kind& kind, const std::string& column, const std::string& value, Where& where) {
+  using record::ValueType;
+  for (const record::Field& field : kind.table->fields()) {
+    if (field.info.column != column || !IsListed(field.info.role)) continue;
+    if (field.type == ValueType::Text) {
+      where.Is(field.info.column, std::string_view(value));
+      return;
+    }
+    if (field.type != ValueType::Int && field.type != ValueType::Bool) break;
+    std::int64_t number = 0;
+    const auto [end, error] = std::from_chars(value.data(), value.data() + value.size(), number);
+    if (error != std::errc() || end != value.data() + value.size()) {
+      throw Refusal(RefusalCode::BadArgument, column + ": a whole number is expected");
+    }
+    where.Is(field.info.column, number);
+    return;
+  }
+  throw Refusal(RefusalCode::BadArgument,
+                std::string(kind.name) + " has no column \"" + column + "\" that rows can be chosen by");
+}
+
+Where RowsOf(const ListQuery& query) {
+  const host::Kind& kind = KindNamed(query.kind);
+  Where where = query.zr ? host::RowsOf(kind, *query.zr) : Where();
+  for (const auto& [column, value] : query.equal) RequireValue(kind, column, value, where);
+  return where;
+}
+
 /// Whether there is nothing to list because there is no host. Throws `Refusal` for a query that is wrong anyhow.
 bool IsEmpty(const ListQuery& query, bool has_data) {
-  KindNamed(query.kind);
+  RowsOf(query);
   if (query.limit == 0) throw Refusal(RefusalCode::BadArgument, "a page has one row or more");
   return !has_data;
 }
@@ -58,7 +89,7 @@ class Pages {
       : kind_(KindNamed(query.kind)),
         limit_(std::min<std::size_t>(query.limit, std::numeric_limits<int>::max())),
         with_extra_values_(query.extra_values),
-        where_(query.zr ? host::RowsOf(kind_, *query.zr) : Where()),
+        where_(RowsOf(query)),
         last_(query.after) {}
 
   /// The next page; empty at the end.

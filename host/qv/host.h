@@ -217,6 +217,9 @@ struct ListQuery {
   std::optional<int> zr = std::nullopt;  ///< only rows of this server
   std::int64_t after = 0;                ///< only rows with greater ids
   std::size_t limit = 100;               ///< rows of a page, at least 1
+  /// Only rows in which these columns have these values; a number is written in decimal digits, true and false as 1
+  /// and 0. Columns of texts and whole numbers that `KindInfo::all_columns` names.
+  std::vector<std::pair<std::string, std::string>> equal = {};
   /// Whether members that the host has no column for are shown with their values; otherwise only with their names.
   bool extra_values = false;
 };
@@ -233,6 +236,32 @@ struct Message {
   std::string target;   ///< "msgd", "qvactruled", "client", "hostd", "cms-host"
   std::string command;  ///< what the target must do
   Json::Value payload;
+};
+
+/// Counts over all that the host holds.
+struct Statistics {
+  /// Messages that wait for a target.
+  struct Waiting {
+    std::string target;
+    std::int64_t count = 0;
+    std::int64_t oldest = 0;  ///< id
+  };
+  /// Devices of a kind that were last reported in a state.
+  struct Devices {
+    std::string kind;
+    std::int64_t status = 0;  ///< as servers number it; 1 is well
+    std::int64_t count = 0;
+  };
+  std::vector<Waiting> messages;
+  std::vector<Devices> devices;
+  std::int64_t database_bytes = 0;
+};
+
+/// A server that no longer reports, or does so again.
+struct SilenceChange {
+  int zr = 0;
+  bool is_silent = false;
+  std::chrono::system_clock::time_point since;  ///< when it was last heard of
 };
 
 struct LogLine {
@@ -323,6 +352,13 @@ class QV_HOST_API Host {
   void ForEachPage(const ListQuery& query, const std::function<bool(const std::vector<Row>&)>& take) const;
   /// The servers that were paired, as `List` returns them.
   std::vector<Row> Servers() const;
+
+  /// Counts. Reads a row of every device and message, so do not ask too often.
+  qv::Statistics Statistics() const;
+
+  /// Puts a message about each change into the outbox, for the target "client": the command is "slave-silent" or
+  /// "slave-well", the payload has `zr` and `since`, in seconds since 1970.
+  void TellSilence(std::span<const SilenceChange> changes);
 
   /// The first messages that wait for a target, in the order of their ids.
   /// @param target  empty: every target

@@ -24,7 +24,8 @@ class QV_HOST_API JsonRows {
 
 /// The whole array.
 QV_HOST_API std::string ToJson(std::span<const Row> rows);
-/// A row for each kind, as `RowsOf`, then one for each entry that was not used: kind "unused-entry", place, reason.
+/// A row for each kind, as `RowsOf`; then one for each entry that was not used: kind "unused-entry", place, reason;
+/// then, of a plan, one for each reason why an update would be refused: kind "refusal", code, reason.
 QV_HOST_API std::string ToJson(const ImportResult& result);
 /// An object: the record's members, and "unused_entries" with the reason by place when there are some.
 QV_HOST_API std::string ToJson(const StatusResult& result);

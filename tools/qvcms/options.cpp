@@ -92,6 +92,7 @@ class CommandLine {
     AddStatusAndRemove();
     AddList();
     AddConfiguring();
+    AddToken();
   }
 
   std::variant<Options, int> Parse(int argc, const char* const* argv) {
@@ -277,6 +278,31 @@ class CommandLine {
         ->check(CLI::IsMember({"on", "off"}));
   }
 
+  void AddToken() {
+    CLI::App* token = app_.add_subcommand("token", "Say who may use the service (qvcmsd)")->group("Commands");
+    token->require_subcommand(1);
+    const auto add = [&](const char* name, const char* text, const char* example, std::function<Command()> make) {
+      CLI::App* command = token->add_subcommand(name, text);
+      command->footer(std::string("Example:\n") + example);
+      makers_.emplace_back(command, std::move(make));
+      return command;
+    };
+    CLI::App* make = add("make", "Make a token and print it; it cannot be shown again",
+                         "  qvcms token make --scope slave:7 --note \"north gate\"", [this] {
+                           return TokenMakeOptions{token_scope_, token_note_};
+                         });
+    make->add_option("--scope", token_scope_,
+                     "What its bearer may do: slave:ZR (send documents of this slave), read, operate, metrics; several "
+                     "may be given")
+        ->required()
+        ->type_name("SCOPE");
+    make->add_option("--note", token_note_, "What it is for")->type_name("TEXT")->check(Utf8());
+    add("list", "Show the tokens, without their secrets", "  qvcms token list", [] { return TokenListOptions{}; });
+    CLI::App* revoke = add("revoke", "Make a token worthless; the service takes notice within a second",
+                           "  qvcms token revoke 1a2b3c4d", [this] { return TokenRevokeOptions{token_id_}; });
+    revoke->add_option("ID", token_id_, "Id of the token")->required()->check(NotEmpty());
+  }
+
   CLI::App app_{"Keeps a video-surveillance host's database true to its recording servers.", "qvcms"};
   std::vector<std::pair<CLI::App*, std::function<Command()>>> makers_;
   GlobalOptions global_;
@@ -288,6 +314,9 @@ class CommandLine {
   bool wide_ = false;
   bool extra_values_ = false;
   ConfiguringOptions configuring_;
+  std::vector<std::string> token_scope_;
+  std::string token_note_;
+  std::string token_id_;
 };
 
 }  // namespace

@@ -7,6 +7,7 @@
 #include <optional>
 #include <string>
 #include <variant>
+#include <vector>
 
 namespace qvcms {
 
@@ -68,8 +69,19 @@ struct ConfiguringOptions {
   bool on = false;
 };
 
+struct TokenMakeOptions {
+  std::vector<std::string> scope;
+  std::string note;
+};
+
+struct TokenListOptions {};
+
+struct TokenRevokeOptions {
+  std::string id;
+};
+
 using Command = std::variant<PairOptions, UpdateOptions, PlanOptions, StatusOptions, RemoveOptions, ListOptions,
-                             ConfiguringOptions>;
+                             ConfiguringOptions, TokenMakeOptions, TokenListOptions, TokenRevokeOptions>;
 
 struct Options {
   GlobalOptions global;

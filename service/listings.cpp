@@ -1,0 +1,122 @@
+/// What the service shows of the host.
+
+#include <algorithm>
+
+#include "clock.h"
+#include "service.h"
+
+namespace qvcmsd {
+namespace {
+
+const std::string* Find(const Target& target, std::string_view name) {
+  const auto found = target.parameters.find(name);
+  return found == target.parameters.end() ? nullptr : &found->second;
+}
+
+std::string KindOf(const Call& call) {
+  switch (call.match.route->operation) {
+    case Operation::ListSlaves:
+      return "server";
+    case Operation::Messages:
+      return "message";
+    case Operation::ListOfSlave:
+      return call.match.values[1];
+    default:
+      return call.match.values[0];
+  }
+}
+
+/// What is asked for. The parameters have been looked at: those of the route are right, all others are columns.
+qv::ListQuery QueryOf(const Call& call) {
+  qv::ListQuery query{.kind = KindOf(call)};
+  if (call.zr > 0) query.zr = call.zr;
+  const auto& parameters = call.match.route->parameters;
+  for (const auto& [name, value] : call.target.parameters) {
+    const bool is_column = std::none_of(parameters.begin(), parameters.end(),
+                                        [&](const Parameter& parameter) { return parameter.name == name; });
+    if (is_column) query.equal.emplace_back(name, value);
+  }
+  if (const auto* zr = Find(call.target, "zr"); zr != nullptr && call.zr == 0) query.zr = std::stoi(*zr);
+  if (const auto* after = Find(call.target, "after")) query.after = std::stoll(*after);
+  if (const auto* limit = Find(call.target, "limit")) query.limit = std::stoul(*limit);
+  return query;
+}
+
+/// The address of the page that follows the row `after`.
+std::string NextPage(const Call& call, std::int64_t after) {
+  const std::string& target = call.request.target;
+  const std::size_t mark = target.find('?');
+  std::string address = target.substr(0, mark) + '?';
+  std::string_view rest = mark == std::string::npos ? "" : std::string_view(target).substr(mark + 1);
+  while (!rest.empty()) {
+    const std::string_view part = rest.substr(0, rest.find('&'));
+    rest.remove_prefix(std::min(rest.size(), part.size() + 1));
+    if (!part.empty() && part.substr(0, part.find('=')) != "after") address.append(part).append("&");
+  }
+  return address + "after=" + std::to_string(after);
+}
+
+bool IsKind(std::string_view name) {
+  const auto kinds = qv::Host::Kinds();
+  return std::any_of(kinds.begin(), kinds.end(), [&](const qv::KindInfo& kind) { return kind.name == name; });
+}
+
+std::int64_t IdOf(const qv::Row& row) {
+  const auto id = std::find_if(row.begin(), row.end(), [](const auto& member) { return member.first == "id"; });
+  return id == row.end() ? 0 : id->second.asInt64();
+}
+
+}  // namespace
+
+Response Service::ListRows(const Call& call) const {
+  const qv::ListQuery query = QueryOf(call);
+  if (!IsKind(query.kind)) return Problem(404, "unknown-kind", "there is no kind \"" + query.kind + '"');
+  qv::Page page = host_.List(query);
+  if (query.kind == "server") {
+    for (qv::Row& slave : page.rows) AddState(slave);
+  }
+  Response response{.body = qv::ToJson(page.rows)};
+  if (page.after) response.headers.emplace_back("Link", '<' + NextPage(call, *page.after) + ">; rel=\"next\"");
+  return response;
+}
+
+Response Service::ShowSlave(const Call& call) const {
+  std::vector<qv::Row> rows = host_.List({.kind = "server", .zr = call.zr, .limit = 1}).rows;
+  if (rows.empty()) {
+    return Problem(404, qv::NameOf(qv::RefusalCode::UnknownServer),
+                   "slave " + std::to_string(call.zr) + " is not known here");
+  }
+  AddState(rows.front());
+  Json::Value slave(Json::objectValue);
+  for (auto& [name, value] : rows.front()) slave[name] = std::move(value);
+  return {.body = qv::ToJson(slave, false) + '\n'};
+}
+
+void Service::AddState(qv::Row& slave) const {
+  const int zr = static_cast<int>(IdOf(slave));
+  const auto text = [](const auto& time) { return time ? Json::Value(Timestamp(*time)) : Json::Value(); };
+  const auto silent_since = silence_.SinceWhen(zr);
+  slave.emplace_back("silent", silent_since.has_value());
+  slave.emplace_back("silent_since", text(silent_since));
+  slave.emplace_back("last_heard", text(silence_.LastHeard(zr)));
+}
+
+Response Service::ShowMetrics() {
+  /// Counting all devices takes a while: not more than this part of the time is spent on it.
+  constexpr int kShare = 20;
+  const std::lock_guard lock(statistics_mutex_);
+  const auto begin = std::chrono::steady_clock::now();
+  if (begin >= statistics_due_) {
+    statistics_ = host_.Statistics();
+    const auto end = std::chrono::steady_clock::now();
+    statistics_due_ = end + kShare * (end - begin);
+  }
+  return {.type = "text/plain; version=0.0.4",
+          .body = metrics_.Text({.depth = pipeline_.depth(),
+                                 .ages = silence_.ages(),
+                                 .host = statistics_,
+                                 .watchers = events_.watchers(),
+                                 .connections = connections_})};
+}
+
+}  // namespace qvcmsd

@@ -1,0 +1,71 @@
+/// What the service counts and measures, for Prometheus.
+#pragma once
+
+#include <prometheus/counter.h>
+#include <prometheus/gauge.h>
+#include <prometheus/histogram.h>
+#include <prometheus/registry.h>
+#include <qv/host.h>
+
+#include <chrono>
+#include <map>
+#include <mutex>
+#include <string>
+#include <string_view>
+
+#include "pipeline.h"
+#include "silence.h"
+
+namespace qvcmsd {
+
+/// Thread-safe.
+class Metrics {
+ public:
+  Metrics();
+
+  /// A document was answered. @param result  "applied", or the code of the problem
+  void Document(std::string_view kind, std::string_view result, std::chrono::nanoseconds took);
+  /// A request was answered. @param route  its path in the table; empty: there is none
+  void Request(std::string_view method, std::string_view route, int status);
+  void Changes(const qv::ChangeResult& result);
+
+  /// What is so right now.
+  struct Now {
+    Pipeline::Depth depth;
+    Silence::Ages ages;
+    qv::Statistics host;
+    std::size_t watchers = 0;
+    std::size_t connections = 0;
+  };
+  /// All of it as text.
+  std::string Text(const Now& now);
+
+ private:
+  prometheus::Registry registry_;
+  prometheus::Family<prometheus::Counter>& documents_;
+  prometheus::Family<prometheus::Histogram>& document_seconds_;
+  prometheus::Family<prometheus::Counter>& requests_;
+  prometheus::Family<prometheus::Counter>& changes_;
+  prometheus::Counter& failed_operations_;
+  prometheus::Counter& failed_files_;
+  prometheus::Family<prometheus::Gauge>& queue_;
+  prometheus::Gauge& queue_bytes_;
+  prometheus::Family<prometheus::Gauge>& slaves_;
+  prometheus::Family<prometheus::Gauge>& reported_within_;
+  prometheus::Family<prometheus::Gauge>& devices_;
+  prometheus::Family<prometheus::Gauge>& messages_;
+  prometheus::Family<prometheus::Gauge>& message_age_;
+  prometheus::Gauge& database_bytes_;
+  prometheus::Gauge& watchers_;
+  prometheus::Gauge& connections_;
+
+  /// The oldest message of a target, and when it was first seen to be that. The outbox has no times.
+  struct Oldest {
+    std::int64_t id = 0;
+    std::chrono::steady_clock::time_point seen;
+  };
+  std::mutex mutex_;
+  std::map<std::string, Oldest> oldest_;
+};
+
+}  // namespace qvcmsd

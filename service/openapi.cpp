@@ -1,0 +1,119 @@
+/// The description of the routes for programs.
+
+#include "routes.h"
+
+namespace qvcmsd {
+namespace {
+
+Json::Value Object(std::initializer_list<std::pair<const char*, Json::Value>> members) {
+  Json::Value object(Json::objectValue);
+  for (const auto& [name, value] : members) object[name] = value;
+  return object;
+}
+
+const char* SchemaType(Parameter::Type type) {
+  switch (type) {
+    case Parameter::Type::Number:
+      return "integer";
+    case Parameter::Type::Flag:
+      return "boolean";
+    default:
+      return "string";
+  }
+}
+
+Json::Value Describe(const std::string& name, const char* place, const char* type, std::string_view meaning) {
+  Json::Value parameter = Object({{"name", name}, {"in", place}, {"schema", Object({{"type", type}})}});
+  if (std::string_view(place) == "path") parameter["required"] = true;
+  if (!meaning.empty()) parameter["description"] = std::string(meaning);
+  return parameter;
+}
+
+Json::Value ParametersOf(const Route& route) {
+  Json::Value parameters(Json::arrayValue);
+  std::string_view path = route.path;
+  for (std::size_t begin = path.find('{'); begin != std::string_view::npos; begin = path.find('{', begin + 1)) {
+    const std::string name(path.substr(begin + 1, path.find('}', begin) - begin - 1));
+    parameters.append(Describe(name, "path", name == "kind" ? "string" : "integer", ""));
+  }
+  for (const Parameter& parameter : route.parameters) {
+    parameters.append(Describe(std::string(parameter.name), "query", SchemaType(parameter.type), parameter.meaning));
+  }
+  if (route.takes_columns) {
+    Json::Value columns = Describe("columns", "query", "object", "Only rows in which these columns have these values");
+    columns["style"] = "form";
+    columns["explode"] = true;
+    columns["schema"]["additionalProperties"] = Object({{"type", "string"}});
+    parameters.append(std::move(columns));
+  }
+  return parameters;
+}
+
+Json::Value BodyOf(const Route& route) {
+  Json::Value schema = Object({{"type", "object"}});
+  if (route.body == Body::Json) {
+    schema["required"].append("configuring");
+    schema["properties"]["configuring"]["type"] = "boolean";
+  }
+  Json::Value body = Object({{"required", true}});
+  body["content"]["application/json"]["schema"] = std::move(schema);
+  return body;
+}
+
+Json::Value ResponsesOf(const Route& route) {
+  Json::Value responses(Json::objectValue);
+  responses["200"]["description"] = std::string(route.answer);
+  const std::string type(route.type.substr(0, route.type.find(';')));
+  responses["200"]["content"][type] = Json::Value(Json::objectValue);
+  std::vector<int> problems = route.problems;
+  for (const int problem : {400, 421, 500, 503}) problems.push_back(problem);
+  if (route.need != Need::Nothing) problems.insert(problems.end(), {401, 403});
+  if (route.body != Body::None) problems.insert(problems.end(), {413, 415});
+  for (const int problem : problems) {
+    Json::Value& response = responses[std::to_string(problem)];
+    response["description"] = std::string(ReasonOf(problem));
+    response["content"]["application/problem+json"]["schema"]["$ref"] = "#/components/schemas/Problem";
+  }
+  return responses;
+}
+
+Json::Value ProblemSchema() {
+  Json::Value schema = Object({{"type", "object"}});
+  for (const char* const name : {"title", "detail", "code", "place"}) schema["properties"][name]["type"] = "string";
+  for (const char* const name : {"status", "line", "column"}) schema["properties"][name]["type"] = "integer";
+  return schema;
+}
+
+std::string InSmallLetters(std::string_view word) {
+  std::string small(word);
+  for (char& letter : small) {
+    if (letter >= 'A' && letter <= 'Z') letter = static_cast<char>(letter - 'A' + 'a');
+  }
+  return small;
+}
+
+}  // namespace
+
+std::string DescribeRoutes() {
+  Json::Value description = Object({{"openapi", "3.1.0"}});
+  description["info"] = Object({{"title", "qvcmsd"}, {"version", QVCMS_VERSION}});
+  for (const Route& route : Routes()) {
+    Json::Value& operation = description["paths"][std::string(route.path)][InSmallLetters(route.method)];
+    operation["summary"] = std::string(route.meaning);
+    const Json::Value parameters = ParametersOf(route);
+    if (!parameters.empty()) operation["parameters"] = parameters;
+    if (route.body != Body::None) operation["requestBody"] = BodyOf(route);
+    operation["responses"] = ResponsesOf(route);
+    if (route.need != Need::Nothing) {
+      Json::Value& security = operation["security"];
+      security.append(Object({{"bearer", Json::Value(Json::arrayValue)}}));
+      security.append(Object({{"certificate", Json::Value(Json::arrayValue)}}));
+    }
+  }
+  description["components"]["schemas"]["Problem"] = ProblemSchema();
+  description["components"]["securitySchemes"]["bearer"] = Object({{"type", "http"}, {"scheme", "bearer"}});
+  description["components"]["securitySchemes"]["certificate"] = Object({{"type", "mutualTLS"}});
+  return qv::ToJson(description, false) + '\n';
+}
+
+}  // namespace qvcmsd

@@ -1,0 +1,107 @@
+#include "options.h"
+
+#include <CLI/CLI.hpp>
+#include <iostream>
+
+namespace qvcmsd {
+namespace {
+
+constexpr int kUsage = 64;
+
+/// An option that is a number of seconds, such as 60 or 0.5.
+void AddSeconds(CLI::App& app, const std::string& name, std::chrono::milliseconds& value, const std::string& text) {
+  app.add_option_function<double>(
+         name,
+         [&value](double seconds) { value = std::chrono::milliseconds(static_cast<std::int64_t>(seconds * 1000)); },
+         text + "; default: " + std::to_string(value.count() / 1000))
+      ->check(CLI::Range(0.1, 1e6))
+      ->type_name("SECONDS");
+}
+
+template <class Number>
+void AddCount(CLI::App& app, const std::string& name, Number& value, const std::string& text, std::size_t least = 1) {
+  app.add_option(name, value, text)
+      ->check(CLI::Range(static_cast<Number>(least), std::numeric_limits<Number>::max()))
+      ->type_name("N")
+      ->capture_default_str();
+}
+
+void AddOptions(CLI::App& app, Options& options) {
+  app.add_option("--data-dir", options.data_dir, "Folder with the host's data, made on first use")
+      ->type_name("DIR")
+      ->envname("QVCMS_DATA_DIR")
+      ->capture_default_str();
+  app.add_option("--listen", options.listen,
+                 "Address to listen on, such as 127.0.0.1:8480 or [::]:8480; may be given several times. Without it: "
+                 "the sockets that systemd hands over, else 127.0.0.1:8480")
+      ->type_name("ADDR:PORT")
+      ->allow_extra_args(false);
+  auto* certificate = app.add_option("--tls-certificate", options.tls.certificate,
+                                     "Certificate of the service and those that lead to its authority, PEM");
+  auto* key = app.add_option("--tls-key", options.tls.key, "Its key, PEM");
+  certificate->needs(key)->type_name("FILE");
+  key->needs(certificate)->type_name("FILE");
+  app.add_option("--client-ca", options.tls.client_ca,
+                 "Authorities of client certificates, PEM; the common name of a client is its scope")
+      ->needs(certificate)
+      ->type_name("FILE");
+  app.add_option("--log-level", options.log_level, "Least severe level that is logged, 0 (fatal) to 7 (dump)")
+      ->check(CLI::Range(0, 7))
+      ->type_name("N")
+      ->capture_default_str();
+  app.add_option("--log-file", options.log_file, "Append the log to this file in place of standard error")
+      ->type_name("FILE");
+  app.add_option_function<std::string>(
+         "--synchronous",
+         [&options](const std::string& word) {
+           options.durability = word == "normal" ? qv::Durability::Process : qv::Durability::PowerCut;
+         },
+         "full (default): what is answered survives a power cut; normal: faster, a power cut may undo the last "
+         "documents")
+      ->check(CLI::IsMember({"full", "normal"}))
+      ->option_text("full|normal");
+  AddSeconds(app, "--silent-after", options.service.silent_after, "A slave that does not report for so long is silent");
+  AddSeconds(app, "--drain-time", options.drain_time, "How long to go on with what waits when the service is stopped");
+}
+
+void AddLimits(CLI::App& app, Options& options) {
+  AddCount(app, "--max-body", options.service.max_body, "Bytes of a body as it is sent");
+  AddCount(app, "--max-document", options.service.limits.size, "Bytes of a document once it is inflated");
+  AddCount(app, "--max-depth", options.service.limits.depth, "Deepest nesting of a document");
+  AddCount(app, "--max-values", options.service.limits.values, "Values in a document; each takes up to 400 bytes");
+  AddCount(app, "--queue", options.service.pipeline.all, "Documents that may wait");
+  AddCount(app, "--queue-per-slave", options.service.pipeline.per_slave, "Documents of one slave that may wait");
+  AddCount(app, "--queue-bytes", options.service.pipeline.bytes, "Bytes of documents that may wait");
+  AddCount(app, "--readers", options.service.pipeline.readers, "Threads that read documents; 0: one for each core", 0);
+  AddCount(app, "--max-connections", options.server.connections, "Connections for each address that is listened on");
+  AddCount(app, "--max-connections-per-client", options.server.connections_per_address,
+           "Connections from one address; 0: any number", 0);
+  AddSeconds(app, "--header-time", options.server.header_time, "Time for the first header of a connection");
+  AddSeconds(app, "--body-time", options.server.body_time, "Time for a body, and a second more for each 64 KiB");
+  AddSeconds(app, "--idle-time", options.server.idle_time, "Time from an answer to the next request");
+}
+
+}  // namespace
+
+std::variant<Options, int> ParseOptions(int argc, const char* const* argv) {
+  Options options;
+  CLI::App app{"Takes the documents of slaves over HTTP, keeps the host's data true to them, and shows what it holds.",
+               "qvcmsd"};
+  app.set_version_flag("--version", std::string("qvcmsd ") + QVCMS_VERSION);
+  app.set_config("--config", "", "Read options from this file: NAME=VALUE, one a line, without the dashes");
+  AddOptions(app, options);
+  AddLimits(app, options);
+  app.footer("Exit status: 0 stopped by a signal, and all that waited was done; 1 failed; 64 wrong usage.");
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::Success& success) {
+    return app.exit(success, std::cout, std::cerr);
+  } catch (const CLI::ParseError& error) {
+    std::cerr << "qvcmsd: " << error.what() << "\nRun \"qvcmsd --help\" for the options.\n";
+    return kUsage;
+  }
+  options.service.data_folder = options.data_dir;
+  return options;
+}
+
+}  // namespace qvcmsd

@@ -1,0 +1,32 @@
+/// The command line of the service.
+#pragma once
+
+#include <chrono>
+#include <filesystem>
+#include <string>
+#include <variant>
+#include <vector>
+
+#include "server.h"
+#include "service.h"
+#include "tls.h"
+
+namespace qvcmsd {
+
+struct Options {
+  std::filesystem::path data_dir = "qvcms-data";
+  std::vector<std::string> listen = {};  ///< none: the sockets that were handed over, else 127.0.0.1:8480
+  TlsFiles tls;
+  int log_level = 3;
+  std::string log_file;
+  std::chrono::milliseconds drain_time{30'000};
+  qv::Durability durability = qv::Durability::PowerCut;
+  ServiceOptions service;
+  ServerLimits server;
+};
+
+/// Reads the command line and the configuration file. Help, the version and complaints are printed here.
+/// @return the options, or the exit status of a program that has nothing more to do
+std::variant<Options, int> ParseOptions(int argc, const char* const* argv);
+
+}  // namespace qvcmsd

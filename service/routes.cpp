@@ -1,0 +1,223 @@
+#include "routes.h"
+
+namespace qvcmsd {
+namespace {
+
+using Type = Parameter::Type;
+
+constexpr Parameter kModel = {"model", Type::Text, "Model of the slave; it is remembered"};
+constexpr Parameter kAllowRemovals = {"allow_removals", Type::Flag,
+                                      "Apply a snapshot that removes more than half of ten or more devices"};
+constexpr Parameter kAfter = {"after", Type::Number, "Only rows with greater ids; the Link header of a page has it"};
+constexpr Parameter kLimit = {"limit", Type::Number, "Rows of a page, 1 to 10000; 100 if not given"};
+constexpr Parameter kZr = {"zr", Type::Number, "Only what belongs to this slave"};
+
+constexpr std::string_view kChanges =
+    "An array with an object for each kind: what was added, updated, removed, and "
+    "left as it was; then one for each entry that could not be used";
+constexpr std::string_view kRows = "An array of rows; a Link header with the address of the next page";
+
+std::vector<std::string_view> SegmentsOf(std::string_view path) {
+  std::vector<std::string_view> segments;
+  while (!path.empty()) {
+    path.remove_prefix(1);
+    const std::size_t end = path.find('/');
+    segments.push_back(path.substr(0, end));
+    path.remove_prefix(end == std::string_view::npos ? path.size() : end);
+  }
+  return segments;
+}
+
+/// Whether the route has the path; then `values` are what stood for its names.
+bool Fits(const Route& route, const Target& target, std::vector<std::string>& values) {
+  const std::vector<std::string_view> segments = SegmentsOf(route.path);
+  if (segments.size() != target.segments.size()) return false;
+  values.clear();
+  for (std::size_t i = 0; i < segments.size(); ++i) {
+    if (segments[i].starts_with('{')) {
+      if (target.segments[i].empty()) return false;
+      values.push_back(target.segments[i]);
+    } else if (segments[i] != target.segments[i]) {
+      return false;
+    }
+  }
+  return true;
+}
+
+}  // namespace
+
+std::span<const Route> Routes() {
+  // What comes first is matched first.
+  static const std::vector<Route> routes = {
+      {"POST",
+       "/v1/slaves/{zr}/pair",
+       Operation::Pair,
+       Need::Documents,
+       "Take over everything of a newly paired slave",
+       kChanges,
+       Body::Document,
+       {kModel},
+       false,
+       "application/json",
+       {422}},
+      {"POST",
+       "/v1/slaves/{zr}/snapshot",
+       Operation::Snapshot,
+       Need::Documents,
+       "Apply a configuration snapshot",
+       kChanges,
+       Body::Document,
+       {kModel, kAllowRemovals},
+       false,
+       "application/json",
+       {409, 422}},
+      {"POST",
+       "/v1/slaves/{zr}/status",
+       Operation::Status,
+       Need::Documents,
+       "Apply a status report",
+       "The filled record of the slave",
+       Body::Document,
+       {},
+       false,
+       "application/json",
+       {404, 422}},
+      {"POST",
+       "/v1/slaves/{zr}/plan",
+       Operation::Plan,
+       Need::Documents,
+       "Tell what a snapshot would change, and change nothing",
+       "As for a snapshot, then an object of the kind \"refusal\" for each reason why the snapshot would be refused",
+       Body::Document,
+       {kModel},
+       false,
+       "application/json",
+       {422}},
+      {"DELETE", "/v1/slaves/{zr}", Operation::Remove, Need::Operate, "Delete everything that is held for a slave",
+       "An array with an object for each kind: what was removed and updated; empty if nothing was held"},
+      {"GET",
+       "/v1/slaves",
+       Operation::ListSlaves,
+       Need::Read,
+       "All slaves with their state, also whether they are silent",
+       kRows,
+       Body::None,
+       {kAfter, kLimit},
+       true},
+      {"GET",
+       "/v1/slaves/{zr}",
+       Operation::ShowSlave,
+       Need::Read,
+       "One slave",
+       "The row of the slave",
+       Body::None,
+       {},
+       false,
+       "application/json",
+       {404}},
+      {"GET",
+       "/v1/slaves/{zr}/{kind}",
+       Operation::ListOfSlave,
+       Need::Read,
+       "Rows of one kind of one slave",
+       kRows,
+       Body::None,
+       {kAfter, kLimit},
+       true,
+       "application/json",
+       {404}},
+      {"GET",
+       "/v1/messages",
+       Operation::Messages,
+       Need::Read,
+       "Messages that wait for other services",
+       kRows,
+       Body::None,
+       {kZr, kAfter, kLimit},
+       true},
+      {"GET",
+       "/v1/events",
+       Operation::Events,
+       Need::Read,
+       "What changes, as it happens: one event for each document that was applied, and for each slave that falls "
+       "silent or is well again",
+       "Server-sent events, each with a JSON object",
+       Body::None,
+       {},
+       false,
+       "text/event-stream"},
+      {"GET", "/v1/openapi.json", Operation::Describe, Need::Nothing, "This description", "OpenAPI 3.1"},
+      {"GET",
+       "/v1/{kind}",
+       Operation::List,
+       Need::Read,
+       "Rows of one kind",
+       kRows,
+       Body::None,
+       {kZr, kAfter, kLimit},
+       true,
+       "application/json",
+       {404}},
+      {"PUT",
+       "/v1/{kind}/{id}/configuring",
+       Operation::SetConfiguring,
+       Need::Operate,
+       "Mark a device as being configured on the host, so that no slave overwrites it, or as free again",
+       "An array with one object: kind, id, configuring",
+       Body::Json,
+       {},
+       false,
+       "application/json",
+       {404}},
+      {"GET",
+       "/metrics",
+       Operation::Metrics,
+       Need::Metrics,
+       "Metrics for Prometheus",
+       "Text format 0.0.4",
+       Body::None,
+       {},
+       false,
+       "text/plain; version=0.0.4"},
+      {"GET",
+       "/healthz",
+       Operation::Health,
+       Need::Nothing,
+       "Whether the service runs",
+       "ok",
+       Body::None,
+       {},
+       false,
+       "text/plain"},
+      {"GET",
+       "/readyz",
+       Operation::Readiness,
+       Need::Nothing,
+       "Whether the service takes documents",
+       "ready",
+       Body::None,
+       {},
+       false,
+       "text/plain"},
+  };
+  return routes;
+}
+
+Match FindRoute(std::string_view method, const Target& target) {
+  Match match;
+  for (const Route& route : Routes()) {
+    std::vector<std::string> values;
+    if (!Fits(route, target, values)) continue;
+    if (route.method == method || (route.method == "GET" && method == "HEAD")) {
+      match.route = &route;
+      match.values = std::move(values);
+      return match;
+    }
+    if (match.allowed.find(route.method) == std::string::npos) {
+      match.allowed += (match.allowed.empty() ? "" : ", ") + std::string(route.method);
+    }
+  }
+  return match;
+}
+
+}  // namespace qvcmsd

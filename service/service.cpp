@@ -1,0 +1,397 @@
+#include "service.h"
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <climits>
+
+#include "clock.h"
+#include "hostwork.h"
+
+namespace qvcmsd {
+namespace {
+
+constexpr unsigned kQueryThreads = 2;
+constexpr unsigned kBeatSeconds = 15;
+
+bool IsRequestId(std::string_view text) {
+  constexpr std::string_view kPunctuation = "-_.:";
+  return !text.empty() && text.size() <= 64 && std::all_of(text.begin(), text.end(), [&](char each) {
+    return (each >= '0' && each <= '9') || (each >= 'a' && each <= 'z') || (each >= 'A' && each <= 'Z') ||
+           kPunctuation.find(each) != std::string_view::npos;
+  });
+}
+
+template <class Number>
+std::optional<Number> NumberOf(std::string_view text, Number least, Number most) {
+  Number number = 0;
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+  if (error != std::errc() || end != text.data() + text.size() || number < least || number > most) return std::nullopt;
+  return number;
+}
+
+/// A host name without its port.
+std::string_view NameIn(std::string_view host) {
+  if (host.starts_with('[')) return host.substr(0, host.find(']') + 1);
+  return host.substr(0, host.find(':'));
+}
+
+bool IsThisMachine(std::string_view name) { return name == "localhost" || name == "[::1]" || name.starts_with("127."); }
+
+/// What is wrong with the parameters of a request. Columns of a kind are looked at when its rows are.
+std::optional<Response> FaultInParameters(const Route& route, const Target& target) {
+  for (const auto& [name, value] : target.parameters) {
+    const auto parameter = std::find_if(route.parameters.begin(), route.parameters.end(),
+                                        [&](const Parameter& each) { return each.name == name; });
+    if (parameter == route.parameters.end()) {
+      if (route.takes_columns) continue;
+      return Problem(400, "bad-argument", "there is no parameter \"" + name + '"');
+    }
+    if (parameter->type == Parameter::Type::Flag && value != "true" && value != "false") {
+      return Problem(400, "bad-argument", name + ": true or false is expected");
+    }
+    if (parameter->type != Parameter::Type::Number) continue;
+    const std::int64_t least = name == "after" ? 0 : 1;
+    const std::int64_t most = name == "limit" ? 10'000 : name == "zr" ? INT_MAX : INT64_MAX;
+    if (!NumberOf<std::int64_t>(value, least, most)) {
+      return Problem(
+          400, "bad-argument",
+          name + ": a number from " + std::to_string(least) + " to " + std::to_string(most) + " is expected");
+    }
+  }
+  return std::nullopt;
+}
+
+std::string CodeOf(const Response& response) {
+  if (response.status < 400) return "applied";
+  const std::size_t begin = response.body.find("\"code\"");
+  const std::size_t quote = begin == std::string::npos ? begin : response.body.find('"', begin + 6);
+  if (quote == std::string::npos) return "failed";
+  return response.body.substr(quote + 1, response.body.find('"', quote + 1) - quote - 1);
+}
+
+}  // namespace
+
+Service::Service(qv::Host& host, Log& log, const ServiceOptions& options)
+    : host_(host),
+      log_(log),
+      options_(options),
+      silence_(options.silent_after),
+      tokens_(std::make_shared<qv::Tokens>(options.data_folder)),
+      tokens_time_(TokensTime()),
+      boot_(qv::ToJson(
+          Json::Value(Json::UInt64(std::chrono::system_clock::now().time_since_epoch().count() & 0xffffff)))),
+      pipeline_(host, options.pipeline),
+      queries_(kQueryThreads) {
+  for (const qv::Row& slave : host.Servers()) {
+    for (const auto& [name, value] : slave) {
+      if (name == "id") silence_.Expect(value.asInt());
+    }
+  }
+}
+
+Service::~Service() = default;
+
+std::shared_ptr<const qv::Tokens> Service::tokens() const {
+  const std::lock_guard lock(tokens_mutex_);
+  return tokens_;
+}
+
+bool Service::wants_tokens() const { return tokens()->are_wanted(); }
+
+std::filesystem::file_time_type Service::TokensTime() const {
+  std::error_code missing;
+  return std::filesystem::last_write_time(options_.data_folder / qv::Tokens::kFile, missing);
+}
+
+void Service::Reread() {
+  tokens_time_ = TokensTime();
+  try {
+    auto fresh = std::make_shared<const qv::Tokens>(options_.data_folder);
+    const std::lock_guard lock(tokens_mutex_);
+    // Somebody who deletes the file must not open the service to everybody.
+    if (tokens_->are_wanted() && !fresh->are_wanted()) {
+      log_.Write(Level::Error, "the file of the tokens is gone; the tokens that were read last hold until a restart");
+      return;
+    }
+    tokens_ = std::move(fresh);
+  } catch (const qv::Refusal& refusal) {
+    log_.Write(Level::Error, std::string("the tokens cannot be read again, the old ones hold: ") + refusal.what());
+  }
+}
+
+std::unique_ptr<Call> Service::Begin(Request& request, Response& refusal) {
+  auto call = std::make_unique<Call>();
+  call->received = std::chrono::steady_clock::now();
+  const std::string_view id = request.Header("x-request-id");
+  request.id = IsRequestId(id) ? std::string(id) : boot_ + '-' + std::to_string(next_request_++);
+  std::optional<Response> problem;
+  if (auto target = ParseTarget(request.target)) {
+    call->target = std::move(*target);
+    call->match = FindRoute(request.method, call->target);
+    if (call->match.route != nullptr && call->match.route->path.find("{zr}") != std::string_view::npos) {
+      call->zr = NumberOf<int>(call->match.values.front(), 1, INT_MAX).value_or(0);
+    }
+    problem = WhyRefused(request, call->target, call->match);
+  } else {
+    problem = Problem(400, "bad-request", "the address cannot be read");
+  }
+  call->request = request;
+  if (problem) {
+    Tell(*call, *problem);
+    refusal = std::move(*problem);
+    return nullptr;
+  }
+  call->body_limit = call->match.route->body == Body::None       ? 0
+                     : call->match.route->body == Body::Document ? options_.max_body
+                                                                 : 1024;
+  const std::string_view length = request.Header("content-length");
+  if (!length.empty() && !NumberOf<std::uint64_t>(length, 0, call->body_limit)) {
+    refusal = Problem(413, "too-large", "the body is larger than " + std::to_string(call->body_limit) + " bytes");
+    Tell(*call, refusal);
+    return nullptr;
+  }
+  return call;
+}
+
+std::optional<Response> Service::WhyRefused(const Request& request, const Target& target, const Match& match) {
+  if (match.route == nullptr) {
+    if (match.allowed.empty()) return Problem(404, "not-found", "there is nothing at this address");
+    Response response = Problem(405, "method-not-allowed", "the methods of this address are " + match.allowed);
+    response.headers.emplace_back("Allow", match.allowed);
+    return response;
+  }
+  int zr = 0;
+  if (match.route->path.find("{zr}") != std::string_view::npos) {
+    const auto number = NumberOf<int>(match.values.front(), 1, INT_MAX);
+    if (!number) return Problem(404, "not-found", "a slave's id is a number, 1 or more");
+    zr = *number;
+  }
+  if (auto problem = WhyNotAllowed(request, match.route->need, zr)) return problem;
+  if (auto problem = FaultInParameters(*match.route, target)) return problem;
+  if (match.route->body != Body::None) {
+    const std::string_view encoding = request.Header("content-encoding");
+    if (!encoding.empty() && encoding != "identity" && encoding != "gzip") {
+      return Problem(415, "unsupported-encoding", "a body is sent as it is, or as gzip");
+    }
+    if (stopping_) return Problem(503, "stopping", "the service is stopping");
+    if (pipeline_.depth().waiting >= options_.pipeline.all) {
+      return Problem(503, "overloaded", "too many documents wait");
+    }
+  }
+  return std::nullopt;
+}
+
+std::optional<Response> Service::WhyNotAllowed(const Request& request, Need need, int zr) const {
+  if (need == Need::Nothing) return std::nullopt;
+  const auto tokens = this->tokens();
+  const std::string_view authorization = request.Header("authorization");
+  if (!tokens->are_wanted() && authorization.empty() && !request.certificate) {
+    // Only this machine gets here. Pages of others in its browsers must not: they come with another host's name, or
+    // say where they are from.
+    if (!IsThisMachine(NameIn(request.Header("host")))) {
+      return Problem(421, "wrong-host", "without tokens the service answers for localhost only");
+    }
+    const std::string_view origin = request.Header("origin");
+    if (!origin.empty() && origin.substr(std::min(origin.size(), origin.find("://") + 3)) != request.Header("host")) {
+      return Problem(403, "foreign-origin", "pages of other services are not let in");
+    }
+    return std::nullopt;
+  }
+  const qv::Scope* scope = request.certificate ? &*request.certificate : nullptr;
+  if (!authorization.empty()) {
+    constexpr std::string_view kBearer = "Bearer ";
+    const qv::TokenInfo* token =
+        authorization.starts_with(kBearer) ? tokens->Find(authorization.substr(kBearer.size())) : nullptr;
+    if (token == nullptr) return Problem(401, "unauthorized", "the token is not known");
+    scope = &token->scope;
+    if (Allows(*scope, need, zr)) return std::nullopt;
+  }
+  if (scope == nullptr) return Problem(401, "unauthorized", "a token is needed: Authorization: Bearer TOKEN");
+  if (Allows(*scope, need, zr)) return std::nullopt;
+  return Problem(403, "forbidden", "this needs the scope " + WordsFor(need, zr));
+}
+
+void Service::Tell(const Call& call, const Response& response) {
+  const Route* const route = call.match.route;
+  metrics_.Request(call.request.method, route == nullptr ? "" : route->path, response.status);
+  if (route != nullptr && route->body == Body::Document) {
+    metrics_.Document(route->path.substr(route->path.rfind('/') + 1), CodeOf(response),
+                      std::chrono::steady_clock::now() - call.received);
+  }
+  if (response.status < 400) return;
+  const Log::Scope scope(call.request.id);
+  const bool is_ours = response.status >= 500 && response.status != 503;
+  // The path alone: what is behind it may hold what nobody should read.
+  log_.Write(is_ours ? Level::Warning : Level::Info, call.request.peer + ' ' + call.request.method + ' ' +
+                                                         call.request.target.substr(0, call.request.target.find('?')) +
+                                                         ' ' + std::to_string(response.status) + ' ' +
+                                                         CodeOf(response));
+}
+
+Response Service::Refuse(const Call& call, Response response) {
+  Tell(call, response);
+  return response;
+}
+
+void Service::Handle(std::unique_ptr<Call> call, const Answer& answer) {
+  const std::shared_ptr<Call> shared = std::move(call);
+  const Answer told = [this, shared, answer](Response response) {
+    Tell(*shared, response);
+    answer(std::move(response));
+    --under_way_;
+  };
+  ++under_way_;
+  if (stopping_ && shared->match.route->operation != Operation::Health) {
+    return told(Problem(503, "stopping", "the service is stopping"));
+  }
+  switch (shared->match.route->operation) {
+    case Operation::Pair:
+    case Operation::Snapshot:
+    case Operation::Status:
+    case Operation::Plan:
+    case Operation::Remove:
+    case Operation::SetConfiguring:
+      return Change(shared, told);
+    case Operation::ListSlaves:
+    case Operation::ListOfSlave:
+    case Operation::List:
+    case Operation::Messages:
+      return Ask(told, [this, shared] { return ListRows(*shared); });
+    case Operation::ShowSlave:
+      return Ask(told, [this, shared] { return ShowSlave(*shared); });
+    case Operation::Metrics:
+      return Ask(told, [this] { return ShowMetrics(); });
+    case Operation::Readiness:
+      return Ask(told, [this] {
+        static_cast<void>(host_.List({.kind = "server", .limit = 1}));
+        return Response{.type = "text/plain", .body = "ready\n"};
+      });
+    case Operation::Health:
+      return told({.type = "text/plain", .body = "ok\n"});
+    case Operation::Describe:
+      return told({.body = DescribeRoutes()});
+    case Operation::Events: {
+      auto stream = events_.Watch(shared->request.Header("last-event-id"));
+      if (stream == nullptr) return told(Problem(503, "overloaded", "too many watch already"));
+      return told({.type = "text/event-stream", .stream = std::move(stream)});
+    }
+  }
+}
+
+void Service::Change(const std::shared_ptr<Call>& call, const Answer& answer) {
+  std::unique_ptr<Work> work;
+  try {
+    work = std::make_unique<HostWork>(*this, call, answer);
+  } catch (const qv::Refusal& refusal) {
+    return answer(ProblemOf(refusal));
+  }
+  switch (pipeline_.Take(work)) {
+    case Pipeline::Offer::Taken:
+      return;
+    case Pipeline::Offer::SlaveFull:
+      return answer(Problem(503, "slave-overloaded", "too many documents of this slave wait"));
+    case Pipeline::Offer::Full:
+      return answer(Problem(503, "overloaded", "too many documents wait"));
+  }
+}
+
+void Service::Ask(const Answer& answer, std::function<Response()> question) {
+  const bool taken = queries_.Take([answer, question = std::move(question)] {
+    Response response;
+    try {
+      response = question();
+    } catch (const qv::Refusal& refusal) {
+      response = ProblemOf(refusal);
+    } catch (const std::bad_alloc&) {
+      response = Problem(503, "overloaded", "there is not enough memory");
+    }
+    answer(std::move(response));
+  });
+  if (!taken) answer(Problem(503, "overloaded", "too many wait for lists"));
+}
+
+void Service::Applied(const Call& call, const qv::ChangeResult& result) {
+  metrics_.Changes(result);
+  const Operation operation = call.match.route->operation;
+  Json::Value data(Json::objectValue);
+  if (call.zr > 0) data["zr"] = call.zr;
+  data["changes"] = Json::Value(Json::arrayValue);
+  for (const qv::KindChanges& kind : result.changes) {
+    if (kind.added + kind.updated + kind.removed == 0) continue;
+    Json::Value& change = data["changes"].append(Json::Value(Json::objectValue));
+    change["kind"] = kind.kind;
+    change["added"] = kind.added;
+    change["updated"] = kind.updated;
+    change["removed"] = kind.removed;
+  }
+  if (result.failed_operations > 0) data["failed_operations"] = result.failed_operations;
+  if (operation == Operation::Remove) {
+    silence_.Forget(call.zr);
+    events_.Publish("removed", data);
+  } else if (operation == Operation::SetConfiguring) {
+    data["kind"] = call.match.values[0];
+    data["id"] = call.match.values[1];
+    events_.Publish("configuring", data);
+  } else {
+    Heard(call.zr);
+    const std::string_view path = call.match.route->path;
+    events_.Publish(path.substr(path.rfind('/') + 1), data);
+  }
+}
+
+void Service::Heard(int zr) {
+  const auto silent_since = silence_.Heard(zr);
+  if (!silent_since) return;
+  Json::Value data(Json::objectValue);
+  data["zr"] = zr;
+  data["since"] = Timestamp(*silent_since);
+  events_.Publish("well", data);
+  log_.Write(Level::Notice, "slave " + std::to_string(zr) + " reports again");
+  const std::lock_guard lock(silence_mutex_);
+  silence_changes_.push_back({.zr = zr, .is_silent = false, .since = *silent_since});
+}
+
+void Service::TellSilence() {
+  std::vector<qv::SilenceChange> changes;
+  {
+    const std::lock_guard lock(silence_mutex_);
+    changes.swap(silence_changes_);
+  }
+  for (const Silence::Fallen& fallen : silence_.Sweep()) {
+    changes.push_back({.zr = fallen.zr, .is_silent = true, .since = fallen.since});
+    Json::Value data(Json::objectValue);
+    data["zr"] = fallen.zr;
+    data["since"] = Timestamp(fallen.since);
+    events_.Publish("silent", data);
+    log_.Write(Level::Warning, "slave " + std::to_string(fallen.zr) + " is silent since " + Timestamp(fallen.since));
+  }
+  if (changes.empty()) return;
+  try {
+    host_.TellSilence(changes);
+  } catch (const qv::Refusal& refusal) {
+    log_.Write(Level::Error, std::string("messages about silent slaves cannot be written: ") + refusal.what());
+    const std::lock_guard lock(silence_mutex_);
+    silence_changes_.insert(silence_changes_.begin(), changes.begin(), changes.end());
+  }
+}
+
+void Service::Tick(std::size_t connections) {
+  connections_ = connections;
+  if (TokensTime() != tokens_time_) Reread();
+  TellSilence();
+  if (++ticks_ % kBeatSeconds == 0) events_.Beat();
+}
+
+bool Service::Stop(std::chrono::milliseconds limit) {
+  stopping_ = true;
+  events_.Close();
+  const auto end = std::chrono::steady_clock::now() + limit;
+  while (under_way_ > 0) {
+    if (std::chrono::steady_clock::now() >= end) return false;
+    std::this_thread::sleep_for(std::chrono::milliseconds(5));
+  }
+  return true;
+}
+
+}  // namespace qvcmsd
