@@ -27,7 +27,7 @@ bool HasVersionTable(const TableColumns& tables) {
 /// Refuses a database that has tables but says no version.
 void CheckIsNew(const Session::State& state, const TableColumns& tables) {
   for (const auto& [name, columns] : tables) {
-    if (name == "schema_version" || name == "staged_file") continue;
+    if (name == "schema_version") continue;
     if (HasVersionTable(tables)) {
       Refuse(state, "has lost its schema version (table schema_version): restore it from a backup");
     }

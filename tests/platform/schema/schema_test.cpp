@@ -162,18 +162,5 @@ TEST_F(SchemaTest, ADatabaseOfAnotherProgramIsRefusedAndNotWrittenTo) {
   EXPECT_FALSE(fs::exists(folder_ / "music/writer.lock"));
 }
 
-TEST_F(SchemaTest, RowsAreFoundWithoutAScanOrASort) {
-  Upgrade(folder_ / "data");
-  for (const std::string query :
-       {"iva_task WHERE owner_zr_id=7", "iva_task WHERE id_on_rec_server=3 AND owner_zr_id=1",
-        "counting_task_group WHERE owner_zr_id=7", "counting_widget WHERE id_on_rec_server=3 AND iva_setting_id=1",
-        "capability_file WHERE owner_zr_id=7", "capability_file WHERE path='a'"}) {
-    for (const std::string& step :
-         support::QueryFolder(folder_ / "data", "EXPLAIN QUERY PLAN SELECT * FROM " + query + " ORDER BY id")) {
-      EXPECT_THAT(step, HasSubstr("SEARCH")) << query;
-    }
-  }
-}
-
 }  // namespace
 }  // namespace qv::db
