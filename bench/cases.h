@@ -7,6 +7,7 @@ void RegisterReadingCases();
 void RegisterSnapshotCases();
 void RegisterStatusCases();
 void RegisterCommandCases();
+void RegisterListCases();
 void RegisterFleet();
 
 }  // namespace bench

@@ -8,6 +8,7 @@ int main(int argc, char** argv) {
   bench::RegisterSnapshotCases();
   bench::RegisterStatusCases();
   bench::RegisterCommandCases();
+  bench::RegisterListCases();
   bench::RegisterFleet();
   return bench::RunAll(argc, argv);
 }

@@ -35,6 +35,7 @@ std::string MaskParameters(const std::string& word) {
 }
 
 std::string MaskWords(const std::string& text) {
+  if (text.find_first_of("@=") == std::string::npos) return text;  // as most texts
   std::string masked;
   for (std::size_t begin = 0; begin < text.size();) {
     const std::size_t end = std::min(text.find_first_of(kBlanks, begin), text.size());

@@ -99,6 +99,7 @@ std::vector<ListedRow> AnyTable::List(const Where& where) const {
   std::vector<ListedRow> rows;
   for (db::Query query = SelectRows(where, schema_.all); query.Next();) {
     ListedRow& row = rows.emplace_back();
+    row.reserve(fields().size());
     int column = 0;
     for (const Field& field : fields()) {
       if (IsListed(field.info.role)) row.emplace_back(field.info.column, ColumnAsJson(field, query.Row(), column));

@@ -11,7 +11,7 @@ namespace qvcms {
 
 int Run(const GlobalOptions& global, const ListOptions& options) {
   /// Rows read, and laid out as columns, at a time. The first of them are there soon.
-  constexpr std::size_t kPage = 500;
+  constexpr std::size_t kPage = 100;
   const auto kinds = qv::Host::Kinds();
   const auto kind =
       std::find_if(kinds.begin(), kinds.end(), [&](const auto& each) { return each.name == options.kind; });

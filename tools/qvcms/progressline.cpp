@@ -8,7 +8,7 @@
 namespace qvcms {
 namespace {
 
-constexpr std::chrono::seconds kPatience{1};
+constexpr std::chrono::seconds kDelay{1};
 
 /// Goes to the start of the line and clears it.
 constexpr const char* kClear = "\r\033[K";
@@ -24,10 +24,11 @@ ProgressLine::~ProgressLine() {
 qv::ProgressCallback ProgressLine::Callback() {
   if (!is_terminal_) return nullptr;
   return [this](const qv::Progress& progress) {
-    if (std::chrono::steady_clock::now() - start_ < kPatience) return;
+    if (std::chrono::steady_clock::now() - start_ < kDelay) return;
     is_shown_ = true;
+    // The cursor goes back to the start: a line of the log, which is longer, takes the place of this one.
     const std::string line = kClear + std::string(progress.kind) + ' ' + std::to_string(progress.done) + " of " +
-                             std::to_string(progress.total);
+                             std::to_string(progress.total) + '\r';
     static_cast<void>(std::fputs(line.c_str(), stderr));
     static_cast<void>(std::fflush(stderr));
   };
