@@ -45,13 +45,6 @@
 
 QV_DECLARE_FIELDS(IOModuleData, IO_MODULE_FIELDS)
 
-/// A module's state: its id on the host and its status.
-struct IOModStsInfo {
-  int id = 0;
-  int status = 0;
-  bool operator==(const IOModStsInfo&) const = default;
-};
-
 class IOModule : public TaggedRecord<IOModuleData::Fields> {
  public:
   /// @return non-zero when applying the slave's entry would change this row

@@ -1,10 +1,10 @@
-#include "columns.h"
+#include "analytics/columns.h"
 
 #include <algorithm>
 
-#include "../json/storable.h"
-#include "../record/fieldvalue.h"
+#include "json/storable.h"
 #include "qvjson.h"
+#include "record/fieldvalue.h"
 
 namespace qv::analytics {
 namespace {

@@ -6,8 +6,8 @@
 
 #include <span>
 
-#include "../record/table.h"
 #include "dbmember.h"
+#include "record/table.h"
 
 namespace qv::analytics {
 

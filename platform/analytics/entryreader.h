@@ -6,8 +6,8 @@
 #include <string>
 #include <type_traits>
 
-#include "../json/storable.h"
-#include "../log/message.h"
+#include "json/storable.h"
+#include "log/message.h"
 
 namespace qv::analytics {
 

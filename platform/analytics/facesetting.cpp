@@ -1,9 +1,9 @@
 #include "facesetting.h"
 
-#include "../record/attempt.h"
-#include "../record/import.h"
-#include "columns.h"
-#include "tables.h"
+#include "analytics/columns.h"
+#include "analytics/tables.h"
+#include "record/attempt.h"
+#include "record/import.h"
 
 template <>
 const char DBWrapper<FACE_SETTING_DB_COLUMNS>::m_szTableName[] = "face_task";

@@ -1,8 +1,8 @@
 /// The tables of the analytics records.
 #pragma once
 
-#include "../record/table.h"
 #include "facesetting.h"
+#include "record/table.h"
 #include "tavicountingwidget.h"
 #include "tavisetting.h"
 

@@ -1,4 +1,4 @@
-#include "takenrows.h"
+#include "analytics/takenrows.h"
 
 namespace qv::analytics {
 namespace {

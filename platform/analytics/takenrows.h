@@ -6,7 +6,7 @@
 #include <set>
 #include <utility>
 
-#include "../record/table.h"
+#include "record/table.h"
 
 namespace qv::analytics {
 

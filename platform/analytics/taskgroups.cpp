@@ -1,12 +1,12 @@
-#include "../db/database.h"
-#include "../json/storable.h"
-#include "../record/attempt.h"
-#include "../record/fieldvalue.h"
-#include "entryreader.h"
+#include "analytics/entryreader.h"
+#include "analytics/tables.h"
+#include "analytics/takenrows.h"
+#include "db/database.h"
+#include "json/storable.h"
 #include "qvjson.h"
 #include "qvobjectcounting.h"
-#include "tables.h"
-#include "takenrows.h"
+#include "record/attempt.h"
+#include "record/fieldvalue.h"
 
 #define TASK_GROUP_FIELDS(FIELD)                                          \
   FIELD(TaskGroupData, int, Id, "id", HostId)                             \

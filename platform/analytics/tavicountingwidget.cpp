@@ -1,8 +1,8 @@
 #include "tavicountingwidget.h"
 
-#include "../record/attempt.h"
-#include "tables.h"
-#include "takenrows.h"
+#include "analytics/tables.h"
+#include "analytics/takenrows.h"
+#include "record/attempt.h"
 
 template <>
 const char DBWrapper<TAVI_COUNTING_WIDGET_DB_COLUMN>::m_szTableName[] = "counting_widget";

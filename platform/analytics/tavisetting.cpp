@@ -1,9 +1,9 @@
 #include "tavisetting.h"
 
-#include "../record/attempt.h"
-#include "../record/import.h"
-#include "columns.h"
-#include "tables.h"
+#include "analytics/columns.h"
+#include "analytics/tables.h"
+#include "record/attempt.h"
+#include "record/import.h"
 
 template <>
 const char DBWrapper<TAVI_SETTING_DB_COLUMNS>::m_szTableName[] = "iva_task";

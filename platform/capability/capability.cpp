@@ -1,4 +1,4 @@
-#include "capability.h"
+#include "capability/capability.h"
 
 #include <sys/stat.h>
 
@@ -8,15 +8,15 @@
 #include <set>
 #include <system_error>
 
-#include "../db/database.h"
-#include "../log/message.h"
-#include "../record/attempt.h"
-#include "../text/escape.h"
 #include "camcap.h"
-#include "filenames.h"
-#include "filesync.h"
+#include "capability/filenames.h"
+#include "capability/filesync.h"
+#include "db/database.h"
+#include "log/message.h"
 #include "qvjson.h"
+#include "record/attempt.h"
 #include "taggedfield.h"
+#include "text/escape.h"
 
 // A row for each server that reports the file. Its path is what a file is known by on its slave.
 #define CAPABILITY_FILE_FIELDS(FIELD)                                \

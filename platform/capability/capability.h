@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "../record/table.h"
+#include "record/table.h"
 
 namespace qv::capability {
 

@@ -1,11 +1,11 @@
-#include "filenames.h"
+#include "capability/filenames.h"
 
 #include <algorithm>
 #include <charconv>
 #include <climits>
 #include <vector>
 
-#include "../files/folder.h"
+#include "files/folder.h"
 
 namespace qv::capability {
 namespace {

@@ -8,7 +8,7 @@
 #include <string>
 #include <string_view>
 
-#include "../db/driver.h"
+#include "db/driver.h"
 
 namespace qv::capability {
 

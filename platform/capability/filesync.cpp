@@ -1,4 +1,4 @@
-#include "filesync.h"
+#include "capability/filesync.h"
 
 #include <fmt/format.h>
 #include <sys/random.h>
@@ -13,10 +13,10 @@
 #include <stdexcept>
 #include <utility>
 
-#include "../db/database.h"
-#include "../files/folder.h"
-#include "../log/message.h"
-#include "filenames.h"
+#include "capability/filenames.h"
+#include "db/database.h"
+#include "files/folder.h"
+#include "log/message.h"
 
 namespace qv::capability {
 namespace {

@@ -1,4 +1,4 @@
-#include "countobserver.h"
+#include "db/countobserver.h"
 
 #include <utility>
 

@@ -3,7 +3,7 @@
 
 #include <functional>
 
-#include "database.h"
+#include "db/database.h"
 
 namespace qv::db {
 

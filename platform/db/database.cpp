@@ -1,4 +1,4 @@
-#include "database.h"
+#include "db/database.h"
 
 #include <sys/stat.h>
 
@@ -9,9 +9,9 @@
 #include <mutex>
 #include <stdexcept>
 
-#include "migrations.h"
-#include "remedy.h"
-#include "session.h"
+#include "db/migrations.h"
+#include "db/remedy.h"
+#include "db/session.h"
 
 namespace qv::db {
 namespace {

@@ -14,7 +14,7 @@
 #include <string_view>
 #include <vector>
 
-#include "driver.h"
+#include "db/driver.h"
 
 namespace qv::db {
 

@@ -1,8 +1,8 @@
-#include "migrations.h"
+#include "db/migrations.h"
 
 #include <string>
 
-#include "transaction.h"
+#include "db/transaction.h"
 
 namespace qv::db {
 namespace {

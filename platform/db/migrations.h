@@ -1,7 +1,7 @@
 /// Brings the schema of a database to the version that the program knows.
 #pragma once
 
-#include "database.h"
+#include "db/database.h"
 
 namespace qv::db {
 

@@ -6,9 +6,9 @@
 #include <optional>
 #include <vector>
 
-#include "../log/message.h"
-#include "database.h"
-#include "session.h"
+#include "db/database.h"
+#include "db/session.h"
+#include "log/message.h"
 
 /// The rows of a query, with the place that fetching has reached.
 struct DBResult_tag : qv::db::TextRows {

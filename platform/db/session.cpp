@@ -1,8 +1,8 @@
-#include "session.h"
+#include "db/session.h"
 
 #include <stdexcept>
 
-#include "sqlite/sqlitedriver.h"
+#include "db/sqlite/sqlitedriver.h"
 
 namespace qv::db {
 namespace {

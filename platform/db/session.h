@@ -11,8 +11,8 @@
 #include <unordered_map>
 #include <vector>
 
-#include "database.h"
-#include "writerlock.h"
+#include "db/database.h"
+#include "db/writerlock.h"
 
 namespace qv::db {
 

@@ -1,9 +1,9 @@
-#include "transaction.h"
+#include "db/transaction.h"
 
 #include <exception>
 #include <utility>
 
-#include "../log/message.h"
+#include "log/message.h"
 
 namespace qv::db {
 namespace {

@@ -1,7 +1,7 @@
 /// A writing transaction of one session.
 #pragma once
 
-#include "session.h"
+#include "db/session.h"
 
 namespace qv::db {
 

@@ -1,8 +1,8 @@
 #include <algorithm>
 #include <stdexcept>
 
-#include "countobserver.h"
-#include "transaction.h"
+#include "db/countobserver.h"
+#include "db/transaction.h"
 
 namespace qv::db {
 namespace {

@@ -1,4 +1,4 @@
-#include "writerlock.h"
+#include "db/writerlock.h"
 
 #include <fcntl.h>
 #include <sys/file.h>
@@ -8,7 +8,7 @@
 #include <cstring>
 #include <thread>
 
-#include "remedy.h"
+#include "db/remedy.h"
 
 namespace qv::db {
 

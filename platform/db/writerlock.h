@@ -14,8 +14,8 @@
 #include <string>
 #include <thread>
 
-#include "../files/descriptor.h"
-#include "driver.h"
+#include "db/driver.h"
+#include "files/descriptor.h"
 
 namespace qv::db {
 

@@ -1,12 +1,12 @@
 #include "axisacsctrler.h"
 
-#include "../db/database.h"
-#include "../record/attempt.h"
-#include "../record/import.h"
-#include "axisdoors.h"
-#include "hostids.h"
+#include "db/database.h"
+#include "devices/axisdoors.h"
+#include "devices/hostids.h"
+#include "devices/tables.h"
+#include "record/attempt.h"
+#include "record/import.h"
 #include "recserversavers.h"
-#include "tables.h"
 
 namespace qv::devices {
 

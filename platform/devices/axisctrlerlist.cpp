@@ -4,12 +4,12 @@
 #include <unordered_set>
 #include <utility>
 
-#include "../db/database.h"
-#include "../record/attempt.h"
 #include "axisacsctrler.h"
-#include "axisdoors.h"
-#include "listing.h"
-#include "tables.h"
+#include "db/database.h"
+#include "devices/axisdoors.h"
+#include "devices/listing.h"
+#include "devices/tables.h"
+#include "record/attempt.h"
 
 namespace qv::devices {
 namespace {

@@ -1,11 +1,11 @@
-#include "axisdoors.h"
+#include "devices/axisdoors.h"
 
 #include <unordered_map>
 
-#include "../db/database.h"
-#include "../record/attempt.h"
-#include "../record/import.h"
-#include "tables.h"
+#include "db/database.h"
+#include "devices/tables.h"
+#include "record/attempt.h"
+#include "record/import.h"
 
 namespace qv::devices {
 

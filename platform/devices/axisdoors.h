@@ -6,9 +6,9 @@
 #include <list>
 #include <unordered_set>
 
-#include "../record/table.h"
 #include "axisacsctrler.h"
-#include "hostids.h"
+#include "devices/hostids.h"
+#include "record/table.h"
 
 namespace qv::devices {
 

@@ -1,12 +1,12 @@
 #include "camera.h"
 
-#include "../analytics/takenrows.h"
-#include "../db/database.h"
-#include "../record/attempt.h"
-#include "camerafilter.h"
-#include "camerareferences.h"
+#include "analytics/takenrows.h"
+#include "db/database.h"
+#include "devices/camerareferences.h"
+#include "devices/listing.h"
+#include "devices/tables.h"
 #include "messagedaemon.h"
-#include "tables.h"
+#include "record/attempt.h"
 
 namespace qv::devices {
 

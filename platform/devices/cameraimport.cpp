@@ -1,13 +1,12 @@
 /// The import of a newly paired slave's cameras.
 #include <unordered_map>
 
-#include "../record/attempt.h"
-#include "../record/import.h"
-#include "axisdoors.h"
-#include "edgestoragetable.h"
+#include "devices/axisdoors.h"
+#include "devices/tables.h"
 #include "messagedaemon.h"
+#include "record/attempt.h"
+#include "record/import.h"
 #include "recserversavers.h"
-#include "tables.h"
 
 using namespace qv;           // NOLINT(google-build-using-namespace): the file's function is the package's interface
 using namespace qv::devices;  // NOLINT(google-build-using-namespace)

@@ -1,12 +1,12 @@
-#include "camerareferences.h"
+#include "devices/camerareferences.h"
 
-#include "../db/database.h"
-#include "../record/attempt.h"
 #include "camera.h"
-#include "edgestoragetable.h"
-#include "emapitems.h"
+#include "db/database.h"
+#include "devices/emapitems.h"
+#include "devices/sections.h"
+#include "devices/tables.h"
 #include "messagedaemon.h"
-#include "sections.h"
+#include "record/attempt.h"
 
 #define LAYOUT_ITEM_FIELDS(FIELD)                                                               \
   FIELD(LayoutItemData, int, Id, "id", HostId)                                                  \

@@ -2,7 +2,7 @@
 /// services; here the tables stand because the rows go with their cameras.
 #pragma once
 
-#include "../record/table.h"
+#include "record/table.h"
 
 namespace qv::devices {
 

@@ -1,14 +1,14 @@
 #include "camstsinfo.h"
 
-#include "../db/database.h"
-#include "../json/storable.h"
-#include "../log/message.h"
-#include "../record/attempt.h"
-#include "../record/fieldvalue.h"
 #include "camera.h"
+#include "db/database.h"
+#include "devices/tables.h"
+#include "json/storable.h"
+#include "log/message.h"
 #include "qvdb.h"
 #include "qvjson.h"
-#include "tables.h"
+#include "record/attempt.h"
+#include "record/fieldvalue.h"
 
 using namespace qv;  // NOLINT(google-build-using-namespace): what follows is the package's interface
 

@@ -1,8 +1,8 @@
 #include "edgestorage.h"
 
-#include "../db/driver.h"
-#include "../record/attempt.h"
-#include "edgestoragetable.h"
+#include "db/driver.h"
+#include "devices/tables.h"
+#include "record/attempt.h"
 
 namespace qv::devices {
 

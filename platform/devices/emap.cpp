@@ -3,9 +3,9 @@
 #include <algorithm>
 #include <set>
 
-#include "../db/database.h"
-#include "../record/attempt.h"
-#include "emapitems.h"
+#include "db/database.h"
+#include "devices/emapitems.h"
+#include "record/attempt.h"
 
 using namespace qv;  // NOLINT(google-build-using-namespace): what follows is the package's interface
 

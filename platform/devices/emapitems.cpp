@@ -1,4 +1,4 @@
-#include "emapitems.h"
+#include "devices/emapitems.h"
 
 #include "taggedfield.h"
 

@@ -2,7 +2,7 @@
 /// go with their devices.
 #pragma once
 
-#include "../record/table.h"
+#include "record/table.h"
 
 namespace qv::devices {
 

@@ -6,7 +6,7 @@
 #include <unordered_map>
 #include <utility>
 
-#include "../record/table.h"
+#include "record/table.h"
 
 namespace qv::devices {
 

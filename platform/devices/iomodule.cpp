@@ -1,15 +1,15 @@
 #include "iomodule.h"
 
-#include "../db/database.h"
-#include "../record/attempt.h"
-#include "../record/import.h"
-#include "emapitems.h"
-#include "listing.h"
+#include "db/database.h"
+#include "devices/emapitems.h"
+#include "devices/listing.h"
+#include "devices/sections.h"
+#include "devices/tables.h"
 #include "messagedaemon.h"
+#include "record/attempt.h"
+#include "record/import.h"
 #include "recserversavers.h"
-#include "sections.h"
 #include "shmdbcache.h"
-#include "tables.h"
 
 namespace qv::devices {
 

@@ -1,12 +1,12 @@
 #include "ipspeaker.h"
 
-#include "../db/database.h"
-#include "../record/attempt.h"
-#include "../record/import.h"
-#include "emapitems.h"
+#include "db/database.h"
+#include "devices/emapitems.h"
+#include "devices/listing.h"
+#include "devices/tables.h"
+#include "record/attempt.h"
+#include "record/import.h"
 #include "recserversavers.h"
-#include "selection.h"
-#include "tables.h"
 
 namespace qv::devices {
 

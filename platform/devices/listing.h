@@ -1,10 +1,22 @@
-/// The part of a list that a filter rule asks for.
+/// What the filter rules of devices ask for.
 #pragma once
 
 #include <iterator>
 #include <list>
 
+#include "camera.h"
+#include "record/where.h"
+
 namespace qv::devices {
+
+/// The rows that a rule with the criteria `ids`, `ownerZrIds`, `enabled` and `hostLocalOnly` means.
+template <class Rule>
+record::Where SelectionOf(const Rule& rule) {
+  record::Where where;
+  where.In("id", rule.ids).In("owner_zr_id", rule.ownerZrIds).Is("enabled", rule.enabled);
+  if (rule.hostLocalOnly && rule.hostLocalOnly.Value()) where.Is("owner_zr_id", 0);
+  return where;
+}
 
 /// Keeps `limit` elements after the first `start`; a limit of 0 keeps them all.
 template <class T>
@@ -13,5 +25,9 @@ void KeepPage(std::list<T>& list, int start, int limit) {
   if (limit > 0 && list.size() > static_cast<std::size_t>(limit))
     list.erase(std::next(list.begin(), limit), list.end());
 }
+
+/// The cameras that fit the rule, in its order. @param fitting  receives their number before offset and limit
+/// Throws `db::Error`.
+std::list<Camera> SelectCameras(const CamFilterRule& rule, int& fitting);
 
 }  // namespace qv::devices

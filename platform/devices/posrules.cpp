@@ -1,9 +1,9 @@
-#include "posrules.h"
+#include "devices/posrules.h"
 
 #include <unordered_map>
 
-#include "../db/database.h"
-#include "tables.h"
+#include "db/database.h"
+#include "devices/tables.h"
 
 #define POS_TEXT_RULE_FIELDS(FIELD)                                           \
   FIELD(PosTextRuleData, int, Id, "id", HostId)                               \

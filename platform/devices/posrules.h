@@ -5,8 +5,8 @@
 
 #include <list>
 
-#include "../record/table.h"
 #include "pos.h"
+#include "record/table.h"
 
 namespace qv::devices {
 

@@ -12,10 +12,10 @@
 #include <filesystem>
 #include <vector>
 
-#include "../files/descriptor.h"
-#include "../record/attempt.h"
+#include "files/descriptor.h"
 #include "qvjson.h"
 #include "qvpackage.h"
+#include "record/attempt.h"
 
 using qv::files::FileDescriptor;
 

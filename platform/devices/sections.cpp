@@ -1,16 +1,16 @@
-#include "sections.h"
+#include "devices/sections.h"
 
 #include <json/value.h>
 
-#include "../db/database.h"
-#include "../json/storable.h"
-#include "../record/attempt.h"
-#include "../record/fieldvalue.h"
-#include "../record/import.h"
-#include "hostids.h"
+#include "db/database.h"
+#include "devices/hostids.h"
+#include "devices/tables.h"
+#include "json/storable.h"
 #include "qvjson.h"
+#include "record/attempt.h"
+#include "record/fieldvalue.h"
+#include "record/import.h"
 #include "recserversavers.h"
-#include "tables.h"
 
 // The references are also in the settings, under the keys that the slave uses, as ids of the host.
 #define SECTION_ENTRY_FIELDS(FIELD)                                                     \

@@ -1,7 +1,7 @@
 /// Sections of a slave's document that the host keeps entry by entry, each tied to the device that it speaks of.
 #pragma once
 
-#include "../record/table.h"
+#include "record/table.h"
 
 namespace qv::devices {
 

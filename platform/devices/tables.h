@@ -1,17 +1,20 @@
 /// The tables of the device kinds.
 #pragma once
 
-#include "../record/table.h"
 #include "axisacsctrler.h"
 #include "camera.h"
+#include "edgestorage.h"
 #include "iomodule.h"
 #include "ipspeaker.h"
 #include "pos.h"
+#include "record/table.h"
 
 namespace qv::devices {
 
 using CameraTableType = record::Table<Camera>;
 const CameraTableType& CameraTable();
+
+const record::Table<EdgeStorage>& EdgeStorageTable();
 
 using IOModuleTableType = record::Table<IOModule>;
 const IOModuleTableType& IOModuleTable();

@@ -1,4 +1,4 @@
-#include "descriptor.h"
+#include "files/descriptor.h"
 
 #include <cerrno>
 

@@ -1,4 +1,4 @@
-#include "folder.h"
+#include "files/folder.h"
 
 #include <fcntl.h>
 #include <linux/openat2.h>

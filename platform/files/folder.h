@@ -9,7 +9,7 @@
 #include <set>
 #include <string>
 
-#include "descriptor.h"
+#include "files/descriptor.h"
 
 namespace qv::files {
 

@@ -1,12 +1,12 @@
-#include "convert.h"
+#include "json/convert.h"
 
 #include <memory>
 #include <string_view>
 #include <unordered_map>
 #include <vector>
 
-#include "names.h"
-#include "views.h"
+#include "json/names.h"
+#include "json/views.h"
 
 namespace qv::json {
 namespace {

@@ -6,7 +6,7 @@
 
 #include <optional>
 
-#include "document.h"
+#include "json/document.h"
 
 namespace qv::json {
 

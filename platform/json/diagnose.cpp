@@ -1,4 +1,4 @@
-#include "diagnose.h"
+#include "json/diagnose.h"
 
 #include <rapidjson/memorystream.h>
 #include <rapidjson/reader.h>

@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-#include "document.h"
+#include "json/document.h"
 
 namespace qv::json {
 

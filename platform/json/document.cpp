@@ -1,4 +1,4 @@
-#include "document.h"
+#include "json/document.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -11,9 +11,9 @@
 #include <new>
 #include <optional>
 
-#include "../files/descriptor.h"
-#include "convert.h"
-#include "diagnose.h"
+#include "files/descriptor.h"
+#include "json/convert.h"
+#include "json/diagnose.h"
 
 namespace qv::json {
 namespace {

@@ -1,10 +1,10 @@
-#include "equal.h"
+#include "json/equal.h"
 
 #include <cmath>
 #include <limits>
 
+#include "json/views.h"
 #include "qvjson.h"
-#include "views.h"
 
 namespace {
 

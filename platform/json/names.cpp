@@ -1,4 +1,4 @@
-#include "names.h"
+#include "json/names.h"
 
 #include <cstddef>
 #include <mutex>

@@ -1,6 +1,6 @@
 #include <algorithm>
 
-#include "document.h"
+#include "json/document.h"
 #include "qvjson.h"
 
 namespace {

@@ -1,11 +1,11 @@
-#include "storable.h"
+#include "json/storable.h"
 
 #include <simdjson.h>
 
 #include <cmath>
 
-#include "document.h"
-#include "views.h"
+#include "json/document.h"
+#include "json/views.h"
 
 namespace qv::json {
 namespace {

@@ -1,4 +1,4 @@
-#include "log.h"
+#include "log/log.h"
 
 #include <spdlog/logger.h>
 #include <spdlog/sinks/stdout_sinks.h>
@@ -11,11 +11,11 @@
 #include <optional>
 #include <string_view>
 
-#include "../text/escape.h"
-#include "../text/printf.h"
-#include "configuration.h"
 #include "dbglog.h"
-#include "logfile.h"
+#include "log/configuration.h"
+#include "log/logfile.h"
+#include "text/escape.h"
+#include "text/printf.h"
 
 namespace qv::log {
 namespace {

@@ -1,4 +1,4 @@
-#include "logfile.h"
+#include "log/logfile.h"
 
 #include <fcntl.h>
 #include <spdlog/sinks/basic_file_sink.h>

@@ -1,6 +1,6 @@
-#include "message.h"
+#include "log/message.h"
 
-#include "configuration.h"
+#include "log/configuration.h"
 
 namespace qv::log {
 

@@ -1,7 +1,7 @@
 #include "actionruledaemon.h"
 
-#include "../server/settings.h"
-#include "outbox.h"
+#include "messages/outbox.h"
+#include "server/settings.h"
 
 using namespace qv::messages;  // NOLINT(google-build-using-namespace): this file is the package's interface
 

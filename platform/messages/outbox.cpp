@@ -1,7 +1,7 @@
-#include "outbox.h"
+#include "messages/outbox.h"
 
-#include "../record/attempt.h"
 #include "qvjson.h"
+#include "record/attempt.h"
 #include "taggedfield.h"
 
 // The server is no owner: a message outlives it, and an index by server would be written with every message.

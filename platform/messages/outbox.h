@@ -6,7 +6,7 @@
 
 #include <string_view>
 
-#include "../record/table.h"
+#include "record/table.h"
 
 namespace qv::messages {
 

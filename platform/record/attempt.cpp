@@ -1,6 +1,6 @@
-#include "attempt.h"
+#include "record/attempt.h"
 
-#include "../db/database.h"
+#include "db/database.h"
 
 namespace qv::record {
 

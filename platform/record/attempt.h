@@ -5,8 +5,8 @@
 #include <string_view>
 #include <type_traits>
 
-#include "../db/driver.h"
-#include "../log/message.h"
+#include "db/driver.h"
+#include "log/message.h"
 
 namespace qv::record {
 

@@ -2,13 +2,13 @@
 #include <algorithm>
 #include <optional>
 
-#include "../db/database.h"
-#include "../json/equal.h"
-#include "../json/storable.h"
-#include "../log/message.h"
-#include "fieldvalue.h"
+#include "db/database.h"
+#include "json/equal.h"
+#include "json/storable.h"
+#include "log/message.h"
 #include "qvjson.h"
-#include "table.h"
+#include "record/fieldvalue.h"
+#include "record/table.h"
 
 namespace qv::record {
 namespace {

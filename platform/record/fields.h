@@ -8,7 +8,7 @@
 
 #include "dbwrapper.h"
 #include "ftos.h"
-#include "schema.h"
+#include "record/schema.h"
 #include "taggedfield.h"
 
 namespace qv::record {

@@ -1,4 +1,4 @@
-#include "fieldvalue.h"
+#include "record/fieldvalue.h"
 
 #include <array>
 #include <charconv>
@@ -6,11 +6,11 @@
 #include <limits>
 #include <optional>
 
-#include "../db/database.h"
-#include "../json/document.h"
-#include "../json/equal.h"
-#include "../json/storable.h"
+#include "db/database.h"
 #include "ftos.h"
+#include "json/document.h"
+#include "json/equal.h"
+#include "json/storable.h"
 #include "qvjson.h"
 
 namespace qv::record {

@@ -5,8 +5,8 @@
 
 #include <string_view>
 
-#include "../db/driver.h"
-#include "schema.h"
+#include "db/driver.h"
+#include "record/schema.h"
 
 namespace qv::db {
 class Query;

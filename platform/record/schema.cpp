@@ -1,4 +1,4 @@
-#include "schema.h"
+#include "record/schema.h"
 
 #include <fmt/format.h>
 

@@ -12,9 +12,9 @@
 #include <variant>
 #include <vector>
 
-#include "../db/driver.h"
+#include "db/driver.h"
+#include "record/where.h"
 #include "taggedfield.h"
-#include "where.h"
 
 namespace qv::record {
 

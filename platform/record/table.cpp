@@ -1,7 +1,7 @@
-#include "table.h"
+#include "record/table.h"
 
-#include "fieldvalue.h"
 #include "qvdb.h"
+#include "record/fieldvalue.h"
 
 namespace qv::record {
 namespace {

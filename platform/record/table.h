@@ -22,10 +22,10 @@
 #include <utility>
 #include <vector>
 
-#include "../db/database.h"
-#include "fields.h"
-#include "schema.h"
-#include "where.h"
+#include "db/database.h"
+#include "record/fields.h"
+#include "record/schema.h"
+#include "record/where.h"
 
 struct DBResult_tag;
 

@@ -1,6 +1,6 @@
-#include "where.h"
+#include "record/where.h"
 
-#include "../db/database.h"
+#include "db/database.h"
 
 namespace qv::record {
 

@@ -1,7 +1,7 @@
-#include "ownedrows.h"
+#include "removal/ownedrows.h"
 
-#include "../schema/kinds.h"
-#include "../server/servers.h"
+#include "schema/kinds.h"
+#include "server/servers.h"
 
 namespace qv::removal {
 namespace {

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "../record/table.h"
+#include "record/table.h"
 
 namespace qv::removal {
 

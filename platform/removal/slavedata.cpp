@@ -1,13 +1,13 @@
 #include "slavedata.h"
 
-#include "../capability/capability.h"
-#include "../db/database.h"
-#include "../devices/camerareferences.h"
-#include "../devices/tables.h"
-#include "../record/attempt.h"
-#include "../schema/kinds.h"
-#include "../server/relatedtables.h"
-#include "ownedrows.h"
+#include "capability/capability.h"
+#include "db/database.h"
+#include "devices/camerareferences.h"
+#include "devices/tables.h"
+#include "record/attempt.h"
+#include "removal/ownedrows.h"
+#include "schema/kinds.h"
+#include "server/relatedtables.h"
 #include "shmdbcache.h"
 
 namespace {

@@ -1,21 +1,20 @@
-#include "kinds.h"
+#include "schema/kinds.h"
 
 #include <algorithm>
 #include <stdexcept>
 #include <string>
 
-#include "../analytics/tables.h"
-#include "../capability/capability.h"
-#include "../devices/camerareferences.h"
-#include "../devices/edgestoragetable.h"
-#include "../devices/emapitems.h"
-#include "../devices/posrules.h"
-#include "../devices/sections.h"
-#include "../devices/tables.h"
-#include "../messages/outbox.h"
-#include "../server/relatedtables.h"
-#include "../server/servers.h"
-#include "../server/settings.h"
+#include "analytics/tables.h"
+#include "capability/capability.h"
+#include "devices/camerareferences.h"
+#include "devices/emapitems.h"
+#include "devices/posrules.h"
+#include "devices/sections.h"
+#include "devices/tables.h"
+#include "messages/outbox.h"
+#include "server/relatedtables.h"
+#include "server/servers.h"
+#include "server/settings.h"
 
 namespace qv::schema {
 namespace {

@@ -9,7 +9,7 @@
 #include <string_view>
 #include <vector>
 
-#include "../record/table.h"
+#include "record/table.h"
 
 namespace qv::schema {
 

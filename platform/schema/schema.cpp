@@ -3,10 +3,10 @@
 
 #include <string>
 
-#include "../capability/filesync.h"
-#include "../db/database.h"
-#include "kinds.h"
-#include "versions.h"
+#include "capability/filesync.h"
+#include "db/database.h"
+#include "schema/kinds.h"
+#include "schema/versions.h"
 
 namespace qv::schema {
 namespace {

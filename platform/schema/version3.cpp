@@ -1,4 +1,4 @@
-#include "versions.h"
+#include "schema/versions.h"
 
 namespace qv::schema {
 

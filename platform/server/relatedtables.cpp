@@ -1,4 +1,4 @@
-#include "relatedtables.h"
+#include "server/relatedtables.h"
 
 #include "taggedfield.h"
 

@@ -2,7 +2,7 @@
 /// to what they speak of and go when a slave is removed.
 #pragma once
 
-#include "../record/table.h"
+#include "record/table.h"
 
 namespace qv::server {
 

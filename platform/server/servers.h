@@ -1,7 +1,7 @@
 /// The table of the slaves.
 #pragma once
 
-#include "../record/table.h"
+#include "record/table.h"
 #include "slavezr.h"
 
 namespace qv::server {

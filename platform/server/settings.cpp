@@ -1,6 +1,6 @@
-#include "settings.h"
+#include "server/settings.h"
 
-#include "../record/attempt.h"
+#include "record/attempt.h"
 #include "taggedfield.h"
 
 #define SETTING_FIELDS(FIELD)                             \

@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-#include "../record/table.h"
+#include "record/table.h"
 
 namespace qv::server {
 

@@ -1,4 +1,4 @@
-#include "devicecachefile.h"
+#include "shm/devicecachefile.h"
 
 #include <fcntl.h>
 #include <sys/file.h>

@@ -7,7 +7,7 @@
 #include <map>
 #include <set>
 
-#include "../files/descriptor.h"
+#include "files/descriptor.h"
 #include "shmdbcache.h"
 
 namespace qv::shm {

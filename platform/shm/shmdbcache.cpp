@@ -3,10 +3,10 @@
 #include <exception>
 #include <memory>
 
-#include "../db/database.h"
-#include "../log/message.h"
-#include "devicecachefile.h"
-#include "iomodule.h"
+#include "db/database.h"
+#include "devicestatus.h"
+#include "log/message.h"
+#include "shm/devicecachefile.h"
 
 using qv::shm::DeviceCacheChanges;
 using qv::shm::DeviceCacheFile;

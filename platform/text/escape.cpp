@@ -1,4 +1,4 @@
-#include "escape.h"
+#include "text/escape.h"
 
 #include <fmt/format.h>
 #include <utf8.h>

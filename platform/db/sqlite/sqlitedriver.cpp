@@ -1,4 +1,4 @@
-#include "sqlitedriver.h"
+#include "db/sqlite/sqlitedriver.h"
 
 #include <sqlite3.h>
 #include <sys/stat.h>
@@ -9,8 +9,8 @@
 #include <stdexcept>
 #include <thread>
 
-#include "../remedy.h"
-#include "../writerlock.h"
+#include "db/remedy.h"
+#include "db/writerlock.h"
 
 namespace qv::db {
 namespace {

@@ -2,7 +2,7 @@
 /// whatever its scope; it has the lock of the folder meanwhile.
 #pragma once
 
-#include "../driver.h"
+#include "db/driver.h"
 
 namespace qv::db {
 

@@ -1,10 +1,10 @@
-#include "printf.h"
+#include "stringprintf.h"
 
 #include <cstdio>
 #include <cstdlib>
 #include <memory>
 
-#include "stringprintf.h"
+#include "text/printf.h"
 
 namespace qv::text {
 

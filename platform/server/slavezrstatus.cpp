@@ -1,10 +1,11 @@
+#include "slavezrstatus.h"
+
 #include <fmt/chrono.h>
 
 #include <ctime>
 
-#include "../record/attempt.h"
-#include "servers.h"
-#include "slavezrstatus.h"
+#include "record/attempt.h"
+#include "server/servers.h"
 
 namespace {
 

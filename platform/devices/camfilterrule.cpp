@@ -1,9 +1,10 @@
-#include "camerafilter.h"
+#include "camfilterrule.h"
 
 #include <algorithm>
 #include <utility>
 
-#include "tables.h"
+#include "devices/listing.h"
+#include "devices/tables.h"
 
 namespace qv::devices {
 namespace {
@@ -75,9 +76,7 @@ std::list<Camera> SelectCameras(const CamFilterRule& rule, int& fitting) {
   cameras.remove_if([&](const Camera& camera) { return !Fits(camera, rule); });
   if (rule.newestFirst) cameras.reverse();
   fitting = static_cast<int>(cameras.size());
-  const int first = std::clamp(rule.offset, 0, fitting);
-  cameras.erase(cameras.begin(), std::next(cameras.begin(), first));
-  if (rule.limit > 0 && rule.limit < fitting - first) cameras.resize(static_cast<std::size_t>(rule.limit));
+  KeepPage(cameras, rule.offset, rule.limit);
   return cameras;
 }
 

@@ -1,5 +1,6 @@
 #include "cmshostdapi.h"
-#include "outbox.h"
+
+#include "messages/outbox.h"
 
 using namespace qv::messages;  // NOLINT(google-build-using-namespace): this file is the package's interface
 

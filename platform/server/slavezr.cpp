@@ -1,6 +1,7 @@
-#include "servers.h"
+#include "slavezr.h"
 
-#include "../record/attempt.h"
+#include "record/attempt.h"
+#include "server/servers.h"
 
 namespace qv::server {
 

@@ -1,13 +1,14 @@
+#include "qvobjectcounting.h"
+
 #include <algorithm>
 #include <cmath>
 
-#include "../db/database.h"
-#include "../record/attempt.h"
-#include "columns.h"
-#include "entryreader.h"
-#include "qvobjectcounting.h"
-#include "tables.h"
-#include "takenrows.h"
+#include "analytics/columns.h"
+#include "analytics/entryreader.h"
+#include "analytics/tables.h"
+#include "analytics/takenrows.h"
+#include "db/database.h"
+#include "record/attempt.h"
 
 namespace QvObjectCounting {
 namespace {

@@ -1,3 +1,5 @@
+#include "qvjson.h"
+
 #include <rapidjson/prettywriter.h>
 #include <rapidjson/stringbuffer.h>
 #include <rapidjson/writer.h>
@@ -6,8 +8,7 @@
 #include <charconv>
 #include <cmath>
 
-#include "qvjson.h"
-#include "views.h"
+#include "json/views.h"
 
 namespace {
 
