@@ -34,7 +34,7 @@ struct Counting : support::HostTest {
 };
 
 TEST_F(Counting, WidgetsFollowTheSnapshot) {
-  Widgets(R"([{"id":6,"iva_setting_id":31,"type":2}])", 8);
+  Widgets(R"([{"id":9,"iva_setting_id":31,"type":2}])", 8);
   const std::string first = R"([{"id":5,"iva_setting_id":31,"type":1},{"id":6,"iva_setting_id":31,"type":2},
                                 {"id":7,"iva_setting_id":31,"type":2}])";
   Widgets(first);
@@ -45,7 +45,7 @@ TEST_F(Counting, WidgetsFollowTheSnapshot) {
                   "log 5 UpdateCountingWidgetInfo:267 Delete counting widget [2] from db.", "delete counting_widget 2",
                   "log 5 UpdateCountingWidgetInfo:267 Delete counting widget [4] from db.",
                   "delete counting_widget 4"));
-  EXPECT_THAT(Stored("counting_widget"), ElementsAre("1|8|6|", "3|7|6|South", "5|7|8|"));
+  EXPECT_THAT(Stored("counting_widget"), ElementsAre("1|8|9|", "3|7|6|South", "5|7|8|"));
 }
 
 TEST_F(Counting, AWidgetThatCannotBeTakenKeepsItsRow) {

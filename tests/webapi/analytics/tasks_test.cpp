@@ -73,8 +73,8 @@ TEST_P(Tasks, FollowTheSnapshot) {
   Run(R"([{"id":1,"camera_id":1,"name":"A"},{"id":2,"camera_id":2,"name":"B"},{"id":3,"camera_id":2},
           {"id":5,"camera_id":1}])");
   Refuse("DELETE", table_, "OLD.id=4");
-  EXPECT_EQ(Run(R"([{"id":4,"camera_id":1,"name":"D"},{"id":2,"camera_id":1,"name":"B"},
-                    {"id":1,"camera_id":1,"name":"A"},{"id":3,"camera_id":9}])"),
+  EXPECT_EQ(Run(R"([{"id":4,"camera_id":1,"name":"D"},{"id":2,"camera_id":1,"name":"B"},{"id":3,"camera_id":9},
+                    {"id":1,"camera_id":1,"name":"A"}])"),
             GetParam().followed);
   EXPECT_THAT(Stored(), ElementsAre("1|7|1|11|A", "2|7|2|11|B", "4|7|5|11|", "5|7|4|11|D"));
 }

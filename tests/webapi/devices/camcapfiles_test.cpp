@@ -139,10 +139,11 @@ TEST_F(CamCapFilesTest, WhatIsInTheWayIsReportedAndHoldsUpNothingElse) {
 TEST_F(CamCapFilesTest, AProcessThatStartsMendsTheFolder) {
   Take(7, "0/new");
   const fs::path capability = folder() / "capability";
+  using namespace std::string_literals;
   std::ofstream(capability / "7/new") << "damaged";
   std::ofstream(capability / "7/old") << "of a row that is gone";
   fs::create_directories(capability / "8/left/empty");
-  std::ofstream(folder() / "capability.stamp") << std::string("x\0../qvcms.db", 15);
+  std::ofstream(folder() / "capability.stamp") << "x\0../qvcms.db"s;
   Restart();
   EXPECT_THAT(Files(), ElementsAre(File("7/new")));
   EXPECT_FALSE(fs::exists(capability / "8/left"));

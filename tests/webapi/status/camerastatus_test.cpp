@@ -71,8 +71,8 @@ TEST_F(CameraStatus, ACameraThatIsBeingConfiguredIsNotWrittenButItsStreamAndKeyC
 TEST_F(CameraStatus, ACameraReportedTwiceIsListedTwiceEvenIfItCannotBeWritten) {
   Sql("INSERT INTO camera (id,owner_zr_id,id_on_rec_server,stream_profile1) VALUES (191,19,1,'{\"a\":1}')");
   Refuse("UPDATE", "camera");
-  EXPECT_EQ(Report(19, R"([{"id":1,"live_profile":1},{"id":1,"live_profile":1}])").back(),
-            R"(message 0 client 2 {"ids":[191,191]})");
+  EXPECT_THAT(Report(19, R"([{"id":1,"live_profile":1},{"id":1,"live_profile":1}])"),
+              testing::Contains(R"(message 0 client 2 {"ids":[191,191]})"));
 }
 
 TEST_F(CameraStatus, AKeyThatIsNoTextThrowsBeforeAnythingIsLogged) {
@@ -130,8 +130,8 @@ TEST_F(CameraStatus, AKeyFileThatCannotBeMadeIsTriedAgainWithTheNextKey) {
   const std::string path = FreshKeyFile(15);
   {
     const FullDisk full;
-    EXPECT_EQ(Update(15, {{150, "a"}}).back(),
-              "log 1 CheckToUpdateRtspKey Failed to modify owner of file [" + path + "].");
+    EXPECT_THAT(Update(15, {{150, "a"}}),
+                testing::Contains("log 1 CheckToUpdateRtspKey Failed to modify owner of file [" + path + "]."));
   }
   EXPECT_THAT(Update(15, {{150, "a"}}), IsEmpty());
   Update(15, {{150, "b"}});

@@ -21,7 +21,7 @@ struct CtrlerStatus : support::StatusTest {
   static Lines Doors() { return Rows("SELECT id,ctrler_id,id_on_rec_server,status,cam_id,cam_zr_id FROM axis_door"); }
 };
 
-TEST_F(CtrlerStatus, OfEqualAndUnknownOnesWritesNothing) {
+TEST_F(CtrlerStatus, OfEqualOrUnknownOnesIsNotWritten) {
   for (const char* doors : {R"({"id":1,"status":1},{"id":2,"status":1})", R"({"id":2,"status":1},{"id":1,"status":1})",
                             R"({"id":1,"status":1},{"id":3,"status":4})"}) {
     EXPECT_THAT(ReportDoors(doors), IsEmpty()) << doors;
@@ -36,7 +36,7 @@ TEST_F(CtrlerStatus, OfADoorIsWrittenAlone) {
   EXPECT_THAT(Doors(), ElementsAre("21|5|1|0|null|0", "22|5|2|4|null|0")) << "what is no integer counts as 0";
 }
 
-TEST_F(CtrlerStatus, OrMacAddressThatDiffersIsWritten) {
+TEST_F(CtrlerStatus, OfAControllerIsWrittenWithItsMacAddress) {
   const auto ctrler = [] { return Rows("SELECT status,mac_addr FROM axis_acs_ctrler WHERE id=5"); };
   Report(R"({"id":1,"status":1,"mac_addr":"00:aB","door":[{"id":1,"status":1},{"id":2,"status":1}]})");
   EXPECT_THAT(ctrler(), ElementsAre("1|00:aB"));
