@@ -1,6 +1,7 @@
 /// The savers that take a whole section of a slave's document.
 
 #include "devices/devicesteps.h"
+#include "pos.h"
 #include "recserversavers.h"
 #include "support/hosttest.h"
 
@@ -36,6 +37,30 @@ TEST_F(Importers, ASectionIsReplacedAllOrNothingAndTiedToItsDevices) {
   EXPECT_THAT(Rows("SELECT id FROM camera_detection_setting"), ElementsAre("2"));
   save("null");
   EXPECT_THAT(Rows("SELECT id FROM camera_detection_setting"), IsEmpty());
+}
+
+TEST_F(Importers, PairedModulesAreToldInOneMessageIfAsked) {
+  const Json::Value section = Parse(R"([{"id":1,"status":3},{"id":2},17])");
+  EXPECT_THAT(Journal([&] { EXPECT_EQ(SaveIOModuleFromRecServer(7, section, true), 0); }),
+              ElementsAre("insert iomodule 1", "insert iomodule 2",
+                          R"(message 0 msgd iomodule-update {"ids":[1,2],"settings":true,"type":0})"));
+  Sql("UPDATE iomodule SET status_on_rec_server=5");
+  EXPECT_THAT(Journal([&] { EXPECT_EQ(SaveIOModuleFromRecServer(7, section, false), 0); }), IsEmpty());
+}
+
+TEST_F(Importers, PairedTerminalsAreToldInOneMessageIfAsked) {
+  const Json::Value section = Parse(R"([{"id":1},{"id":2}])");
+  EXPECT_THAT(Journal([&] { EXPECT_EQ(SavePOSFromRecServer(7, section, true), 0); }),
+              ElementsAre("insert pos 1", "insert pos 2", R"(message 0 msgd pos-update {"ids":[1,2],"type":0})"));
+  EXPECT_THAT(Journal([&] { EXPECT_EQ(SavePOSFromRecServer(7, section, false), 0); }), IsEmpty());
+}
+
+TEST_F(Importers, WhatRefersToATerminalGoesWithIt) {
+  POS pos;
+  pos.Save();
+  Sql("INSERT INTO emap_item (pos_id) VALUES (1); INSERT INTO pos_event_conf (pos_id) VALUES (1)");
+  EXPECT_THAT(Journal([&] { EXPECT_EQ(SyncRelatedTableForPOSDel(pos), 0); }),
+              ElementsAre("delete emap_item 1", "delete pos_event_conf 1"));
 }
 
 TEST_F(Importers, PairingsAreTiedToModulesAndCamerasAndGoWithTheModule) {
