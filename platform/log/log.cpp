@@ -31,7 +31,6 @@ std::shared_ptr<spdlog::logger> MakeWriter(const Settings& settings) {
   if (settings.to_stderr) sinks.push_back(std::make_shared<spdlog::sinks::stderr_sink_mt>());
   auto writer = std::make_shared<spdlog::logger>("qv", sinks.begin(), sinks.end());
   writer->set_pattern("%Y-%m-%dT%H:%M:%S.%eZ %v", spdlog::pattern_time_type::utc);
-  writer->set_level(spdlog::level::trace);
   writer->flush_on(spdlog::level::warn);
   // A full disk refuses every line: one report is enough.
   writer->set_error_handler([reported = std::make_shared<std::atomic<bool>>(false)](const std::string& problem) {

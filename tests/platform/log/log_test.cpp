@@ -24,7 +24,7 @@ TEST_F(LogTest, FileHoldsOneLinePerMessage) {
   qv::log::Configure({.level = 7, .file = folder.path() / "log", .to_stderr = false});
   QVPrintf(LOG_TYPE_DIAGNOSTIC, "CMS_SYNC", "INFO", "source", 123, "Remove\n", "Remove POSs [%s] \n on ZR [%d].\n",
            "1,2", 3);
-  QVPrintf(LOG_TYPE_DIAGNOSTIC, nullptr, nullptr, nullptr, 1, nullptr, "{} 100%%\n");
+  EXPECT_GT(QVPrintf(LOG_TYPE_DIAGNOSTIC, nullptr, nullptr, nullptr, 1, nullptr, "{} 100%%\n"), 0);
 
   const std::string time = "[0-9]{4}-[01][0-9]-[0-3][0-9]T[0-2][0-9]:[0-5][0-9]:[0-6][0-9][.][0-9]{3}Z ";
   // The second message has no level, so it took the first one to the disk with it.
@@ -57,6 +57,8 @@ TEST_F(LogTest, MessagesOfThePlatformPassTheGate) {
   qv::log::Warn("too low");
   qv::log::Error("an error at the threshold");
   qv::log::Configure({.level = LOG_LEVEL_FATAL});
+  qv::log::Error("too low");
+  qv::log::Configure({.level = LOG_LEVEL_FATAL, .pids = {1, getpid()}});
   qv::log::Error("too low");
   qv::log::Configure({.level = LOG_LEVEL_FATAL, .pids = {1}});
   qv::log::Warn("the threshold is another process's");

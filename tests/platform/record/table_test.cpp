@@ -51,10 +51,7 @@ struct TableTest : support::HostTest {
 TEST_F(TableTest, WhatWasStoredEqualsTheEntryItCameFrom) {
   const std::pair<const char*, const char*> cases[] = {
       {R"({"number":3.0})", R"({"number":"4"})"},
-      {R"({"number":"-17"})", R"({"number":17})"},
-      {R"({"flag":"true"})", R"({"flag":0})"},
       {R"({"real":0.1})", R"({"real":0.10000000001})"},
-      {R"({"text":5})", R"({"text":"5.0"})"},
       {R"({"text":"a\u0000b"})", R"({"text":"a"})"},
       {R"({"nested":{"b":[1,2.5,null],"a":"é"}})", R"({"nested":{"b":[1,2.5,null],"a":"e"}})"},
       {R"({"password":"p"})", R"({"password":"q"})"},
@@ -65,6 +62,20 @@ TEST_F(TableTest, WhatWasStoredEqualsTheEntryItCameFrom) {
     const Gadget gadget = Stored(entry);
     EXPECT_FALSE(Differs(gadget, entry)) << entry;
     EXPECT_TRUE(Differs(gadget, other)) << other;
+  }
+}
+
+TEST_F(TableTest, AValueIsTakenInTheTypeOfItsField) {
+  const struct {
+    std::string member, sent, held;
+  } cases[] = {{"number", "3.0", "3"},      {"number", R"("-17")", "-17"},
+               {"number", "true", "1"},     {"flag", R"("false")", "0"},
+               {"flag", R"("1")", "1"},     {"flag", "2", "1"},
+               {"real", R"("0.5")", "0.5"}, {"text", "5", "5"},
+               {"text", "false", "false"}};
+  for (const auto& [member, sent, held] : cases) {
+    const Gadget gadget = Stored("{\"" + member + "\":" + sent + "}");
+    EXPECT_THAT(Rows("SELECT " + member + " FROM gadget ORDER BY id DESC LIMIT 1"), ElementsAre(held)) << sent;
   }
 }
 
