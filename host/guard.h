@@ -4,6 +4,7 @@
 #include <json/value.h>
 
 #include <chrono>
+#include <memory>
 #include <string>
 
 #include "db/database.h"
@@ -43,5 +44,13 @@ class Stopwatch {
 /// Commits. `result` receives how many operations failed before the commit, and how many files could not be written
 /// after it.
 void Commit(db::UnitOfWork& work, ChangeResult& result);
+
+/// A unit of work that a group commits: its files are made after that.
+struct CommittedPart {
+  std::shared_ptr<int> failures;
+  int before;  ///< how many of them there were until then
+};
+/// Notes the part for the group of this thread, if there is one.
+void NotePart(const db::UnitOfWork& work);
 
 }  // namespace qv::host

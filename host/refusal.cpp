@@ -69,6 +69,7 @@ void Commit(db::UnitOfWork& work, ChangeResult& result) {
   result.failed_operations = work.failures();
   work.Commit();
   result.failed_files = work.failures() - result.failed_operations;
+  NotePart(work);
 }
 
 }  // namespace host

@@ -82,29 +82,29 @@ void HostWork::Apply(qv::Host& host) {
   }
 }
 
-void HostWork::Finish() {
-  const qv::ChangeResult* changes = nullptr;
+void HostWork::Finish(int failed_files) {
   Response response;
+  qv::ChangeResult changes;
   if (const auto* import = std::get_if<qv::ImportResult>(&result_)) {
-    changes = import;
+    changes = *import;
     response.body = qv::ToJson(*import);
   } else if (const auto* status = std::get_if<qv::StatusResult>(&result_)) {
-    changes = status;
+    changes = *status;
     response.body = qv::ToJson(*status);
   } else if (const auto* removal = std::get_if<qv::RemoveResult>(&result_)) {
-    changes = removal;
+    changes = *removal;
     response.body = qv::ToJson(*removal);
   } else {
-    changes = std::get_if<qv::ChangeResult>(&result_);
+    changes = std::get<qv::ChangeResult>(result_);
     const qv::Row row = qv::ConfiguringRow(call_->match.values[0], IdIn(call_->match.values[1]), on_);
     response.body = qv::ToJson(std::span(&row, 1));
   }
-  if (changes->failed_operations > 0) {
-    response.headers.emplace_back("Qv-Failed-Operations", std::to_string(changes->failed_operations));
+  changes.failed_files += failed_files;
+  if (changes.failed_operations > 0) {
+    response.headers.emplace_back("Qv-Failed-Operations", std::to_string(changes.failed_operations));
   }
-  if (changes->failed_files > 0)
-    response.headers.emplace_back("Qv-Failed-Files", std::to_string(changes->failed_files));
-  if (operation_ != Operation::Plan) service_.Applied(*call_, *changes);
+  if (changes.failed_files > 0) response.headers.emplace_back("Qv-Failed-Files", std::to_string(changes.failed_files));
+  if (operation_ != Operation::Plan) service_.Applied(*call_, changes);
   answer_(std::move(response));
 }
 

@@ -15,7 +15,7 @@ class HostWork : public Work {
 
   void Read() override;
   void Apply(qv::Host& host) override;
-  void Finish() override;
+  void Finish(int failed_files) override;
   void Refuse(const qv::Refusal& refusal) override;
 
  private:

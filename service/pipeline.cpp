@@ -109,17 +109,22 @@ void Pipeline::ApplyAll() {
 }
 
 void Pipeline::ApplyGroup(std::vector<std::unique_ptr<Work>> group) {
+  std::vector<std::function<void()>> calls;
   for (const std::unique_ptr<Work>& work : group) {
-    const Log::Scope scope(work->request());
-    std::optional<qv::Refusal> refusal;
-    try {
-      work->Apply(host_);
-    } catch (const qv::Refusal& refused) {
-      refusal = refused;
-    } catch (const std::bad_alloc&) {
-      refusal = qv::Refusal(qv::RefusalCode::Failed, "there is not enough memory for the document");
-    }
-    refusal ? work->Refuse(*refusal) : work->Finish();
+    calls.emplace_back([this, &work] {
+      const Log::Scope scope(work->request());
+      try {
+        work->Apply(host_);
+      } catch (const std::bad_alloc&) {
+        throw qv::Refusal(qv::RefusalCode::Failed, "there is not enough memory for the document");
+      }
+    });
+  }
+  const std::vector<qv::Host::Outcome> outcomes = host_.Together(calls);
+  for (std::size_t i = 0; i < group.size(); ++i) {
+    const Log::Scope scope(group[i]->request());
+    const auto& [refusal, failed_files] = outcomes[i];
+    refusal ? group[i]->Refuse(*refusal) : group[i]->Finish(failed_files);
   }
   Release(std::move(group));
 }

@@ -32,8 +32,8 @@ class Work {
   virtual void Read() {}
   /// Calls the host. May throw `qv::Refusal`, and may be called again when a commit failed.
   virtual void Apply(qv::Host& host) = 0;
-  /// What was applied is committed.
-  virtual void Finish() = 0;
+  /// What was applied is committed. @param failed_files  of it, besides those that the result has
+  virtual void Finish(int failed_files) = 0;
   virtual void Refuse(const qv::Refusal& refusal) = 0;
 
   int zr() const { return zr_; }  ///< the slave whose turn it needs; 0: none in particular

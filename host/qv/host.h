@@ -342,6 +342,16 @@ class QV_HOST_API Host {
   ChangeResult SetConfiguring(std::string_view kind, int id, bool on);
   static std::span<const std::string_view> ConfigurableKinds();
 
+  /// What became of a call of `Together`.
+  struct Outcome {
+    std::optional<Refusal> refusal = std::nullopt;
+    int failed_files = 0;  ///< what belongs to `ChangeResult::failed_files` of the result that the call had
+  };
+  /// Makes calls whose commits are one: a sync of the disk serves all of them. Each function calls this host once, on
+  /// this thread, and throws nothing but `Refusal`; it is refused or applied by itself, as if it were called alone.
+  /// What it was told counts once this returns. When the common commit fails, the calls are made again one by one.
+  std::vector<Outcome> Together(std::span<const std::function<void()>> calls);
+
   /// The kinds of rows.
   static std::span<const KindInfo> Kinds();
   /// Reads one page. The time that it takes does not depend on the place of the page.
@@ -374,6 +384,7 @@ class QV_HOST_API Host {
     ~OnlyOne();
   };
   void RequireData() const;
+  bool CommitTogether(std::span<const std::function<void()>> calls, std::vector<Outcome>& outcomes);
 
   const OnlyOne only_one_;
   const std::filesystem::path data_folder_;

@@ -27,6 +27,9 @@ constexpr const char* kFormerFolder = "staging";
 
 using Paths = std::set<std::string>;
 
+/// Files that a transaction names, each with where its failure counts.
+using NamedPaths = std::map<std::string, std::set<std::shared_ptr<int>>>;
+
 /// What this machine's files have reached.
 struct Stamp {
   std::string revision;
@@ -226,13 +229,13 @@ class Files {
 
 /// Brings the files up to date, with the writer lock held and no transaction open. @param own  files that the
 /// transaction names; empty when the database has just been opened. @param revision  of the rows before the transaction
-void Update(const Paths& own, const std::string& revision) {
+void Update(const NamedPaths& own, const std::string& revision) {
   Files files;
   const std::optional<Stamp> stamp = files.ReadStamp();
   const Paths failing = stamp ? stamp->failing : Paths();
   const bool was_behind = !stamp || stamp->revision != revision;
-  Paths paths = own;
-  paths.insert(failing.begin(), failing.end());
+  Paths paths = failing;
+  for (const auto& [path, failures] : own) paths.insert(path);
   bool is_complete = true;
   if (was_behind) {
     is_complete = files.FillRowsOfFormerVersions();
@@ -249,9 +252,11 @@ void Update(const Paths& own, const std::string& revision) {
   Stamp reached{ReadRevision(), {}};
   for (const auto& [path, reason] : files.Make(paths)) {
     reached.failing.insert(path);
-    if (!own.empty() && !own.contains(path) && failing.contains(path)) continue;  // the log has it already
+    const auto named = own.find(path);
+    if (!own.empty() && named == own.end() && failing.contains(path)) continue;  // the log has it already
     log::Error("Failed to bring the file {} up to date: {}", InFolder(path), reason);
-    if (own.contains(path)) db::CountFailure();
+    if (named == own.end()) continue;
+    for (const auto& failures : named->second) ++*failures;
   }
   if (is_complete && (!paths.empty() || reached != stamp)) files.WriteStamp(reached);
 }
@@ -260,19 +265,21 @@ void LogBehind(const std::exception& error) {
   log::Error("Failed to bring the capability files up to date: {}", error.what());
 }
 
-void UpdateQuietly(const Paths& own, const std::string& revision) {
+void UpdateQuietly(const NamedPaths& own, const std::string& revision) {
   try {
     Update(own, revision);
   } catch (const std::exception& error) {
     LogBehind(error);
-    db::CountFailure();
+    std::set<std::shared_ptr<int>> all;
+    for (const auto& [path, failures] : own) all.insert(failures.begin(), failures.end());
+    for (const auto& failures : all) ++*failures;
   }
 }
 
 /// What the open transaction is to bring about.
 struct Pending {
   std::string revision;  ///< before the transaction
-  Paths paths;
+  NamedPaths paths;
 };
 
 }  // namespace
@@ -284,9 +291,13 @@ void FilesFollow(const std::vector<std::string>& paths, bool rows_changed) {
     pending = std::make_shared<Pending>(Pending{ReadRevision(), {}});
     of_this_transaction = pending;
   }
-  pending->paths.insert(paths.begin(), paths.end());
+  const db::UnitOfWork* const unit = db::UnitOfWork::Current();
+  for (const std::string& path : paths) {
+    auto& failures = pending->paths[path];
+    if (unit != nullptr) failures.insert(unit->failure_count());
+  }
   db::OnCommit([pending] {  // the first one does it all
-    const Paths own = std::exchange(pending->paths, {});
+    const NamedPaths own = std::exchange(pending->paths, {});
     if (!own.empty()) UpdateQuietly(own, pending->revision);
   });
   if (rows_changed) SetNewRevision();

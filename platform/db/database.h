@@ -18,6 +18,7 @@
 
 namespace qv::db {
 
+class AllOrNothing;
 class Session;
 class Transaction;
 struct StatementPool;
@@ -129,6 +130,26 @@ Session& ThisThread();
 
 enum class Change { Added, Updated, Removed };
 
+/// Has the units of work of this thread committed together while it exists: each is still all or nothing by itself, and
+/// fails by itself, but what they commit is there only once the group is committed. One sync then serves all of them.
+class Group {
+ public:
+  /// Throws `Error` (Busy) as a unit of work does; `std::logic_error` inside a transaction.
+  Group();
+  ~Group();  ///< Rolls back unless committed.
+  Group(const Group&) = delete;
+  Group& operator=(const Group&) = delete;
+
+  /// Commits, then does what `OnCommit` was given. Throws `Error`; then nothing of the group is applied.
+  void Commit();
+  /// Whether an error has ended the transaction, so that nothing of the group can be committed any more.
+  bool IsLost() const;
+
+ private:
+  Session& session_;
+  std::unique_ptr<Transaction> transaction_;
+};
+
 /// Everything written until `Commit` happens at once or not at all. One at a time per thread; a second one inside is
 /// a `std::logic_error`. Units of work of several threads and processes that write the same rows follow one another,
 /// from construction to destruction. A statement that fails inside fails alone.
@@ -156,7 +177,9 @@ class UnitOfWork {
   const std::vector<Count>& counts() const { return counts_; }
   /// Operations inside it that failed and were logged, for a caller that wants all or nothing. Those that follow the
   /// commit, such as files that could not be written, count too.
-  int failures() const { return failures_; }
+  int failures() const { return *failures_; }
+  /// The same, for those who count failures after the unit of work is gone: in a group its files are made then.
+  const std::shared_ptr<int>& failure_count() const { return failures_; }
 
  private:
   friend class AllOrNothing;
@@ -165,9 +188,10 @@ class UnitOfWork {
 
   Session& session_;
   const int zr_;
-  std::unique_ptr<Transaction> transaction_;
   std::vector<Count> counts_;
-  int failures_ = 0;
+  const std::shared_ptr<int> failures_ = std::make_shared<int>(0);
+  std::unique_ptr<Transaction> transaction_;  ///< null: a part of a group
+  std::unique_ptr<AllOrNothing> part_;        ///< of a group
 };
 
 /// Marks a point that a failure in the middle of several statements goes back to. Inside a unit of work it is a

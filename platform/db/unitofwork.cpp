@@ -11,11 +11,32 @@ std::chrono::milliseconds BusyTimeout(Session& session) { return session.state()
 
 }  // namespace
 
+Group::Group() : session_(ThisThread()) {
+  Session::State& state = session_.state();
+  if (state.in_transaction) throw std::logic_error("a group inside another transaction");
+  transaction_ = std::make_unique<Transaction>(session_, Scope{}, BusyTimeout(session_));
+  state.in_group = true;
+}
+
+Group::~Group() { session_.state().in_group = false; }
+
+void Group::Commit() {
+  session_.state().in_group = false;
+  transaction_->Commit();
+}
+
+bool Group::IsLost() const { return transaction_->is_open() && !session_.state().connection->InTransaction(); }
+
 UnitOfWork::UnitOfWork(int zr) : session_(ThisThread()), zr_(zr) {
-  if (session_.state().in_transaction) throw std::logic_error("a unit of work inside another transaction");
-  const Scope scope{zr == 0 ? Scope::Kind::WholeHost : Scope::Kind::OneServer, zr};
-  transaction_ = std::make_unique<Transaction>(session_, scope, BusyTimeout(session_));
-  session_.state().unit = this;
+  Session::State& state = session_.state();
+  if (state.in_group && state.unit == nullptr) {
+    part_ = std::make_unique<AllOrNothing>(session_);
+  } else {
+    if (state.in_transaction) throw std::logic_error("a unit of work inside another transaction");
+    const Scope scope{zr == 0 ? Scope::Kind::WholeHost : Scope::Kind::OneServer, zr};
+    transaction_ = std::make_unique<Transaction>(session_, scope, BusyTimeout(session_));
+  }
+  state.unit = this;
 }
 
 UnitOfWork::~UnitOfWork() {
@@ -23,8 +44,8 @@ UnitOfWork::~UnitOfWork() {
 }
 
 void UnitOfWork::Commit() {
-  if (!transaction_->is_open()) throw std::logic_error("a unit of work committed twice");
-  transaction_->Commit();
+  if (session_.state().unit != this) throw std::logic_error("a unit of work committed twice");
+  part_ ? part_->Keep() : transaction_->Commit();
   session_.state().unit = nullptr;
 }
 
@@ -106,7 +127,7 @@ void CountChange(std::string_view kind, Change change, std::int64_t rows) {
 
 void CountFailure() noexcept {
   try {
-    if (UnitOfWork* unit = UnitOfWork::Current()) ++unit->failures_;
+    if (UnitOfWork* unit = UnitOfWork::Current()) ++*unit->failures_;
   } catch (const Error&) {
     // This thread cannot connect, so it has no unit of work.
   }
