@@ -1,21 +1,21 @@
 /// Capability files: what a camera model can do, one JSON file per model, below the capability folder of the host.
 ///
 /// A file's path in that folder is `<server id>/<vendor>/<model>.cap`, or any deeper path that begins with the id of
-/// the server that told of it. A slave sends its paths with the id that it has itself: rewrite a path with
-/// `ReplaceZrIdInCapFilePath`, then write the file with `CreateCapFileByJsonInterface`. Shared files, those of models
-/// for which `IsInteSupApi` is true, are `<vendor>/<model>.cap`: their paths begin with no number, end in ".cap", and
-/// no folder on the way does. No name leads out of the folder, whoever chose it.
+/// the server that reports it. A slave sends paths with its own id: rewrite a path with `ReplaceZrIdInCapFilePath`,
+/// then write the file with `CreateCapFileByJsonInterface`. Shared files belong to models for which `IsInteSupApi`
+/// returns non-zero. Their paths are `<vendor>/<model>.cap`: they do not begin with a number, they end in ".cap", and
+/// no folder in them does. No path leads out of the folder.
 ///
-/// What a file holds is kept in the database, as part of the caller's unit of work. The file itself is made after the
-/// commit. A shared file has a row for each server that reports it, as the unit of work names the server; it holds what
-/// the first of them said, and goes with the last one. One that was reported outside a unit of work belongs to nobody
-/// until a server reports it.
+/// The content of a file is a row in the database, written in the caller's unit of work. The file is made after the
+/// commit. A shared file has a row for each server that reports it; the unit of work names the server. The file has the
+/// content that the first of them reported, and is deleted with the last row. A file that was reported outside a unit
+/// of work has no owner until a server reports it.
 ///
-/// A document that has several files with one path brings the first of them; the others are passed over, so the same
-/// document again writes nothing. `CheckAndMakeCapDir` begins a document.
+/// If a document has several files with one path, the first is used and the others are ignored. So the same document
+/// again writes nothing. `CheckAndMakeCapDir` begins a document.
 ///
-/// A name that is refused is logged with the reason. It is no failed operation of the unit of work: the slave's
-/// document has an entry that cannot be used.
+/// A refused name is logged with the reason. It does not count as a failed operation of the unit of work: it is an
+/// entry of the document that cannot be used.
 ///
 /// Thread-safe.
 #pragma once
@@ -30,8 +30,8 @@
 /// @return 0 on success, -1 when it cannot be made or something else has its name
 int CheckAndMakeCapDir(std::string& path);
 
-/// Whether cameras of this model speak the package's integration API, which a model's name tells by the ending
-/// "-API". Their capability files come with the API and are the same for all servers, so their paths name no server.
+/// Whether cameras of this model have the package's integration API: then the model's name ends in "-API". Their
+/// capability files come with the API and are the same for all servers, so their paths contain no server.
 /// @return non-zero when they do
 int IsInteSupApi(const std::string& model);
 

@@ -69,8 +69,8 @@ class IOModule : public TaggedRecord<IOModuleData::Fields> {
 /// @return 0 when taken, -1 when the entry is no object
 int InitIOModuleByJson(const Json::Value& entry, IOModule& module, bool isNew, bool fromRecServer, bool withStatus);
 
-/// Which modules are meant: all criteria must hold; a criterion at its default admits every module, but for
-/// `skipConfiguring`, and for `ownerZrId` on a server that is no CMS host.
+/// Selects modules: all criteria must hold. A criterion at its default admits every module, except `skipConfiguring`,
+/// and `ownerZrId` on a server that is not a CMS host.
 struct IOModuleFilterRule {
   bool enabledOnly = false;
   bool skipConfiguring = true;           ///< leave out modules that a user is configuring; a sync must see them

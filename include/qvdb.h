@@ -22,7 +22,7 @@ namespace QVDB {
 /// Runs `sql`, which may hold several statements separated by ";". They take effect together or not at all.
 ///
 /// @param instance     the database
-/// @param sql          the statements; empty ones are passed over
+/// @param sql          the statements; empty ones are ignored
 /// @param result       receives the rows of the last query, to be freed with `QVDBFreeResult`; null when no rows
 ///                     are wanted. Left untouched on failure.
 /// @param wantLastId   the caller will ask for the id of the last inserted row

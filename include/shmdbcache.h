@@ -18,10 +18,9 @@
 /// whole at any moment, so a reader that waited in vain may use what it sees.
 ///
 /// Writers hold a lock on the file (`flock`) from before they look at it until they are done. They set up an empty
-/// file and never touch memory beyond the file as they found it, whatever is in it. The next writer makes a new file in
-/// the place of a missing or damaged one; a file of another layout is left alone. A reader that keeps a file mapped
-/// sees by the inode number that the name stands for a new one. Nobody may make the file shorter: that kills (SIGBUS)
-/// any process that looks at it just then.
+/// file and never access memory beyond the size that the file had. The next writer replaces a missing or damaged file;
+/// a file of another layout stays as it is. A reader that keeps a file mapped finds out by the inode number that it was
+/// replaced. The file must not be made shorter: that kills (SIGBUS) processes that read it.
 #pragma once
 
 #include <cstdint>

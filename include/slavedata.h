@@ -3,8 +3,8 @@
 /// Each function deletes everything of its kind that belongs to the server `zrId`, or nothing of it: a failure leaves
 /// the kind as it was. They may be called in any order, more than once, and for a server that the host does not know:
 /// where there is nothing to delete they succeed. The host's own rows belong to no server, so an id below 1 deletes
-/// nothing. What refers to a deleted row goes with it, whoever wrote it, or refers to nothing from then on. Messages
-/// stay: what was committed is delivered.
+/// nothing. A row that refers to a deleted one is deleted too, or its reference is cleared. Messages stay: committed
+/// messages are delivered.
 ///
 /// All return 0 on success and -1 on failure, after one log line.
 #pragma once

@@ -8,19 +8,19 @@
 
 /// How the host and a slave stand to each other, as the slave's report says it.
 enum SLAVE_ZR_CONN_STATUS : int {
-  SLAVE_ZR_DISCONNECTED = 0,  ///< also what a report without "status" counts as
+  SLAVE_ZR_DISCONNECTED = 0,  ///< also for a report without "status"
   SLAVE_ZR_CONNECTED = 1,
   SLAVE_ZR_LOGIN_FAILED = 2,
-  SLAVE_ZR_INCOMPATIBLE = 3,  ///< its version does not go with the host's
+  SLAVE_ZR_INCOMPATIBLE = 3,  ///< its version does not fit the host's
   SLAVE_ZR_RECOVERING = 4,    ///< connected, while recordings are being recovered
   SLAVE_ZR_SHUT_DOWN = 5,
 };
 
-/// Whether a slave with this status can be worked with, so that what it says of its devices counts.
+/// Whether a slave with this status is online, so that the host uses what it reports of its devices.
 bool IsZrOnlineSts(SLAVE_ZR_CONN_STATUS status);
 
-/// The members of `SlaveZRStatus` in their order, but for `ZrId`, which comes where `AT_ID` stands: type, name, the
-/// value in a record that nobody has filled, the key in a slave's report (none: the host's to set) and the type there.
+/// The members of `SlaveZRStatus` in their order; `AT_ID` is the place of `ZrId`. For each: type, name, initial value,
+/// key in a slave's report (none: only the host sets it) and type in the report.
 #define SLAVE_ZR_STATUS_MEMBERS(MEMBER, AT_ID)                                                                   \
   MEMBER(int, Status, SLAVE_ZR_DISCONNECTED, "status", intValue) /* a SLAVE_ZR_CONN_STATUS, or a newer one */    \
   MEMBER(int, PkgStatus, 0, "pkg_status", intValue)              /* state of the recording package */            \

@@ -48,9 +48,9 @@ struct FieldInfo {
   const char* column;
   FieldRole role;
   const char* json_key = nullptr;    ///< key in a slave's JSON; null: the column's name
-  const char* references = nullptr;  ///< table whose id an int field holds; 0 stands for none (SQL NULL)
+  const char* references = nullptr;  ///< table whose id an int field holds; 0 means none (SQL NULL)
   OnDelete on_delete = OnDelete::Cascade;
-  int default_int = 0;  ///< value of an int or bool field that nobody has set
+  int default_int = 0;  ///< initial value of an int or bool field
 };
 
 template <class Fields, int TAG>
@@ -60,7 +60,7 @@ namespace qv::record {
 
 struct Access;  // reads and writes the value of a field for the record library
 
-/// The value of a field that nobody has set.
+/// The initial value of a field.
 template <class T>
 constexpr T InitialValue(const FieldInfo& info) {
   if constexpr (std::is_same_v<T, int> || std::is_same_v<T, bool>) {

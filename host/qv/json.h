@@ -1,7 +1,7 @@
-/// The results of `qv::Host` as JSON texts. What tells them to others (a command line, a service) says the same in the
-/// same words by these functions. A text ends with a line break; characters that steer a terminal are escaped.
+/// The results of `qv::Host` as JSON texts, so that all programs print the same. A text ends with a line break.
+/// Characters that control a terminal are escaped.
 ///
-/// Thread-safe: functions keep nothing; a `JsonRows` belongs to one thread at a time.
+/// The functions are thread-safe. Only one thread at a time may use a `JsonRows`.
 #pragma once
 
 #include "host.h"
@@ -12,9 +12,9 @@ namespace qv {
 /// line of its own, with its members in the order of the row.
 class QV_HOST_API JsonRows {
  public:
-  /// The text of these rows; what comes first starts the array.
+  /// The text of these rows. The first page starts the array.
   std::string Page(std::span<const Row> rows);
-  /// What ends the array; all of it when there was no page.
+  /// The end of the array; the whole array if there was no page.
   std::string End() const;
 
  private:
@@ -39,7 +39,8 @@ QV_HOST_API std::vector<Row> RowsOf(const RemoveResult& result);
 /// What `Host::SetConfiguring` set: kind, id, configuring.
 QV_HOST_API Row ConfiguringRow(std::string_view kind, int id, bool on);
 
-/// Any value. @param compact  one line without blanks and without line break at the end; otherwise indented lines
+/// Any value.
+/// @param compact  true: one line without blanks and without a line break at its end; false: indented lines
 QV_HOST_API std::string ToJson(const Json::Value& value, bool compact = true);
 
 }  // namespace qv

@@ -1,0 +1,36 @@
+/// A data folder for each test and the host in it, for tests that know nothing but the host's headers.
+#pragma once
+
+#include <gmock/gmock.h>
+#include <qv/host.h>
+
+#include <filesystem>
+#include <memory>
+
+struct HostApiTest : testing::Test {
+  HostApiTest() {
+    std::string name = (std::filesystem::temp_directory_path() / "qvhost-XXXXXX").string();
+    folder_ = mkdtemp(name.data());
+  }
+  ~HostApiTest() override {
+    host_.reset();
+    std::filesystem::remove_all(folder_);
+  }
+
+  qv::HostOptions Options() const { return {.data_folder = folder_ / "data", .log = {.to_stderr = false}}; }
+  qv::Host& Open(const qv::HostOptions& options) { return *(host_ = std::make_unique<qv::Host>(options)); }
+  qv::Host& Open() { return Open(Options()); }
+
+  std::filesystem::path folder_;
+  std::unique_ptr<qv::Host> host_;
+};
+
+/// The refusal that `call` throws, as "code: text"; empty if it throws none.
+std::string RefusalOf(auto&& call) {
+  try {
+    call();
+    return "";
+  } catch (const qv::Refusal& refusal) {
+    return std::string(NameOf(refusal.code())) + ": " + refusal.what();
+  }
+}
