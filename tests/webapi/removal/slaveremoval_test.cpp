@@ -119,11 +119,11 @@ struct FailingRemoval : SlaveRemoval {
 };
 
 TEST_F(FailingRemoval, OfTheRelationsReturnsWhetherAFailureCounts) {
-  for (const auto& [table, result, line] : kRelations) {
+  for (const Failure& failure : kRelations) {
     support::InUnit(false, [&] {
-      Plant(table);
-      EXPECT_THAT(Log(SyncRelatedTableForSlaveDel, result, 0),
-                  ElementsAre("log - SyncRelatedTableForSlaveDel " + line));
+      Plant(failure.table);
+      EXPECT_THAT(Log(SyncRelatedTableForSlaveDel, failure.result, 0),
+                  ElementsAre("log - SyncRelatedTableForSlaveDel " + failure.line));
     });
   }
 }
