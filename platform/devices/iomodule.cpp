@@ -96,14 +96,8 @@ std::list<IOModule> IOModuleGetList(IOModuleFilterRule& rule, int& total, bool c
 
 std::map<int, IOModule> GetIOModuleMapOnRecServer(int zrId, bool disabledToo) {
   std::map<int, IOModule> map;
-  record::Attempt("Failed to list the I/O modules of server [{}]", zrId, [&] {
-    record::Where where = record::Where().Is("owner_zr_id", zrId);
-    if (!disabledToo) where.Is("enabled", 1);
-    for (IOModule& module : IOModuleTable().Select(where)) {
-      const int id = module.GetIdOnRecServer();
-      map.emplace(id, std::move(module));
-    }
-  });
+  record::Attempt("Failed to list the I/O modules of server [{}]", zrId,
+                  [&] { map = DevicesOf(zrId, disabledToo, IOModuleTable()); });
   return map;
 }
 

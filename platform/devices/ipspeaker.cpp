@@ -52,13 +52,9 @@ std::list<IPSpeaker> IPSpeakerGetList(const IPSpeakerFilterRule& rule, int& tota
 }
 
 std::map<int, IPSpeaker> GetSpeakerMapOnRecServer(int zrId, bool disabledToo) {
-  IPSpeakerFilterRule rule;
-  rule.ownerZrIds = std::list<int>{zrId};
-  if (!disabledToo) rule.enabled = true;
   std::map<int, IPSpeaker> map;
-  for (IPSpeaker& speaker : IPSpeakerGetList(rule, QV_DUMMY_INT)) {
-    map.emplace(speaker.GetIdOnRecServer(), std::move(speaker));
-  }
+  record::Attempt("Failed to list the speakers of server [{}]", zrId,
+                  [&] { map = DevicesOf(zrId, disabledToo, SpeakerTable()); });
   return map;
 }
 

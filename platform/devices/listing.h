@@ -3,9 +3,11 @@
 
 #include <iterator>
 #include <list>
+#include <map>
+#include <utility>
 
 #include "camera.h"
-#include "record/where.h"
+#include "record/table.h"
 
 namespace qv::devices {
 
@@ -16,6 +18,19 @@ record::Where SelectionOf(const Rule& rule) {
   where.In("id", rule.ids).In("owner_zr_id", rule.ownerZrIds).Is("enabled", rule.enabled);
   if (rule.hostLocalOnly && rule.hostLocalOnly.Value()) where.Is("owner_zr_id", 0);
   return where;
+}
+
+/// The server's devices by their ids on it; of several with one id, the one with the lowest host id.
+template <class Device>
+std::map<int, Device> DevicesOf(int zr_id, bool disabled_too, const record::Table<Device>& table) {
+  record::Where where = record::Where().Is("owner_zr_id", zr_id);
+  if (!disabled_too) where.Is("enabled", 1);
+  std::map<int, Device> devices;
+  for (Device& device : table.Select(where)) {
+    const int id = device.GetIdOnRecServer();
+    devices.emplace(id, std::move(device));
+  }
+  return devices;
 }
 
 /// Keeps `limit` elements after the first `start`; a limit of 0 keeps them all.

@@ -78,16 +78,10 @@ int GetPOSListByRule(const POSFilterRule& rule, std::list<POS>& list) {
 }
 
 std::map<int, POS> GetPOSMapOnRecServer(int zrId, bool disabledToo) {
-  record::Where where;
-  where.Is("owner_zr_id", zrId);
-  if (!disabledToo) where.Is("enabled", 1);
   std::map<int, POS> map;
-  record::Attempt("Failed to list the POS terminals of server [{}]", zrId, [&] {
-    for (POS& pos : PosTable().Select(where)) {
-      pos.MarkAsPart();
-      map.emplace(pos.GetIdOnRecServer(), std::move(pos));
-    }
-  });
+  record::Attempt("Failed to list the POS terminals of server [{}]", zrId,
+                  [&] { map = DevicesOf(zrId, disabledToo, PosTable()); });
+  for (auto& [id, pos] : map) pos.MarkAsPart();
   return map;
 }
 

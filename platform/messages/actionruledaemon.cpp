@@ -1,6 +1,7 @@
 #include "actionruledaemon.h"
 
 #include "messages/outbox.h"
+#include "record/import.h"
 #include "server/settings.h"
 
 using namespace qv::messages;  // NOLINT(google-build-using-namespace): this file is the package's interface
@@ -9,18 +10,12 @@ namespace {
 
 constexpr const char* kIdentitySetting = "cms_identity";
 
-/// The server that a command is about.
-int ServerOf(const Json::Value& command) {
-  const Json::Value& id = command.isObject() ? command["zrId"] : Json::Value::nullSingleton();
-  return id.isInt() ? id.asInt() : 0;
-}
-
 }  // namespace
 
 int SendCmdToDaemon(const std::string& daemon, int cmdType, const Json::Value& cmd, Json::Value* reply, bool urgent) {
   static_cast<void>(urgent);  // an outbox keeps the order of sending
   if (reply != nullptr) *reply = Json::Value();
-  return Post(ServerOf(cmd), daemon, std::to_string(cmdType), cmd);
+  return Post(qv::record::IntOrZero(cmd, "zrId"), daemon, std::to_string(cmdType), cmd);
 }
 
 int SendCompoundCmd(int zrId, Json::Value& cmd, bool wait) {

@@ -4,7 +4,6 @@
 #include <charconv>
 #include <cmath>
 #include <limits>
-#include <optional>
 
 #include "db/database.h"
 #include "ftos.h"
@@ -82,61 +81,70 @@ double Shortest(float value) {
   return shortest;
 }
 
-/// The text of a JSON value, which `made` keeps when the value itself is none. None for an array or an object.
-std::optional<std::string_view> ToText(const Json::Value& value, std::string& made) {
+/// The text of a JSON value, which `made` keeps when the value itself is none. @return false for an array or object
+bool ToText(const Json::Value& value, std::string& made, Value& text) {
   const char* begin = nullptr;
   const char* end = nullptr;
-  if (value.getString(&begin, &end)) return std::string_view(begin, static_cast<std::size_t>(end - begin));
-  if (value.isArray() || value.isObject()) return std::nullopt;
-  return made = value.asString();
+  if (value.getString(&begin, &end)) {
+    text = std::string_view(begin, static_cast<std::size_t>(end - begin));
+    return true;
+  }
+  if (value.isArray() || value.isObject()) return false;
+  text = made = value.asString();
+  return true;
 }
 
-/// `value` as the field would hold it; none: it cannot. `made` keeps a text that is made for it.
-std::optional<Value> Convert(const Field& field, const Json::Value& value, std::string& made) {
+/// Gives `value` as the field would hold it; `made` keeps a text that is made for it. @return false if it cannot
+bool Convert(const Field& field, const Json::Value& value, std::string& made, Value& converted) {
   switch (field.type) {
     case ValueType::Int: {
       // Nobody finds a row again by an id that is a text.
-      if (field.info.role == FieldRole::IdOnSlave && value.isString()) return std::nullopt;
+      if (field.info.role == FieldRole::IdOnSlave && value.isString()) return false;
       int number = 0;
-      if (!ToInt(value, number)) return std::nullopt;
-      return number;
+      const bool fits = ToInt(value, number);
+      converted = number;
+      return fits;
     }
     case ValueType::Bool: {
       bool flag = false;
-      if (!ToBool(value, flag)) return std::nullopt;
-      return flag ? 1 : 0;
+      const bool fits = ToBool(value, flag);
+      converted = flag ? 1 : 0;
+      return fits;
     }
     case ValueType::Float:
     case ValueType::Real: {
       double number = 0;
-      if (!ToReal(value, number)) return std::nullopt;
-      return number;
+      const bool fits = ToReal(value, number);
+      converted = number;
+      return fits;
     }
     case ValueType::Text:
-      return ToText(value, made);
+      return ToText(value, made, converted);
     case ValueType::Json:
       break;
   }
-  made = JsonWrite(value, true);
-  return made;
+  converted = made = JsonWrite(value, true);
+  return true;
 }
 
-struct Comparison {
-  Fit fit;
-  Value reported = {};
-};
+/// As `==`, which for variants goes through a table of functions.
+bool AreEqual(const Value& left, const Value& right) {
+  if (const auto* text = std::get_if<std::string_view>(&left)) return *text == std::get<std::string_view>(right);
+  if (const auto* number = std::get_if<std::int64_t>(&left)) return *number == std::get<std::int64_t>(right);
+  return std::get<double>(left) == std::get<double>(right);
+}
 
-Comparison Compare(const Field& field, const void* record, const Json::Value& value, std::string& made) {
-  if (value.isNull()) return {Fit::Same};
-  const std::optional<Value> reported = Convert(field, value, made);
-  if (!reported) return {Fit::Misfit};
+/// How `value` stands to the field; `reported` receives it as the field would hold it.
+Fit Compare(const Field& field, const void* record, const Json::Value& value, std::string& made, Value& reported) {
+  if (value.isNull()) return Fit::Same;
+  if (!Convert(field, value, made, reported)) return Fit::Misfit;
   const Value held = field.get(record);
-  if (*reported == held) return {Fit::Same};
+  if (AreEqual(reported, held)) return Fit::Same;
   if (field.type == ValueType::Json) {
-    if (MeansTheSame(std::get<std::string_view>(held), value)) return {Fit::Same};
-    if (json::WhyNotStorable(value) != nullptr) return {Fit::Misfit};
+    if (MeansTheSame(std::get<std::string_view>(held), value)) return Fit::Same;
+    if (json::WhyNotStorable(value) != nullptr) return Fit::Misfit;
   }
-  return {Fit::Differs, *reported};
+  return Fit::Differs;
 }
 
 Json::Value Masked(Json::Value value) {
@@ -213,14 +221,16 @@ Json::Value ColumnAsJson(const Field& field, const db::Statement& row, int colum
 
 Fit CompareField(const Field& field, const void* record, const Json::Value& value) {
   std::string made;
-  return Compare(field, record, value, made).fit;
+  Value reported;
+  return Compare(field, record, value, made, reported);
 }
 
 Fit TakeField(const Field& field, void* record, const Json::Value& value) {
   std::string made;
-  const Comparison comparison = Compare(field, record, value, made);
-  if (comparison.fit == Fit::Differs) field.set(record, comparison.reported);
-  return comparison.fit;
+  Value reported;
+  const Fit fit = Compare(field, record, value, made, reported);
+  if (fit == Fit::Differs) field.set(record, reported);
+  return fit;
 }
 
 bool Holds(const JsonText& held, const Json::Value& value) {

@@ -19,11 +19,14 @@ inline std::optional<int> DeviceId(const Json::Value& entry) {
   return entry["id"].asInt();
 }
 
-/// The "id" of an entry that needs none; 0 when it is no int.
-inline int IntIdOrZero(const Json::Value& entry) {
-  const Json::Value& id = entry.isObject() ? entry["id"] : Json::Value::nullSingleton();
-  return id.isInt() ? id.asInt() : 0;
+/// The member of an object, 0 when it is no int.
+inline int IntOrZero(const Json::Value& object, const char* key) {
+  const Json::Value& value = object.isObject() ? object[key] : Json::Value::nullSingleton();
+  return value.isInt() ? value.asInt() : 0;
 }
+
+/// The "id" of an entry that needs none.
+inline int IntIdOrZero(const Json::Value& entry) { return IntOrZero(entry, "id"); }
 
 /// Hands each entry of `section` to `take(record, entry)`, with the row of `rows` that has its id on the slave, or
 /// with a blank record when there is none (left); the owner is set to `zrId` beforehand. Several rows with one id are
