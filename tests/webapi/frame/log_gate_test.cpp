@@ -72,6 +72,12 @@ TEST_F(LogGate, ReadsTheProcessIdOnce) {
   EXPECT_EQ(g_DbgLogPid, getpid());
 }
 
+TEST_F(LogGate, ReadsTheConfigurationFromTheEnvironment) {
+  setenv("QV_LOG_LEVEL", "5", 1);
+  EXPECT_EQ(LastEnabledLevel(), 5);
+  unsetenv("QV_LOG_LEVEL");
+}
+
 TEST_F(LogGate, AMessageCarriesItsNamesAndItsPlace) {
   Configure(7);
   CMS_LOG_AT(LOG_LEVEL_ERR, 77, "RemoveSlaveData", "100%% failed [%d].\n", 3);
