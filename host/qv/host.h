@@ -342,14 +342,14 @@ class QV_HOST_API Host {
   ChangeResult SetConfiguring(std::string_view kind, int id, bool on);
   static std::span<const std::string_view> ConfigurableKinds();
 
-  /// What became of a call of `Together`.
+  /// The outcome of one call of `Together`.
   struct Outcome {
     std::optional<Refusal> refusal = std::nullopt;
-    int failed_files = 0;  ///< what belongs to `ChangeResult::failed_files` of the result that the call had
+    int failed_files = 0;  ///< instead of `ChangeResult::failed_files` of the call's result
   };
-  /// Makes calls whose commits are one: a sync of the disk serves all of them. Each function calls this host once, on
-  /// this thread, and throws nothing but `Refusal`; it is refused or applied by itself, as if it were called alone.
-  /// What it was told counts once this returns. When the common commit fails, the calls are made again one by one.
+  /// Makes several calls with one commit, so that the disk is synced once. Each function calls this host once, on this
+  /// thread, and throws only `Refusal`. Each call is refused or applied by itself, as if it were alone. The results of
+  /// the calls are final when this returns: if the common commit fails, the calls are made again one by one.
   std::vector<Outcome> Together(std::span<const std::function<void()>> calls);
 
   /// The kinds of rows.
