@@ -74,8 +74,13 @@ TEST_F(TableTest, AValueIsTakenInTheTypeOfItsField) {
                {"real", R"("0.5")", "0.5"}, {"text", "5", "5"},
                {"text", "false", "false"}};
   for (const auto& [member, sent, held] : cases) {
-    const Gadget gadget = Stored("{\"" + member + "\":" + sent + "}");
-    EXPECT_THAT(Rows("SELECT " + member + " FROM gadget ORDER BY id DESC LIMIT 1"), ElementsAre(held)) << sent;
+    for (const bool flag : {false, true}) {
+      Gadget gadget;
+      gadget.SetFlag(flag);
+      EXPECT_TRUE(Apply(gadget, "{\"" + member + "\":" + sent + "}"));
+      gadgets_.Save(gadget);
+      EXPECT_THAT(Rows("SELECT " + member + " FROM gadget ORDER BY id DESC LIMIT 1"), ElementsAre(held)) << sent;
+    }
   }
 }
 

@@ -1,0 +1,29 @@
+#include "slavezrstatus.h"
+
+#include "support/hosttest.h"
+
+namespace {
+
+using ServerStatus = support::HostTest;
+
+TEST_F(ServerStatus, IsOfAServerThatWasPaired) {
+  SlaveZRStatus record;
+  record.ZrId = 8;
+  EXPECT_EQ(SlaveZRStatusLoad(record), -1);
+  EXPECT_EQ(SlaveZRStatusSave(record), -1);
+  EXPECT_THAT(Rows("SELECT id FROM server"), IsEmpty());
+
+  Sql("INSERT INTO server (id) VALUES (8)");
+  record.CamCnt = 5;
+  EXPECT_EQ(SlaveZRStatusSave(record), 0);
+  SlaveZRStatus loaded;
+  loaded.ZrId = 8;
+  EXPECT_EQ(SlaveZRStatusLoad(loaded), 0);
+  EXPECT_EQ(loaded.CamCnt, 5);
+
+  Refuse("UPDATE", "server", "1");
+  record.CamCnt = 6;
+  EXPECT_EQ(SlaveZRStatusSave(record), -1);
+}
+
+}  // namespace
