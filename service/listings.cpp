@@ -30,11 +30,8 @@ std::string KindOf(const Call& call) {
 qv::ListQuery QueryOf(const Call& call) {
   qv::ListQuery query{.kind = KindOf(call)};
   if (call.zr > 0) query.zr = call.zr;
-  const auto& parameters = call.match.route->parameters;
   for (const auto& [name, value] : call.target.parameters) {
-    const bool is_column = std::none_of(parameters.begin(), parameters.end(),
-                                        [&](const Parameter& parameter) { return parameter.name == name; });
-    if (is_column) query.equal.emplace_back(name, value);
+    if (FindParameter(*call.match.route, name) == nullptr) query.equal.emplace_back(name, value);
   }
   if (const auto* zr = Find(call.target, "zr"); zr != nullptr && call.zr == 0) query.zr = std::stoi(*zr);
   if (const auto* after = Find(call.target, "after")) query.after = std::stoll(*after);

@@ -88,7 +88,7 @@ std::variant<Options, int> ParseOptions(int argc, const char* const* argv) {
   CLI::App app{"Takes the documents of slaves over HTTP, keeps the host's data true to them, and shows what it holds.",
                "qvcmsd"};
   app.set_version_flag("--version", std::string("qvcmsd ") + QVCMS_VERSION);
-  app.set_config("--config", "", "Read options from this file: NAME=VALUE, one a line, without the dashes");
+  app.set_config("--config", "/etc/qvcmsd.conf", "Read options from this file: NAME=VALUE, one a line, without dashes");
   AddOptions(app, options);
   AddLimits(app, options);
   app.footer("Exit status: 0 stopped by a signal, and all that waited was done; 1 failed; 64 wrong usage.");
@@ -101,6 +101,7 @@ std::variant<Options, int> ParseOptions(int argc, const char* const* argv) {
     return kUsage;
   }
   options.service.data_folder = options.data_dir;
+  options.service.wants_credentials = !options.tls.client_ca.empty();
   return options;
 }
 

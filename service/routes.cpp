@@ -1,5 +1,7 @@
 #include "routes.h"
 
+#include <algorithm>
+
 namespace qvcmsd {
 namespace {
 
@@ -201,6 +203,12 @@ std::span<const Route> Routes() {
        "text/plain"},
   };
   return routes;
+}
+
+const Parameter* FindParameter(const Route& route, std::string_view name) {
+  const auto found = std::find_if(route.parameters.begin(), route.parameters.end(),
+                                  [&](const Parameter& parameter) { return parameter.name == name; });
+  return found == route.parameters.end() ? nullptr : &*found;
 }
 
 Match FindRoute(std::string_view method, const Target& target) {

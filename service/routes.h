@@ -58,6 +58,9 @@ struct Route {
 
 std::span<const Route> Routes();
 
+/// The parameter of that name, or null.
+const Parameter* FindParameter(const Route& route, std::string_view name);
+
 /// A route, with what stood for the names in its path, in their order.
 struct Match {
   const Route* route = nullptr;     ///< null: there is none

@@ -41,9 +41,8 @@ bool IsThisMachine(std::string_view name) { return name == "localhost" || name =
 /// What is wrong with the parameters of a request. Columns of a kind are looked at when its rows are.
 std::optional<Response> FaultInParameters(const Route& route, const Target& target) {
   for (const auto& [name, value] : target.parameters) {
-    const auto parameter = std::find_if(route.parameters.begin(), route.parameters.end(),
-                                        [&](const Parameter& each) { return each.name == name; });
-    if (parameter == route.parameters.end()) {
+    const Parameter* const parameter = FindParameter(route, name);
+    if (parameter == nullptr) {
       if (route.takes_columns) continue;
       return Problem(400, "bad-argument", "there is no parameter \"" + name + '"');
     }
@@ -186,7 +185,7 @@ std::optional<Response> Service::WhyNotAllowed(const Request& request, Need need
   if (need == Need::Nothing) return std::nullopt;
   const auto tokens = this->tokens();
   const std::string_view authorization = request.Header("authorization");
-  if (!tokens->are_wanted() && authorization.empty() && !request.certificate) {
+  if (!tokens->are_wanted() && !options_.wants_credentials && authorization.empty()) {
     // Only this machine gets here. Pages of others in its browsers must not: they come with another host's name, or
     // say where they are from.
     if (!IsThisMachine(NameIn(request.Header("host")))) {

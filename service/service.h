@@ -28,6 +28,7 @@ struct ServiceOptions {
   std::size_t max_body = std::size_t{32} * 1024 * 1024;                 ///< bytes of a body as it is sent
   PipelineLimits pipeline = {};
   std::chrono::milliseconds silent_after{60'000};
+  bool wants_credentials = false;  ///< also without tokens: clients show certificates
 };
 
 /// A request that is let in.
