@@ -1,0 +1,288 @@
+#include "fleetclient.h"
+
+#include <curl/curl.h>
+#include <sys/epoll.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <chrono>
+#include <cmath>
+#include <cstdio>
+#include <fstream>
+#include <memory>
+#include <optional>
+#include <queue>
+#include <stdexcept>
+#include <utility>
+
+namespace qvload {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+constexpr int kWell = 1;
+constexpr int kLost = 2;
+constexpr double kStartSeconds = 5;  ///< over which the slaves are paired and begin, so that they do not report at once
+constexpr double kLivelyAway = 90;   ///< seconds for which a lively slave is silent
+
+std::size_t Ignore(char*, std::size_t size, std::size_t count, void*) { return size * count; }
+
+/// What the service takes of memory, in MB; 0 when that is not known.
+long MemoryOf(int pid) {
+  std::ifstream status("/proc/" + std::to_string(pid) + "/status");
+  for (std::string line; std::getline(status, line);) {
+    if (line.starts_with("VmRSS:")) return std::stol(line.substr(6)) / 1024;
+  }
+  return 0;
+}
+
+/// How long answers took.
+class Latencies {
+ public:
+  void Add(double seconds) { all_.push_back(static_cast<float>(seconds)); }
+  void Print(const char* title, long errors, double seconds) {
+    std::sort(all_.begin(), all_.end());
+    std::printf(
+        "%s: %zu answers in %.1f s (%.0f/s), %ld errors, p50 %.1f ms, p99 %.1f ms, p99.9 %.1f ms, most %.1f ms\n",
+        title, all_.size(), seconds, static_cast<double>(all_.size()) / seconds, errors, At(0.5), At(0.99), At(0.999),
+        At(1));
+    std::fflush(stdout);
+  }
+
+ private:
+  /// In milliseconds.
+  double At(double part) const {
+    if (all_.empty()) return 0;
+    return 1000.0 * all_[std::min(all_.size() - 1, static_cast<std::size_t>(part * static_cast<double>(all_.size())))];
+  }
+  std::vector<float> all_;
+};
+
+/// A slave and its connection.
+struct Client {
+  Client(int zr, const FleetOptions& fleet) : slave(zr, fleet) {}
+  Slave slave;
+  CURL* easy = nullptr;
+  bool is_paired = false;
+  std::string body;
+  Clock::time_point sent;
+};
+
+/// All of them on one thread.
+class Fleet {
+ public:
+  explicit Fleet(const FleetOptions& options) : options_(options), epoll_(epoll_create1(EPOLL_CLOEXEC)) {
+    curl_global_init(CURL_GLOBAL_ALL);
+    multi_ = curl_multi_init();
+    curl_multi_setopt(multi_, CURLMOPT_SOCKETFUNCTION, &Fleet::Watch);
+    curl_multi_setopt(multi_, CURLMOPT_SOCKETDATA, this);
+    curl_multi_setopt(multi_, CURLMOPT_TIMERFUNCTION, &Fleet::SetTimer);
+    curl_multi_setopt(multi_, CURLMOPT_TIMERDATA, this);
+    curl_multi_setopt(multi_, CURLMOPT_MAXCONNECTS, static_cast<long>(options.slaves) + 10);
+    headers_ = curl_slist_append(headers_, "Expect:");
+    headers_ = curl_slist_append(headers_, "Host: localhost");
+    if (!options.token.empty()) {
+      headers_ = curl_slist_append(headers_, ("Authorization: Bearer " + options.token).c_str());
+    }
+    const std::size_t name = options.url.find("://") + 3;
+    connect_to_ = curl_slist_append(nullptr, ("::" + options.url.substr(name)).c_str());
+    scheme_ = options.url.substr(0, name);
+    for (int i = 0; i < options.slaves; ++i) {
+      clients_.push_back(std::make_unique<Client>(options.first + i, options));
+      Plan(*clients_.back(), Clock::now() + Seconds(kStartSeconds * i / options.slaves));
+    }
+  }
+  ~Fleet() {
+    for (const auto& client : clients_) {
+      if (client->easy == nullptr) continue;
+      curl_multi_remove_handle(multi_, client->easy);
+      curl_easy_cleanup(client->easy);
+    }
+    curl_multi_cleanup(multi_);
+    curl_slist_free_all(headers_);
+    curl_slist_free_all(connect_to_);
+    close(epoll_);
+  }
+  Fleet(const Fleet&) = delete;
+  Fleet& operator=(const Fleet&) = delete;
+
+  bool Run() {
+    begin_ = Clock::now();
+    auto minute = begin_ + std::chrono::minutes(1);
+    while (options_.is_lively || Clock::now() < begin_ + Seconds(options_.seconds + kStartSeconds)) {
+      Step();
+      if (Clock::now() < minute) continue;
+      Tell("so far");
+      minute += std::chrono::minutes(1);
+    }
+    Tell("in all");
+    return errors_ == 0;
+  }
+
+ private:
+  static std::chrono::nanoseconds Seconds(double seconds) {
+    return std::chrono::nanoseconds(static_cast<std::int64_t>(seconds * 1e9));
+  }
+
+  void Tell(const char* title) {
+    if (options_.pid != 0) std::printf("memory of the service %ld MB; ", MemoryOf(options_.pid));
+    const double seconds = std::chrono::duration<double>(Clock::now() - begin_).count() - kStartSeconds;
+    latencies_.Print(title, errors_, std::max(0.1, seconds));
+  }
+
+  void Plan(Client& client, Clock::time_point time) { due_.emplace(time, &client); }
+
+  /// Sends what is due, and takes what has come.
+  void Step() {
+    const auto now = Clock::now();
+    for (; !due_.empty() && due_.top().first <= now; due_.pop()) Send(*due_.top().second);
+    std::array<epoll_event, 256> events{};
+    const int count = epoll_wait(epoll_, events.data(), static_cast<int>(events.size()), 1);
+    int running = 0;
+    for (int i = 0; i < count; ++i) {
+      const auto& event = events[static_cast<std::size_t>(i)];
+      const int what = ((event.events & (EPOLLIN | EPOLLHUP | EPOLLERR)) != 0 ? CURL_CSELECT_IN : 0) |
+                       ((event.events & EPOLLOUT) != 0 ? CURL_CSELECT_OUT : 0);
+      curl_multi_socket_action(multi_, event.data.fd, what, &running);
+    }
+    if (timer_ && Clock::now() >= *timer_) {
+      timer_.reset();
+      curl_multi_socket_action(multi_, CURL_SOCKET_TIMEOUT, 0, &running);
+    }
+    int left = 0;
+    while (const CURLMsg* message = curl_multi_info_read(multi_, &left)) {
+      if (message->msg == CURLMSG_DONE) Take(message->easy_handle, message->data.result);
+    }
+  }
+
+  void Send(Client& client) {
+    if (client.easy == nullptr) client.easy = MakeHandle(client);
+    client.body = client.is_paired ? client.slave.Report() : client.slave.Snapshot();
+    // A name of its own keeps the connection apart from those of the others.
+    const std::string slave = std::to_string(client.slave.zr());
+    curl_easy_setopt(
+        client.easy, CURLOPT_URL,
+        (scheme_ + "slave" + slave + "/v1/slaves/" + slave + (client.is_paired ? "/status" : "/pair")).c_str());
+    curl_easy_setopt(client.easy, CURLOPT_POSTFIELDS, client.body.c_str());
+    curl_easy_setopt(client.easy, CURLOPT_POSTFIELDSIZE, static_cast<long>(client.body.size()));
+    client.sent = Clock::now();
+    curl_multi_add_handle(multi_, client.easy);
+  }
+
+  CURL* MakeHandle(Client& client) const {
+    CURL* const easy = curl_easy_init();
+    curl_easy_setopt(easy, CURLOPT_PRIVATE, &client);
+    curl_easy_setopt(easy, CURLOPT_HTTPHEADER, headers_);
+    curl_easy_setopt(easy, CURLOPT_CONNECT_TO, connect_to_);
+    curl_easy_setopt(easy, CURLOPT_WRITEFUNCTION, &Ignore);
+    curl_easy_setopt(easy, CURLOPT_BUFFERSIZE, 4096L);
+    curl_easy_setopt(easy, CURLOPT_TIMEOUT, 30L);
+    if (!options_.ca.empty()) {
+      curl_easy_setopt(easy, CURLOPT_CAINFO, options_.ca.c_str());
+      curl_easy_setopt(easy, CURLOPT_SSL_VERIFYHOST, 0L);  // its names are made up
+    }
+    return easy;
+  }
+
+  void Take(CURL* easy, CURLcode result) {
+    Client* client = nullptr;
+    long status = 0;
+    curl_easy_getinfo(easy, CURLINFO_PRIVATE, &client);
+    curl_easy_getinfo(easy, CURLINFO_RESPONSE_CODE, &status);
+    curl_multi_remove_handle(multi_, easy);
+    const auto now = Clock::now();
+    if (result != CURLE_OK || status != 200) {
+      ++errors_;
+      if (errors_ <= 5) {
+        std::fprintf(stderr, "slave %d: %s, status %ld\n", client->slave.zr(), curl_easy_strerror(result), status);
+      }
+      return Plan(*client, now + std::chrono::seconds(1));
+    }
+    if (!std::exchange(client->is_paired, true)) {
+      return Plan(*client, begin_ + Seconds(kStartSeconds + options_.interval * Random()));
+    }
+    latencies_.Add(std::chrono::duration<double>(now - client->sent).count());
+    // As a clock would have it: a late answer does not make the slave report less often.
+    auto next = std::max(now, client->sent + Seconds(options_.interval));
+    if (options_.is_lively && Random() < 0.005) next += Seconds(kLivelyAway * (1 + Random()));
+    Plan(*client, next);
+  }
+
+  double Random() { return std::uniform_real_distribution<>(0, 1)(random_); }
+
+  static int Watch(CURL*, curl_socket_t socket, int what, void* self, void*) {
+    auto& fleet = *static_cast<Fleet*>(self);
+    epoll_event event = {};
+    event.data.fd = socket;
+    if ((what & CURL_POLL_IN) != 0) event.events |= EPOLLIN;
+    if ((what & CURL_POLL_OUT) != 0) event.events |= EPOLLOUT;
+    if (what == CURL_POLL_REMOVE) {
+      epoll_ctl(fleet.epoll_, EPOLL_CTL_DEL, socket, nullptr);
+    } else if (epoll_ctl(fleet.epoll_, EPOLL_CTL_MOD, socket, &event) != 0) {
+      epoll_ctl(fleet.epoll_, EPOLL_CTL_ADD, socket, &event);
+    }
+    return 0;
+  }
+
+  static int SetTimer(CURLM*, long milliseconds, void* self) {
+    auto& timer = static_cast<Fleet*>(self)->timer_;
+    timer.reset();
+    if (milliseconds >= 0) timer = Clock::now() + std::chrono::milliseconds(milliseconds);
+    return 0;
+  }
+
+  const FleetOptions options_;
+  const int epoll_;
+  CURLM* multi_ = nullptr;
+  curl_slist* headers_ = nullptr;
+  curl_slist* connect_to_ = nullptr;
+  std::string scheme_;
+  std::vector<std::unique_ptr<Client>> clients_;
+  using Due = std::pair<Clock::time_point, Client*>;
+  std::priority_queue<Due, std::vector<Due>, std::greater<>> due_;
+  std::optional<Clock::time_point> timer_;
+  Clock::time_point begin_;
+  Latencies latencies_;
+  long errors_ = 0;
+  std::minstd_rand random_{1};
+};
+
+}  // namespace
+
+Slave::Slave(int zr, const FleetOptions& fleet)
+    : zr_(zr),
+      changes_(static_cast<std::size_t>(std::lround(fleet.changed * fleet.cameras))),
+      states_(static_cast<std::size_t>(fleet.cameras), kWell),
+      random_(static_cast<unsigned>(zr)) {}
+
+std::string Slave::Snapshot() const {
+  std::string text = "{\"camera_info\":[";
+  for (std::size_t i = 0; i < states_.size(); ++i) {
+    const std::string id = std::to_string(i + 1);
+    text += (i == 0 ? "{\"id\":" : ",{\"id\":") + id + ",\"name\":\"Camera " + id +
+            "\",\"vendor\":\"Oculor\",\"model\":\"DX-400\",\"host\":\"192.0.2." + id +
+            "\",\"port\":443,\"resolution\":\"2560x1440\",\"enabled\":true}";
+  }
+  return text + "]}";
+}
+
+std::string Slave::Report() {
+  for (std::size_t i = 0; i < changes_; ++i) {
+    int& state = states_[random_() % states_.size()];
+    state = state == kWell ? kLost : kWell;
+  }
+  const std::string cameras = std::to_string(states_.size());
+  std::string text = "{\"status\":1,\"pkg_status\":0,\"vol_status\":0,\"cam_count\":" + cameras +
+                     ",\"volSpace\":7421.5,\"serial_num\":\"QVA3216-" + std::to_string(zr_) +
+                     "\",\"tarn_version\":\"5.2.1\",\"qv_version\":\"9.1.0-8112\",\"camera_info\":[";
+  for (std::size_t i = 0; i < states_.size(); ++i) {
+    text +=
+        (i == 0 ? "{\"id\":" : ",{\"id\":") + std::to_string(i + 1) + ",\"status\":" + std::to_string(states_[i]) + '}';
+  }
+  return text + "]}";
+}
+
+bool RunFleet(const FleetOptions& fleet) { return Fleet(fleet).Run(); }
+
+}  // namespace qvload
