@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <stdexcept>
 #include <string>
+#include <utility>
 
 #include "analytics/tables.h"
 #include "capability/capability.h"
@@ -33,21 +34,30 @@ constexpr Member kCapability[] = {
 
 using ColumnNames = std::vector<std::string_view>;
 
-/// The columns that every device and every task has, and some of its own.
-ColumnNames WithName(const ColumnNames& own) {
+Kind Settings(std::string_view name, const record::AnyTable& table, Removal removal, ColumnNames columns,
+              Section section = {}) {
+  return {name, &table, removal, Role::Settings, std::move(columns), section};
+}
+
+/// With the columns that every device and every task has, and some of its own.
+Kind Named(std::string_view name, const record::AnyTable& table, Removal removal, const ColumnNames& own,
+           Section section = {}) {
   ColumnNames columns = {"id", "id_on_rec_server", "owner_zr_id", "name"};
   columns.insert(columns.end(), own.begin(), own.end());
-  return columns;
+  return Settings(name, table, removal, std::move(columns), section);
+}
+
+Kind Device(std::string_view name, const record::AnyTable& table, Removal removal, const ColumnNames& own,
+            Section section) {
+  Kind kind = Named(name, table, removal, own, section);
+  kind.role = Role::Device;
+  return kind;
 }
 
 /// A section that the host keeps entry by entry, as it is.
 Kind Entries(std::string_view name, const record::AnyTable& table, Removal removal, const char* section) {
-  return {name,
-          &table,
-          removal,
-          Role::Settings,
-          {"id", "id_on_rec_server", "owner_zr_id", "settings"},
-          {.name = section, .lists_objects = false}};
+  return Settings(name, table, removal, {"id", "id_on_rec_server", "owner_zr_id", "settings"},
+                  {.name = section, .lists_objects = false});
 }
 
 }  // namespace
@@ -57,102 +67,46 @@ std::span<const Kind> Kinds() {
   using namespace analytics;  // NOLINT(google-build-using-namespace)
   using namespace server;     // NOLINT(google-build-using-namespace)
   static const std::vector<Kind> kinds = {
-      {"server",
-       &ServerTable(),
-       Removal::PrivilegeProfiles,
-       Role::Settings,
-       {"id", "model", "status", "cam_count", "iomodule_count", "trans_dev_count", "speaker_dev_count",
-        "acs_door_count", "tarn_version", "qv_version", "dp_version", "last_report"}},
-      {"camera",
-       &CameraTable(),
-       Removal::Cameras,
-       Role::Device,
-       WithName({"enabled", "vendor", "model", "host", "resolution", "status"}),
-       {"camera_info", true, kCamera, kCameraStatus}},
-      {"edge-storage",
-       &EdgeStorageTable(),
-       Removal::Cameras,
-       Role::Settings,
-       {"id", "owner_zr_id", "camera_id", "enabled", "recording_mode", "storage_type", "size", "retention_days"}},
-      {"iomodule",
-       &IOModuleTable(),
-       Removal::IOModules,
-       Role::Device,
-       WithName({"enabled", "vendor", "model", "host", "input_count", "output_count", "note"}),
-       {"iomodule_info", true, kId, kDeviceStatus}},
-      {"pos",
-       &PosTable(),
-       Removal::PosTerminals,
-       Role::Device,
-       WithName({"enabled", "vendor", "model", "host", "port", "note"}),
-       {"POS_info", true, kId, kDeviceStatus}},
-      {"speaker",
-       &SpeakerTable(),
-       Removal::Speakers,
-       Role::Device,
-       WithName({"enabled", "vendor", "model", "host", "volume", "note"}),
-       {"speaker_info", true, kId, kDeviceStatus}},
-      {"controller",
-       &CtrlerTable(),
-       Removal::Controllers,
-       Role::Device,
-       WithName({"enabled", "model", "host", "mac_addr", "status", "note"}),
-       {"ctrler_info", true, kId}},
-      {"door", &DoorTable(), Removal::Controllers, Role::Settings,
-       WithName({"ctrler_id", "cam_id", "cam_zr_id", "status"})},
+      Settings("server", ServerTable(), Removal::PrivilegeProfiles,
+               {"id", "model", "status", "cam_count", "iomodule_count", "trans_dev_count", "speaker_dev_count",
+                "acs_door_count", "tarn_version", "qv_version", "dp_version", "last_report"}),
+      Device("camera", CameraTable(), Removal::Cameras, {"enabled", "vendor", "model", "host", "resolution", "status"},
+             {"camera_info", true, kCamera, kCameraStatus}),
+      Settings(
+          "edge-storage", EdgeStorageTable(), Removal::Cameras,
+          {"id", "owner_zr_id", "camera_id", "enabled", "recording_mode", "storage_type", "size", "retention_days"}),
+      Device("iomodule", IOModuleTable(), Removal::IOModules,
+             {"enabled", "vendor", "model", "host", "input_count", "output_count", "note"},
+             {"iomodule_info", true, kId, kDeviceStatus}),
+      Device("pos", PosTable(), Removal::PosTerminals, {"enabled", "vendor", "model", "host", "port", "note"},
+             {"POS_info", true, kId, kDeviceStatus}),
+      Device("speaker", SpeakerTable(), Removal::Speakers, {"enabled", "vendor", "model", "host", "volume", "note"},
+             {"speaker_info", true, kId, kDeviceStatus}),
+      Device("controller", CtrlerTable(), Removal::Controllers,
+             {"enabled", "model", "host", "mac_addr", "status", "note"}, {"ctrler_info", true, kId}),
+      Named("door", DoorTable(), Removal::Controllers, {"ctrler_id", "cam_id", "cam_zr_id", "status"}),
       // Analytics goes with the cameras, so only they are guarded.
-      {"iva-task",
-       &IvaTaskTable(),
-       Removal::Cameras,
-       Role::Settings,
-       WithName({"camera_id", "type", "enable"}),
-       {"iva_info", true, kTask, kTask}},
-      {"face-task",
-       &FaceTaskTable(),
-       Removal::Cameras,
-       Role::Settings,
-       WithName({"camera_id", "enable", "face_groups"}),
-       {"face_info", true, kTask, kTask}},
-      {"counting-widget",
-       &CountingWidgetTable(),
-       Removal::Cameras,
-       Role::Settings,
-       WithName({"iva_setting_id", "type", "capacity"}),
-       {"counting_widget_info", false, kWidget}},
-      {"counting-group",
-       &TaskGroupTable(),
-       Removal::Cameras,
-       Role::Settings,
-       WithName({"widget_ids"}),
-       {"counting_task_group_info"}},
+      Named("iva-task", IvaTaskTable(), Removal::Cameras, {"camera_id", "type", "enable"},
+            {"iva_info", true, kTask, kTask}),
+      Named("face-task", FaceTaskTable(), Removal::Cameras, {"camera_id", "enable", "face_groups"},
+            {"face_info", true, kTask, kTask}),
+      Named("counting-widget", CountingWidgetTable(), Removal::Cameras, {"iva_setting_id", "type", "capacity"},
+            {"counting_widget_info", false, kWidget}),
+      Named("counting-group", TaskGroupTable(), Removal::Cameras, {"widget_ids"}, {"counting_task_group_info"}),
       Entries("camera-detection-setting", CameraDetectionSettingTable(), Removal::Cameras, "camDetSetting"),
       Entries("camera-device-output", CameraDeviceOutputTable(), Removal::Cameras, "camDeviceOutput"),
       Entries("iomodule-setting", IOModuleSettingTable(), Removal::IOModules, "iomoduleSetting"),
       Entries("iomodule-cam-pairing", IOModuleCamPairingTable(), Removal::IOModules, "iomoduleCamPairing"),
       Entries("pos-event-conf", PosEventConfTable(), Removal::PosTerminals, "POS_eventconf"),
-      {"pos-text-rule",
-       &PosTextRuleTable(),
-       Removal::PosTerminals,
-       Role::Settings,
-       {"id", "pos_id", "position", "type", "pattern", "value"}},
-      {"counting-group-widget",
-       &TaskGroupWidgetTable(),
-       Removal::Cameras,
-       Role::Settings,
-       {"id", "group_id", "position", "widget_id"}},
-      // The states that rules ask for; the section is that of the controllers.
-      {"ctrler-action-rule",
-       &CtrlerActionRuleTable(),
-       Removal::Controllers,
-       Role::Settings,
-       {"id", "id_on_rec_server", "owner_zr_id", "settings"}},
+      Settings("pos-text-rule", PosTextRuleTable(), Removal::PosTerminals,
+               {"id", "pos_id", "position", "type", "pattern", "value"}),
+      Settings("counting-group-widget", TaskGroupWidgetTable(), Removal::Cameras,
+               {"id", "group_id", "position", "widget_id"}),
+      // The states that rules ask for, from the section of the controllers.
+      Entries("ctrler-action-rule", CtrlerActionRuleTable(), Removal::Controllers, nullptr),
       Entries("rec-share", RecShareTable(), Removal::RecShares, "recShare"),
-      {"capability",
-       &capability::CapabilityFileTable(),
-       Removal::Cameras,
-       Role::Settings,
-       {"id", "owner_zr_id", "vendor", "model", "path"},
-       {"camCapList", true, kCapability, kCapability}},
+      Settings("capability", capability::CapabilityFileTable(), Removal::Cameras,
+               {"id", "owner_zr_id", "vendor", "model", "path"}, {"camCapList", true, kCapability, kCapability}),
       {"message",
        &messages::MessageTable(),
        Removal::None,
