@@ -1,7 +1,6 @@
 #include "clock.h"
 
 #include <array>
-#include <cstdio>
 #include <ctime>
 
 namespace qvcmsd {
@@ -11,10 +10,10 @@ std::string Timestamp(std::chrono::system_clock::time_point time) {
   const std::time_t seconds = milliseconds / 1000;
   std::tm parts{};
   gmtime_r(&seconds, &parts);
-  std::array<char, 80> text{};
-  std::snprintf(text.data(), text.size(), "%04d-%02d-%02dT%02d:%02d:%02d.%03dZ", parts.tm_year + 1900, parts.tm_mon + 1,
-                parts.tm_mday, parts.tm_hour, parts.tm_min, parts.tm_sec, static_cast<int>(milliseconds % 1000));
-  return text.data();
+  std::array<char, 32> text{};
+  const std::size_t size = std::strftime(text.data(), text.size(), "%Y-%m-%dT%H:%M:%S", &parts);
+  const std::string fraction = std::to_string(1000 + milliseconds % 1000).substr(1);
+  return std::string(text.data(), size) + '.' + fraction + 'Z';
 }
 
 }  // namespace qvcmsd

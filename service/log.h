@@ -30,7 +30,6 @@ class Log {
   void Write(Level level, std::string_view text);
   /// Takes the host's lines.
   void Write(const qv::LogLine& line);
-  int level() const { return level_; }
 
   /// While it lives, lines of this thread are about the request `id`.
   class Scope {

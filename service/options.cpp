@@ -67,7 +67,10 @@ void AddOptions(CLI::App& app, Options& options) {
 void AddLimits(CLI::App& app, Options& options) {
   AddCount(app, "--max-body", options.service.max_body, "Bytes of a body as it is sent");
   AddCount(app, "--max-document", options.service.limits.size, "Bytes of a document once it is inflated");
-  AddCount(app, "--max-depth", options.service.limits.depth, "Deepest nesting of a document");
+  app.add_option("--max-depth", options.service.limits.depth, "Deepest nesting of a document")
+      ->check(CLI::Range(std::size_t{1}, qv::DocumentLimits::kMaxDepth))
+      ->type_name("N")
+      ->capture_default_str();
   AddCount(app, "--max-values", options.service.limits.values, "Values in a document; each takes up to 400 bytes");
   AddCount(app, "--queue", options.service.pipeline.all, "Documents that may wait");
   AddCount(app, "--queue-per-slave", options.service.pipeline.per_slave, "Documents of one slave that may wait");

@@ -14,6 +14,19 @@ constexpr std::size_t kGroup = 64;
 /// Documents that may have been read and wait to be applied: they take more memory than their texts.
 constexpr std::size_t kRead = 2 * kGroup;
 
+/// What `call` is refused for, if it is.
+template <class Call>
+std::optional<qv::Refusal> WhyRefused(Call&& call) {
+  try {
+    call();
+    return std::nullopt;
+  } catch (const qv::Refusal& refusal) {
+    return refusal;
+  } catch (const std::bad_alloc&) {
+    return qv::Refusal(qv::RefusalCode::Failed, "there is not enough memory for the document");
+  }
+}
+
 }  // namespace
 
 Pipeline::Pipeline(qv::Host& host, const PipelineLimits& limits) : host_(host), limits_(limits) {
@@ -56,39 +69,41 @@ Pipeline::Depth Pipeline::depth() const {
 void Pipeline::ReadAll() {
   std::unique_lock lock(mutex_);
   for (;;) {
-    to_read_.wait(lock, [&] { return stopping_ || (!turns_.empty() && to_be_done_.size() < kRead); });
+    to_read_.wait(lock,
+                  [&] { return stopping_ || !to_be_told_.empty() || (!turns_.empty() && to_be_done_.size() < kRead); });
     if (stopping_) return;
-    Lane& lane = lanes_[turns_.front()];
-    turns_.pop_front();
-    std::unique_ptr<Work> work = std::move(lane.waiting.front());
-    lane.waiting.pop_front();
-    lane.is_busy = true;
-    --depth_.waiting;
-    ++depth_.under_way;
-    lock.unlock();
-    bool is_read = false;
-    {
-      const Log::Scope scope(work->request());
-      try {
-        work->Read();
-        is_read = true;
-      } catch (const qv::Refusal& refusal) {
-        work->Refuse(refusal);
-      } catch (const std::bad_alloc&) {
-        work->Refuse({qv::RefusalCode::Failed, "there is not enough memory for the document"});
-      }
-    }
-    if (!is_read) {
-      std::vector<std::unique_ptr<Work>> done;
-      done.push_back(std::move(work));
-      Release(std::move(done));
+    if (to_be_told_.empty()) {
+      ReadNext(lock);
+    } else {
+      Told told = std::move(to_be_told_.front());
+      to_be_told_.pop_front();
+      lock.unlock();
+      Tell(std::move(told));
       lock.lock();
-      continue;
     }
-    lock.lock();
-    to_be_done_.push_back(std::move(work));
-    to_apply_.notify_one();
   }
+}
+
+void Pipeline::ReadNext(std::unique_lock<std::mutex>& lock) {
+  Lane& lane = lanes_[turns_.front()];
+  turns_.pop_front();
+  std::unique_ptr<Work> work = std::move(lane.waiting.front());
+  lane.waiting.pop_front();
+  lane.is_busy = true;
+  --depth_.waiting;
+  ++depth_.under_way;
+  lock.unlock();
+  std::optional<qv::Refusal> refusal;
+  {
+    const Log::Scope scope(work->request());
+    refusal = WhyRefused([&] { work->Read(); });
+  }
+  const bool is_refused = refusal.has_value();
+  if (is_refused) Tell({.work = std::move(work), .outcome = {.refusal = std::move(refusal)}});
+  lock.lock();
+  if (is_refused) return;
+  to_be_done_.push_back(std::move(work));
+  to_apply_.notify_one();
 }
 
 void Pipeline::ApplyAll() {
@@ -103,45 +118,44 @@ void Pipeline::ApplyAll() {
     }
     to_read_.notify_all();
     lock.unlock();
-    ApplyGroup(std::move(group));
+    const std::vector<qv::Host::Outcome> outcomes = Apply(group);
     lock.lock();
+    for (std::size_t i = 0; i < group.size(); ++i) to_be_told_.push_back({std::move(group[i]), outcomes[i]});
+    to_read_.notify_all();
   }
 }
 
-void Pipeline::ApplyGroup(std::vector<std::unique_ptr<Work>> group) {
+std::vector<qv::Host::Outcome> Pipeline::Apply(const std::vector<std::unique_ptr<Work>>& group) {
   std::vector<std::function<void()>> calls;
   for (const std::unique_ptr<Work>& work : group) {
     calls.emplace_back([this, &work] {
       const Log::Scope scope(work->request());
-      try {
-        work->Apply(host_);
-      } catch (const std::bad_alloc&) {
-        throw qv::Refusal(qv::RefusalCode::Failed, "there is not enough memory for the document");
-      }
+      if (const auto refusal = WhyRefused([&] { work->Apply(host_); })) throw qv::Refusal(*refusal);
     });
   }
-  const std::vector<qv::Host::Outcome> outcomes = host_.Together(calls);
-  for (std::size_t i = 0; i < group.size(); ++i) {
-    const Log::Scope scope(group[i]->request());
-    const auto& [refusal, failed_files] = outcomes[i];
-    refusal ? group[i]->Refuse(*refusal) : group[i]->Finish(failed_files);
-  }
-  Release(std::move(group));
+  return host_.Together(calls);
 }
 
-void Pipeline::Release(std::vector<std::unique_ptr<Work>> done) {
+void Pipeline::Tell(Told told) {
+  const auto& [work, outcome] = told;
+  {
+    const Log::Scope scope(work->request());
+    outcome.refusal ? work->Refuse(*outcome.refusal) : work->Finish(outcome.failed_files);
+  }
+  Release(*work);
+}
+
+void Pipeline::Release(const Work& work) {
   const std::lock_guard lock(mutex_);
-  for (const std::unique_ptr<Work>& work : done) {
-    --depth_.under_way;
-    depth_.bytes -= work->size();
-    const auto lane = lanes_.find(work->zr());
-    lane->second.is_busy = false;
-    if (lane->second.waiting.empty()) {
-      lanes_.erase(lane);
-    } else {
-      turns_.push_back(work->zr());
-      to_read_.notify_one();
-    }
+  --depth_.under_way;
+  depth_.bytes -= work.size();
+  const auto lane = lanes_.find(work.zr());
+  lane->second.is_busy = false;
+  if (lane->second.waiting.empty()) {
+    lanes_.erase(lane);
+  } else {
+    turns_.push_back(work.zr());
+    to_read_.notify_one();
   }
   if (depth_.waiting == 0 && depth_.under_way == 0) idle_.notify_all();
 }

@@ -78,10 +78,18 @@ class Pipeline {
     bool is_busy = false;  ///< one of its works is under way
   };
 
+  /// What became of a work.
+  struct Told {
+    std::unique_ptr<Work> work;
+    qv::Host::Outcome outcome;
+  };
+
   void ReadAll();
+  void ReadNext(std::unique_lock<std::mutex>& lock);
   void ApplyAll();
-  void ApplyGroup(std::vector<std::unique_ptr<Work>> group);
-  void Release(std::vector<std::unique_ptr<Work>> done);
+  std::vector<qv::Host::Outcome> Apply(const std::vector<std::unique_ptr<Work>>& group);
+  void Tell(Told told);
+  void Release(const Work& work);
 
   qv::Host& host_;
   const PipelineLimits limits_;
@@ -92,6 +100,7 @@ class Pipeline {
   std::unordered_map<int, Lane> lanes_;
   std::deque<int> turns_;                         ///< lanes that have work and are not busy
   std::deque<std::unique_ptr<Work>> to_be_done_;  ///< was read
+  std::deque<Told> to_be_told_;                   ///< was done; the readers answer it before they read more
   Depth depth_;
   bool stopping_ = false;
   std::vector<std::thread> readers_;

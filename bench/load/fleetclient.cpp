@@ -23,8 +23,8 @@ using Clock = std::chrono::steady_clock;
 
 constexpr int kWell = 1;
 constexpr int kLost = 2;
-constexpr double kStartSeconds = 5;  ///< over which the slaves are paired and begin, so that they do not report at once
-constexpr double kLivelyAway = 90;   ///< seconds for which a lively slave is silent
+constexpr std::size_t kPairedAtOnce = 32;
+constexpr double kLivelyAway = 90;  ///< seconds for which a lively slave is silent
 
 std::size_t Ignore(char*, std::size_t size, std::size_t count, void*) { return size * count; }
 
@@ -90,7 +90,6 @@ class Fleet {
     scheme_ = options.url.substr(0, name);
     for (int i = 0; i < options.slaves; ++i) {
       clients_.push_back(std::make_unique<Client>(options.first + i, options));
-      Plan(*clients_.back(), Clock::now() + Seconds(kStartSeconds * i / options.slaves));
     }
   }
   ~Fleet() {
@@ -108,9 +107,12 @@ class Fleet {
   Fleet& operator=(const Fleet&) = delete;
 
   bool Run() {
+    for (std::size_t i = 0; i < kPairedAtOnce; ++i) PairNext();
+    while (paired_ < clients_.size()) Step();
     begin_ = Clock::now();
+    for (const auto& client : clients_) Plan(*client, begin_ + Seconds(options_.interval * Random()));
     auto minute = begin_ + std::chrono::minutes(1);
-    while (options_.is_lively || Clock::now() < begin_ + Seconds(options_.seconds + kStartSeconds)) {
+    while (options_.is_lively || Clock::now() < begin_ + Seconds(options_.seconds)) {
       Step();
       if (Clock::now() < minute) continue;
       Tell("so far");
@@ -127,11 +129,15 @@ class Fleet {
 
   void Tell(const char* title) {
     if (options_.pid != 0) std::printf("memory of the service %ld MB; ", MemoryOf(options_.pid));
-    const double seconds = std::chrono::duration<double>(Clock::now() - begin_).count() - kStartSeconds;
+    const double seconds = std::chrono::duration<double>(Clock::now() - begin_).count();
     latencies_.Print(title, errors_, std::max(0.1, seconds));
   }
 
   void Plan(Client& client, Clock::time_point time) { due_.emplace(time, &client); }
+
+  void PairNext() {
+    if (next_to_pair_ < clients_.size()) Send(*clients_[next_to_pair_++]);
+  }
 
   /// Sends what is due, and takes what has come.
   void Step() {
@@ -200,7 +206,8 @@ class Fleet {
       return Plan(*client, now + std::chrono::seconds(1));
     }
     if (!std::exchange(client->is_paired, true)) {
-      return Plan(*client, begin_ + Seconds(kStartSeconds + options_.interval * Random()));
+      ++paired_;
+      return PairNext();
     }
     latencies_.Add(std::chrono::duration<double>(now - client->sent).count());
     // As a clock would have it: a late answer does not make the slave report less often.
@@ -239,6 +246,8 @@ class Fleet {
   curl_slist* connect_to_ = nullptr;
   std::string scheme_;
   std::vector<std::unique_ptr<Client>> clients_;
+  std::size_t next_to_pair_ = 0;
+  std::size_t paired_ = 0;
   using Due = std::pair<Clock::time_point, Client*>;
   std::priority_queue<Due, std::vector<Due>, std::greater<>> due_;
   std::optional<Clock::time_point> timer_;
