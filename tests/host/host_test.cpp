@@ -170,7 +170,7 @@ TEST_F(HostApiTest, RefusesWithACodeFromEightThreadsAtOnceAndChangesNothing) {
     }
   });
   EXPECT_EQ(Everything(host), before);
-  EXPECT_EQ(Of("speaker", host.Update(7, Speakers(4), {.allow_removals = true})), "0 0 6 4");
+  EXPECT_EQ(Of("speaker", host.Update(7, empty, {.allow_removals = true})), "0 0 10 0");
   EXPECT_THROW(qv::Host second(Options()), std::logic_error);
   host_.reset();
   EXPECT_EQ(OpenFiles(), files);
@@ -182,8 +182,10 @@ TEST_F(HostApiTest, RefusesEightThreadsBesideAnotherWriterOrWithoutADatabase) {
   qv::Host& host = Open(options);
   const int lock = open((folder_ / "data/writer.lock").c_str(), O_RDWR | O_CLOEXEC);
   ASSERT_EQ(flock(lock, LOCK_EX), 0);
+  const auto start = std::chrono::steady_clock::now();
   FromEightThreads(
       [&](std::size_t) { EXPECT_THAT(RefusalOf([&] { host.Pair(7, Speakers(1)); }), StartsWith("busy: ")); });
+  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(5));
   close(lock);
   host.Pair(7, Speakers(1));
   const std::string before = Everything(host);
@@ -255,7 +257,7 @@ TEST_F(HostApiTest, CountsOperationsThatFailAndAppliesTheRest) {
 
 TEST_F(HostApiTest, DeviceThatIsBeingConfiguredStaysAsItIs) {
   qv::Host& host = Open();
-  host.Pair(7, Document::Parse(R"({"camera_info":[{"id":4}],"iomodule_info":[{"id":4}]})"));
+  host.Pair(7, Document::Parse(R"({"camera_info":[{"id":4,"edgeStorage":{}}],"iomodule_info":[{"id":4}]})"));
   const Document renamed =
       Document::Parse(R"({"camera_info":[{"id":4,"name":"new"}],"iomodule_info":[{"id":4,"name":"new"}]})");
   for (const std::string_view each : qv::Host::ConfigurableKinds()) {
@@ -265,6 +267,10 @@ TEST_F(HostApiTest, DeviceThatIsBeingConfiguredStaysAsItIs) {
     host.SetConfiguring(kind, 1, false);
     EXPECT_EQ(Of(kind, host.Plan(7, renamed)), "0 1 0 0");
   }
+  host.SetConfiguring("camera", 1, true);
+  const qv::ImportResult gone = host.Plan(7, Document::Parse(R"({"camera_info":[{"id":5,"edgeStorage":{}}]})"));
+  EXPECT_EQ(Of("camera", gone), "1 0 1 0") << "its server no longer has it";
+  EXPECT_EQ(Of("edge-storage", gone), "1 0 1 0") << "it goes with its camera";
 }
 
 TEST_F(HostApiTest, ListsPageByPageFromOneState) {
