@@ -41,7 +41,8 @@ bool WriterLock::WaitForThreads(Clock::time_point deadline) {
   std::unique_lock guard(mutex_);
   const std::uint64_t ticket = next_ticket_++;
   waiting_.push_back(ticket);
-  const bool mine = turn_.wait_until(guard, deadline, [&] { return depth_ == 0 && waiting_.front() == ticket; });
+  const bool mine =
+      turn_.wait_until(guard, deadline, [&] { return holder_ == std::thread::id() && waiting_.front() == ticket; });
   waiting_.erase(std::find(waiting_.begin(), waiting_.end(), ticket));
   if (mine) {
     depth_ = 1;
@@ -76,7 +77,6 @@ bool WriterLock::WaitForProcesses(Clock::time_point deadline) {
 void WriterLock::LetNextThread() noexcept {
   {
     const std::lock_guard guard(mutex_);
-    depth_ = 0;
     holder_ = std::thread::id();
   }
   turn_.notify_all();

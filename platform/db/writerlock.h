@@ -41,8 +41,8 @@ class WriterLock {
   std::condition_variable turn_;
   std::deque<std::uint64_t> waiting_;  ///< tickets, first come first
   std::uint64_t next_ticket_ = 0;
-  std::atomic<std::thread::id> holder_{};  ///< the thread that has the lock
-  int depth_ = 0;                          ///< how often that thread has acquired it
+  std::atomic<std::thread::id> holder_{};  ///< the thread whose turn it is; none until it has given up the file's lock
+  int depth_ = 0;                          ///< how often that thread has acquired it; others do not look at it
 };
 
 /// For who has waited for `limit` in vain. @param what  that others have been writing to
