@@ -237,7 +237,7 @@ TEST_F(HostApiTest, RefusesToRemoveMostDevicesAndPlanSaysSo) {
     EXPECT_EQ(planned, removals.empty() ? "" : "it removes " + removals);
     const std::string refused =
         removals.empty() ? "" : "too-many-removals: the document would remove " + removals + "; nothing was changed";
-    EXPECT_EQ(RefusalOf([&] { host.Update(zr, after); }), refused);
+    EXPECT_EQ(RefusalOf([&, &update = after] { host.Update(zr, update); }), refused);
     EXPECT_EQ(host.Plan(zr, removals.empty() ? after : before).has_changes, false);
   }
   const qv::ImportResult plan = host.Plan(zr, Document(Json::objectValue));
