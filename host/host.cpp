@@ -24,6 +24,14 @@ void Check(const HostOptions& options) {
   require(0 <= options.log.level && options.log.level <= 7, "a log level is 0 to 7");
 }
 
+/// Nobody is to work on a new database without noticing that the folder has the old one.
+void RefuseTwoDatabases(const HostOptions& options) {
+  std::error_code unreadable;
+  if (options.database.empty() || !std::filesystem::exists(options.data_folder / "qvcms.db", unreadable)) return;
+  throw Refusal(RefusalCode::NotAHost,
+                options.data_folder.string() + " has a database of its own, qvcms.db: name another data folder");
+}
+
 void ConfigureLog(const LogOptions& options) {
   log::Settings settings;
   settings.level = options.level;
@@ -62,6 +70,11 @@ bool Host::IsIn(const std::filesystem::path& data_folder) {
   return static_cast<bool>(unreadable);
 }
 
+bool Host::IsIn(const HostOptions& options) {
+  if (options.database.empty()) return IsIn(options.data_folder);
+  return host::Guarded([&] { return db::HoldsHost(options.database); });
+}
+
 Host::OnlyOne::OnlyOne() {
   if (has_host.exchange(true)) throw std::logic_error("this process has a host already");
 }
@@ -72,11 +85,13 @@ Host::OnlyOne::~OnlyOne() {
 }
 
 Host::Host(const HostOptions& options)
-    : data_folder_(options.data_folder), has_data_(options.make_if_missing || IsIn(options.data_folder)) {
+    : data_folder_(options.data_folder), has_data_(options.make_if_missing || IsIn(options)) {
   Check(options);
   ConfigureLog(options.log);
   if (!has_data_) return;
+  RefuseTwoDatabases(options);
   db::Options database;
+  database.driver.database = options.database;
   database.driver.busy_timeout = options.busy_timeout;
   database.driver.durability =
       options.durability == Durability::PowerCut ? db::Durability::Power : db::Durability::Process;

@@ -294,7 +294,11 @@ enum class Durability {
 };
 
 struct HostOptions {
+  /// Of this machine: the database, if it is not elsewhere, and the files that the host makes.
   std::filesystem::path data_folder;
+  /// Connection URI of a PostgreSQL database ("postgresql://qvhost@db.example/qv"), which hosts on several machines may
+  /// share, each with a data folder of its own. Empty: an SQLite database in the data folder.
+  std::string database = {};
   /// Whether a missing folder or database is made. If not, a missing host is empty: `Pair`, `Update` and `Plan` throw
   /// `Refusal` (NotAHost), other calls find nothing, and nothing is written.
   bool make_if_missing = true;
@@ -317,6 +321,8 @@ class QV_HOST_API Host {
   /// Whether the folder contains a host; false if it is missing or empty. Throws `Refusal` (NotAHost) if it contains
   /// something else.
   static bool IsIn(const std::filesystem::path& data_folder);
+  /// The same for the database that the options name. Throws `Refusal` (Unusable) also if that cannot be reached.
+  static bool IsIn(const HostOptions& options);
   /// Whether users other than the owner can enter the data folder, which contains the passwords of devices.
   bool IsOpenToOthers() const;
 

@@ -45,14 +45,18 @@ std::string ReadRevision() {
   return query.Next() ? std::string(query.Row().Text(0)) : std::string();
 }
 
+/// Has other transactions that change rows wait for the end of this one.
+void LockRevision() { db::ThisThread().Prepare("UPDATE capability_revision SET revision=revision").Run(); }
+
 /// No two states of the rows have the same revision, also when the database is brought back from a backup.
-void SetNewRevision() {
+std::string SetNewRevision() {
   std::uint64_t number = 0;
   if (getrandom(&number, sizeof number, 0) != sizeof number) {
     throw db::Error(db::Error::Kind::Statement, "the system gives no random number");
   }
-  const std::string revision = fmt::format("{:016x}", number);
+  std::string revision = fmt::format("{:016x}", number);
   db::ThisThread().Prepare("UPDATE capability_revision SET revision=$1").Bind(std::string_view(revision)).Run();
+  return revision;
 }
 
 /// The content that the rows give a file: that of the server that has reported it for longest.
@@ -228,12 +232,14 @@ class Files {
 };
 
 /// Brings the files up to date, with the writer lock held and no transaction open. @param own  files that the
-/// transaction names; empty when the database has just been opened. @param revision  of the rows before the transaction
-void Update(const NamedPaths& own, const std::string& revision) {
+/// transaction names; empty when the database has just been opened. @param before, after  the revisions of the rows
+/// that the transaction found and left; equal when none changed
+void Update(const NamedPaths& own, const std::string& before, const std::string& after) {
   Files files;
   const std::optional<Stamp> stamp = files.ReadStamp();
   const Paths failing = stamp ? stamp->failing : Paths();
-  const bool was_behind = !stamp || stamp->revision != revision;
+  Stamp reached{ReadRevision(), {}};  // before any row: a row that changes meanwhile has a newer one
+  const bool was_behind = !stamp || stamp->revision != before || reached.revision != after;
   Paths paths = failing;
   for (const auto& [path, failures] : own) paths.insert(path);
   bool is_complete = true;
@@ -249,7 +255,6 @@ void Update(const NamedPaths& own, const std::string& revision) {
   }
   // A process that is killed from here on must not leave a stamp that vouches for files it has half made.
   if (stamp && !paths.empty()) files.RemoveStamp();
-  Stamp reached{ReadRevision(), {}};
   for (const auto& [path, reason] : files.Make(paths)) {
     reached.failing.insert(path);
     const auto named = own.find(path);
@@ -265,9 +270,9 @@ void LogBehind(const std::exception& error) {
   log::Error("Failed to bring the capability files up to date: {}", error.what());
 }
 
-void UpdateQuietly(const NamedPaths& own, const std::string& revision) {
+void UpdateQuietly(const NamedPaths& own, const std::string& before, const std::string& after) {
   try {
-    Update(own, revision);
+    Update(own, before, after);
   } catch (const std::exception& error) {
     LogBehind(error);
     std::set<std::shared_ptr<int>> all;
@@ -278,7 +283,8 @@ void UpdateQuietly(const NamedPaths& own, const std::string& revision) {
 
 /// What the open transaction is to bring about.
 struct Pending {
-  std::string revision;  ///< before the transaction
+  std::string before;  ///< the revision that the transaction found
+  std::string after;   ///< the one that it leaves
   NamedPaths paths;
 };
 
@@ -288,8 +294,14 @@ void FilesFollow(const std::vector<std::string>& paths, bool rows_changed) {
   static thread_local std::weak_ptr<Pending> of_this_transaction;
   std::shared_ptr<Pending> pending = of_this_transaction.lock();
   if (!pending) {
-    pending = std::make_shared<Pending>(Pending{ReadRevision(), {}});
+    const std::string revision = ReadRevision();
+    pending = std::make_shared<Pending>(Pending{revision, revision, {}});
     of_this_transaction = pending;
+  }
+  if (rows_changed && pending->after == pending->before) {
+    LockRevision();
+    pending->before = ReadRevision();
+    pending->after = SetNewRevision();
   }
   const db::UnitOfWork* const unit = db::UnitOfWork::Current();
   for (const std::string& path : paths) {
@@ -298,18 +310,17 @@ void FilesFollow(const std::vector<std::string>& paths, bool rows_changed) {
   }
   db::OnCommit([pending] {  // the first one does it all
     const NamedPaths own = std::exchange(pending->paths, {});
-    if (!own.empty()) UpdateQuietly(own, pending->revision);
+    if (!own.empty()) UpdateQuietly(own, pending->before, pending->after);
   });
-  if (rows_changed) SetNewRevision();
 }
 
 bool BringFilesUpToDate() noexcept {
   try {
     Files files;
     if (files.ReadStamp() == Stamp{ReadRevision(), {}}) return true;
-    db::AllOrNothing under_the_lock(db::AllOrNothing::Wait::None);
-    db::OnCommit([] { UpdateQuietly({}, ReadRevision()); });  // another process may have committed since
-    under_the_lock.Keep();
+    const db::FolderTurn turn(std::chrono::milliseconds(0));
+    const std::string revision = ReadRevision();  // another process may have committed since
+    UpdateQuietly({}, revision, revision);
   } catch (const db::Error& error) {
     if (error.kind() == db::Error::Kind::Busy) return false;
     LogBehind(error);

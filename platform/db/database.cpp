@@ -10,6 +10,7 @@
 #include <stdexcept>
 
 #include "db/migrations.h"
+#include "db/postgresql/postgresqldriver.h"
 #include "db/remedy.h"
 #include "db/session.h"
 
@@ -95,6 +96,10 @@ void Open(const std::filesystem::path& folder, Options options) {
   const std::lock_guard guard(process.mutex);
   if (process.folder) throw std::logic_error("a database is open already");
   OpenFolder(process, folder, std::move(options));
+}
+
+bool HoldsHost(const std::string& database) {
+  return OpenPostgresql({.database = database})->ReadColumns().contains("schema_version");
 }
 
 void Close() noexcept {

@@ -21,6 +21,7 @@ namespace qv::db {
 class AllOrNothing;
 class Session;
 class Transaction;
+struct Folder;
 struct StatementPool;
 
 /// The schema that a program knows.
@@ -28,6 +29,8 @@ struct Schema {
   /// The versions of the schema in order, as SQL texts of any number of statements. The first makes the tables in an
   /// empty database, each further one takes them from the version before to its own.
   std::span<const char* const> versions;
+  /// The same for PostgreSQL, counted by themselves.
+  std::span<const char* const> postgresql_versions = {};
   /// Compares the columns of a database of the last version with those that the program reads and writes.
   /// @return the first difference; empty: there is none
   std::string (*find_difference)(const TableColumns& found);
@@ -41,7 +44,7 @@ const Schema& PlatformSchema();
 
 struct Options {
   DriverOptions driver;
-  ConnectionFactory factory;                 ///< empty: the embedded SQLite driver
+  ConnectionFactory factory;                 ///< empty: the driver for the database that the options name
   const Schema* schema = &PlatformSchema();  ///< must live as long as the database is open
 };
 
@@ -50,6 +53,8 @@ struct Options {
 /// Unusable also for a database of another program, which is left as it is); nothing is open then. Opening a second
 /// database is a `std::logic_error`.
 void Open(const std::filesystem::path& folder, Options options);
+/// Whether the PostgreSQL database of that URI has the tables of a host. Throws `Error` (Unusable).
+bool HoldsHost(const std::string& database);
 /// Closes this thread's connection and forgets the folder. Connections of other threads close with their threads.
 void Close() noexcept;
 bool IsOpen();
@@ -216,6 +221,20 @@ class AllOrNothing {
   std::vector<UnitOfWork::Count> counts_before_;
   std::size_t actions_before_ = 0;  ///< those that `OnCommit` had been given
   bool kept_ = false;
+};
+
+/// While it exists, no other thread or process works on the files of the data folder. A thread that has the turn
+/// already gets it again at once.
+class FolderTurn {
+ public:
+  /// Throws `Error` (Busy) when the turn does not come within `limit`.
+  explicit FolderTurn(std::chrono::milliseconds limit);
+  ~FolderTurn();
+  FolderTurn(const FolderTurn&) = delete;
+  FolderTurn& operator=(const FolderTurn&) = delete;
+
+ private:
+  const std::shared_ptr<Folder> folder_;
 };
 
 /// While it exists, the queries of this thread see one state of the database, that which the first of them sees.

@@ -122,6 +122,10 @@ class Connection {
   /// Whether a transaction is open. False after an error that ended it.
   virtual bool InTransaction() const = 0;
 
+  /// An id for a new row of `table`, in the open transaction; those of rows that are not written in the end are taken
+  /// again. None: the database gives the row its id.
+  virtual std::optional<std::int64_t> TakeId(const std::string& /*table*/) { return std::nullopt; }
+
   /// A point in the open transaction that `ReturnToSavepoint` goes back to. They nest; each must be released.
   virtual void SetSavepoint() = 0;
   virtual void ReleaseSavepoint() = 0;
@@ -140,6 +144,7 @@ enum class Durability {
 };
 
 struct DriverOptions {
+  std::string database = {};  ///< connection URI of a PostgreSQL database; empty: SQLite in the data folder
   std::chrono::milliseconds busy_timeout{10'000};
   Durability durability = Durability::Power;
 };

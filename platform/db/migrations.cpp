@@ -51,23 +51,28 @@ Found Examine(Session& session, int known) {
   return found;
 }
 
+std::span<const char* const> VersionsFor(const Session::State& state, const Schema& schema) {
+  return state.connection->dialect() == Dialect::Sqlite ? schema.versions : schema.postgresql_versions;
+}
+
 /// Refuses a database of the known version whose columns are not those that the program needs.
 void CheckColumns(const Session::State& state, const Schema& schema, const TableColumns& tables) {
   const std::string difference = schema.find_difference(tables);
   if (!difference.empty()) {
-    Refuse(state, "does not fit its schema version " + std::to_string(schema.versions.size()) + ": " + difference +
-                      "; restore it from a backup");
+    Refuse(state, "does not fit its schema version " + std::to_string(VersionsFor(state, schema).size()) + ": " +
+                      difference + "; restore it from a backup");
   }
 }
 
 /// Applies the versions that are missing, unless another process has been faster.
 void Upgrade(Session& session, const Schema& schema) {
   Session::State& state = session.state();
-  const int known = static_cast<int>(schema.versions.size());
+  const std::span<const char* const> versions = VersionsFor(state, schema);
+  const int known = static_cast<int>(versions.size());
   Transaction whole(session, {.kind = Scope::Kind::Schema}, state.folder->options.driver.busy_timeout);
   const Found found = Examine(session, known);
   if (found.version == known) return CheckColumns(state, schema, found.tables);
-  for (const char* version : schema.versions.subspan(static_cast<std::size_t>(found.version))) {
+  for (const char* version : versions.subspan(static_cast<std::size_t>(found.version))) {
     RunText(session, version, nullptr);
   }
   RunText(session, "CREATE TABLE IF NOT EXISTS schema_version (version INTEGER NOT NULL); DELETE FROM schema_version",
@@ -81,7 +86,7 @@ void Upgrade(Session& session, const Schema& schema) {
 
 void BringToSchema(Session& session, const Schema& schema) {
   const Session::State& state = session.state();
-  const int known = static_cast<int>(schema.versions.size());
+  const int known = static_cast<int>(VersionsFor(state, schema).size());
   const Found found = Examine(session, known);
   try {
     state.connection->Accept();

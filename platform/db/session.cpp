@@ -2,7 +2,9 @@
 
 #include <stdexcept>
 
+#include "db/postgresql/postgresqldriver.h"
 #include "db/sqlite/sqlitedriver.h"
+#include "json/storable.h"
 
 namespace qv::db {
 namespace {
@@ -12,17 +14,23 @@ constexpr std::size_t kMaxPreparedTexts = 512;
 
 }  // namespace
 
-FolderHold::FolderHold(Folder& folder, std::chrono::milliseconds limit) : lock_(folder.lock) {
-  if (!lock_.Acquire(limit)) throw BusyError(folder.path.string(), limit);
+FolderTurn::FolderTurn(std::chrono::milliseconds limit) : folder_(ThisThread().state().folder) {
+  if (!folder_->lock.Acquire(limit)) throw BusyError(folder_->path.string(), limit);
 }
 
-FolderHold::~FolderHold() { lock_.Release(); }
+FolderTurn::~FolderTurn() { folder_->lock.Release(); }
 
 std::unique_ptr<Session> Connect(std::shared_ptr<Folder> folder) {
   const Options& options = folder->options;
   auto state = std::make_unique<Session::State>();
   const Place place{folder->path, folder->lock};
-  state->connection = options.factory ? options.factory(place, options.driver) : OpenSqlite(place, options.driver);
+  if (options.factory) {
+    state->connection = options.factory(place, options.driver);
+  } else if (options.driver.database.empty()) {
+    state->connection = OpenSqlite(place, options.driver);
+  } else {
+    state->connection = OpenPostgresql(options.driver);
+  }
   if (folder->is_accepted) state->connection->Accept();
   state->folder = std::move(folder);
   return std::make_unique<Session>(std::move(state));
@@ -99,6 +107,9 @@ Query& Query::Bind(double value) {
 }
 
 Query& Query::Bind(std::string_view text) {
+  if (const char* const reason = json::WhyNotStorableText(text)) {
+    throw Error(Error::Kind::Statement, std::string("a text cannot be stored: ") + reason);
+  }
   statement_->BindText(++parameter_, text);
   return *this;
 }

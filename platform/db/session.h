@@ -26,26 +26,24 @@ struct Folder {
   WriterLock lock;
   bool is_accepted = false;  ///< the database is the program's
 
-  bool IsBehind() const { return is_accepted && is_behind; }
+  /// Whether `FollowUp` may find something to do. Now and then another machine may have changed a database that is
+  /// elsewhere.
+  bool IsBehind() {
+    constexpr std::chrono::seconds kPause(10);
+    const auto now = std::chrono::steady_clock::now();
+    if (!options.driver.database.empty() && now >= next_look.load()) {
+      next_look = now + kPause;
+      is_behind = true;
+    }
+    return is_accepted && is_behind;
+  }
   /// Has what lies outside an accepted database follow it, unless that is done.
   void FollowUp() noexcept {
     if (!is_accepted || !is_behind.exchange(false)) return;
     if (options.schema->on_opening != nullptr && !options.schema->on_opening()) is_behind = true;
   }
   std::atomic<bool> is_behind = true;
-};
-
-/// Holds the lock of the data folder for a scope. A thread that has it already gets it again at once.
-class FolderHold {
- public:
-  /// Throws `Error` (Busy) when the lock is not free within `limit`.
-  FolderHold(Folder& folder, std::chrono::milliseconds limit);
-  ~FolderHold();
-  FolderHold(const FolderHold&) = delete;
-  FolderHold& operator=(const FolderHold&) = delete;
-
- private:
-  WriterLock& lock_;
+  std::atomic<std::chrono::steady_clock::time_point> next_look{std::chrono::steady_clock::time_point::min()};
 };
 
 /// The prepared statements of one text. A text that is in use twice at once is prepared twice.

@@ -48,12 +48,13 @@ void Transaction::Commit() {
 void Transaction::FollowCommit() {
   Session::State& state = session_.state();
   const auto actions = std::exchange(state.on_commit, {});
-  if (actions.empty() && !state.folder->IsBehind()) return;
-  RunQuietly([&] {
-    const FolderHold hold(*state.folder, state.folder->options.driver.busy_timeout);
-    for (const auto& action : actions) RunQuietly(action);
-    state.folder->FollowUp();
-  });
+  if (!actions.empty()) {
+    RunQuietly([&] {
+      const FolderTurn turn(state.folder->options.driver.busy_timeout);
+      for (const auto& action : actions) RunQuietly(action);
+    });
+  }
+  if (state.folder->IsBehind()) state.folder->FollowUp();
 }
 
 }  // namespace qv::db

@@ -144,6 +144,9 @@ Fit Compare(const Field& field, const void* record, const Json::Value& value, st
     if (MeansTheSame(std::get<std::string_view>(held), value)) return Fit::Same;
     if (json::WhyNotStorable(value) != nullptr) return Fit::Misfit;
   }
+  if (field.type == ValueType::Text && json::WhyNotStorableText(std::get<std::string_view>(reported)) != nullptr) {
+    return Fit::Misfit;
+  }
   return Fit::Differs;
 }
 

@@ -45,11 +45,26 @@ std::int64_t AnyTable::Write(db::Query& query, db::Change change) const {
   return rows;
 }
 
+std::int64_t AnyTable::Insert(const void* record) const {
+  db::Session& session = db::ThisThread();
+  std::optional<db::AllOrNothing> alone;  // an id is taken in the transaction that uses it
+  if (!session.connection().InTransaction()) alone.emplace(session);
+  std::optional<std::int64_t> id = session.connection().TakeId(name());
+  db::Query query = Prepare(id ? schema_.insert_with_id : schema_.insert);
+  Bind(query, schema_.written.fields, record);
+  if (id) {
+    query.Bind(*id).Run();
+  } else {
+    id = query.RunForId();
+  }
+  if (alone) alone->Keep();
+  return *id;
+}
+
 bool AnyTable::SaveRecord(void* record) const {
   const int id = HostId(record);
   if (id == 0) {
-    db::Query query = Prepare(schema_.insert);
-    schema_.host_id->set(record, Bind(query, schema_.written.fields, record).RunForId());
+    schema_.host_id->set(record, Insert(record));
     db::CountChange(name(), db::Change::Added, 1);
     return true;
   }

@@ -56,6 +56,8 @@ class AnyTable {
   void ReadRow(void* record, DBResult_tag* result, unsigned row) const;
   [[noreturn]] static void RefusePart();
   bool SaveRecord(void* record) const;
+  /// @return the new row's id
+  std::int64_t Insert(const void* record) const;
   bool Differs(const void* record, const Json::Value& entry) const;
   bool Apply(void* record, const Json::Value& entry) const;
   /// The first field that a member of `entry`, an object, does not fit; null: there is none.

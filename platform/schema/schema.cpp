@@ -44,8 +44,11 @@ namespace qv::db {
 
 const Schema& PlatformSchema() {
   static const char* const versions[] = {schema::kVersion1, schema::kVersion2, schema::kVersion3};
-  static const Schema platform{
-      .versions = versions, .find_difference = schema::FindDifference, .on_opening = capability::BringFilesUpToDate};
+  static const char* const postgresql_versions[] = {schema::kPostgresqlVersion1};
+  static const Schema platform{.versions = versions,
+                               .postgresql_versions = postgresql_versions,
+                               .find_difference = schema::FindDifference,
+                               .on_opening = capability::BringFilesUpToDate};
   return platform;
 }
 

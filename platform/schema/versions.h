@@ -12,4 +12,7 @@ extern const char* const kVersion1;
 extern const char* const kVersion2;
 extern const char* const kVersion3;
 
+/// The same for PostgreSQL, whose first version makes what the third of the others has.
+extern const char* const kPostgresqlVersion1;
+
 }  // namespace qv::schema

@@ -21,6 +21,7 @@ namespace fs = std::filesystem;
 
 /// Changes the database behind the host's back.
 void Sql(const fs::path& data, const std::string& script) {
+  if (support::OnPostgresql()) return static_cast<void>(support::QueryPostgresql(support::DatabaseOf(data), script));
   sqlite3* database = nullptr;
   ASSERT_EQ(sqlite3_open((data / "qvcms.db").c_str(), &database), SQLITE_OK);
   ASSERT_EQ(sqlite3_exec(database, script.c_str(), nullptr, nullptr, nullptr), SQLITE_OK) << sqlite3_errmsg(database);
@@ -124,10 +125,15 @@ TEST_F(HostApiTest, RefusesWithACodeFromEightThreadsAtOnceAndChangesNothing) {
   host.Pair(7, Speakers(10));
   host.Pair(8, Speakers(1));
   host.Pair(10, Document::Parse(R"({"recShare":[{"id":1}]})"));
-  Sql(folder_ / "data",
-      "CREATE TRIGGER stay BEFORE DELETE ON ipspeaker WHEN OLD.owner_zr_id=8 BEGIN SELECT RAISE(ABORT, 'no'); END;"
-      "CREATE TRIGGER away BEFORE INSERT ON server WHEN NEW.id=9 BEGIN SELECT RAISE(ABORT, 'no'); END;"
-      "CREATE TRIGGER back AFTER DELETE ON rec_share BEGIN INSERT INTO rec_share (owner_zr_id) VALUES (10); END");
+  Sql(folder_ / "data", support::RefusingTrigger("refuse_going", "DELETE", "ipspeaker", "OLD.owner_zr_id=8"));
+  Sql(folder_ / "data", support::RefusingTrigger("refuse_coming", "INSERT", "server", "NEW.id=9"));
+  const std::string insert = " BEGIN INSERT INTO rec_share (owner_zr_id) VALUES (10); ";
+  Sql(folder_ / "data", support::OnPostgresql()
+                            ? "CREATE FUNCTION refuse_back() RETURNS trigger LANGUAGE plpgsql AS $$" + insert +
+                                  "RETURN NULL; END$$; CREATE TRIGGER refuse_back AFTER DELETE ON rec_share FOR EACH "
+                                  "ROW EXECUTE FUNCTION "
+                                  "refuse_back()"
+                            : "CREATE TRIGGER back AFTER DELETE ON rec_share" + insert + "END");
   fs::create_directory(folder_ / "other");
   std::ofstream(folder_ / "other/notes") << "x";
   const Document empty(Json::objectValue);
@@ -180,14 +186,14 @@ TEST_F(HostApiTest, RefusesEightThreadsBesideAnotherWriterOrWithoutADatabase) {
   qv::HostOptions options = Options();
   options.busy_timeout = std::chrono::milliseconds(20);
   qv::Host& host = Open(options);
-  const int lock = open((folder_ / "data/writer.lock").c_str(), O_RDWR | O_CLOEXEC);
-  ASSERT_EQ(flock(lock, LOCK_EX), 0);
+  std::shared_ptr<void> other_writer = support::WriteBeside(folder_ / "data", 7);
   const auto start = std::chrono::steady_clock::now();
   FromEightThreads(
       [&](std::size_t) { EXPECT_THAT(RefusalOf([&] { host.Pair(7, Speakers(1)); }), StartsWith("busy: ")); });
   EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(5));
-  close(lock);
+  other_writer.reset();
   host.Pair(7, Speakers(1));
+  if (support::OnPostgresql()) return;  // the folder is not the database there
   const std::string before = Everything(host);
 
   fs::rename(folder_ / "data", folder_ / "away");
@@ -248,8 +254,7 @@ TEST_F(HostApiTest, RefusesToRemoveMostDevicesAndPlanSaysSo) {
 TEST_F(HostApiTest, CountsOperationsThatFailAndAppliesTheRest) {
   qv::Host& host = Open();
   host.Pair(7, Speakers(2));
-  Sql(folder_ / "data",
-      "CREATE TRIGGER no BEFORE UPDATE ON ipspeaker WHEN old.id = 1 BEGIN SELECT RAISE(ABORT, 'no'); END");
+  Sql(folder_ / "data", support::RefusingTrigger("refuse_one", "UPDATE", "ipspeaker", "OLD.id=1"));
   EXPECT_EQ(host.Plan(7, Speakers(2, "yard")).failed_operations, 1);
   EXPECT_EQ(host.Update(7, Speakers(2, "yard")).failed_operations, 1);
   EXPECT_EQ(Column(host.List({.kind = "speaker"}).rows.at(1), "name"), "yard");
@@ -311,6 +316,7 @@ TEST_F(HostApiTest, ShowsUnknownMembersByNameUnlessAsked) {
 }
 
 TEST_F(HostApiTest, TakesAMissingHostForAnEmptyOne) {
+  support::ReturnDatabasesBelow(folder_);
   qv::HostOptions options = Options();
   options.make_if_missing = false;
   qv::Host& host = Open(options);

@@ -7,17 +7,25 @@
 #include <filesystem>
 #include <memory>
 
+#include "support/testdatabase.h"
+
 struct HostApiTest : testing::Test {
   HostApiTest() {
     std::string name = (std::filesystem::temp_directory_path() / "qvhost-XXXXXX").string();
     folder_ = mkdtemp(name.data());
+    support::UseReadyDatabase(folder_ / "data");
   }
   ~HostApiTest() override {
     host_.reset();
+    support::ReturnDatabasesBelow(folder_);
     std::filesystem::remove_all(folder_);
   }
 
-  qv::HostOptions Options() const { return {.data_folder = folder_ / "data", .log = {.to_stderr = false}}; }
+  qv::HostOptions Options() const {
+    return {.data_folder = folder_ / "data",
+            .database = support::DatabaseOf(folder_ / "data"),
+            .log = {.to_stderr = false}};
+  }
   qv::Host& Open(const qv::HostOptions& options) { return *(host_ = std::make_unique<qv::Host>(options)); }
   qv::Host& Open() { return Open(Options()); }
 

@@ -63,8 +63,7 @@ struct CapabilityTest : testing::Test {
     ++obstacles_;
   }
   void Open() const {
-    qv::db::Options options;
-    options.driver.durability = qv::db::Durability::Process;
+    const qv::db::Options options = support::OptionsFor(folder_);
     qv::db::Open(folder_, options);
   }
   /// @return how many operations failed
@@ -78,7 +77,9 @@ struct CapabilityTest : testing::Test {
   /// @return the failures of the other slaves' documents, then their rows and files
   Lines Run(const std::vector<Step>& steps, bool alone) {
     Lines others;
+    support::ReturnDatabasesBelow(folder_);
     fs::remove_all(folder_);
+    support::UseReadyDatabase(folder_);
     Open();
     for (const Step& step : steps) {
       if (alone && step.zr == kUnruly) continue;

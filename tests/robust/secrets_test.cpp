@@ -103,6 +103,7 @@ TEST_F(SecretsTest, NoListingShowsThem) {
 }
 
 TEST_F(SecretsTest, OnlyTheOwnerReadsTheFiles) {
+  SKIP_ON_POSTGRESQL("about the database's own files");
   Run("--log-file log pair " + zr_ + " slave7-pair --model QVA-3216");
   // A reader keeps the database's own log in being.
   sqlite3* reader = nullptr;

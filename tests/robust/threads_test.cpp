@@ -103,11 +103,11 @@ TEST(ThreadsTest, ProcessesAndThreadsTakeTurns) {
       });
     }
   };
+  qv::db::Options options = support::OptionsFor(folder);
+  options.driver.busy_timeout = std::chrono::minutes(5);
   std::vector<pid_t> children;
   for (unsigned process = 0; process < kProcesses; ++process) {
     children.push_back(support::StartChild([&] {
-      qv::db::Options options;
-      options.driver = {.busy_timeout = std::chrono::minutes(5), .durability = qv::db::Durability::Process};
       qv::db::Open(folder, options);  // which one of them makes
       support::InUnit(true, [] {
         if (!SlaveZRLoad(kCounter)) SlaveZRSave(support::Slave(kCounter));

@@ -8,6 +8,8 @@
 #include <memory>
 #include <regex>
 
+#include "testdatabase.h"
+
 namespace support {
 namespace {
 
@@ -49,15 +51,30 @@ std::vector<std::string> Select(sqlite3* database, const std::string& sql) {
 
 }  // namespace
 
+std::vector<std::string> TablesIn(const std::filesystem::path& folder) {
+  if (!OnPostgresql()) return QueryFolder(folder, "SELECT name FROM sqlite_schema WHERE type = 'table' ORDER BY name");
+  return QueryFolder(folder,
+                     "SELECT tablename FROM pg_tables WHERE schemaname = current_schema() AND tablename <> 'journal' "
+                     "ORDER BY tablename");
+}
+
+std::string ColumnsOf(const std::filesystem::path& folder, const std::string& table) {
+  if (!OnPostgresql()) {
+    return QueryFolder(folder, "SELECT group_concat(name) FROM pragma_table_info('" + table +
+                                   "') WHERE name NOT IN ('last_report','revision')")[0];
+  }
+  return QueryFolder(folder,
+                     "SELECT string_agg(column_name, ',' ORDER BY ordinal_position) FROM information_schema.columns "
+                     "WHERE table_schema = current_schema() AND table_name = '" +
+                         table + "' AND column_name NOT IN ('last_report','revision')")[0];
+}
+
 std::vector<std::string> DumpDatabase(const std::filesystem::path& folder) {
-  const Database database = Open(folder);
-  const auto select = [&](const std::string& sql) { return Select(database.get(), sql); };
   std::vector<std::string> lines;
-  for (const std::string& table : select("SELECT name FROM sqlite_schema WHERE type = 'table' ORDER BY name")) {
-    if (table == "capability_revision") continue;  // no two runs have the same one
-    const std::string columns = select("SELECT group_concat('\"' || name || '\"') FROM pragma_table_info('" + table +
-                                       "') WHERE name <> 'last_report'")[0];
-    for (const std::string& row : select("SELECT " + columns + " FROM \"" + table + "\" ORDER BY 1")) {
+  for (const std::string& table : TablesIn(folder)) {
+    const std::string columns = ColumnsOf(folder, table);
+    if (columns == "null") continue;  // of the revisions, which no two runs have in common
+    for (const std::string& row : QueryFolder(folder, "SELECT " + columns + " FROM " + table + " ORDER BY 1")) {
       lines.push_back(table + " " + row);
     }
   }
@@ -78,6 +95,7 @@ std::vector<std::string> DumpFiles(const std::filesystem::path& folder) {
 }
 
 std::vector<std::string> FindDamage(const std::filesystem::path& folder) {
+  if (OnPostgresql()) return {};  // the server sees to it
   return QueryFolder(
       folder,
       "SELECT integrity_check FROM pragma_integrity_check WHERE integrity_check <> 'ok' UNION ALL "
@@ -85,10 +103,12 @@ std::vector<std::string> FindDamage(const std::filesystem::path& folder) {
 }
 
 std::vector<std::string> QueryFolder(const std::filesystem::path& folder, const std::string& sql) {
+  if (OnPostgresql()) return QueryPostgresql(DatabaseOf(folder), sql);
   return Select(Open(folder).get(), sql);
 }
 
 void ExecuteInFolder(const std::filesystem::path& folder, const std::string& sql) {
+  if (OnPostgresql()) return static_cast<void>(QueryPostgresql(DatabaseOf(folder), sql));
   const Database database = Open(folder, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE);
   if (sqlite3_exec(database.get(), sql.c_str(), nullptr, nullptr, nullptr) != SQLITE_OK) {
     throw std::runtime_error(sqlite3_errmsg(database.get()));

@@ -1,4 +1,4 @@
-/// What a data folder holds, without the platform: through an SQLite connection of its own and the file system.
+/// What a data folder holds, without the platform: through a connection of its own and the file system.
 /// Nobody may write to the folder meanwhile.
 #pragma once
 
@@ -9,6 +9,10 @@
 
 namespace support {
 
+/// The names of the tables, and those of a table's columns, joined by ",". Values that no two runs have in common, such
+/// as times, are left out.
+std::vector<std::string> TablesIn(const std::filesystem::path& folder);
+std::string ColumnsOf(const std::filesystem::path& folder, const std::string& table);
 /// Every row of every table ids and the next ids included, one line each. The time of a
 /// server's last report is left out, so that two runs of one call give the same lines.
 std::vector<std::string> DumpDatabase(const std::filesystem::path& folder);

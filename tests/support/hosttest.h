@@ -12,10 +12,21 @@
 #include "slavezr.h"
 #include "slavezrstatus.h"
 
+/// For a test of what one of the databases has for itself.
+#define SKIP_ON_POSTGRESQL(reason) \
+  if (support::OnPostgresql()) GTEST_SKIP() << (reason)
+
 namespace support {
 
 /// A JSON text as a value.
 inline Json::Value Parse(const std::string& text) { return qv::json::ReadDocument(text, {}); }
+
+/// For opening the host in `folder`. A power cut is no part of most tests.
+inline qv::db::Options OptionsFor(const std::filesystem::path& folder) {
+  qv::db::Options options;
+  options.driver = {.database = DatabaseOf(folder), .durability = qv::db::Durability::Process};
+  return options;
+}
 
 /// Does `work` in a unit of work, which is then committed or given up.
 void InUnit(bool commit, auto work, int zr = 0) {
@@ -49,13 +60,15 @@ struct HostTest : testing::Test {
   static Lines Journal(const std::function<void()>& call, int level = 7) { return support::Journal(call, level); }
   static Json::Value Parse(const std::string& text) { return support::Parse(text); }
   /// Runs SQL that is none of the library's doing: what the host held before, faults, a look at the result.
-  static void Sql(const std::string& script) { qv::db::ThisThread().Execute(script); }
-  /// The committed rows of a query, columns joined by "|".
-  static Lines Rows(const std::string& query) { return QueryFolder(qv::db::DataFolder(), query); }
+  static void Sql(const std::string& script);
+  /// The committed rows of a query, columns joined by "|", in the order of their ids if it says no other.
+  static Lines Rows(const std::string& query);
 
   /// From now on the database refuses to `operation` ("INSERT", "UPDATE", "DELETE") rows of `table`.
   /// @param condition  which rows, in SQL with NEW and OLD; empty: all
   static void Refuse(const std::string& operation, const std::string& table, const std::string& condition = "");
+  /// No operation on rows of `table` is refused any more.
+  static void AcceptAgain(const std::string& table);
   /// From now on every statement about `table` fails.
   static void Break(const std::string& table) { Sql("ALTER TABLE " + table + " RENAME TO " + table + "_away"); }
 

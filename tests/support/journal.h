@@ -41,6 +41,9 @@ inline Lines Without(Lines lines, const std::string& start) {
 /// Runs `call` and returns what it did. @param level  the log's threshold meanwhile
 Lines Journal(const std::function<void()>& call, int level);
 
+/// Has the open database tell of the rows that change, if it is on a server.
+void WatchRows();
+
 /// The driver of the platform; what its connections change gets into the journal.
 qv::db::ConnectionFactory WatchedDriver();
 

@@ -14,6 +14,7 @@
 
 #include "files/descriptor.h"
 #include "rtspinfo.h"
+#include "testdatabase.h"
 
 namespace support {
 
@@ -25,7 +26,10 @@ class ScratchFolder {
     if (mkdtemp(pattern.data()) == nullptr) throw std::runtime_error("no temporary folder");
     path_ = pattern;
   }
-  ~ScratchFolder() { std::filesystem::remove_all(path_); }
+  ~ScratchFolder() {
+    ReturnDatabasesBelow(path_);
+    std::filesystem::remove_all(path_);
+  }
   ScratchFolder(const ScratchFolder&) = delete;
   ScratchFolder& operator=(const ScratchFolder&) = delete;
   const std::filesystem::path& path() const { return path_; }

@@ -39,6 +39,7 @@ struct WrappedConnection : qv::db::Connection {
   void Rollback() noexcept override { inner_->Rollback(); }
   void EndTurn() noexcept override { inner_->EndTurn(); }
   bool InTransaction() const override { return inner_->InTransaction(); }
+  std::optional<std::int64_t> TakeId(const std::string& table) override { return inner_->TakeId(table); }
   void SetSavepoint() override { inner_->SetSavepoint(); }
   void ReleaseSavepoint() override { inner_->ReleaseSavepoint(); }
   void ReturnToSavepoint() override { inner_->ReturnToSavepoint(); }

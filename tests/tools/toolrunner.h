@@ -8,6 +8,8 @@
 namespace qv::test {
 
 struct ToolTest : testing::Test {
+  ~ToolTest() override { db::Close(); }  // after a call that threw
+
   struct Result {
     int status = -1;
     std::string out, err;
@@ -16,7 +18,8 @@ struct ToolTest : testing::Test {
 
   /// Runs a command of the shell with the test's folder as working folder.
   Result Shell(const std::string& command) const {
-    const std::string line = "cd '" + folder_.string() + "' && exec >stdout 2>stderr && " + command;
+    const std::string line = "cd '" + folder_.string() + "' && exec >stdout 2>stderr && " +
+                             support::DatabaseVariable(folder_ / "data") + command;
     rusage usage{};
     const pid_t shell = support::StartChild([&] { return execl("/bin/sh", "sh", "-c", line.c_str(), nullptr); });
     const int status = support::EndOf(shell, &usage);
@@ -32,9 +35,15 @@ struct ToolTest : testing::Test {
     std::ofstream(folder_ / name, std::ios::binary) << content;
   }
 
+  /// Has the data folder begin anew, without a host.
+  void RemoveHost() const {
+    support::ReturnDatabasesBelow(folder_ / "data");
+    std::filesystem::remove_all(folder_ / "data");
+  }
+
   /// Changes the host's database behind its back.
   void Execute(const std::string& sql) const {
-    db::Open(folder_ / "data", {});
+    db::Open(folder_ / "data", support::OptionsFor(folder_ / "data"));
     db::ThisThread().Execute(sql);
     db::Close();
   }

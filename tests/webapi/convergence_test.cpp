@@ -1,5 +1,7 @@
 /// One snapshot after another, whatever types their values have.
 
+#include <regex>
+
 #include "support/hosttest.h"
 
 namespace {

@@ -70,7 +70,10 @@ int Run(const GlobalOptions& global, const PlanOptions& options) {
   snapshot.RequireSnapshot(true);
   qv::HostOptions host_options = HostToFill(global);
   std::optional<TemporaryFolder> empty;
-  if (!qv::Host::IsIn(global.data_dir)) host_options.data_folder = empty.emplace().path();
+  if (!qv::Host::IsIn(host_options)) {
+    host_options.data_folder = empty.emplace().path();
+    host_options.database.clear();
+  }
   OpenHost host(host_options);
   const qv::ImportResult result = WithProgress([&](const qv::ProgressCallback& progress) {
     return host.Plan(options.import.zr, snapshot, {.model = options.import.model, .progress = progress});

@@ -5,7 +5,9 @@
 #include <unistd.h>
 
 #include <clocale>
+#include <cstring>
 #include <exception>
+#include <string_view>
 
 #include "commands.h"
 #include "exitcodes.h"
@@ -33,6 +35,18 @@ void HoldStandardStreams() {
   }
 }
 
+/// Overwrites the URI of a database in the list of processes: it may hold a password.
+void HideDatabase(int argc, char** argv) {
+  constexpr std::string_view kOption = "--database";
+  for (int i = 1; i < argc; ++i) {
+    const std::string_view argument = argv[i];
+    if (!argument.starts_with(kOption)) continue;
+    const bool is_next = argument.size() == kOption.size() && i + 1 < argc;
+    char* const value = is_next ? argv[i + 1] : argv[i] + kOption.size();
+    std::memset(value, 'x', std::strlen(value));
+  }
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -44,6 +58,7 @@ int main(int argc, char** argv) {
   sigaction(SIGPIPE, &ignore, nullptr);
   try {
     const std::variant<qvcms::Options, int> parsed = qvcms::ParseOptions(argc, argv);
+    HideDatabase(argc, argv);
     if (const int* status = std::get_if<int>(&parsed)) return *status;
     return RunCommand(std::get<qvcms::Options>(parsed));
   } catch (const std::exception& error) {

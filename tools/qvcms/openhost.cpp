@@ -6,6 +6,7 @@ namespace qvcms {
 
 qv::HostOptions HostToFill(const GlobalOptions& global) {
   return {.data_folder = global.data_dir,
+          .database = global.database,
           .durability = global.durability,
           .log = {.level = global.log_level,
                   .file = global.log_file,

@@ -169,6 +169,10 @@ class CommandLine {
         ->envname("QVCMS_DATA_DIR")
         ->check(NotEmpty())
         ->capture_default_str();
+    app_.add_option("--database", global_.database,
+                    "PostgreSQL database of the host; without it, SQLite in the data folder")
+        ->type_name("URI")
+        ->envname("QVCMS_DATABASE");
     app_.add_option("--log-level", global_.log_level, "Least severe level that is logged, 0 (fatal) to 7 (dump)")
         ->check(Number(0, 7))
         ->capture_default_str();

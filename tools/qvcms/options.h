@@ -16,7 +16,8 @@ enum class Color { Auto, Always, Never };
 
 struct GlobalOptions {
   std::filesystem::path data_dir = "qvcms-data";
-  int log_level = 3;  ///< least severe level that is logged
+  std::string database;  ///< connection URI; empty: in the data folder
+  int log_level = 3;     ///< least severe level that is logged
   std::string log_file;
   std::size_t log_max_size = 0;  ///< the log file is rotated before it grows beyond this; 0: never
   std::size_t log_files = 4;     ///< rotated log files that are kept

@@ -10,6 +10,7 @@
 #include <thread>
 
 #include "db/remedy.h"
+#include "db/statementtext.h"
 #include "db/writerlock.h"
 
 namespace qv::db {
@@ -31,23 +32,6 @@ constexpr const char* kColumnsQuery = R"sql(
   UNION ALL
   SELECT t.name, r."from", ' REFERENCES ' || r."table" || '(' || r."to" || ') ON DELETE ' || r.on_delete
     FROM sqlite_schema t JOIN pragma_foreign_key_list(t.name) r WHERE t.type = 'table')sql";
-
-/// What an error text may show of a statement: its first words, and nothing of the values in it.
-std::string FirstWords(const char* sql) {
-  constexpr std::size_t kLength = 60;
-  std::string words;
-  bool blank = false;
-  for (; *sql != '\0' && *sql != '\'' && words.size() < kLength; ++sql) {
-    if (std::strchr(" \t\r\n", *sql) != nullptr) {
-      blank = !words.empty();
-      continue;
-    }
-    if (blank) words += ' ';
-    blank = false;
-    words += *sql;
-  }
-  return words;
-}
 
 /// As `RemedyFor`, for an error that SQLite reports.
 std::string RemedyForCode(int primary, int error_number) {

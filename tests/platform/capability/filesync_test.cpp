@@ -52,7 +52,7 @@ TEST_F(CapabilityFiles, AProcessThatDiesWhileItMakesOneLeavesNoStampThatVouchesF
   std::ofstream(Path("a.cap")) << "damaged";
   qv::db::Close();
   const pid_t child = support::StartChild([&] {
-    qv::db::Open(folder(), {});
+    qv::db::Open(folder(), support::OptionsFor(folder()));
     qv::db::UnitOfWork unit;
     qv::db::OnCommit([] {
       const rlimit no_more{.rlim_cur = 0, .rlim_max = 0};
@@ -65,7 +65,7 @@ TEST_F(CapabilityFiles, AProcessThatDiesWhileItMakesOneLeavesNoStampThatVouchesF
   });
   EXPECT_EQ(support::EndOf(child), -SIGXFSZ);
   EXPECT_EQ(Content("a.cap"), "damaged");
-  qv::db::Open(folder(), {});
+  qv::db::Open(folder(), support::OptionsFor(folder()));
   EXPECT_EQ(Content("a.cap"), "1\n");
 }
 
@@ -76,7 +76,7 @@ TEST_F(CapabilityFiles, WhatAnotherWriterHoldsUpIsMadeAfterTheNextCommit) {
   qv::db::Close();
   qv::db::WriterLock of_another_process(folder());
   ASSERT_TRUE(of_another_process.Acquire(std::chrono::seconds(1)));
-  qv::db::Open(folder(), {});
+  qv::db::Open(folder(), support::OptionsFor(folder()));
   EXPECT_FALSE(fs::exists(Path("a.cap")));
   of_another_process.Release();
   qv::db::UnitOfWork().Commit();

@@ -19,7 +19,7 @@ TEST_F(CameraTest, PairingAgainBringsTheSameRowsUpToDate) {
               ElementsAre("update camera 2", "insert edge_storage_settings 1", "insert camera 3"));
   EXPECT_THAT(import(false, false), IsEmpty());
   EXPECT_THAT(import(true, true), ElementsAre("update camera 1", "message 0 msgd camera-related {}"));
-  EXPECT_THAT(Rows("SELECT id_on_rec_server,name,status,note,device_status_flags FROM camera"),
+  EXPECT_THAT(Rows("SELECT id_on_rec_server,name,status,note,device_status_flags FROM camera ORDER BY id"),
               ElementsAre("1|AA|0||32", "2|BB|0||0", "3||4|moved in|0"));
   Break("camera");
   EXPECT_THAT(Journal([&] { EXPECT_EQ(SaveCamObjFromRecServer(7, section, false, true, ""), -1); }),
@@ -35,7 +35,7 @@ TEST_F(CameraTest, PartsAreNotSaved) {
   EXPECT_TRUE(CachedCamMap(7, MAP_KEY_HOST_ID).Get(cameras));
   EXPECT_EQ(cameras.at(1).Save(), -1);
   EXPECT_EQ(GetPOSMapOnRecServer(7, true).at(1).Save(), -1);
-  EXPECT_THAT(Rows("SELECT name FROM camera UNION SELECT name FROM pos"), ElementsAre("A", "B"));
+  EXPECT_THAT(Rows("SELECT name FROM camera UNION SELECT name FROM pos ORDER BY name"), ElementsAre("A", "B"));
 }
 
 TEST_F(CameraTest, ListsWhatTheRuleMeans) {

@@ -21,7 +21,7 @@ TEST_F(ServerStatus, IsOfAServerThatWasPaired) {
   EXPECT_EQ(SlaveZRStatusLoad(loaded), 0);
   EXPECT_EQ(loaded.CamCnt, 5);
 
-  Refuse("UPDATE", "server", "1");
+  Refuse("UPDATE", "server");
   record.CamCnt = 6;
   EXPECT_EQ(SlaveZRStatusSave(record), -1);
 }

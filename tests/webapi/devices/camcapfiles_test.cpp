@@ -42,7 +42,7 @@ struct CamCapFilesTest : support::HostTest {
   /// Ends the process and starts another one.
   void Restart() const {
     qv::db::Close();
-    qv::db::Open(folder(), {});
+    qv::db::Open(folder(), support::OptionsFor(folder()));
   }
   Lines Files() const { return support::DumpFiles(folder()); }
   /// A file of mode 0600 with a number.

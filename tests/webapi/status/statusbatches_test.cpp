@@ -10,7 +10,7 @@ struct StatusBatches : support::StatusTest {
     for (const std::string table : {"iomodule", "pos", "ipspeaker"}) {
       Sql("INSERT INTO " + table +
           " (id,owner_zr_id,id_on_rec_server,enabled,device_status_flags) VALUES "
-          "(11,7,1,1,0),(12,7,2,0,0x20),(13,7,3,1,0x40),(14,8,4,1,0)");
+          "(11,7,1,1,0),(12,7,2,0,32),(13,7,3,1,64),(14,8,4,1,0)");
     }
     Sql("INSERT INTO emap_item (emap_id,pos_id) VALUES (31,11),(30,12),(31,12),(32,13)");
   }

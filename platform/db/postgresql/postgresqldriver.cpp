@@ -1,0 +1,332 @@
+#include "db/postgresql/postgresqldriver.h"
+
+#include <charconv>
+#include <chrono>
+#include <thread>
+
+#include "db/postgresql/idpool.h"
+#include "db/postgresql/pipeline.h"
+#include "db/postgresql/statement.h"
+#include "db/statementtext.h"
+#include "db/writerlock.h"
+
+namespace qv::db {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+constexpr int kOldestVersion = 130000;  ///< the first that tells what became of a transaction by the id used here
+constexpr std::chrono::milliseconds kPause{50};  ///< between two attempts to reach a server
+
+/// Table, column and definition as `Columns` has it, of the tables in the first schema of the search path.
+constexpr const char* kColumnsQuery = R"sql(
+  SELECT t.relname, c.attname,
+         CASE c.atttypid WHEN 'bigint'::regtype THEN 'INTEGER' WHEN 'double precision'::regtype THEN 'REAL'
+                         WHEN 'text'::regtype THEN 'TEXT' ELSE format_type(c.atttypid, c.atttypmod) END ||
+         CASE WHEN c.atttypid = 'text'::regtype AND o.collname <> 'C' THEN ' COLLATE ' || o.collname ELSE '' END ||
+         CASE WHEN p.conname IS NOT NULL THEN ' PRIMARY KEY' WHEN c.attnotnull THEN ' NOT NULL' ELSE '' END ||
+         coalesce(' DEFAULT ' || regexp_replace(regexp_replace(pg_get_expr(d.adbin, d.adrelid), '::[a-z]+.*$', ''),
+                                                '^''(-?[0-9]+)''$', '\1'), '') ||
+         coalesce(' REFERENCES ' || target.relname || '(' || referenced.attname || ') ON DELETE ' ||
+                  CASE r.confdeltype WHEN 'c' THEN 'CASCADE' WHEN 'n' THEN 'SET NULL' ELSE 'NO ACTION' END, '')
+    FROM pg_class t
+    JOIN pg_attribute c ON c.attrelid = t.oid AND c.attnum > 0 AND NOT c.attisdropped
+    LEFT JOIN pg_collation o ON o.oid = c.attcollation
+    LEFT JOIN pg_attrdef d ON d.adrelid = t.oid AND d.adnum = c.attnum AND c.attname <> 'id'
+    LEFT JOIN pg_constraint p ON p.conrelid = t.oid AND p.contype = 'p' AND p.conkey = ARRAY[c.attnum]
+    LEFT JOIN pg_constraint r ON r.conrelid = t.oid AND r.contype = 'f' AND r.conkey = ARRAY[c.attnum]
+    LEFT JOIN pg_class target ON target.oid = r.confrelid
+    LEFT JOIN pg_attribute referenced ON referenced.attrelid = r.confrelid AND referenced.attnum = r.confkey[1]
+   WHERE t.relkind IN ('r', 'p') AND t.relnamespace = (SELECT oid FROM pg_namespace WHERE nspname = current_schema()))sql";
+
+std::string Settings(const DriverOptions& options) {
+  return "SET standard_conforming_strings = on; SET lock_timeout = " + std::to_string(options.busy_timeout.count()) +
+         "; SET synchronous_commit = " + (options.durability == Durability::Power ? "on" : "off");
+}
+
+Written ReadWritten(const Result& result) {
+  Written written;
+  const std::string_view rows = PQcmdTuples(result.get());
+  std::from_chars(rows.data(), rows.data() + rows.size(), written.rows);
+  return written;
+}
+
+/// A floating-point number shows by its text that it is one.
+std::string TextOf(const Result& result, int row, int column) {
+  constexpr Oid kDoublePrecision = 701;
+  std::string text = PQgetvalue(result.get(), row, column);
+  const bool is_whole = text.find_first_not_of("-0123456789") == std::string::npos;
+  return PQftype(result.get(), column) == kDoublePrecision && is_whole ? text + ".0" : text;
+}
+
+void AppendRows(const Result& result, TextRows& rows) {
+  rows = {};
+  const int columns = PQnfields(result.get());
+  for (int column = 0; column < columns; ++column) rows.columns.emplace_back(PQfname(result.get(), column));
+  for (int row = 0; row < PQntuples(result.get()); ++row) {
+    auto& fields = rows.rows.emplace_back();
+    for (int column = 0; column < columns; ++column) {
+      const bool is_null = PQgetisnull(result.get(), row, column) != 0;
+      fields.push_back(is_null ? std::nullopt : std::optional<std::string>(TextOf(result, row, column)));
+    }
+  }
+}
+
+std::string FirstField(const Result& result) {
+  return PQntuples(result.get()) == 0 ? std::string() : PQgetvalue(result.get(), 0, 0);
+}
+
+class PostgresqlConnection final : public Connection, public Executor {
+ public:
+  explicit PostgresqlConnection(const DriverOptions& options)
+      : pipeline_(options.database, Settings(options)), busy_timeout_(options.busy_timeout) {
+    CheckServer();
+  }
+
+  Dialect dialect() const override { return Dialect::Postgresql; }
+  std::string Name() const override {
+    const std::string host = PQhost(pipeline_.get());
+    return "the database " + std::string(PQdb(pipeline_.get())) + " on " + (host.empty() ? "this machine" : host);
+  }
+
+  std::unique_ptr<Statement> Prepare(const std::string& sql) override {
+    std::string_view rest = sql;
+    if (TakeStatement(rest).empty()) {
+      throw Error(Error::Kind::Statement, "a text without a statement was to be prepared");
+    }
+    return std::make_unique<PostgresqlStatement>(*this, "q" + std::to_string(++statements_), sql);
+  }
+
+  std::int64_t RunText(const std::string& text, TextRows* rows) override {
+    std::int64_t changed = 0;
+    const auto take = [&](const Result& result) {
+      changed = ReadWritten(result).rows;
+      if (rows != nullptr && PQnfields(result.get()) > 0) AppendRows(result, *rows);
+    };
+    Execute([&] {
+      std::string_view rest = text;
+      for (std::string_view sql; !(sql = TakeStatement(rest)).empty();) pipeline_.Run(std::string(sql), take);
+    });
+    return changed;
+  }
+
+  void Begin(const Scope& scope, std::chrono::milliseconds limit) override {
+    const bool waits = limit.count() > 0;
+    bool is_turn = true;
+    const auto take = [&](const Result& result) {
+      if (!waits && FirstField(result) != "t") is_turn = false;
+    };
+    ExecuteAgainIfLost(
+        [&] {
+          pipeline_.Run("BEGIN");
+          const bool one_server = scope.kind == Scope::Kind::OneServer;
+          pipeline_.Run(Lock(waits, one_server, 0), take);
+          if (one_server) pipeline_.Run(Lock(waits, false, scope.server), take);
+        },
+        limit);
+    is_open_ = true;
+    transaction_id_.clear();
+    if (is_turn) return;
+    Rollback();
+    throw BusyError(Name(), limit);
+  }
+  void BeginReading() override {
+    ExecuteAgainIfLost([&] { pipeline_.Run("BEGIN ISOLATION LEVEL REPEATABLE READ READ ONLY"); }, busy_timeout_);
+    is_open_ = true;
+  }
+  void Commit() override {
+    if (transaction_id_.empty()) {
+      AskForTransactionId();
+      if (const auto failure = pipeline_.Flush()) Lose(*failure);
+    }
+    GiveBackIds(false);
+    pipeline_.Run("COMMIT");
+    const auto failure = pipeline_.Flush();
+    if (failure && !pipeline_.IsLost()) Lose(*failure);
+    if (failure) FindOutAboutCommit(*failure);
+    is_open_ = false;
+  }
+  void Rollback() noexcept override {
+    if (!is_open_) return;
+    is_open_ = false;
+    if (pipeline_.IsLost()) return;
+    pipeline_.Run("ROLLBACK");
+    GiveBackIds(true);
+    pipeline_.Flush();
+  }
+  void EndTurn() noexcept override {}
+  bool InTransaction() const override { return is_open_; }
+
+  std::optional<std::int64_t> TakeId(const std::string& table) override {
+    if (!ids_.HasSome(table)) {
+      const std::int64_t amount = ids_.AmountFor(table);
+      std::int64_t first = 0;
+      Execute([&] {
+        pipeline_.Run("SELECT take_ids('" + table + "'," + std::to_string(amount) + ")",
+                      [&](const Result& result) { first = std::stoll(FirstField(result)); });
+      });
+      ids_.Add(table, first, amount);
+      used_ids_ = ids_.blocks();
+    }
+    return ids_.Take(table);
+  }
+
+  // The innermost savepoint of a name is the one that is meant, so one name serves every depth.
+  void SetSavepoint() override {
+    pipeline_.Run("SAVEPOINT all_or_nothing");
+    ids_at_savepoints_.push_back(ids_.blocks());
+  }
+  void ReleaseSavepoint() override {
+    pipeline_.Run("RELEASE SAVEPOINT all_or_nothing");
+    ids_at_savepoints_.pop_back();
+  }
+  void ReturnToSavepoint() override {
+    pipeline_.Run("ROLLBACK TO SAVEPOINT all_or_nothing");
+    ids_.GoBackTo(ids_at_savepoints_.back());
+    used_ids_ = ids_.blocks();
+  }
+
+  TableColumns ReadColumns() override {
+    TextRows found;
+    RunText(kColumnsQuery, &found);
+    TableColumns tables;
+    for (const auto& row : found.rows) tables[row[0].value()][row[1].value()] = row[2].value();
+    return tables;
+  }
+
+ private:
+  Pipeline& pipeline() override { return pipeline_; }
+
+  void CheckServer() {
+    if (PQserverVersion(pipeline_.get()) < kOldestVersion) {
+      throw Error(Error::Kind::Unusable, "the server is older than version 13");
+    }
+    TextRows server;
+    RunText(
+        "SELECT current_setting('server_encoding'),"
+        "(SELECT oid::integer FROM pg_namespace WHERE nspname = current_schema())",
+        &server);
+    const auto& row = server.rows.at(0);
+    if (*row[0] != "UTF8") throw Error(Error::Kind::Unusable, "its encoding is " + *row[0] + ", not UTF8");
+    if (!row[1]) throw Error(Error::Kind::Unusable, "no schema of the search path exists");
+    schema_ = *row[1];
+  }
+
+  /// The two numbers of an advisory lock: the schema that the host is in, and the server; 0 stands for all servers.
+  std::string Lock(bool waits, bool is_shared, int server) const {
+    return std::string("SELECT pg_") + (waits ? "" : "try_") + "advisory_xact_lock" + (is_shared ? "_shared" : "") +
+           "(" + schema_ + "," + std::to_string(server) + ")";
+  }
+
+  /// Inside a transaction a failed statement takes back itself and nothing else.
+  void Execute(const std::function<void()>& send) override {
+    if (!is_open_) return ExecuteAgainIfLost(send, busy_timeout_);
+    pipeline_.Run("SAVEPOINT one_statement");
+    send();
+    pipeline_.Run("RELEASE SAVEPOINT one_statement");
+    if (transaction_id_.empty()) AskForTransactionId();
+    const auto failure = pipeline_.Flush();
+    if (!failure) {
+      used_ids_ = ids_.blocks();
+      return;
+    }
+    ids_.GoBackTo(used_ids_);
+    if (EndsTransaction(*failure)) Lose(*failure);
+    pipeline_.Run("ROLLBACK TO SAVEPOINT one_statement");
+    pipeline_.Run("RELEASE SAVEPOINT one_statement");
+    Throw(*failure);
+  }
+
+  /// Outside of a transaction nothing is lost with a connection: it is made again, for as long as `limit`.
+  void ExecuteAgainIfLost(const std::function<void()>& send, std::chrono::milliseconds limit) {
+    const Clock::time_point deadline = Clock::now() + limit;
+    for (;;) {
+      if (!pipeline_.IsLost() || pipeline_.Reconnect()) {
+        send();
+        const auto failure = pipeline_.Flush();
+        if (!failure) return;
+        if (!pipeline_.IsLost()) {
+          pipeline_.Run("ROLLBACK");  // of what `send` may have begun
+          Throw(*failure);
+        }
+      }
+      if (Clock::now() >= deadline) throw Error(Error::Kind::Unusable, Name() + " cannot be reached");
+      std::this_thread::sleep_for(kPause);
+    }
+  }
+
+  /// @param all  also those that rows have got, which are not written after all
+  void GiveBackIds(bool all) {
+    for (const auto& [table, block] : ids_.blocks()) {
+      const std::int64_t first = all ? block.first : block.next;
+      if (first == block.end) continue;
+      pipeline_.Run("SELECT give_back_ids('" + table + "'," + std::to_string(first) + "," +
+                    std::to_string(block.end - 1) + ")");
+    }
+    ids_.Clear();
+    used_ids_.clear();
+    ids_at_savepoints_.clear();
+  }
+
+  void AskForTransactionId() {
+    pipeline_.Run("SELECT pg_current_xact_id_if_assigned()",
+                  [this](const Result& result) { transaction_id_ = FirstField(result); });
+  }
+
+  /// A connection was lost between the commit and its answer: the server knows what became of the transaction.
+  void FindOutAboutCommit(const Failure& lost) {
+    is_open_ = false;
+    if (transaction_id_.empty()) return;  // nothing was written
+    const Clock::time_point deadline = Clock::now() + busy_timeout_;
+    do {
+      std::string status;
+      if (pipeline_.Reconnect()) {
+        pipeline_.Run("SELECT pg_xact_status('" + transaction_id_ + "')",
+                      [&](const Result& result) { status = FirstField(result); });
+        // An id that the server has not reached is that of a transaction that it never had.
+        if (const auto failure = pipeline_.Flush(); failure && !pipeline_.IsLost()) status = "aborted";
+      }
+      if (status == "committed") return;
+      if (status == "aborted") throw Error(Error::Kind::Lost, "COMMIT: " + lost.reason);
+      std::this_thread::sleep_for(kPause);
+    } while (Clock::now() < deadline);
+    throw Error(Error::Kind::Lost, "COMMIT: " + lost.reason + "; whether it was done is not known");
+  }
+
+  static bool EndsTransaction(const Failure& failure) {
+    // The connection is lost, the transaction has failed, a deadlock, no resources, an error of the system.
+    for (const char* state_class : {"25", "40", "53", "57", "58", "XX"}) {
+      if (failure.IsOf(state_class)) return true;
+    }
+    return failure.state.empty();
+  }
+  [[noreturn]] void Throw(const Failure& failure) const {
+    constexpr std::string_view kLockNotAvailable = "55P03";
+    if (failure.state == kLockNotAvailable) throw BusyError(Name(), busy_timeout_);
+    throw Error(Error::Kind::Statement, failure.statement + ": " + failure.reason);
+  }
+  [[noreturn]] void Lose(const Failure& failure) {
+    Rollback();
+    throw Error(Error::Kind::Lost, failure.statement + ": " + failure.reason);
+  }
+
+  Pipeline pipeline_;
+  const std::chrono::milliseconds busy_timeout_;
+  std::string schema_;  ///< its number
+  int statements_ = 0;  ///< prepared so far
+  bool is_open_ = false;
+  IdPool ids_;
+  IdPool::Blocks used_ids_;  ///< as the last statement that succeeded left them
+  std::vector<IdPool::Blocks> ids_at_savepoints_;
+  std::string transaction_id_;  ///< of the open transaction; empty until it has written
+};
+
+}  // namespace
+
+std::unique_ptr<Connection> OpenPostgresql(const DriverOptions& options) try {
+  return std::make_unique<PostgresqlConnection>(options);
+} catch (const Error& error) {
+  throw Error(Error::Kind::Unusable, std::string("cannot open the PostgreSQL database: ") + error.what());
+}
+
+}  // namespace qv::db
