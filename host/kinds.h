@@ -11,6 +11,7 @@ namespace qv::host {
 using schema::Kind;
 using schema::Role;
 
+/// Those that have columns to list, in the order of lists.
 std::span<const Kind> AllKinds();
 
 /// The rows of the kind that belong to the slave `zr`; 0: to none.
