@@ -41,8 +41,10 @@ Statistics Host::Statistics() const {
       const char* const status = StatusColumn(kind);
       if (status == nullptr || kind.role == host::Role::Outbox || kind.name == "server") continue;
       const std::string column = status;
-      db::Query query = session.Prepare("SELECT " + column + ",count(*) FROM " + kind.table->name() + " GROUP BY " +
-                                        column + " ORDER BY " + column);
+      std::string sql = "SELECT " + column;
+      sql.append(",count(*) FROM ").append(kind.table->name());
+      sql.append(" GROUP BY ").append(column).append(" ORDER BY ").append(column);
+      db::Query query = session.Prepare(sql);
       while (query.Next()) {
         statistics.devices.push_back({std::string(kind.name), query.Row().Int(0), query.Row().Int(1)});
       }

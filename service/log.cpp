@@ -55,7 +55,7 @@ Log::Log(int level, std::string file) : level_(level), path_(std::move(file)), i
 }
 
 Log::~Log() {
-  if (file_ != nullptr) std::fclose(file_);
+  if (file_ != nullptr) static_cast<void>(std::fclose(file_));
 }
 
 void Log::Reopen() {
@@ -66,7 +66,7 @@ void Log::Reopen() {
     return;
   }
   const std::lock_guard lock(mutex_);
-  std::fclose(file_);
+  static_cast<void>(std::fclose(file_));
   file_ = file;
 }
 

@@ -127,6 +127,7 @@ void Pipeline::ApplyAll() {
 
 std::vector<qv::Host::Outcome> Pipeline::Apply(const std::vector<std::unique_ptr<Work>>& group) {
   std::vector<std::function<void()>> calls;
+  calls.reserve(group.size());
   for (const std::unique_ptr<Work>& work : group) {
     calls.emplace_back([this, &work] {
       const Log::Scope scope(work->request());
