@@ -23,7 +23,7 @@ using Clock = std::chrono::steady_clock;
 
 constexpr int kWell = 1;
 constexpr int kLost = 2;
-constexpr std::size_t kPairedAtOnce = 32;
+constexpr std::size_t kBeginAtOnce = 32;
 constexpr double kLivelyAway = 90;  ///< seconds for which a lively slave is silent
 
 std::size_t Ignore(char*, std::size_t size, std::size_t count, void*) { return size * count; }
@@ -65,6 +65,7 @@ struct Client {
   Slave slave;
   CURL* easy = nullptr;
   bool is_paired = false;
+  bool has_begun = false;  ///< it has reported once: the host knows all of it
   std::string body;
   Clock::time_point sent;
 };
@@ -107,9 +108,12 @@ class Fleet {
   Fleet& operator=(const Fleet&) = delete;
 
   bool Run() {
-    for (std::size_t i = 0; i < kPairedAtOnce; ++i) PairNext();
-    while (paired_ < clients_.size()) Step();
+    const auto start = Clock::now();
+    for (std::size_t i = 0; i < kBeginAtOnce; ++i) BeginNext();
+    while (begun_ < clients_.size()) Step();
     begin_ = Clock::now();
+    std::printf("%zu slaves were paired and have reported once after %.1f s\n", clients_.size(),
+                std::chrono::duration<double>(begin_ - start).count());
     for (const auto& client : clients_) Plan(*client, begin_ + Seconds(options_.interval * Random()));
     auto minute = begin_ + std::chrono::minutes(1);
     while (options_.is_lively || Clock::now() < begin_ + Seconds(options_.seconds)) {
@@ -135,8 +139,8 @@ class Fleet {
 
   void Plan(Client& client, Clock::time_point time) { due_.emplace(time, &client); }
 
-  void PairNext() {
-    if (next_to_pair_ < clients_.size()) Send(*clients_[next_to_pair_++]);
+  void BeginNext() {
+    if (next_to_begin_ < clients_.size()) Send(*clients_[next_to_begin_++]);
   }
 
   /// Sends what is due, and takes what has come.
@@ -205,9 +209,10 @@ class Fleet {
       }
       return Plan(*client, now + std::chrono::seconds(1));
     }
-    if (!std::exchange(client->is_paired, true)) {
-      ++paired_;
-      return PairNext();
+    if (!std::exchange(client->is_paired, true)) return Send(*client);
+    if (!std::exchange(client->has_begun, true)) {
+      ++begun_;
+      return BeginNext();
     }
     latencies_.Add(std::chrono::duration<double>(now - client->sent).count());
     // As a clock would have it: a late answer does not make the slave report less often.
@@ -246,8 +251,8 @@ class Fleet {
   curl_slist* connect_to_ = nullptr;
   std::string scheme_;
   std::vector<std::unique_ptr<Client>> clients_;
-  std::size_t next_to_pair_ = 0;
-  std::size_t paired_ = 0;
+  std::size_t next_to_begin_ = 0;
+  std::size_t begun_ = 0;
   using Due = std::pair<Clock::time_point, Client*>;
   std::priority_queue<Due, std::vector<Due>, std::greater<>> due_;
   std::optional<Clock::time_point> timer_;
