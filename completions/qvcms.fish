@@ -1,6 +1,6 @@
 # Completion of qvcms for fish.
 
-set -l commands pair update plan status remove list configuring token
+set -l commands pair update plan status remove list configuring migrate token
 set -l kinds server camera edge-storage iomodule pos speaker controller door iva-task face-task counting-widget counting-group camera-detection-setting camera-device-output iomodule-setting iomodule-cam-pairing pos-event-conf pos-text-rule counting-group-widget ctrler-action-rule rec-share capability message
 
 complete -c qvcms -f

@@ -7,6 +7,7 @@
 #include <atomic>
 #include <utility>
 
+#include "db/copy.h"
 #include "guard.h"
 #include "log/log.h"
 
@@ -30,6 +31,13 @@ void RefuseTwoDatabases(const HostOptions& options) {
   if (options.database.empty() || !std::filesystem::exists(options.data_folder / "qvcms.db", unreadable)) return;
   throw Refusal(RefusalCode::NotAHost,
                 options.data_folder.string() + " has a database of its own, qvcms.db: name another data folder");
+}
+
+db::DriverOptions DriverOptionsOf(const HostOptions& options) {
+  const bool survives_power_cuts = options.durability == Durability::PowerCut;
+  return {.database = options.database,
+          .busy_timeout = options.busy_timeout,
+          .durability = survives_power_cuts ? db::Durability::Power : db::Durability::Process};
 }
 
 void ConfigureLog(const LogOptions& options) {
@@ -75,6 +83,19 @@ bool Host::IsIn(const HostOptions& options) {
   return host::Guarded([&] { return db::HoldsHost(options.database); });
 }
 
+void Host::Migrate(const HostOptions& from, const HostOptions& to) {
+  const OnlyOne only_one;
+  Check(from);
+  Check(to);
+  RefuseTwoDatabases(from);
+  RefuseTwoDatabases(to);
+  ConfigureLog(to.log);
+  if (!IsIn(from)) throw Refusal(RefusalCode::NotAHost, "there is no host in " + from.data_folder.string());
+  host::Guarded([&] {
+    db::CopyDatabase({from.data_folder, DriverOptionsOf(from)}, {to.data_folder, DriverOptionsOf(to)});
+  });
+}
+
 Host::OnlyOne::OnlyOne() {
   if (has_host.exchange(true)) throw std::logic_error("this process has a host already");
 }
@@ -90,12 +111,7 @@ Host::Host(const HostOptions& options)
   ConfigureLog(options.log);
   if (!has_data_) return;
   RefuseTwoDatabases(options);
-  db::Options database;
-  database.driver.database = options.database;
-  database.driver.busy_timeout = options.busy_timeout;
-  database.driver.durability =
-      options.durability == Durability::PowerCut ? db::Durability::Power : db::Durability::Process;
-  host::Guarded([&] { db::Open(data_folder_, database); });
+  host::Guarded([&] { db::Open(data_folder_, {.driver = DriverOptionsOf(options), .factory = {}}); });
 }
 
 Host::~Host() {

@@ -323,6 +323,11 @@ class QV_HOST_API Host {
   static bool IsIn(const std::filesystem::path& data_folder);
   /// The same for the database that the options name. Throws `Refusal` (Unusable) also if that cannot be reached.
   static bool IsIn(const HostOptions& options);
+  /// Copies everything that the host of `from` holds into that of `to`, which must be empty or missing: from SQLite to
+  /// PostgreSQL or back. The capability files are made again from the rows. No host may be open in this process, and
+  /// none elsewhere should write to `from`. Throws `Refusal` (NotAHost, Busy, Unusable, Failed); `to` holds no rows
+  /// then.
+  static void Migrate(const HostOptions& from, const HostOptions& to);
   /// Whether users other than the owner can enter the data folder, which contains the passwords of devices.
   bool IsOpenToOthers() const;
 

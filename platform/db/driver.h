@@ -126,6 +126,11 @@ class Connection {
   /// again. None: the database gives the row its id.
   virtual std::optional<std::int64_t> TakeId(const std::string& /*table*/) { return std::nullopt; }
 
+  /// The last id that a row of `table` was given, and making another one the last; 0: there was none. The second in a
+  /// writing transaction.
+  virtual std::int64_t LastId(const std::string& table) = 0;
+  virtual void SetLastId(const std::string& table, std::int64_t id) = 0;
+
   /// A point in the open transaction that `ReturnToSavepoint` goes back to. They nest; each must be released.
   virtual void SetSavepoint() = 0;
   virtual void ReleaseSavepoint() = 0;

@@ -40,6 +40,8 @@ struct WrappedConnection : qv::db::Connection {
   void EndTurn() noexcept override { inner_->EndTurn(); }
   bool InTransaction() const override { return inner_->InTransaction(); }
   std::optional<std::int64_t> TakeId(const std::string& table) override { return inner_->TakeId(table); }
+  std::int64_t LastId(const std::string& table) override { return inner_->LastId(table); }
+  void SetLastId(const std::string& table, std::int64_t id) override { inner_->SetLastId(table, id); }
   void SetSavepoint() override { inner_->SetSavepoint(); }
   void ReleaseSavepoint() override { inner_->ReleaseSavepoint(); }
   void ReturnToSavepoint() override { inner_->ReturnToSavepoint(); }

@@ -244,5 +244,25 @@ TEST_F(ToolTest, ShowsColoursAndProgressOnATerminalOnly) {
   EXPECT_EQ(Shell(slowly + "update 7 document >/dev/null").err, "");
 }
 
+TEST_F(ToolTest, MigratesAHostToAnotherDatabaseAndBack) {
+  Write("document", support::kEverySection);
+  ASSERT_EQ(Run("pair 7 document --model QVA-3216").status, 0);
+  ASSERT_EQ(Run("pair 8 document").status, 0);
+  ASSERT_EQ(Run("remove 8").status, 0);  // so the next ids are not those behind the last rows
+  const std::string to = " --data-dir moved --database '' migrate --from data";
+  const std::string from_database = support::OnPostgresql() ? " --from-database \"$QVCMS_DATABASE\"" : "";
+  ASSERT_EQ(Run(to + from_database).err, "");
+  for (const char* kind : {"server", "camera", "edge-storage", "iomodule", "pos", "speaker", "controller", "door",
+                           "iva-task", "face-task", "counting-widget", "counting-group", "capability", "message"}) {
+    const std::string list = std::string("-o json list --extra-values ") + kind;
+    EXPECT_EQ(Run(list + " --data-dir moved --database ''").out, Run(list).out);
+  }
+  EXPECT_THAT(Run(to + from_database).err, HasSubstr(" holds rows already"));
+  const std::string back = support::DatabaseOf(folder_ / "back");
+  ASSERT_EQ(Run("--data-dir back --database '" + back + "' migrate --from moved").err, "");
+  EXPECT_EQ(support::DumpDatabase(folder_ / "back"), support::DumpDatabase(folder_ / "data"));
+  EXPECT_EQ(Run("--data-dir other --database '' migrate --from nowhere").status, 1);
+}
+
 }  // namespace
 }  // namespace qv::test

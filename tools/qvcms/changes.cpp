@@ -108,4 +108,12 @@ int Run(const GlobalOptions& global, const ConfiguringOptions& options) {
   return Report(result, FormatRows(global.format, {"kind", "id", "configuring"}, {row}, true));
 }
 
+int Run(const GlobalOptions& global, const MigrateOptions& options) {
+  qv::HostOptions from = HostToRead(global);
+  from.data_folder = options.from;
+  from.database = options.from_database;
+  qv::Host::Migrate(from, HostToFill(global));
+  return kDone;
+}
+
 }  // namespace qvcms

@@ -26,6 +26,9 @@ int Run(const GlobalOptions& global, const RemoveOptions& options);
 /// Sets or clears a device's configuring flag and prints it.
 int Run(const GlobalOptions& global, const ConfiguringOptions& options);
 
+/// Copies a host into the database that the global options name.
+int Run(const GlobalOptions& global, const MigrateOptions& options);
+
 /// Makes a token for a client of the service and prints it.
 int Run(const GlobalOptions& global, const TokenMakeOptions& options);
 int Run(const GlobalOptions& global, const TokenListOptions& options);

@@ -37,13 +37,12 @@ void HoldStandardStreams() {
 
 /// Overwrites the URI of a database in the list of processes: it may hold a password.
 void HideDatabase(int argc, char** argv) {
-  constexpr std::string_view kOption = "--database";
   for (int i = 1; i < argc; ++i) {
     const std::string_view argument = argv[i];
-    if (!argument.starts_with(kOption)) continue;
-    const bool is_next = argument.size() == kOption.size() && i + 1 < argc;
-    char* const value = is_next ? argv[i + 1] : argv[i] + kOption.size();
-    std::memset(value, 'x', std::strlen(value));
+    const std::size_t name = argument.find('=');
+    if (!argument.starts_with("--") || !argument.substr(0, name).ends_with("database")) continue;
+    char* const value = name != std::string_view::npos ? argv[i] + name + 1 : argv[i + 1];  // null behind the last one
+    if (value != nullptr) std::memset(value, 'x', std::strlen(value));
   }
 }
 

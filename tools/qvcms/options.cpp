@@ -92,6 +92,7 @@ class CommandLine {
     AddStatusAndRemove();
     AddList();
     AddConfiguring();
+    AddMigrate();
     AddToken();
   }
 
@@ -282,6 +283,18 @@ class CommandLine {
         ->check(CLI::IsMember({"on", "off"}));
   }
 
+  void AddMigrate() {
+    CLI::App* migrate = AddCommand("migrate", "Copy a whole host into another, empty database",
+                                   "  qvcms migrate --from old-data --data-dir data --database postgresql://db/qv",
+                                   [this] { return migrate_; });
+    migrate->add_option("--from", migrate_.from, "Data folder of the host that is copied")
+        ->required()
+        ->type_name("DIR")
+        ->check(NotEmpty());
+    migrate->add_option("--from-database", migrate_.from_database, "Its PostgreSQL database, if it has one")
+        ->type_name("URI");
+  }
+
   void AddToken() {
     CLI::App* token = app_.add_subcommand("token", "Say who may use the service (qvcmsd)")->group("Commands");
     token->require_subcommand(1);
@@ -318,6 +331,7 @@ class CommandLine {
   bool wide_ = false;
   bool extra_values_ = false;
   ConfiguringOptions configuring_;
+  MigrateOptions migrate_;
   std::vector<std::string> token_scope_;
   std::string token_note_;
   std::string token_id_;

@@ -70,6 +70,11 @@ struct ConfiguringOptions {
   bool on = false;
 };
 
+struct MigrateOptions {
+  std::filesystem::path from;
+  std::string from_database;
+};
+
 struct TokenMakeOptions {
   std::vector<std::string> scope;
   std::string note;
@@ -81,8 +86,9 @@ struct TokenRevokeOptions {
   std::string id;
 };
 
-using Command = std::variant<PairOptions, UpdateOptions, PlanOptions, StatusOptions, RemoveOptions, ListOptions,
-                             ConfiguringOptions, TokenMakeOptions, TokenListOptions, TokenRevokeOptions>;
+using Command =
+    std::variant<PairOptions, UpdateOptions, PlanOptions, StatusOptions, RemoveOptions, ListOptions, ConfiguringOptions,
+                 MigrateOptions, TokenMakeOptions, TokenListOptions, TokenRevokeOptions>;
 
 struct Options {
   GlobalOptions global;

@@ -171,6 +171,16 @@ class PostgresqlConnection final : public Connection, public Executor {
     return ids_.Take(table);
   }
 
+  std::int64_t LastId(const std::string& table) override {
+    TextRows found;
+    RunText("SELECT CASE WHEN is_called THEN last_value ELSE last_value - 1 END FROM " + table + "_id_seq", &found);
+    return std::stoll(found.rows.at(0).at(0).value());
+  }
+  void SetLastId(const std::string& table, std::int64_t id) override {
+    const std::string value = id == 0 ? "1,false" : std::to_string(id);
+    RunText("SELECT setval('" + table + "_id_seq'," + value + ")", nullptr);
+  }
+
   // The innermost savepoint of a name is the one that is meant, so one name serves every depth.
   void SetSavepoint() override {
     pipeline_.Run("SAVEPOINT all_or_nothing");

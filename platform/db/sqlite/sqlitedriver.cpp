@@ -247,6 +247,17 @@ class SqliteConnection final : public Connection {
   }
   bool InTransaction() const override { return handle_.InTransaction(); }
 
+  std::int64_t LastId(const std::string& table) override {
+    TextRows found;
+    RunText("SELECT seq FROM sqlite_sequence WHERE name='" + table + "'", &found);
+    return found.rows.empty() ? 0 : std::stoll(found.rows[0][0].value());
+  }
+  void SetLastId(const std::string& table, std::int64_t id) override {
+    RunText("DELETE FROM sqlite_sequence WHERE name='" + table + "'", nullptr);
+    if (id == 0) return;
+    RunText("INSERT INTO sqlite_sequence (name,seq) VALUES ('" + table + "'," + std::to_string(id) + ")", nullptr);
+  }
+
   // The innermost savepoint of a name is the one that is meant, so one name serves every depth.
   void SetSavepoint() override { RunKept(0, "SAVEPOINT all_or_nothing"); }
   void ReleaseSavepoint() override { RunKept(1, "RELEASE SAVEPOINT all_or_nothing"); }
