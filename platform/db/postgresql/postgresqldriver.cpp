@@ -140,11 +140,16 @@ class PostgresqlConnection final : public Connection, public Executor {
       if (const auto failure = pipeline_.Flush()) Lose(*failure);
     }
     GiveBackIds(false);
-    pipeline_.Run("COMMIT");
+    // The server answers the COMMIT of a transaction that has failed with a ROLLBACK, which is no error to it.
+    bool is_committed = false;
+    pipeline_.Run("COMMIT", [&](const Result& result) {
+      is_committed = std::string_view(PQcmdStatus(result.get())) == "COMMIT";
+    });
     const auto failure = pipeline_.Flush();
     if (failure && !pipeline_.IsLost()) Lose(*failure);
     if (failure) FindOutAboutCommit(*failure);
     is_open_ = false;
+    if (!failure && !is_committed) throw Error(Error::Kind::Lost, "COMMIT: the transaction had failed before");
   }
   void Rollback() noexcept override {
     if (!is_open_) return;
