@@ -1,6 +1,6 @@
-#include <sys/stat.h>
-
 #include "qvfile.h"
+
+#include <sys/stat.h>
 
 bool IsFileExist(const std::string& path, bool isFolder) {
   struct stat status {};
