@@ -41,8 +41,10 @@ void HideDatabase(int argc, char** argv) {
     const std::string_view argument = argv[i];
     const std::size_t name = argument.find('=');
     if (!argument.starts_with("--") || !argument.substr(0, name).ends_with("database")) continue;
-    char* const value = name != std::string_view::npos ? argv[i] + name + 1 : argv[i + 1];  // null behind the last one
-    if (value != nullptr) std::memset(value, 'x', std::strlen(value));
+    const bool is_next = name == std::string_view::npos;
+    if (is_next && i + 1 == argc) continue;
+    char* const value = is_next ? argv[i + 1] : argv[i] + name + 1;
+    std::memset(value, 'x', std::strlen(value));
   }
 }
 
