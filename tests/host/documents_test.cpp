@@ -69,21 +69,6 @@ TEST(DocumentTest, NamesTheValueThatHasTheWrongType) {
   Document::Parse(R"({"camera_info":[{"id":null}],"ctrler_info":[{"door":null}],"recShare":[5]})").RequireSnapshot();
 }
 
-TEST(DocumentTest, NamesThePlaceInTheText) {
-  try {
-    Document::Parse("{\n  \"POS_info\": [,]}");
-    FAIL();
-  } catch (const qv::Refusal& refusal) {
-    EXPECT_EQ(std::pair(refusal.line(), refusal.column()), std::pair(2UL, 16UL));
-  }
-  try {
-    Document::Parse(R"({"POS_info":[{},{"id":{}}]})").RequireSnapshot();
-    FAIL();
-  } catch (const qv::Refusal& refusal) {
-    EXPECT_EQ(refusal.place(), "POS_info[1].id");
-  }
-}
-
 TEST_F(HostApiTest, TellsWhichEntriesWereNotUsed) {
   const Document document = Document::Parse(R"({
       "camera_info":[{"id":1}],"POS_info":[{"id":1,"port":"x"}],"speaker_info":[{"id":1,"port":[]}],

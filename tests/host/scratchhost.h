@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <memory>
 
+#include "support/hoststate.h"
 #include "support/testdatabase.h"
 
 struct HostApiTest : testing::Test {

@@ -10,8 +10,6 @@ namespace {
 
 using testing::HasSubstr;
 
-const std::string kPair = "--data-binary @" QV_EXAMPLES "/slave7-pair.json";
-
 struct ServiceDoorTest : ServiceTest {
   /// A connection that has sent `text`.
   files::FileDescriptor Connect(const std::string& text) const {

@@ -7,7 +7,6 @@ namespace {
 
 using testing::HasSubstr;
 
-const std::string kPair = "--data-binary @" QV_EXAMPLES "/slave7-pair.json";
 const std::string kSnapshot = "--data-binary @" QV_EXAMPLES "/slave7-snapshot-1.json";
 const std::string kStatus = "--data-binary @" QV_EXAMPLES "/slave7-status.json";
 
@@ -22,8 +21,6 @@ TEST_F(ServiceTest, AnswersEveryRouteThatItDescribes) {
       {"POST /v1/slaves/{zr}/pair", "/v1/slaves/7/pair?model=QVA%203216", kPair, 200,
        R"({"kind":"camera","added":10,"updated":0,"removed":0,"unchanged":0})"},
       {"POST /v1/slaves/{zr}/plan", "/v1/slaves/7/plan", kSnapshot, 200, R"("camera","added":1,"updated":2)"},
-      {"POST /v1/slaves/{zr}/plan", "/v1/slaves/7/plan", "-d '{\"camera_info\":[]}'", 200,
-       R"({"kind":"refusal","code":"too-many-removals")"},
       {"POST /v1/slaves/{zr}/snapshot", "/v1/slaves/7/snapshot", "-d '{\"camera_info\":[]}'", 409,
        R"("code": "too-many-removals")"},
       {"POST /v1/slaves/{zr}/snapshot", "/v1/slaves/7/snapshot", kSnapshot, 200, R"("camera","added":1,"updated":2)"},
@@ -39,7 +36,6 @@ TEST_F(ServiceTest, AnswersEveryRouteThatItDescribes) {
       {"GET /v1/slaves/{zr}/{kind}", "/v1/slaves/7/teapot", "", 404, R"("code": "unknown-kind")"},
       {"GET /v1/{kind}", "/v1/camera?zr=7&limit=1&after=1&vendor=Oculor", "", 200, R"({"id":2,)"},
       {"GET /v1/{kind}", "/v1/camera?password=x", "", 400, "no column"},
-      {"GET /v1/{kind}", "/v1/camera?limit=0", "", 400, "limit"},
       {"PUT /v1/{kind}/{id}/configuring", "/v1/camera/2/configuring", "-X PUT -d '{\"configuring\":true}'", 200,
        R"({"kind":"camera","id":2,"configuring":true})"},
       {"PUT /v1/{kind}/{id}/configuring", "/v1/camera/999/configuring", "-X PUT -d '{\"configuring\":true}'", 404,
@@ -69,19 +65,6 @@ TEST_F(ServiceTest, AnswersEveryRouteThatItDescribes) {
   EXPECT_EQ(Curl("/v1/slaves", "-X PATCH").status, 405);
   EXPECT_EQ(Curl("/v2").status, 404);
   EXPECT_EQ(Stop(), 0);
-}
-
-TEST_F(ServiceTest, SaysTheSameAsTheCommandLine) {
-  Start();
-  for (const std::string& document : {kPair, kSnapshot, kStatus}) {
-    const std::string file = document.substr(document.find('@') + 1);
-    const std::string command = document == kPair ? "pair" : document == kSnapshot ? "snapshot" : "status";
-    const Reply reply = Curl("/v1/slaves/7/" + command, document);
-    const std::string other = "--data-dir other -o json " + (command == "snapshot" ? "update" : command) + " 7 ";
-    EXPECT_EQ(reply.body, Run(other + file).out) << command;
-  }
-  EXPECT_EQ(Curl("/v1/camera?zr=7").body, Run("--data-dir other -o json list camera --zr 7").out);
-  EXPECT_EQ(Curl("/v1/slaves/7", "-X DELETE").body, Run("--data-dir other -o json remove 7").out);
 }
 
 TEST_F(ServiceTest, LetsATokenDoWhatItIsForAndNothingElse) {
@@ -151,7 +134,6 @@ TEST_F(ServiceTest, TakesGzipWithinItsLimits) {
       {"pair.gz", "gzip", 200, "camera"},
       {"bomb.gz", "gzip", 400, "larger than 100000 bytes"},
       {"half.gz", "gzip", 400, "no whole gzip"},
-      {"pair.gz", "identity", 400, "unreadable-document"},
       {"large", "identity", 413, "too-large"},
       {"pair.gz", "br", 415, "unsupported-encoding"},
       {"large -H 'Transfer-Encoding: chunked'", "identity", 413, "too-large"},

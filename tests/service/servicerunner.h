@@ -11,6 +11,9 @@
 
 namespace qv::test {
 
+/// Of curl: sends what a slave is paired with.
+inline const std::string kPair = "--data-binary @" QV_EXAMPLES "/slave7-pair.json";
+
 struct ServiceTest : ToolTest {
   ~ServiceTest() override { Stop(SIGKILL); }
 

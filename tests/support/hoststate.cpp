@@ -13,16 +13,12 @@
 namespace support {
 namespace {
 
-struct Close {
-  void operator()(sqlite3* database) const { sqlite3_close_v2(database); }
-  void operator()(sqlite3_stmt* statement) const { sqlite3_finalize(statement); }
-};
-using Database = std::unique_ptr<sqlite3, Close>;
+using Database = std::unique_ptr<sqlite3, decltype(&sqlite3_close_v2)>;
 
 Database Open(const std::filesystem::path& folder, int flags = SQLITE_OPEN_READWRITE) {
   sqlite3* opened = nullptr;
   const int code = sqlite3_open_v2((folder / "qvcms.db").c_str(), &opened, flags, nullptr);
-  Database database(opened);
+  Database database(opened, sqlite3_close_v2);
   if (code != SQLITE_OK) throw std::runtime_error("cannot open the database in " + folder.string());
   // Looking must not tidy up: the next process shall find what the last one left.
   sqlite3_db_config(opened, SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
@@ -30,22 +26,18 @@ Database Open(const std::filesystem::path& folder, int flags = SQLITE_OPEN_READW
 }
 
 std::vector<std::string> Select(sqlite3* database, const std::string& sql) {
-  sqlite3_stmt* prepared = nullptr;
-  if (sqlite3_prepare_v2(database, sql.c_str(), -1, &prepared, nullptr) != SQLITE_OK) {
+  std::vector<std::string> rows;
+  const auto add_row = [](void* all, int columns, char** texts, char** /*names*/) {
+    std::string& row = static_cast<std::vector<std::string>*>(all)->emplace_back();
+    for (int column = 0; column < columns; ++column) {
+      if (column > 0) row += '|';
+      row += texts[column] == nullptr ? "null" : texts[column];
+    }
+    return 0;
+  };
+  if (sqlite3_exec(database, sql.c_str(), add_row, &rows, nullptr) != SQLITE_OK) {
     throw std::runtime_error(sql + ": " + sqlite3_errmsg(database));
   }
-  const std::unique_ptr<sqlite3_stmt, Close> statement(prepared);
-  std::vector<std::string> rows;
-  int code = SQLITE_ROW;
-  while ((code = sqlite3_step(prepared)) == SQLITE_ROW) {
-    std::string& row = rows.emplace_back();
-    for (int column = 0; column < sqlite3_column_count(prepared); ++column) {
-      if (column > 0) row += '|';
-      const auto* text = reinterpret_cast<const char*>(sqlite3_column_text(prepared, column));
-      row += text == nullptr ? "null" : std::string(text);
-    }
-  }
-  if (code != SQLITE_DONE) throw std::runtime_error(sql + ": " + sqlite3_errmsg(database));
   return rows;
 }
 
@@ -109,10 +101,7 @@ std::vector<std::string> QueryFolder(const std::filesystem::path& folder, const 
 
 void ExecuteInFolder(const std::filesystem::path& folder, const std::string& sql) {
   if (OnPostgresql()) return static_cast<void>(QueryPostgresql(DatabaseOf(folder), sql));
-  const Database database = Open(folder, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE);
-  if (sqlite3_exec(database.get(), sql.c_str(), nullptr, nullptr, nullptr) != SQLITE_OK) {
-    throw std::runtime_error(sqlite3_errmsg(database.get()));
-  }
+  Select(Open(folder, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE).get(), sql);
 }
 
 std::vector<std::array<int, 4>> ReadDeviceCache(const std::filesystem::path& folder) {

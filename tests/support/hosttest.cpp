@@ -45,12 +45,4 @@ void HostTest::Refuse(const std::string& operation, const std::string& table, co
   Sql(RefusingTrigger("refuse" + std::to_string(++number), operation, table, condition));
 }
 
-void HostTest::AcceptAgain(const std::string& table) {
-  const std::string of_table =
-      OnPostgresql() ? "SELECT tgname || ' ON ' || '" + table +
-                           "' FROM pg_trigger WHERE tgname LIKE 'refuse%' AND tgrelid='" + table + "'::regclass"
-                     : "SELECT name FROM sqlite_schema WHERE type='trigger' AND tbl_name='" + table + "'";
-  for (const std::string& trigger : QueryFolder(qv::db::DataFolder(), of_table)) Sql("DROP TRIGGER " + trigger);
-}
-
 }  // namespace support

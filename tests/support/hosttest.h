@@ -67,8 +67,6 @@ struct HostTest : testing::Test {
   /// From now on the database refuses to `operation` ("INSERT", "UPDATE", "DELETE") rows of `table`.
   /// @param condition  which rows, in SQL with NEW and OLD; empty: all
   static void Refuse(const std::string& operation, const std::string& table, const std::string& condition = "");
-  /// No operation on rows of `table` is refused any more.
-  static void AcceptAgain(const std::string& table);
   /// From now on every statement about `table` fails.
   static void Break(const std::string& table) { Sql("ALTER TABLE " + table + " RENAME TO " + table + "_away"); }
 

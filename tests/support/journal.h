@@ -23,9 +23,6 @@ namespace support {
 
 using Lines = std::vector<std::string>;
 
-/// A list of lines, for those that are laid out better as arguments.
-inline constexpr auto LinesOf = [](const auto&... lines) { return Lines{lines...}; };
-
 /// Those of the lines that start so.
 inline Lines Only(Lines lines, const std::string& start) {
   std::erase_if(lines, [&](const std::string& line) { return !line.starts_with(start); });

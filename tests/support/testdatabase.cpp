@@ -1,8 +1,6 @@
 #include "testdatabase.h"
 
-#include <fcntl.h>
 #include <libpq-fe.h>
-#include <sys/file.h>
 #include <unistd.h>
 
 #include <cstdlib>
@@ -126,20 +124,6 @@ std::string RefusingTrigger(const std::string& name, const std::string& operatio
   if (!OnPostgresql()) return start + when + " BEGIN SELECT RAISE(ABORT, 'refused'); END;";
   return "CREATE FUNCTION " + name + "() RETURNS trigger LANGUAGE plpgsql AS $$BEGIN RAISE 'refused'; END$$;" + start +
          " FOR EACH ROW" + when + " EXECUTE FUNCTION " + name + "()";
-}
-
-std::shared_ptr<void> WriteBeside(const std::filesystem::path& folder, int zr) {
-  if (!OnPostgresql()) {
-    const int lock = open((folder / "writer.lock").c_str(), O_RDWR | O_CLOEXEC);
-    if (flock(lock, LOCK_EX) != 0) throw std::runtime_error("cannot lock " + folder.string());
-    return {nullptr, [lock](void*) { close(lock); }};
-  }
-  PGconn* const connection = PQconnectdb(DatabaseOf(folder).c_str());
-  const std::string lock = "SELECT pg_advisory_lock(oid::integer," + std::to_string(zr) +
-                           ") FROM pg_namespace WHERE nspname = current_schema()";
-  const std::unique_ptr<PGresult, decltype(&PQclear)> result(PQexec(connection, lock.c_str()), PQclear);
-  if (PQresultStatus(result.get()) != PGRES_TUPLES_OK) throw std::runtime_error(PQerrorMessage(connection));
-  return {connection, [](void* held) { PQfinish(static_cast<PGconn*>(held)); }};
 }
 
 std::vector<std::string> QueryPostgresql(const std::string& database, const std::string& sql) {

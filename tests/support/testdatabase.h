@@ -28,9 +28,6 @@ void ReturnDatabasesBelow(const std::filesystem::path& folder);
 std::string RefusingTrigger(const std::string& name, const std::string& operation, const std::string& table,
                             const std::string& condition);
 
-/// As long as the result lives, somebody else is writing rows of server `zr` to the host in `folder`.
-std::shared_ptr<void> WriteBeside(const std::filesystem::path& folder, int zr);
-
 /// Runs SQL statements on a connection of its own. @return the rows of the last one, columns joined by "|", nulls as
 /// "null"
 std::vector<std::string> QueryPostgresql(const std::string& database, const std::string& sql);

@@ -8,8 +8,6 @@
 namespace qv::test {
 
 struct ToolTest : testing::Test {
-  ~ToolTest() override { db::Close(); }  // after a call that threw
-
   struct Result {
     int status = -1;
     std::string out, err;
@@ -39,13 +37,6 @@ struct ToolTest : testing::Test {
   void RemoveHost() const {
     support::ReturnDatabasesBelow(folder_ / "data");
     std::filesystem::remove_all(folder_ / "data");
-  }
-
-  /// Changes the host's database behind its back.
-  void Execute(const std::string& sql) const {
-    db::Open(folder_ / "data", support::OptionsFor(folder_ / "data"));
-    db::ThisThread().Execute(sql);
-    db::Close();
   }
 
   /// The JSON that "-o json" printed; throws when it is not one JSON value.
