@@ -1,4 +1,4 @@
-/// Documents that a slave in the wrong hands could send: their texts harm nobody, and the memory stays in proportion.
+/// What a slave in the wrong hands could bring about: links are not followed, and the memory stays in proportion.
 
 #include <regex>
 
@@ -13,18 +13,6 @@ constexpr int kDone = 0;
 constexpr int kBadDocument = 65;
 
 using HostileTest = ToolTest;
-
-TEST_F(HostileTest, TextsAreKeptAsTheyAreAndStayInTheirLineOfTheLog) {
-  Write("document", R"({"speaker_info":[{"id":1,"name":"a\nERR faked\r\u001b[31m"},
-    {"id":2,"name":"'); DROP TABLE ipspeaker; -- % _ $1 ?1 :a @b %s%n%*d%99999999d"}]})");
-  const Result result = Run("--log-level 7 -o json pair 7 document");
-  EXPECT_EQ(result.err.find_first_of("\x1b\r"), std::string::npos) << result.err;
-  EXPECT_THAT(result.err, testing::Not(testing::HasSubstr("\nERR faked")));
-  EXPECT_THAT(support::QueryFolder(folder_ / "data", "SELECT name FROM ipspeaker WHERE id=1"),
-              testing::ElementsAre("a\nERR faked\r\x1b[31m"));
-  EXPECT_THAT(support::QueryFolder(folder_ / "data", "SELECT name FROM ipspeaker WHERE id=2"),
-              testing::ElementsAre("'); DROP TABLE ipspeaker; -- % _ $1 ?1 :a @b %s%n%*d%99999999d"));
-}
 
 TEST_F(HostileTest, LinksInPlaceOfTheDataAreNotFollowed) {
   Write("document", R"({"camCapList":[{"camVendor":"v","camModel":"m","capFileName":"3/x.cap","camCap":{}}]})");

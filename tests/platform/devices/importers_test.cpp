@@ -1,7 +1,6 @@
 /// The savers that take a whole section of a slave's document.
 
 #include "devices/devicesteps.h"
-#include "pos.h"
 #include "recserversavers.h"
 #include "support/hosttest.h"
 
@@ -53,14 +52,6 @@ TEST_F(Importers, PairedTerminalsAreToldInOneMessageIfAsked) {
   EXPECT_THAT(Journal([&] { EXPECT_EQ(SavePOSFromRecServer(7, section, true), 0); }),
               ElementsAre("insert pos 1", "insert pos 2", R"(message 0 msgd pos-update {"ids":[1,2],"type":0})"));
   EXPECT_THAT(Journal([&] { EXPECT_EQ(SavePOSFromRecServer(7, section, false), 0); }), IsEmpty());
-}
-
-TEST_F(Importers, WhatRefersToATerminalGoesWithIt) {
-  POS pos;
-  pos.Save();
-  Sql("INSERT INTO emap_item (pos_id) VALUES (1); INSERT INTO pos_event_conf (pos_id) VALUES (1)");
-  EXPECT_THAT(Journal([&] { EXPECT_EQ(SyncRelatedTableForPOSDel(pos), 0); }),
-              ElementsAre("delete emap_item 1", "delete pos_event_conf 1"));
 }
 
 TEST_F(Importers, PairingsAreTiedToModulesAndCamerasAndGoWithTheModule) {

@@ -78,12 +78,6 @@ TEST(Document, IsLimitedInDepthAndSize) {
   EXPECT_EQ(Read("[1] ", {.size = 3}), "0:0 larger than 3 bytes");
 }
 
-TEST(Document, IsLimitedInItsNumberOfValues) {
-  const std::string rows = R"([{"a":1,"b":2,"c":3,"d":4},{"a":1,"b":2,"c":3,"d":4},{"a":1,"b":2,"c":[],"d":4}])";
-  EXPECT_EQ(Read(rows, {.values = 16}), rows);
-  EXPECT_EQ(Read(rows, {.values = 15}), "1:79 more than 15 values");
-}
-
 /// The reader uses what it knows of the row before.
 TEST(Document, EveryRowOfAListIsReadAsItIsWhateverTheRowsBeforeIt) {
   const std::string rows[] = {

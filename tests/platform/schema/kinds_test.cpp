@@ -4,7 +4,6 @@
 #include <fstream>
 #include <regex>
 
-#include "removal/ownedrows.h"
 #include "support/hosttest.h"
 
 namespace {
@@ -38,13 +37,6 @@ TEST_F(Kinds, WithASectionComeFromItAndAreInTheExamples) {
     EXPECT_EQ(kind.table->Count({}), 1) << kind.name;
     EXPECT_TRUE(snapshot.isMember(kind.section.name)) << kind.section.name;
     EXPECT_EQ(report.isMember(kind.section.name), kind.section.in_reports) << kind.section.name;
-  }
-}
-
-TEST_F(Kinds, ThatBelongToAServerGoWithIt) {
-  for (const Kind& kind : qv::schema::Kinds()) {
-    const bool belongs = !qv::removal::RowsOf(*kind.table, 7).empty();
-    EXPECT_EQ(kind.removal != qv::schema::Removal::None, belongs) << kind.name;
   }
 }
 

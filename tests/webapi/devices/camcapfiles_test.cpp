@@ -138,18 +138,20 @@ TEST_F(CamCapFilesTest, WhatIsInTheWayIsReportedAndHoldsUpNothingElse) {
 
 TEST_F(CamCapFilesTest, AProcessThatStartsMendsTheFolder) {
   Take(7, "0/new");
+  Take(7, "0/v/new");
   const fs::path capability = folder() / "capability";
   using namespace std::string_literals;
   std::ofstream(capability / "7/new") << "damaged";
-  std::ofstream(capability / "7/old") << "of a row that is gone";
+  fs::remove_all(capability / "7/v");
+  std::ofstream(capability / "7/v") << "of a row that is gone";
   fs::create_directories(capability / "8/left/empty");
   std::ofstream(folder() / "capability.stamp") << "x\0../qvcms.db"s;
   Restart();
-  EXPECT_THAT(Files(), ElementsAre(File("7/new")));
+  EXPECT_THAT(Files(), ElementsAre(File("7/new"), File("7/v/new")));
   EXPECT_FALSE(fs::exists(capability / "8/left"));
   fs::remove_all(capability);
   Restart();
-  EXPECT_THAT(Files(), ElementsAre(File("7/new"))) << "a folder that somebody removed";
+  EXPECT_THAT(Files(), ElementsAre(File("7/new"), File("7/v/new"))) << "a folder that somebody removed";
 }
 
 TEST_F(CamCapFilesTest, OneThreadAtATimeMakesTheFolder) {
