@@ -42,7 +42,7 @@ class EntryReader {
     Json::Value rest(Json::objectValue);
     for (const std::string& name : rest_.getMemberNames()) {
       if (rest_[name].isNull()) continue;
-      if (const char* const reason = json::WhyNotStorable(name, rest_[name])) {
+      if (const char* const reason = json::WhyMemberNotStorable(name, rest_[name])) {
         log::Warn("The reported \"{}\" of a counting widget or group is left out: {}", name, reason);
       } else {
         rest[name] = rest_[name];

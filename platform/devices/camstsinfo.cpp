@@ -40,10 +40,11 @@ CamStsInfo::CamStsInfo(int camId, const Json::Value& elem)
   for (std::size_t i = 0; i < kProfileCount; ++i) {
     const Json::Value& profile = elem[kProfileKeys[i]];
     if (profile.isNull()) continue;
-    if (const char* const reason = json::WhyNotStorable(profile)) {
+    std::string text = JsonWrite(profile, true);
+    if (const char* const reason = json::WhyNotStorable(profile, text)) {
       log::Warn("The reported \"{}\" does not fit camera [{}]: {}", kProfileKeys[i], camId, reason);
     } else {
-      profiles_[i] = JsonWrite(profile, true);
+      profiles_[i] = std::move(text);
     }
   }
 }

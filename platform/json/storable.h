@@ -13,8 +13,10 @@ namespace qv::json {
 ///         why it would not, for a log line or an error: "a text is not UTF-8", "the name of a member is not UTF-8",
 ///         "a number is infinite or not a number", "it is nested deeper than 1000 levels"
 const char* WhyNotStorable(const Json::Value& value);
+/// The same where `written`, what `JsonWrite` makes of the value, is there already: this costs less.
+const char* WhyNotStorable(const Json::Value& value, std::string_view written);
 /// The same for a member of an object that is to be stored.
-const char* WhyNotStorable(std::string_view name, const Json::Value& value);
+const char* WhyMemberNotStorable(std::string_view name, const Json::Value& value);
 
 /// Checks a text that is to be stored in a text column. Thread-safe.
 /// @return null if every database keeps it as it is; else the reason why not: "it is not UTF-8", "it contains a NUL"

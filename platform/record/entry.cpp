@@ -40,7 +40,7 @@ class UnknownMembers {
     const Json::Value stored = StoredIn(held);
     return stored.isObject() && std::any_of(members_.begin(), members_.end(), [&](const auto& member) {
              return Differs(stored, member.first, *member.second) &&
-                    json::WhyNotStorable(member.first, *member.second) == nullptr;
+                    json::WhyMemberNotStorable(member.first, *member.second) == nullptr;
            });
   }
 
@@ -56,7 +56,7 @@ class UnknownMembers {
       const std::string name(key);
       if (value->isNull()) {
         merged.removeMember(name);
-      } else if (const char* const reason = json::WhyNotStorable(key, *value)) {
+      } else if (const char* const reason = json::WhyMemberNotStorable(key, *value)) {
         refuse(key, reason);
       } else {
         merged[name] = reported[name] = *value;

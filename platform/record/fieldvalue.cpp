@@ -10,6 +10,7 @@
 #include "json/document.h"
 #include "json/equal.h"
 #include "json/storable.h"
+#include "json/written.h"
 #include "qvjson.h"
 
 namespace qv::record {
@@ -69,7 +70,9 @@ bool ToBool(const Json::Value& value, bool& flag) {
 }
 
 bool MeansTheSame(std::string_view held, const Json::Value& value) {
-  return !held.empty() && json::AreSame(ParseStored(held), value);
+  const json::Written written = json::CompareWritten(value, held);
+  if (written != json::Written::Unclear) return written == json::Written::Same;
+  return !held.empty() && (held == JsonWrite(value, true) || json::AreSame(ParseStored(held), value));
 }
 
 /// A float with the digits that tell it from other floats, not those of the double that holds it.
@@ -124,7 +127,7 @@ bool Convert(const Field& field, const Json::Value& value, std::string& made, Va
       break;
   }
   converted = made = JsonWrite(value, true);
-  return true;
+  return json::WhyNotStorable(value, made) == nullptr;
 }
 
 /// As `==`, which for variants goes through a table of functions.
@@ -137,13 +140,10 @@ bool AreEqual(const Value& left, const Value& right) {
 /// How `value` stands to the field; `reported` receives it as the field would hold it.
 Fit Compare(const Field& field, const void* record, const Json::Value& value, std::string& made, Value& reported) {
   if (value.isNull()) return Fit::Same;
-  if (!Convert(field, value, made, reported)) return Fit::Misfit;
   const Value held = field.get(record);
+  if (field.type == ValueType::Json && MeansTheSame(std::get<std::string_view>(held), value)) return Fit::Same;
+  if (!Convert(field, value, made, reported)) return Fit::Misfit;
   if (AreEqual(reported, held)) return Fit::Same;
-  if (field.type == ValueType::Json) {
-    if (MeansTheSame(std::get<std::string_view>(held), value)) return Fit::Same;
-    if (json::WhyNotStorable(value) != nullptr) return Fit::Misfit;
-  }
   if (field.type == ValueType::Text && json::WhyNotStorableText(std::get<std::string_view>(reported)) != nullptr) {
     return Fit::Misfit;
   }
@@ -194,10 +194,15 @@ Value ParseColumn(const Field& field, const char* text) {
 
 void BindField(const Field& field, const void* record, db::Query& query) {
   const Value value = field.get(record);
-  if (field.info.references != nullptr && value == Value(0)) {
+  if (const auto* text = std::get_if<std::string_view>(&value)) {
+    query.Bind(*text);
+  } else if (const auto* real = std::get_if<double>(&value)) {
+    query.Bind(*real);
+  } else if (const std::int64_t number = std::get<std::int64_t>(value);
+             number == 0 && field.info.references != nullptr) {
     query.BindNull();
   } else {
-    std::visit([&](const auto held) { query.Bind(held); }, value);
+    query.Bind(number);
   }
 }
 
@@ -236,9 +241,7 @@ Fit TakeField(const Field& field, void* record, const Json::Value& value) {
   return fit;
 }
 
-bool Holds(const JsonText& held, const Json::Value& value) {
-  return held.text == JsonWrite(value, true) || MeansTheSame(held.text, value);
-}
+bool Holds(const JsonText& held, const Json::Value& value) { return MeansTheSame(held.text, value); }
 
 Json::Value ParseStored(std::string_view text) {
   if (text.empty()) return {};

@@ -8,6 +8,7 @@
 
 #include "json/equal.h"
 #include "json/storable.h"
+#include "json/written.h"
 #include "qvjson.h"
 
 namespace {
@@ -132,6 +133,26 @@ TEST(JsonWrite, IndentsByTwoBlanksAndWritesNullForWhatIsNoNumber) {
   EXPECT_EQ(JsonWrite(value, false), "{\n  \"a\": [\n    1,\n    \"x\"\n  ],\n  \"b\": {},\n  \"c\": null\n}");
 }
 
+TEST(CompareWritten, IsSureOnlyWhereReadingTheTextWouldTellTheSame) {
+  Json::Value with_gap(Json::arrayValue);
+  with_gap[1] = 2;
+  const std::tuple<Json::Value, const char*, qv::json::Written> cases[] = {
+      {Parse(R"({"a":[1,-2,"x",true,null,0.5],"b":{},"c":[]})"), R"({"a":[1,-2,"x",true,null,0.5],"b":{},"c":[]})",
+       qv::json::Written::Same},
+      {Parse(R"({"a":[1,2]})"), R"({"a":[1,3]})", qv::json::Written::Differs},
+      {Parse(R"({"a":"x","b":1})"), R"({"a":"y","b":1})", qv::json::Written::Differs},
+      {Parse("[1]"), "[1.0]", qv::json::Written::Unclear},
+      {Parse("12"), "123", qv::json::Written::Differs},
+      {Parse(R"(["say \"x\""])"), R"(["say \"x\""])", qv::json::Written::Unclear},
+      {Parse(R"({"a":1})"), R"({"a":1,"b":null})", qv::json::Written::Unclear},
+      {Parse(R"({"a":1,"b":null})"), R"({"a":1})", qv::json::Written::Unclear},
+      {with_gap, "[null,2]", qv::json::Written::Unclear},
+      {Parse(R"("x")"), R"("x)", qv::json::Written::Unclear},
+      {Parse("[1]"), "[1]]", qv::json::Written::Unclear},
+  };
+  for (const auto& [value, text, expected] : cases) EXPECT_EQ(qv::json::CompareWritten(value, text), expected) << text;
+}
+
 TEST(WhyNotStorable, TellsWhatWouldNotReadBackEqual) {
   const auto nested = [](Json::Value value, std::size_t levels) {
     for (; levels > 0; levels -= 2) {
@@ -151,8 +172,12 @@ TEST(WhyNotStorable, TellsWhatWouldNotReadBackEqual) {
       {nested({}, qv::json::kMaxDepth), nullptr},
       {nested(std::string("a\0b", 3), 2), nullptr},
   };
-  for (const auto& [value, reason] : cases) EXPECT_STREQ(qv::json::WhyNotStorable(value), reason);
-  EXPECT_STREQ(qv::json::WhyNotStorableText("\xC3"), "it is not UTF-8");
+  for (const auto& [value, reason] : cases) {
+    EXPECT_STREQ(qv::json::WhyNotStorable(value), reason);
+    EXPECT_STREQ(qv::json::WhyNotStorable(value, JsonWrite(value, true)), reason);
+  }
+  EXPECT_STREQ(qv::json::WhyNotStorableText("eight letters, T\xC3\xBCr"), nullptr);
+  EXPECT_STREQ(qv::json::WhyNotStorableText("eight letters \xC3"), "it is not UTF-8");
   EXPECT_STREQ(qv::json::WhyNotStorableText({"a\0b", 3}), "it contains a NUL");
 }
 
