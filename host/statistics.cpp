@@ -8,13 +8,21 @@
 namespace qv {
 namespace {
 
-/// The column with the state that servers report of a kind's devices; null if they report none.
-const char* StatusColumn(const host::Kind& kind) {
-  for (const record::Field& field : kind.table->fields()) {
-    const std::string_view key = field.info.json_key == nullptr ? field.info.column : field.info.json_key;
-    if (field.info.role == FieldRole::Status && key == "status") return field.info.column;
+/// A kind of devices, and its column with the state that servers report.
+struct Reported {
+  const host::Kind* kind;
+  std::string status;
+};
+
+std::vector<Reported> ReportedKinds() {
+  std::vector<Reported> kinds;
+  for (const host::Kind& kind : host::AllKinds()) {
+    for (const record::Field& field : kind.table->fields()) {
+      const std::string_view key = field.info.json_key == nullptr ? field.info.column : field.info.json_key;
+      if (field.info.role == FieldRole::Status && key == "status") kinds.push_back({&kind, field.info.column});
+    }
   }
-  return nullptr;
+  return kinds;
 }
 
 std::int64_t DatabaseSize(db::Session& session) {
@@ -37,20 +45,38 @@ Statistics Host::Statistics() const {
         statistics.messages.push_back({std::string(query.Row().Text(0)), query.Row().Int(1), query.Row().Int(2)});
       }
     }
-    for (const host::Kind& kind : host::AllKinds()) {
-      const char* const status = StatusColumn(kind);
-      if (status == nullptr || kind.role == host::Role::Outbox || kind.name == "server") continue;
-      const std::string column = status;
-      std::string sql = "SELECT " + column;
-      sql.append(",count(*) FROM ").append(kind.table->name());
-      sql.append(" GROUP BY ").append(column).append(" ORDER BY ").append(column);
+    for (const auto& [kind, status] : ReportedKinds()) {
+      std::string sql = "SELECT " + status;
+      sql.append(",count(*) FROM ").append(kind->table->name());
+      sql.append(" GROUP BY ").append(status).append(" ORDER BY ").append(status);
       db::Query query = session.Prepare(sql);
       while (query.Next()) {
-        statistics.devices.push_back({std::string(kind.name), query.Row().Int(0), query.Row().Int(1)});
+        statistics.devices.push_back({std::string(kind->name), query.Row().Int(0), query.Row().Int(1)});
       }
     }
     statistics.database_bytes = DatabaseSize(session);
     return statistics;
+  });
+}
+
+std::map<int, ServerCounts> Host::CountByServer() const {
+  return host::Guarded([&] {
+    std::map<int, ServerCounts> servers;
+    if (!has_data_) return servers;
+    const db::Snapshot one_state;
+    db::Session& session = db::ThisThread();
+    for (const auto& [kind, status] : ReportedKinds()) {
+      db::Query query =
+          session.Prepare("SELECT owner_zr_id,count(*),sum(CASE WHEN " + status + "=1 THEN 0 ELSE 1 END) FROM " +
+                          kind->table->name() + " WHERE owner_zr_id>0 GROUP BY owner_zr_id");
+      while (query.Next()) {
+        servers[static_cast<int>(query.Row().Int(0))].devices.push_back(
+            {std::string(kind->name), query.Row().Int(1), query.Row().Int(2)});
+      }
+    }
+    db::Query query = session.Prepare("SELECT zr_id,count(*) FROM message WHERE zr_id>0 GROUP BY zr_id");
+    while (query.Next()) servers[static_cast<int>(query.Row().Int(0))].messages = query.Row().Int(1);
+    return servers;
   });
 }
 

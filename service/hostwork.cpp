@@ -2,7 +2,7 @@
 
 #include <charconv>
 
-#include "inflate.h"
+#include "gzip.h"
 
 namespace qvcmsd {
 namespace {

@@ -6,6 +6,8 @@
 #include <array>
 #include <iterator>
 
+#include "gzip.h"
+
 namespace qvcmsd {
 namespace {
 
@@ -91,6 +93,19 @@ std::vector<std::string_view> Split(std::string_view text, char separator) {
   }
 }
 
+/// Whether `accepted`, the value of Accept-Encoding, lets answers be sent as gzip.
+bool TakesGzip(std::string_view accepted) {
+  while (!accepted.empty()) {
+    std::string_view coding = accepted.substr(0, accepted.find(','));
+    accepted.remove_prefix(std::min(accepted.size(), coding.size() + 1));
+    coding.remove_prefix(std::min(coding.size(), coding.find_first_not_of(" \t")));
+    if (coding.substr(0, coding.find_first_of("; \t")) != "gzip") continue;
+    const std::size_t weight = coding.find("q=");
+    return weight == std::string_view::npos || coding.find_first_of("123456789", weight) != std::string_view::npos;
+  }
+  return false;
+}
+
 }  // namespace
 
 std::optional<Target> ParseTarget(std::string_view text) {
@@ -116,6 +131,15 @@ std::optional<Target> ParseTarget(std::string_view text) {
 std::string_view Request::Header(std::string_view name) const {
   const auto found = headers.find(name);
   return found == headers.end() ? std::string_view() : found->second;
+}
+
+void Compress(const Request& request, Response& response) {
+  constexpr std::size_t kWorthIt = 1024;
+  if (response.status != 200 || response.body.size() < kWorthIt) return;
+  response.headers.emplace_back("Vary", "Accept-Encoding");
+  if (!TakesGzip(request.Header("accept-encoding"))) return;
+  response.body = Deflate(response.body);
+  response.headers.emplace_back("Content-Encoding", "gzip");
 }
 
 std::string_view ReasonOf(int status) {

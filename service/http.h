@@ -60,6 +60,9 @@ struct Response {
 /// Takes the answer to a request, once, from any thread.
 using Answer = std::function<void(Response)>;
 
+/// Compresses the answer if the client takes gzip and the answer is long enough to gain by it.
+void Compress(const Request& request, Response& response);
+
 /// "Not Found" for 404.
 std::string_view ReasonOf(int status);
 

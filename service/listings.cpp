@@ -58,6 +58,8 @@ bool IsKind(std::string_view name) {
   return std::any_of(kinds.begin(), kinds.end(), [&](const qv::KindInfo& kind) { return kind.name == name; });
 }
 
+const qv::ServerCounts kNothing;
+
 std::int64_t IdOf(const qv::Row& row) {
   const auto id = std::find_if(row.begin(), row.end(), [](const auto& member) { return member.first == "id"; });
   return id == row.end() ? 0 : id->second.asInt64();
@@ -65,53 +67,54 @@ std::int64_t IdOf(const qv::Row& row) {
 
 }  // namespace
 
-Response Service::ListRows(const Call& call) const {
+Response Service::ListRows(const Call& call) {
   const qv::ListQuery query = QueryOf(call);
   if (!IsKind(query.kind)) return Problem(404, "unknown-kind", "there is no kind \"" + query.kind + '"');
   qv::Page page = host_.List(query);
-  if (query.kind == "server") {
-    for (qv::Row& slave : page.rows) AddState(slave);
-  }
+  if (query.kind == "server") AddState(page.rows);
   Response response{.body = qv::ToJson(page.rows)};
   if (page.after) response.headers.emplace_back("Link", '<' + NextPage(call, *page.after) + ">; rel=\"next\"");
   return response;
 }
 
-Response Service::ShowSlave(const Call& call) const {
+Response Service::ShowSlave(const Call& call) {
   std::vector<qv::Row> rows = host_.List({.kind = "server", .zr = call.zr, .limit = 1}).rows;
   if (rows.empty()) {
     return Problem(404, qv::NameOf(qv::RefusalCode::UnknownServer),
                    "slave " + std::to_string(call.zr) + " is not known here");
   }
-  AddState(rows.front());
+  AddState(rows);
   Json::Value slave(Json::objectValue);
   for (auto& [name, value] : rows.front()) slave[name] = std::move(value);
   return {.body = qv::ToJson(slave, false) + '\n'};
 }
 
-void Service::AddState(qv::Row& slave) const {
-  const int zr = static_cast<int>(IdOf(slave));
+void Service::AddState(std::vector<qv::Row>& slaves) {
+  const auto counts = counts_.Get();
   const auto text = [](const auto& time) { return time ? Json::Value(Timestamp(*time)) : Json::Value(); };
-  const auto silent_since = silence_.SinceWhen(zr);
-  slave.emplace_back("silent", silent_since.has_value());
-  slave.emplace_back("silent_since", text(silent_since));
-  slave.emplace_back("last_heard", text(silence_.LastHeard(zr)));
+  for (qv::Row& slave : slaves) {
+    const int zr = static_cast<int>(IdOf(slave));
+    const auto silent_since = silence_.SinceWhen(zr);
+    slave.emplace_back("silent", silent_since.has_value());
+    slave.emplace_back("silent_since", text(silent_since));
+    slave.emplace_back("last_heard", text(silence_.LastHeard(zr)));
+    const auto found = counts->find(zr);
+    const qv::ServerCounts& of_slave = found == counts->end() ? kNothing : found->second;
+    Json::Value devices(Json::objectValue);
+    for (const qv::ServerCounts::Devices& kind : of_slave.devices) {
+      devices[kind.kind]["total"] = Json::Int64{kind.all};
+      devices[kind.kind]["not_well"] = Json::Int64{kind.not_well};
+    }
+    slave.emplace_back("devices", std::move(devices));
+    slave.emplace_back("messages_waiting", Json::Int64{of_slave.messages});
+  }
 }
 
 Response Service::ShowMetrics() {
-  /// Counting all devices takes a while: not more than this part of the time is spent on it.
-  constexpr int kShare = 20;
-  const std::lock_guard lock(statistics_mutex_);
-  const auto begin = std::chrono::steady_clock::now();
-  if (begin >= statistics_due_) {
-    statistics_ = host_.Statistics();
-    const auto end = std::chrono::steady_clock::now();
-    statistics_due_ = end + kShare * (end - begin);
-  }
   return {.type = "text/plain; version=0.0.4",
           .body = metrics_.Text({.depth = pipeline_.depth(),
                                  .ages = silence_.ages(),
-                                 .host = statistics_,
+                                 .host = *statistics_.Get(),
                                  .watchers = events_.watchers(),
                                  .connections = connections_})};
 }

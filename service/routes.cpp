@@ -101,7 +101,9 @@ std::span<const Route> Routes() {
        "/v1/slaves",
        Operation::ListSlaves,
        Need::Read,
-       "All slaves with their state, also whether they are silent",
+       "All slaves with their state: whether they are silent, their devices by kind and how many of those are not "
+       "well, "
+       "messages that wait",
        kRows,
        Body::None,
        {kAfter, kLimit},
@@ -111,7 +113,7 @@ std::span<const Route> Routes() {
        Operation::ShowSlave,
        Need::Read,
        "One slave",
-       "The row of the slave",
+       "The row of the slave, as in the list of all",
        Body::None,
        {},
        false,

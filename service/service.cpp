@@ -80,6 +80,8 @@ Service::Service(qv::Host& host, Log& log, const ServiceOptions& options)
       tokens_time_(TokensTime()),
       boot_(qv::ToJson(
           Json::Value(Json::UInt64(std::chrono::system_clock::now().time_since_epoch().count() & 0xffffff)))),
+      statistics_([&host] { return host.Statistics(); }),
+      counts_([&host] { return host.CountByServer(); }),
       pipeline_(host, options.pipeline),
       queries_(kQueryThreads) {
   for (const qv::Row& slave : host.Servers()) {
@@ -256,13 +258,13 @@ void Service::Handle(std::unique_ptr<Call> call, const Answer& answer) {
     case Operation::ListOfSlave:
     case Operation::List:
     case Operation::Messages:
-      return Ask(told, [this, shared] { return ListRows(*shared); });
+      return Ask(shared, told, [this, shared] { return ListRows(*shared); });
     case Operation::ShowSlave:
-      return Ask(told, [this, shared] { return ShowSlave(*shared); });
+      return Ask(shared, told, [this, shared] { return ShowSlave(*shared); });
     case Operation::Metrics:
-      return Ask(told, [this] { return ShowMetrics(); });
+      return Ask(shared, told, [this] { return ShowMetrics(); });
     case Operation::Readiness:
-      return Ask(told, [this] {
+      return Ask(shared, told, [this] {
         static_cast<void>(host_.List({.kind = "server", .limit = 1}));
         return Response{.type = "text/plain", .body = "ready\n"};
       });
@@ -295,11 +297,12 @@ void Service::Change(const std::shared_ptr<Call>& call, const Answer& answer) {
   }
 }
 
-void Service::Ask(const Answer& answer, std::function<Response()> question) {
-  const bool taken = queries_.Take([answer, question = std::move(question)] {
+void Service::Ask(const std::shared_ptr<Call>& call, const Answer& answer, std::function<Response()> question) {
+  const bool taken = queries_.Take([call, answer, question = std::move(question)] {
     Response response;
     try {
       response = question();
+      Compress(call->request, response);
     } catch (const qv::Refusal& refusal) {
       response = ProblemOf(refusal);
     } catch (const std::bad_alloc&) {

@@ -11,6 +11,7 @@
 #include <optional>
 #include <string>
 
+#include "costly.h"
 #include "events.h"
 #include "http.h"
 #include "log.h"
@@ -75,11 +76,11 @@ class Service {
   std::filesystem::file_time_type TokensTime() const;
 
   void Change(const std::shared_ptr<Call>& call, const Answer& answer);
-  void Ask(const Answer& answer, std::function<Response()> question);
-  Response ListRows(const Call& call) const;
-  Response ShowSlave(const Call& call) const;
+  void Ask(const std::shared_ptr<Call>& call, const Answer& answer, std::function<Response()> question);
+  Response ListRows(const Call& call);
+  Response ShowSlave(const Call& call);
   Response ShowMetrics();
-  void AddState(qv::Row& slave) const;
+  void AddState(std::vector<qv::Row>& slaves);
   void Tell(const Call& call, const Response& response);
   void Applied(const Call& call, const qv::ChangeResult& result);
   void Heard(int zr);
@@ -102,9 +103,8 @@ class Service {
   unsigned ticks_ = 0;
   std::mutex silence_mutex_;
   std::vector<qv::SilenceChange> silence_changes_;  ///< of which no message tells yet
-  std::mutex statistics_mutex_;
-  qv::Statistics statistics_;
-  std::chrono::steady_clock::time_point statistics_due_;
+  Costly<qv::Statistics> statistics_;
+  Costly<std::map<int, qv::ServerCounts>> counts_;
   Pipeline pipeline_;
   Queries queries_;
 };

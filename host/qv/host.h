@@ -40,6 +40,7 @@
 #include <cstdint>
 #include <filesystem>
 #include <functional>
+#include <map>
 #include <memory>
 #include <optional>
 #include <span>
@@ -257,6 +258,18 @@ struct Statistics {
   std::int64_t database_bytes = 0;
 };
 
+/// What the host holds of one server, in numbers.
+struct ServerCounts {
+  struct Devices {
+    std::string kind;
+    std::int64_t all = 0;
+    std::int64_t not_well = 0;  ///< last reported in another state than 1
+  };
+  std::vector<Devices>
+      devices;                ///< by kind, of the kinds whose state servers report; without those that it has none of
+  std::int64_t messages = 0;  ///< that wait and are about it
+};
+
 /// A server that no longer reports, or does so again.
 struct SilenceChange {
   int zr = 0;
@@ -376,6 +389,8 @@ class QV_HOST_API Host {
 
   /// Counts. Reads a row of every device and message, so do not ask too often.
   qv::Statistics Statistics() const;
+  /// The same for each server, by its id. Servers without devices and messages are left out.
+  std::map<int, ServerCounts> CountByServer() const;
 
   /// Puts a message about each change into the outbox, for the target "client": the command is "slave-silent" or
   /// "slave-well", the payload has `zr` and `since`, in seconds since 1970.

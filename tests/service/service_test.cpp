@@ -6,6 +6,7 @@ namespace qv::test {
 namespace {
 
 using testing::HasSubstr;
+using testing::Not;
 
 const std::string kSnapshot = "--data-binary @" QV_EXAMPLES "/slave7-snapshot-1.json";
 const std::string kStatus = "--data-binary @" QV_EXAMPLES "/slave7-status.json";
@@ -30,6 +31,7 @@ TEST_F(ServiceTest, AnswersEveryRouteThatItDescribes) {
       {"POST /v1/slaves/{zr}/status", "/v1/slaves/7/status", kStatus, 200, R"("CamCnt": 9)"},
       {"POST /v1/slaves/{zr}/status", "/v1/slaves/8/status", kStatus, 404, R"("code": "unknown-server")"},
       {"GET /v1/slaves", "/v1/slaves", "", 200, R"("id":7,"model":"QVA 3216")"},
+      {"GET /v1/slaves", "/v1/slaves", "", 200, R"("devices":{"camera":{"not_well":1,"total":11})"},
       {"GET /v1/slaves/{zr}", "/v1/slaves/7", "", 200, R"("silent": false)"},
       {"GET /v1/slaves/{zr}", "/v1/slaves/8", "", 404, R"("code": "unknown-server")"},
       {"GET /v1/slaves/{zr}/{kind}", "/v1/slaves/7/pos", "", 200, R"("owner_zr_id":7)"},
@@ -103,7 +105,7 @@ TEST_F(ServiceTest, LetsATokenDoWhatItIsForAndNothingElse) {
   EXPECT_TRUE(Within(5, [&] { return Curl("/v1/slaves/7/pair", slave + kPair).status == 401; })) << "revoked";
   const std::string secret = slave.substr(slave.find("qvt_") + 13, 64);
   for (const char* const file : {"log", "data/tokens.json"}) {
-    EXPECT_THAT(support::ReadWholeFile(folder_ / file), testing::Not(HasSubstr(secret))) << file;
+    EXPECT_THAT(support::ReadWholeFile(folder_ / file), Not(HasSubstr(secret))) << file;
   }
 }
 
@@ -117,7 +119,7 @@ TEST_F(ServiceTest, WithoutTokensServesThisMachineAlone) {
   EXPECT_EQ(Curl("/v1/slaves/7", "-X DELETE -H 'Origin: http://attacker.example'").status, 403) << "a foreign page";
 }
 
-TEST_F(ServiceTest, TakesGzipWithinItsLimits) {
+TEST_F(ServiceTest, TakesGzipWithinItsLimitsAndAnswersWithIt) {
   Start("--max-body 20000 --max-document 100000");
   Write("bomb", "{\"POS_info\":[" + std::string(200'000, ' ') + "]}");
   Write("incompressible", "");
@@ -144,6 +146,11 @@ TEST_F(ServiceTest, TakesGzipWithinItsLimits) {
     EXPECT_EQ(reply.status, status) << file << ' ' << encoding;
     EXPECT_THAT(reply.body, HasSubstr(text)) << file << ' ' << encoding;
   }
+  const Reply plain = Curl("/v1/camera", "-H 'Accept-Encoding: br, gzip;q=0'");
+  const Reply compressed = Curl("/v1/camera", "--compressed");
+  EXPECT_EQ(compressed.body, plain.body);
+  EXPECT_THAT(compressed.headers, HasSubstr("Content-Encoding: gzip"));
+  EXPECT_THAT(plain.headers, Not(HasSubstr("Content-Encoding")));
 }
 
 TEST_F(ServiceTest, TellsOfSilenceUntilTheNextReport) {

@@ -1,4 +1,4 @@
-/// Bodies that were sent compressed.
+/// Bodies that are sent compressed, in both directions.
 #pragma once
 
 #include <string>
@@ -9,5 +9,8 @@ namespace qvcmsd {
 /// The text of a gzip file. Throws `qv::Refusal`: UnreadableDocument when it is damaged, when it is larger than
 /// `limit`, or when something follows it.
 std::string Inflate(std::string_view compressed, std::size_t limit);
+
+/// The text as a gzip file. Throws `std::bad_alloc`.
+std::string Deflate(std::string_view text);
 
 }  // namespace qvcmsd

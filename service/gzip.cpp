@@ -1,4 +1,4 @@
-#include "inflate.h"
+#include "gzip.h"
 
 #include <qv/host.h>
 #include <zlib.h>
@@ -12,19 +12,17 @@ namespace {
 
 constexpr int kGzipWindow = 15 + 16;  ///< the largest window, and the header of gzip
 
-/// Ends the use of a zlib stream.
-class Inflater {
- public:
-  Inflater() {
-    if (inflateInit2(&stream_, kGzipWindow) != Z_OK) throw std::bad_alloc();
+/// A zlib stream that reads `input`, and what ends its use.
+struct Stream : z_stream {
+  Stream(std::string_view input, int (*end)(z_stream*)) : z_stream{}, end(end) {
+    // zlib reads from it only; its interface is older than const.
+    next_in = reinterpret_cast<Bytef*>(const_cast<char*>(input.data()));
+    avail_in = static_cast<uInt>(input.size());
   }
-  ~Inflater() { inflateEnd(&stream_); }
-  Inflater(const Inflater&) = delete;
-  Inflater& operator=(const Inflater&) = delete;
-  z_stream& stream() { return stream_; }
-
- private:
-  z_stream stream_{};
+  ~Stream() { end(this); }
+  Stream(const Stream&) = delete;
+  Stream& operator=(const Stream&) = delete;
+  int (*const end)(z_stream*);
 };
 
 qv::Refusal Unreadable(const std::string& reason) { return {qv::RefusalCode::UnreadableDocument, reason}; }
@@ -32,12 +30,9 @@ qv::Refusal Unreadable(const std::string& reason) { return {qv::RefusalCode::Unr
 }  // namespace
 
 std::string Inflate(std::string_view compressed, std::size_t limit) {
-  Inflater inflater;
-  z_stream& stream = inflater.stream();
   if (compressed.size() > std::numeric_limits<uInt>::max()) throw Unreadable("the body is too large");
-  // zlib reads from it only; its interface is older than const.
-  stream.next_in = reinterpret_cast<Bytef*>(const_cast<char*>(compressed.data()));
-  stream.avail_in = static_cast<uInt>(compressed.size());
+  Stream stream(compressed, &inflateEnd);
+  if (inflateInit2(&stream, kGzipWindow) != Z_OK) throw std::bad_alloc();
   std::string text;
   std::array<char, std::size_t{64} * 1024> piece{};
   for (int state = Z_OK; state != Z_STREAM_END;) {
@@ -53,6 +48,20 @@ std::string Inflate(std::string_view compressed, std::size_t limit) {
   }
   if (stream.avail_in > 0) throw Unreadable("something follows the gzip file");
   return text;
+}
+
+std::string Deflate(std::string_view text) {
+  constexpr int kMemory = 8;  ///< zlib's own choice
+  Stream stream(text, &deflateEnd);
+  if (deflateInit2(&stream, Z_BEST_SPEED, Z_DEFLATED, kGzipWindow, kMemory, Z_DEFAULT_STRATEGY) != Z_OK) {
+    throw std::bad_alloc();
+  }
+  std::string compressed(deflateBound(&stream, stream.avail_in), '\0');
+  stream.next_out = reinterpret_cast<Bytef*>(compressed.data());
+  stream.avail_out = static_cast<uInt>(compressed.size());
+  deflate(&stream, Z_FINISH);
+  compressed.resize(stream.total_out);
+  return compressed;
 }
 
 }  // namespace qvcmsd
