@@ -17,6 +17,14 @@ record::Where RowsOf(const Kind& kind, int zr) {
   return removal::RowsOf(*kind.table, zr).front();
 }
 
+const char* StatusColumn(const Kind& kind) {
+  for (const record::Field& field : kind.table->fields()) {
+    const std::string_view key = field.info.json_key == nullptr ? field.info.column : field.info.json_key;
+    if (field.info.role == FieldRole::Status && key == "status") return field.info.column;
+  }
+  return nullptr;
+}
+
 const Kind* FindKind(std::string_view name) {
   const std::span<const Kind> kinds = AllKinds();
   const auto found = std::find_if(kinds.begin(), kinds.end(), [&](const Kind& kind) { return kind.name == name; });

@@ -1,6 +1,7 @@
 /// The rows of the host, page by page.
 
 #include <algorithm>
+#include <array>
 #include <charconv>
 #include <limits>
 
@@ -12,6 +13,8 @@ namespace qv {
 namespace {
 
 using record::Where;
+
+constexpr std::int64_t kWell = 1;  ///< state of a device, as servers number it
 
 /// Every column of the kind that a listing shows.
 std::vector<std::string_view> AllColumns(const host::Kind& kind) {
@@ -68,10 +71,33 @@ void RequireValue(const host::Kind& kind, const std::string& column, const std::
                 std::string(kind.name) + " has no column \"" + column + "\" that rows can be chosen by");
 }
 
+/// Adds the condition that people would find the device by the text. Throws `Refusal` (BadArgument).
+void RequireText(const host::Kind& kind, const std::string& text, Where& where) {
+  constexpr std::array<std::string_view, 7> kKnownBy = {"name",        "vendor",   "model",        "host",
+                                                        "mac_address", "mac_addr", "serial_number"};
+  std::vector<std::string_view> columns;
+  for (const record::Field& field : kind.table->fields()) {
+    if (field.type != record::ValueType::Text || !IsListed(field.info.role)) continue;
+    if (std::find(kKnownBy.begin(), kKnownBy.end(), field.info.column) != kKnownBy.end()) {
+      columns.emplace_back(field.info.column);
+    }
+  }
+  if (columns.empty()) {
+    throw Refusal(RefusalCode::BadArgument, std::string(kind.name) + " has no column that a text is searched in");
+  }
+  where.Contains(columns, text);
+}
+
 Where RowsOf(const ListQuery& query) {
   const host::Kind& kind = KindNamed(query.kind);
   Where where = query.zr ? host::RowsOf(kind, *query.zr) : Where();
   for (const auto& [column, value] : query.equal) RequireValue(kind, column, value, where);
+  if (!query.search.empty()) RequireText(kind, query.search, where);
+  if (query.not_well) {
+    const char* const status = host::StatusColumn(kind);
+    if (status == nullptr) throw Refusal(RefusalCode::BadArgument, "servers report no state of " + query.kind);
+    where.IsNot(status, kWell);
+  }
   return where;
 }
 

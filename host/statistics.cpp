@@ -1,7 +1,5 @@
 /// Counts over all that the host holds.
 
-#include <string_view>
-
 #include "guard.h"
 #include "kinds.h"
 
@@ -17,10 +15,7 @@ struct Reported {
 std::vector<Reported> ReportedKinds() {
   std::vector<Reported> kinds;
   for (const host::Kind& kind : host::AllKinds()) {
-    for (const record::Field& field : kind.table->fields()) {
-      const std::string_view key = field.info.json_key == nullptr ? field.info.column : field.info.json_key;
-      if (field.info.role == FieldRole::Status && key == "status") kinds.push_back({&kind, field.info.column});
-    }
+    if (const char* const status = host::StatusColumn(kind)) kinds.push_back({&kind, status});
   }
   return kinds;
 }

@@ -45,7 +45,8 @@ Exchange::~Exchange() {
 }
 
 Request Exchange::ReadHeader(const char* method) const {
-  Request request{.method = method, .target = target_, .peer = AddressOf(connection_)};
+  Request request{
+      .method = method, .target = target_, .peer = AddressOf(connection_), .is_encrypted = server_.tls != nullptr};
   MHD_get_connection_values(connection_, MHD_HEADER_KIND, &TakeHeader, &request);
   if (server_.tls != nullptr) {
     const MHD_ConnectionInfo* info = MHD_get_connection_info(connection_, MHD_CONNECTION_INFO_GNUTLS_SESSION);
@@ -130,8 +131,11 @@ MHD_Result Exchange::Send() {
   if (response == nullptr) return MHD_NO;
   MHD_add_response_header(response, "Content-Type", response_.type.c_str());
   MHD_add_response_header(response, "X-Request-Id", id_.c_str());
-  MHD_add_response_header(response, "Cache-Control", "no-store");
   MHD_add_response_header(response, "X-Content-Type-Options", "nosniff");
+  if (std::none_of(response_.headers.begin(), response_.headers.end(),
+                   [](const auto& header) { return header.first == "Cache-Control"; })) {
+    MHD_add_response_header(response, "Cache-Control", "no-store");
+  }
   for (const auto& [name, value] : response_.headers) MHD_add_response_header(response, name.c_str(), value.c_str());
   const MHD_Result result = MHD_queue_response(connection_, static_cast<unsigned>(response_.status), response);
   MHD_destroy_response(response);

@@ -17,6 +17,7 @@ struct Status {
 };
 
 constexpr Status kStatuses[] = {{200, "OK"},
+                                {304, "Not Modified"},
                                 {400, "Bad Request"},
                                 {401, "Unauthorized"},
                                 {403, "Forbidden"},
@@ -93,19 +94,6 @@ std::vector<std::string_view> Split(std::string_view text, char separator) {
   }
 }
 
-/// Whether `accepted`, the value of Accept-Encoding, lets answers be sent as gzip.
-bool TakesGzip(std::string_view accepted) {
-  while (!accepted.empty()) {
-    std::string_view coding = accepted.substr(0, accepted.find(','));
-    accepted.remove_prefix(std::min(accepted.size(), coding.size() + 1));
-    coding.remove_prefix(std::min(coding.size(), coding.find_first_not_of(" \t")));
-    if (coding.substr(0, coding.find_first_of("; \t")) != "gzip") continue;
-    const std::size_t weight = coding.find("q=");
-    return weight == std::string_view::npos || coding.find_first_of("123456789", weight) != std::string_view::npos;
-  }
-  return false;
-}
-
 }  // namespace
 
 std::optional<Target> ParseTarget(std::string_view text) {
@@ -131,6 +119,18 @@ std::optional<Target> ParseTarget(std::string_view text) {
 std::string_view Request::Header(std::string_view name) const {
   const auto found = headers.find(name);
   return found == headers.end() ? std::string_view() : found->second;
+}
+
+bool TakesGzip(std::string_view accepted) {
+  while (!accepted.empty()) {
+    std::string_view coding = accepted.substr(0, accepted.find(','));
+    accepted.remove_prefix(std::min(accepted.size(), coding.size() + 1));
+    coding.remove_prefix(std::min(coding.size(), coding.find_first_not_of(" \t")));
+    if (coding.substr(0, coding.find_first_of("; \t")) != "gzip") continue;
+    const std::size_t weight = coding.find("q=");
+    return weight == std::string_view::npos || coding.find_first_of("123456789", weight) != std::string_view::npos;
+  }
+  return false;
 }
 
 void Compress(const Request& request, Response& response) {

@@ -32,6 +32,7 @@ struct Request {
   std::string target = {};
   std::map<std::string, std::string, std::less<>> headers = {};  ///< names in small letters
   std::string peer = {};                                         ///< address of the client
+  bool is_encrypted = false;                                     ///< TLS
   std::optional<qv::Scope> certificate = {};                     ///< of a client certificate that was accepted
   std::string body = {};
 
@@ -59,6 +60,9 @@ struct Response {
 
 /// Takes the answer to a request, once, from any thread.
 using Answer = std::function<void(Response)>;
+
+/// Whether `accepted`, the value of Accept-Encoding, lets answers be sent as gzip.
+bool TakesGzip(std::string_view accepted);
 
 /// Compresses the answer if the client takes gzip and the answer is long enough to gain by it.
 void Compress(const Request& request, Response& response);

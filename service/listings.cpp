@@ -33,6 +33,8 @@ qv::ListQuery QueryOf(const Call& call) {
   for (const auto& [name, value] : call.target.parameters) {
     if (FindParameter(*call.match.route, name) == nullptr) query.equal.emplace_back(name, value);
   }
+  if (const auto* search = Find(call.target, "search")) query.search = *search;
+  if (const auto* not_well = Find(call.target, "not_well")) query.not_well = *not_well == "true";
   if (const auto* zr = Find(call.target, "zr"); zr != nullptr && call.zr == 0) query.zr = std::stoi(*zr);
   if (const auto* after = Find(call.target, "after")) query.after = std::stoll(*after);
   if (const auto* limit = Find(call.target, "limit")) query.limit = std::stoul(*limit);

@@ -51,10 +51,12 @@ Json::Value ParametersOf(const Route& route) {
 
 Json::Value BodyOf(const Route& route) {
   Json::Value schema = Object({{"type", "object"}});
-  if (route.body == Body::Json) {
-    schema["required"].append("configuring");
-    schema["properties"]["configuring"]["type"] = "boolean";
-  }
+  const auto require = [&](const char* member, const char* type) {
+    schema["required"].append(member);
+    schema["properties"][member]["type"] = type;
+  };
+  if (route.body == Body::Mark) require("configuring", "boolean");
+  if (route.body == Body::Token) require("token", "string");
   Json::Value body = Object({{"required", true}});
   body["content"]["application/json"]["schema"] = std::move(schema);
   return body;

@@ -12,11 +12,16 @@ constexpr Parameter kAllowRemovals = {"allow_removals", Type::Flag,
                                       "Apply a snapshot that removes more than half of ten or more devices"};
 constexpr Parameter kAfter = {"after", Type::Number, "Only rows with greater ids; the Link header of a page has it"};
 constexpr Parameter kLimit = {"limit", Type::Number, "Rows of a page, 1 to 10000; 100 if not given"};
+constexpr Parameter kSearch = {"search", Type::Text,
+                               "Only rows with this text in a name, vendor, model, address or serial number"};
+constexpr Parameter kNotWell = {"not_well", Type::Flag, "Only devices whose reported state is not 1 (well)"};
 constexpr Parameter kZr = {"zr", Type::Number, "Only what belongs to this slave"};
 
 constexpr std::string_view kChanges =
     "An array with an object for each kind: what was added, updated, removed, and "
     "left as it was; then one for each entry that could not be used";
+constexpr std::string_view kSession =
+    "An object: scope, an array of what the client may do; wants_token, whether it needs a token; version";
 constexpr std::string_view kRows = "An array of rows; a Link header with the address of the next page";
 
 std::vector<std::string_view> SegmentsOf(std::string_view path) {
@@ -126,7 +131,7 @@ std::span<const Route> Routes() {
        "Rows of one kind of one slave",
        kRows,
        Body::None,
-       {kAfter, kLimit},
+       {kSearch, kNotWell, kAfter, kLimit},
        true,
        "application/json",
        {404}},
@@ -151,6 +156,51 @@ std::span<const Route> Routes() {
        false,
        "text/event-stream"},
       {"GET", "/v1/openapi.json", Operation::Describe, Need::Nothing, "This description", "OpenAPI 3.1"},
+      {"GET", "/v1/session", Operation::ShowSession, Need::Nothing, "Who asks: what the client may do", kSession},
+      {"POST",
+       "/v1/session",
+       Operation::LogIn,
+       Need::Nothing,
+       "Log in with a token, which a browser then shows as a cookie that no script can read",
+       kSession,
+       Body::Token,
+       {},
+       false,
+       "application/json",
+       {401, 403}},
+      {"DELETE",
+       "/v1/session",
+       Operation::LogOut,
+       Need::Nothing,
+       "Log out: take the cookie back",
+       kSession,
+       Body::None,
+       {},
+       false,
+       "application/json",
+       {403}},
+      {"GET",
+       "/",
+       Operation::Page,
+       Need::Nothing,
+       "The page for people",
+       "HTML",
+       Body::None,
+       {},
+       false,
+       "text/html",
+       {404}},
+      {"GET",
+       "/page/{file}",
+       Operation::Page,
+       Need::Nothing,
+       "A file of the page",
+       "The file",
+       Body::None,
+       {},
+       false,
+       "text/javascript",
+       {404}},
       {"GET",
        "/v1/{kind}",
        Operation::List,
@@ -158,7 +208,7 @@ std::span<const Route> Routes() {
        "Rows of one kind",
        kRows,
        Body::None,
-       {kZr, kAfter, kLimit},
+       {kZr, kSearch, kNotWell, kAfter, kLimit},
        true,
        "application/json",
        {404}},
@@ -168,7 +218,7 @@ std::span<const Route> Routes() {
        Need::Operate,
        "Mark a device as being configured on the host, so that no slave overwrites it, or as free again",
        "An array with one object: kind, id, configuring",
-       Body::Json,
+       Body::Mark,
        {},
        false,
        "application/json",

@@ -12,7 +12,7 @@
 namespace qvcmsd {
 
 /// What a request's body is.
-enum class Body { None, Document, Json };
+enum class Body { None, Document, Mark, Token };
 
 /// A parameter behind "?".
 struct Parameter {
@@ -40,6 +40,10 @@ enum class Operation {
   Health,
   Readiness,
   Describe,
+  Page,
+  ShowSession,
+  LogIn,
+  LogOut,
 };
 
 struct Route {

@@ -7,6 +7,8 @@
 
 #include "clock.h"
 #include "hostwork.h"
+#include "page/page.h"
+#include "page/session.h"
 
 namespace qvcmsd {
 namespace {
@@ -185,32 +187,44 @@ std::optional<Response> Service::WhyRefused(const Request& request, const Target
 
 std::optional<Response> Service::WhyNotAllowed(const Request& request, Need need, int zr) const {
   if (need == Need::Nothing) return std::nullopt;
+  qv::Scope scope;
+  if (auto problem = WhoAsks(request, scope)) return problem;
+  if (Allows(scope, need, zr)) return std::nullopt;
+  return Problem(403, "forbidden", "this needs the scope " + WordsFor(need, zr));
+}
+
+std::optional<Response> Service::WhoAsks(const Request& request, qv::Scope& scope) const {
   const auto tokens = this->tokens();
   const std::string_view authorization = request.Header("authorization");
+  const std::string_view cookie = TokenInCookie(request);
+  if (authorization.empty() && IsForeign(request)) {
+    return Problem(403, "foreign-origin", "pages of other services are not let in");
+  }
   if (!tokens->are_wanted() && !options_.wants_credentials && authorization.empty()) {
     // Only this machine gets here. Pages of others in its browsers must not: they come with another host's name, or
     // say where they are from.
     if (!IsThisMachine(NameIn(request.Header("host")))) {
       return Problem(421, "wrong-host", "without tokens the service answers for localhost only");
     }
-    const std::string_view origin = request.Header("origin");
-    if (!origin.empty() && origin.substr(std::min(origin.size(), origin.find("://") + 3)) != request.Header("host")) {
-      return Problem(403, "foreign-origin", "pages of other services are not let in");
-    }
+    scope = qv::Scope::All();
     return std::nullopt;
   }
-  const qv::Scope* scope = request.certificate ? &*request.certificate : nullptr;
-  if (!authorization.empty()) {
-    constexpr std::string_view kBearer = "Bearer ";
-    const qv::TokenInfo* token =
-        authorization.starts_with(kBearer) ? tokens->Find(authorization.substr(kBearer.size())) : nullptr;
-    if (token == nullptr) return Problem(401, "unauthorized", "the token is not known");
-    scope = &token->scope;
-    if (Allows(*scope, need, zr)) return std::nullopt;
+  if (authorization.empty() && cookie.empty()) {
+    if (!request.certificate) return Problem(401, "unauthorized", "a token is needed: Authorization: Bearer TOKEN");
+    scope = *request.certificate;
+    return std::nullopt;
   }
-  if (scope == nullptr) return Problem(401, "unauthorized", "a token is needed: Authorization: Bearer TOKEN");
-  if (Allows(*scope, need, zr)) return std::nullopt;
-  return Problem(403, "forbidden", "this needs the scope " + WordsFor(need, zr));
+  if (authorization.empty() && !MayUseCookie(request)) {
+    return Problem(403, "foreign-origin", "with a cookie, only the page of this service changes something");
+  }
+  constexpr std::string_view kBearer = "Bearer ";
+  const std::string_view text = authorization.empty()                ? cookie
+                                : authorization.starts_with(kBearer) ? authorization.substr(kBearer.size())
+                                                                     : "";
+  const qv::TokenInfo* const token = tokens->Find(text);
+  if (token == nullptr) return Problem(401, "unauthorized", "the token is not known");
+  scope = token->scope;
+  return std::nullopt;
 }
 
 void Service::Tell(const Call& call, const Response& response) {
@@ -272,6 +286,12 @@ void Service::Handle(std::unique_ptr<Call> call, const Answer& answer) {
       return told({.type = "text/plain", .body = "ok\n"});
     case Operation::Describe:
       return told({.body = DescribeRoutes()});
+    case Operation::Page:
+      return told(ShowPage(shared->request, shared->match.values.empty() ? "" : shared->match.values.front()));
+    case Operation::ShowSession:
+    case Operation::LogIn:
+    case Operation::LogOut:
+      return Ask(shared, told, [this, shared] { return Session(*shared); });
     case Operation::Events: {
       auto stream = events_.Watch(shared->request.Header("last-event-id"));
       if (stream == nullptr) return told(Problem(503, "overloaded", "too many watch already"));

@@ -72,6 +72,9 @@ class Service {
   friend class HostWork;
   std::optional<Response> WhyRefused(const Request& request, const Target& target, const Match& match);
   std::optional<Response> WhyNotAllowed(const Request& request, Need need, int zr) const;
+  /// Finds out what the client may do. @return why it is not let in at all
+  std::optional<Response> WhoAsks(const Request& request, qv::Scope& scope) const;
+  Response Session(const Call& call) const;
   std::shared_ptr<const qv::Tokens> tokens() const;
   std::filesystem::file_time_type TokensTime() const;
 

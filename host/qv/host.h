@@ -221,6 +221,10 @@ struct ListQuery {
   /// Only rows in which these columns have these values; a number is written in decimal digits, true and false as 1
   /// and 0. Columns of texts and whole numbers that `KindInfo::all_columns` names.
   std::vector<std::pair<std::string, std::string>> equal = {};
+  /// Only rows with this text in what people know a device by: name, vendor, model, addresses, serial number. ASCII
+  /// letters match in either case.
+  std::string search = {};
+  bool not_well = false;  ///< only devices whose state, as last reported, is not 1 (well)
   /// Whether members that the host has no column for are shown with their values; otherwise only with their names.
   bool extra_values = false;
 };

@@ -24,6 +24,11 @@ Where& Where::InList(std::string_view column, std::vector<std::int64_t> values) 
   return *this;
 }
 
+Where& Where::IsNot(std::string_view column, std::int64_t value) {
+  Is(column, value).conditions_.back().comparison = "<>";
+  return *this;
+}
+
 Where& Where::Above(std::string_view column, std::int64_t value) {
   Is(column, value).conditions_.back().comparison = ">";
   return *this;
@@ -31,6 +36,20 @@ Where& Where::Above(std::string_view column, std::int64_t value) {
 
 Where& Where::UpTo(std::string_view column, std::int64_t value) {
   Is(column, value).conditions_.back().comparison = "<=";
+  return *this;
+}
+
+Where& Where::Contains(const std::vector<std::string_view>& columns, std::string_view text) {
+  if (columns.empty()) return InList("id", {});
+  std::string all = "lower(";
+  for (const std::string_view column : columns) all.append(all.back() == '(' ? "" : "||' '||").append(column);
+  std::string pattern = "%";
+  for (const char each : text) {
+    if (each == '%' || each == '_' || each == '!') pattern += '!';
+    pattern += each >= 'A' && each <= 'Z' ? static_cast<char>(each - 'A' + 'a') : each;
+  }
+  Is(all + ')', pattern + '%').conditions_.back().comparison = " LIKE ";
+  conditions_.back().after = " ESCAPE '!'";
   return *this;
 }
 
@@ -56,7 +75,7 @@ std::string Where::Sql(const std::vector<Condition>& conditions, int& parameter)
     if (!condition.select.empty()) {
       sql += condition.column + " IN (" + condition.select + Sql(condition.inner, parameter) + ")";
     } else if (!condition.is_list) {
-      sql += condition.column + condition.comparison + "$" + std::to_string(parameter++);
+      sql += condition.column + condition.comparison + "$" + std::to_string(parameter++) + condition.after;
     } else if (condition.values.empty()) {
       sql += "1=0";
     } else {

@@ -20,8 +20,11 @@ class Where {
  public:
   Where& Is(std::string_view column, std::int64_t value);
   Where& Is(std::string_view column, std::string_view text);
+  Where& IsNot(std::string_view column, std::int64_t value);
   Where& Above(std::string_view column, std::int64_t value);
   Where& UpTo(std::string_view column, std::int64_t value);
+  /// One of the text columns contains the text; ASCII letters match in either case. No columns: no row.
+  Where& Contains(const std::vector<std::string_view>& columns, std::string_view text);
   /// No values: no row.
   template <class Values>
   Where& In(std::string_view column, const Values& values) {
@@ -52,6 +55,7 @@ class Where {
     std::optional<std::string> text;
     bool is_list = false;
     const char* comparison = "=";
+    const char* after = "";             ///< the parameter
     std::string select = {};            ///< the values are what this query selects, ...
     std::vector<Condition> inner = {};  ///< ... from the rows that these conditions mean
   };

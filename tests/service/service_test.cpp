@@ -38,6 +38,9 @@ TEST_F(ServiceTest, AnswersEveryRouteThatItDescribes) {
       {"GET /v1/slaves/{zr}/{kind}", "/v1/slaves/7/teapot", "", 404, R"("code": "unknown-kind")"},
       {"GET /v1/{kind}", "/v1/camera?zr=7&limit=1&after=1&vendor=Oculor", "", 200, R"({"id":2,)"},
       {"GET /v1/{kind}", "/v1/camera?password=x", "", 400, "no column"},
+      {"GET /v1/{kind}", "/v1/camera?search=LOADING%20d&not_well=true", "", 200, R"("name":"Loading dock")"},
+      {"GET /v1/{kind}", "/v1/camera?search=main%25", "", 200, "[]\n"},
+      {"GET /v1/{kind}", "/v1/message?not_well=true", "", 400, "no state of message"},
       {"PUT /v1/{kind}/{id}/configuring", "/v1/camera/2/configuring", "-X PUT -d '{\"configuring\":true}'", 200,
        R"({"kind":"camera","id":2,"configuring":true})"},
       {"PUT /v1/{kind}/{id}/configuring", "/v1/camera/999/configuring", "-X PUT -d '{\"configuring\":true}'", 404,
@@ -48,6 +51,11 @@ TEST_F(ServiceTest, AnswersEveryRouteThatItDescribes) {
       {"GET /healthz", "/healthz", "", 200, "ok"},
       {"GET /readyz", "/readyz", "", 200, "ready"},
       {"GET /v1/openapi.json", "/v1/openapi.json", "", 200, "3.1.0"},
+      {"GET /v1/session", "/v1/session", "", 200, R"("wants_token": false)"},
+      {"POST /v1/session", "/v1/session", "-d '{\"token\":\"qvt_0_0\"}'", 401, "not known"},
+      {"DELETE /v1/session", "/v1/session", "-X DELETE", 200, R"("scope": [])"},
+      {"GET /", "/", "--compressed", HasPage() ? 200 : 404, HasPage() ? "<!doctype html>" : "without its page"},
+      {"GET /page/{file}", "/page/teapot.js", "", 404, R"("status": 404)"},
       {"DELETE /v1/slaves/{zr}", "/v1/slaves/7", "-X DELETE", 200, R"({"kind":"camera","removed":11,"updated":0})"},
   };
   const Json::Value description = Curl("/v1/openapi.json").json();
@@ -87,6 +95,7 @@ TEST_F(ServiceTest, LetsATokenDoWhatItIsForAndNothingElse) {
     const std::string method = "--max-time 2 -X " + route.substr(0, route.find(' ')) + (has_body ? " -d '{}' " : " ");
     const bool is_open = path == "/healthz" || path == "/readyz" || path == "/v1/openapi.json";
     const bool is_document = route.starts_with("POST");
+    if (path == "/" || path.starts_with("/page/") || path == "/v1/session") continue;  // for everybody
     for (const auto& [name, value] : {std::pair("{zr}", "8"), {"{kind}", "camera"}, {"{id}", "1"}}) {
       if (const auto place = path.find(name); place != std::string::npos) path.replace(place, strlen(name), value);
     }
@@ -117,6 +126,48 @@ TEST_F(ServiceTest, WithoutTokensServesThisMachineAlone) {
   EXPECT_EQ(Curl("/v1/slaves").status, 200);
   EXPECT_EQ(Curl("/v1/slaves", "-H 'Host: attacker.example'").status, 421) << "a name that was turned to this machine";
   EXPECT_EQ(Curl("/v1/slaves/7", "-X DELETE -H 'Origin: http://attacker.example'").status, 403) << "a foreign page";
+}
+
+TEST_F(ServiceTest, KeepsATokenInACookieThatOnlyItsOwnPageCanUse) {
+  const std::string token = Run("token make --scope read --scope operate --note page").out;
+  Start();
+  const std::string text = token.substr(0, token.find('\n'));
+  const Reply login = Curl("/v1/session", "-d '{\"token\":\"" + text + "\"}'");
+  EXPECT_THAT(login.headers, HasSubstr("Set-Cookie: qvcmsd=" + text + "; Path=/; HttpOnly; SameSite=Strict"));
+  const std::string cookie = "-H 'Cookie: theme=dark; qvcmsd=" + text + "' ";
+  const std::string own = "-H 'Origin: http://" + address_ + "' ";
+  const std::string foreign = "-H 'Origin: http://attacker.example' ";
+  struct {
+    std::string path, arguments;
+    int status;
+  } const cases[] = {
+      {"/v1/slaves", cookie, 200},
+      {"/v1/slaves", "-H 'Cookie: qvcmsd=qvt_0_0'", 401},
+      {"/v1/slaves", cookie + foreign, 403},
+      {"/v1/slaves", cookie + "-H 'Sec-Fetch-Site: cross-site'", 403},
+      {"/v1/slaves/7", cookie + "-X DELETE " + own, 200},
+      {"/v1/slaves/7", cookie + "-X DELETE -H 'Sec-Fetch-Site: same-origin'", 200},
+      {"/v1/slaves/7", cookie + "-X DELETE", 403},
+      {"/v1/slaves/7", cookie + "-X DELETE -H 'Sec-Fetch-Site: same-site'", 403},
+      {"/v1/slaves/7", cookie + "-X DELETE -H 'Origin: null'", 403},
+      {"/v1/session", "-d '{\"token\":\"" + text + "\"}' " + foreign, 403},
+      {"/v1/session", cookie + "-X DELETE " + foreign, 403},
+  };
+  for (const auto& [path, arguments, status] : cases) EXPECT_EQ(Curl(path, arguments).status, status) << arguments;
+  EXPECT_THAT(Curl("/v1/session", cookie).body, HasSubstr("\"operate\""));
+  EXPECT_THAT(Curl("/v1/session", cookie + "-X DELETE " + own).headers, HasSubstr("qvcmsd=; Path=/; HttpOnly"));
+}
+
+TEST_F(ServiceTest, ServesItsPageWithAPolicyAndOnlyWhenItIsNew) {
+  Start();
+  if (!HasPage()) GTEST_SKIP() << "built without its page";
+  const Reply page = Curl("/", "--compressed");
+  EXPECT_THAT(page.headers, HasSubstr("Content-Security-Policy: default-src 'none'; script-src 'self'"));
+  EXPECT_THAT(page.headers, HasSubstr("Content-Encoding: gzip"));
+  EXPECT_EQ(Curl("/").body, page.body);
+  const std::size_t begin = page.headers.find("ETag: ") + 6;
+  const std::string tag = page.headers.substr(begin, page.headers.find('\r', begin) - begin);
+  EXPECT_EQ(Curl("/", "-H 'If-None-Match: " + tag + "'").status, 304);
 }
 
 TEST_F(ServiceTest, TakesGzipWithinItsLimitsAndAnswersWithIt) {

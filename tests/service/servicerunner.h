@@ -56,6 +56,9 @@ struct ServiceTest : ToolTest {
     return reply;
   }
 
+  /// Whether the program was built with its page.
+  bool HasPage() const { return Curl("/").status == 200; }
+
   static bool Within(int seconds, const std::function<bool()>& condition) {
     const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(seconds);
     while (!condition()) {

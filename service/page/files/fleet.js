@@ -1,0 +1,173 @@
+/** What the page knows of the fleet: one request for all slaves, kept true by events. */
+import { list } from './api.js';
+import { slaveState } from './words.js';
+
+const CONNECTED = 1;
+const PAGE = 500; // slaves that are read again at a time
+const PAUSE = 2000; // ms between looking again
+const SECOND_LOOK = 10_000; // ms; the service counts devices now and then, not with each document
+
+/** Groups of slaves, those in trouble first. */
+export const groups = ['silent', 'not connected', 'devices not well', 'well'];
+
+/** A slave as the fleet view shows it. */
+export function readSlave(row) {
+  const devices = new Map(Object.entries(row.devices ?? {}));
+  const notWell = [...devices.values()].reduce((sum, each) => sum + each.not_well, 0);
+  return {
+    row,
+    id: row.id,
+    devices,
+    notWell,
+    group: groupOf(row, notWell),
+    state: row.silent ? 'silent' : slaveState(row.status),
+    heard: Date.parse(row.last_heard ?? row.last_report ?? '') || null,
+    silentSince: Date.parse(row.silent_since ?? '') || null,
+    text: [row.id, row.model, row.serial_num, row.qv_version, row.tarn_version, row.dp_version].join(' ').toLowerCase(),
+  };
+}
+
+function groupOf(row, notWell) {
+  if (row.silent) return 0;
+  if (row.status !== CONNECTED) return 1;
+  return notWell > 0 ? 2 : 3;
+}
+
+export class Fleet {
+  slaves = new Map();
+  isLoaded = false;
+  /** The service's clock is ahead by this many ms. */
+  ahead = 0;
+  /** Goes up with each change: what was made of the slaves before is old. */
+  version = 0;
+  #listeners = new Set();
+  #eventListeners = new Set();
+  #dirty = new Set(); // slaves to read again
+  #second = new Set(); // slaves that will be read again once more
+  #isReading = false;
+  #isTelling = false;
+
+  now() {
+    return Date.now() + this.ahead;
+  }
+
+  /** Calls back after changes, not more than ten times a second. @returns what ends that */
+  listen(listener) {
+    this.#listeners.add(listener);
+    return () => this.#listeners.delete(listener);
+  }
+
+  /** Calls back for each event. @returns what ends that */
+  listenToEvents(listener) {
+    this.#eventListeners.add(listener);
+    return () => this.#eventListeners.delete(listener);
+  }
+
+  /** Reads all slaves. */
+  async load() {
+    const slaves = new Map();
+    for (let path = 'v1/slaves?limit=10000'; path; ) {
+      const page = await list(path);
+      this.ahead = page.time - Date.now();
+      for (const row of page.rows) slaves.set(row.id, readSlave(row));
+      path = page.next;
+    }
+    this.slaves = slaves;
+    this.isLoaded = true;
+    this.#dirty.clear();
+    this.#changed();
+  }
+
+  /** Takes an event of the service. */
+  take(event) {
+    const { zr, time, changes = [] } = event.data;
+    if (event.type === 'lost') this.load().catch(() => {});
+    if (event.type === 'removed') this.slaves.delete(zr);
+    const slave = this.slaves.get(zr);
+    if (event.type === 'silent' || event.type === 'well') {
+      if (slave) this.#set({ ...slave.row, silent: event.type === 'silent', silent_since: event.data.since });
+    } else if (zr && event.type !== 'removed') {
+      if (slave) slave.heard = Date.parse(time);
+      if (!slave || changes.length > 0) this.#lookAt(zr);
+    }
+    for (const listener of this.#eventListeners) listener(event);
+    this.#changed();
+    this.#readDirty();
+  }
+
+  #lookAt(zr) {
+    this.#dirty.add(zr);
+    if (this.#second.has(zr)) return;
+    this.#second.add(zr);
+    setTimeout(() => {
+      this.#second.delete(zr);
+      this.#dirty.add(zr);
+      this.#readDirty();
+    }, SECOND_LOOK);
+  }
+
+  #set(row) {
+    this.slaves.set(row.id, readSlave(row));
+  }
+
+  #changed() {
+    this.version += 1;
+    if (this.#isTelling) return;
+    this.#isTelling = true;
+    setTimeout(() => {
+      this.#isTelling = false;
+      for (const listener of this.#listeners) listener();
+    }, 100);
+  }
+
+  /** Reads slaves again in which something changed: page by page, and for a small part of the time. */
+  async #readDirty() {
+    if (this.#isReading || this.#dirty.size === 0) return;
+    this.#isReading = true;
+    const begin = performance.now();
+    try {
+      while (this.#dirty.size > 0) await this.#readPage();
+    } catch {
+      // The stream is about to end too; all is read again when it comes back.
+    }
+    const pause = Math.max(PAUSE, 10 * (performance.now() - begin));
+    setTimeout(() => {
+      this.#isReading = false;
+      this.#readDirty();
+    }, pause);
+  }
+
+  async #readPage() {
+    const first = [...this.#dirty].reduce((least, zr) => Math.min(least, zr));
+    const last = [...this.#dirty].reduce((most, zr) => Math.max(most, zr));
+    const limit = Math.min(PAGE, last - first + 1);
+    const { rows, next } = await list(`v1/slaves?after=${first - 1}&limit=${limit}`);
+    const end = next ? rows.at(-1).id : Infinity;
+    const seen = new Set(rows.map((row) => row.id));
+    for (const zr of [...this.#dirty]) {
+      if (zr > end) continue;
+      this.#dirty.delete(zr);
+      if (!seen.has(zr)) this.slaves.delete(zr);
+    }
+    for (const row of rows) this.#set(row);
+    this.#changed();
+  }
+
+  /** Slaves of a group (null: all) with the text, those in trouble first. */
+  find(text, group) {
+    const words = text.toLowerCase().split(/\s+/).filter(Boolean);
+    const found = [];
+    for (const slave of this.slaves.values()) {
+      if (group !== null && slave.group !== group) continue;
+      if (words.every((word) => slave.text.includes(word) || slave.state.includes(word))) found.push(slave);
+    }
+    return found.sort((a, b) => a.group - b.group || a.id - b.id);
+  }
+
+  /** How many slaves are in each group. */
+  counts() {
+    const counts = groups.map(() => 0);
+    for (const slave of this.slaves.values()) counts[slave.group] += 1;
+    return counts;
+  }
+}
