@@ -1,6 +1,6 @@
 # Completion of qvcms for fish.
 
-set -l commands pair update plan status remove list configuring migrate token
+set -l commands pair update plan status remove list configuring messages migrate token
 set -l kinds server camera edge-storage iomodule pos speaker controller door iva-task face-task counting-widget counting-group camera-detection-setting camera-device-output iomodule-setting iomodule-cam-pairing pos-event-conf pos-text-rule counting-group-widget ctrler-action-rule rec-share capability message
 
 complete -c qvcms -f
@@ -30,6 +30,11 @@ complete -c qvcms -l version -d 'Print the version'
 complete -c qvcms -n '__fish_seen_subcommand_from pair update plan' -l model -x -d 'Model of the slave'
 complete -c qvcms -n '__fish_seen_subcommand_from update' -l allow-removals -d 'However much it removes'
 complete -c qvcms -n '__fish_seen_subcommand_from plan' -l exit-code -d '2 when there are changes'
-complete -c qvcms -n '__fish_seen_subcommand_from list' -l zr -x -d 'Only of this slave'
+complete -c qvcms -n '__fish_seen_subcommand_from messages' -l target -x -d 'Only to this service'
+complete -c qvcms -n '__fish_seen_subcommand_from messages' -l follow -d 'Go on with those to come'
+complete -c qvcms -n '__fish_seen_subcommand_from messages' -l ack -d 'Delete what was written'
+complete -c qvcms -n '__fish_seen_subcommand_from messages' -l set-aside -d 'Those that were refused'
+complete -c qvcms -n '__fish_seen_subcommand_from messages' -l retry -d 'Have them delivered again'
+complete -c qvcms -n '__fish_seen_subcommand_from list messages' -l zr -x -d 'Only of this slave'
 complete -c qvcms -n '__fish_seen_subcommand_from list' -l wide -d 'Every column, whole'
 complete -c qvcms -n '__fish_seen_subcommand_from list' -l extra-values -d 'Unknown members with their values'

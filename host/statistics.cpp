@@ -35,9 +35,18 @@ Statistics Host::Statistics() const {
     if (!has_data_) return statistics;
     db::Session& session = db::ThisThread();
     {
-      db::Query query = session.Prepare("SELECT target,count(*),min(id) FROM message GROUP BY target ORDER BY target");
+      // From the indexes; what was written when is in the rows.
+      db::Query query = session.Prepare(
+          "SELECT counts.target,waits,refused,coalesce(created,0) FROM ("
+          "SELECT target,sum(waits) AS waits,sum(refused) AS refused,min(oldest) AS oldest FROM ("
+          "SELECT target,count(*) AS waits,0 AS refused,min(id) AS oldest FROM message WHERE set_aside='' "
+          "GROUP BY target UNION ALL "
+          "SELECT target,0,count(*),NULL FROM message WHERE set_aside<>'' GROUP BY target) AS kinds "
+          "GROUP BY target) AS counts LEFT JOIN message ON message.id=oldest ORDER BY counts.target");
       while (query.Next()) {
-        statistics.messages.push_back({std::string(query.Row().Text(0)), query.Row().Int(1), query.Row().Int(2)});
+        const db::Statement& row = query.Row();
+        const std::chrono::system_clock::time_point oldest(std::chrono::milliseconds(row.Int(3)));
+        statistics.messages.push_back({std::string(row.Text(0)), row.Int(1), oldest, row.Int(2)});
       }
     }
     for (const auto& [kind, status] : ReportedKinds()) {

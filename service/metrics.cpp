@@ -50,8 +50,9 @@ Metrics::Metrics()
                                    "Slaves whose last report is at most so many seconds old.")),
       devices_(GaugeFamily(registry_, "qvcms_devices", "Devices by kind and reported state; 1 is well.")),
       messages_(GaugeFamily(registry_, "qvcms_messages_waiting", "Messages in the outbox by target.")),
-      message_age_(GaugeFamily(registry_, "qvcms_oldest_message_seconds",
-                               "For how long the oldest message of a target has been seen waiting.")),
+      message_age_(
+          GaugeFamily(registry_, "qvcms_oldest_message_seconds", "Age of the oldest message that waits for a target.")),
+      set_aside_(GaugeFamily(registry_, "qvcms_messages_set_aside", "Messages that their target has refused.")),
       database_bytes_(GaugeFamily(registry_, "qvcms_database_bytes", "Size of the database.").Add({})),
       watchers_(GaugeFamily(registry_, "qvcms_event_watchers", "Open event streams.").Add({})),
       connections_(GaugeFamily(registry_, "qvcms_connections", "Open connections.").Add({})) {
@@ -95,21 +96,19 @@ std::string Metrics::Text(const Now& now) {
     devices_.Add({{"kind", devices.kind}, {"status", std::to_string(devices.status)}})
         .Set(static_cast<double>(devices.count));
   }
-  const auto time = std::chrono::steady_clock::now();
-  std::set<std::string> waiting;
-  for (const qv::Statistics::Waiting& target : now.host.messages) {
-    waiting.insert(target.target);
-    Oldest& oldest = oldest_[target.target];
-    if (oldest.id != target.oldest) oldest = {.id = target.oldest, .seen = time};
+  std::set<std::string> gone;
+  gone.swap(targets_);
+  const auto set = [&](const qv::Statistics::Waiting& target) {
+    const auto age = target.count == 0 ? std::chrono::system_clock::duration::zero()
+                                       : std::chrono::system_clock::now() - target.oldest;
     messages_.Add({{"target", target.target}}).Set(static_cast<double>(target.count));
-    message_age_.Add({{"target", target.target}}).Set(std::chrono::duration<double>(time - oldest.seen).count());
-  }
-  for (auto& [target, oldest] : oldest_) {
-    if (waiting.contains(target)) continue;
-    oldest.id = 0;
-    messages_.Add({{"target", target}}).Set(0);
-    message_age_.Add({{"target", target}}).Set(0);
-  }
+    message_age_.Add({{"target", target.target}}).Set(std::chrono::duration<double>(age).count());
+    set_aside_.Add({{"target", target.target}}).Set(static_cast<double>(target.set_aside));
+    targets_.insert(target.target);
+    gone.erase(target.target);
+  };
+  for (const qv::Statistics::Waiting& target : now.host.messages) set(target);
+  for (const std::string& target : std::set<std::string>(gone)) set({.target = target, .oldest = {}});
   database_bytes_.Set(static_cast<double>(now.host.database_bytes));
   watchers_.Set(static_cast<double>(now.watchers));
   connections_.Set(static_cast<double>(now.connections));

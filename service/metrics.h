@@ -8,8 +8,8 @@
 #include <qv/host.h>
 
 #include <chrono>
-#include <map>
 #include <mutex>
+#include <set>
 #include <string>
 #include <string_view>
 
@@ -55,17 +55,13 @@ class Metrics {
   prometheus::Family<prometheus::Gauge>& devices_;
   prometheus::Family<prometheus::Gauge>& messages_;
   prometheus::Family<prometheus::Gauge>& message_age_;
+  prometheus::Family<prometheus::Gauge>& set_aside_;
   prometheus::Gauge& database_bytes_;
   prometheus::Gauge& watchers_;
   prometheus::Gauge& connections_;
 
-  /// The oldest message of a target, and when it was first seen to be that. The outbox has no times.
-  struct Oldest {
-    std::int64_t id = 0;
-    std::chrono::steady_clock::time_point seen;
-  };
   std::mutex mutex_;
-  std::map<std::string, Oldest> oldest_;
+  std::set<std::string> targets_;  ///< for which messages have been seen
 };
 
 }  // namespace qvcmsd

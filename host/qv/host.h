@@ -234,22 +234,14 @@ struct Page {
   std::optional<std::int64_t> after;  ///< `ListQuery::after` of the next page; none: this is the last one
 };
 
-/// A message to another service, which waits in the outbox.
-struct Message {
-  std::int64_t id = 0;
-  int zr = 0;           ///< the server that it is about; 0: several or none
-  std::string target;   ///< "msgd", "qvactruled", "client", "hostd", "cms-host"
-  std::string command;  ///< what the target must do
-  Json::Value payload;
-};
-
 /// Counts over all that the host holds.
 struct Statistics {
   /// Messages that wait for a target.
   struct Waiting {
     std::string target;
     std::int64_t count = 0;
-    std::int64_t oldest = 0;  ///< id
+    std::chrono::system_clock::time_point oldest;  ///< when the first of them was written
+    std::int64_t set_aside = 0;                    ///< messages that do not wait, since they were refused
   };
   /// Devices of a kind that were last reported in a state.
   struct Devices {
@@ -400,14 +392,9 @@ class QV_HOST_API Host {
   /// "slave-well", the payload has `zr` and `since`, in seconds since 1970.
   void TellSilence(std::span<const SilenceChange> changes);
 
-  /// The first messages that wait for a target, in the order of their ids.
-  /// @param target  empty: every target
-  std::vector<Message> Messages(std::string_view target, std::size_t limit = 100) const;
-  /// Deletes messages after their delivery.
-  /// @return how many there were
-  std::size_t DeleteMessages(std::span<const std::int64_t> ids);
-
  private:
+  friend class Outbox;
+  friend class OutboxBell;
   /// Makes sure that the process has one host. Lives longer than the rest of it, and resets the log.
   struct OnlyOne {
     OnlyOne();

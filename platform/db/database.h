@@ -261,4 +261,7 @@ void CountFailure() noexcept;
 /// and no transaction open. It may use the database; an exception that it throws is logged; the commit stands.
 void OnCommit(std::function<void()> action);
 
+/// Rings the bell of the data folder (db/bell.h) once the open transaction is committed; at once when none is open.
+void RingOnCommit();
+
 }  // namespace qv::db

@@ -70,6 +70,7 @@ struct Session::State {
   bool in_group = false;                         ///< the open transaction is that of a `Group`
   bool in_transaction = false;                   ///< a `Transaction` is open, though its database may have lost it
   std::vector<std::function<void()>> on_commit;  ///< what the open transaction brings about
+  bool rings_on_commit = false;                  ///< those who wait for what the open transaction brings are woken
 
   /// Throws `Error` (Lost) when the database has dropped the transaction that is open.
   void CheckNotLost() const {

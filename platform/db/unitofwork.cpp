@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <stdexcept>
 
+#include "db/bell.h"
 #include "db/countobserver.h"
 #include "db/transaction.h"
 
@@ -111,6 +112,15 @@ void OnCommit(std::function<void()> action) {
     state.on_commit.push_back(std::move(action));
   } else {
     action();
+  }
+}
+
+void RingOnCommit() {
+  Session::State& state = ThisThread().state();
+  if (state.in_transaction) {
+    state.rings_on_commit = true;
+  } else {
+    Bell::Ring(state.folder->path);
   }
 }
 

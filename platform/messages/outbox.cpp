@@ -1,16 +1,22 @@
 #include "messages/outbox.h"
 
+#include <chrono>
+
+#include "db/database.h"
 #include "qvjson.h"
 #include "record/attempt.h"
 #include "taggedfield.h"
 
 // The server is no owner: a message outlives it, and an index by server would be written with every message.
-#define MESSAGE_FIELDS(FIELD)                                   \
-  FIELD(MessageData, int, Id, "id", HostId)                     \
-  FIELD(MessageData, int, ZrId, "zr_id", HostOnly)              \
-  FIELD(MessageData, std::string, Target, "target", HostOnly)   \
-  FIELD(MessageData, std::string, Command, "command", HostOnly) \
-  FIELD(MessageData, JsonText, Payload, "payload", HostOnly)
+#define MESSAGE_FIELDS(FIELD)                                    \
+  FIELD(MessageData, int, Id, "id", HostId)                      \
+  FIELD(MessageData, int, ZrId, "zr_id", HostOnly)               \
+  FIELD(MessageData, std::string, Target, "target", HostOnly)    \
+  FIELD(MessageData, std::string, Command, "command", HostOnly)  \
+  FIELD(MessageData, JsonText, Payload, "payload", HostOnly)     \
+  FIELD(MessageData, std::int64_t, Created, "created", HostOnly) \
+  FIELD(MessageData, int, Attempts, "attempts", HostOnly)        \
+  FIELD(MessageData, std::string, SetAside, "set_aside", HostOnly)
 
 QV_DECLARE_FIELDS(MessageData, MESSAGE_FIELDS)
 
@@ -36,7 +42,11 @@ int Post(int zr_id, std::string_view target, std::string_view command, const Jso
     message.SetTarget(std::string(target));
     message.SetCommand(std::string(command));
     message.SetPayload({JsonWrite(payload, true)});
+    message.SetCreated(
+        std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::system_clock::now().time_since_epoch())
+            .count());
     Messages().Save(message);
+    db::RingOnCommit();
   });
 }
 

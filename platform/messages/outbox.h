@@ -1,5 +1,6 @@
 /// The outbox: every message to a daemon, the clients or a CMS host is a row, written in the transaction of its
-/// change. Readers take the rows in order of their ids and delete what they have delivered.
+/// change. Readers take the rows in order of their ids and delete what they have delivered. They are woken by a bell
+/// when a commit brings messages.
 #pragma once
 
 #include <json/value.h>

@@ -48,6 +48,8 @@ void Assign(T& held, const Value& value) {
     held.text = std::get<std::string_view>(value);
   } else if constexpr (std::is_same_v<T, bool>) {
     held = std::get<std::int64_t>(value) != 0;
+  } else if constexpr (std::is_same_v<T, std::int64_t>) {
+    held = std::get<std::int64_t>(value);
   } else {
     held = static_cast<T>(static_cast<int>(std::get<std::int64_t>(value)));
   }

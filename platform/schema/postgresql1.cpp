@@ -2,8 +2,7 @@
 
 namespace qv::schema {
 
-// This version has not been released: the next change of the schema belongs here. Texts sort by their bytes, as in the
-// other database.
+// Texts sort by their bytes, as in the other database.
 const char* const kPostgresqlVersion1 = R"sql(
 -- Takes ids for new rows of a table. @return the first of them
 CREATE FUNCTION take_ids(of_table TEXT, amount BIGINT) RETURNS BIGINT LANGUAGE plpgsql AS $$

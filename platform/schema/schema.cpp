@@ -43,8 +43,8 @@ std::string FindDifference(const db::TableColumns& found) {
 namespace qv::db {
 
 const Schema& PlatformSchema() {
-  static const char* const versions[] = {schema::kVersion1, schema::kVersion2, schema::kVersion3};
-  static const char* const postgresql_versions[] = {schema::kPostgresqlVersion1};
+  static const char* const versions[] = {schema::kVersion1, schema::kVersion2, schema::kVersion3, schema::kVersion4};
+  static const char* const postgresql_versions[] = {schema::kPostgresqlVersion1, schema::kPostgresqlVersion2};
   static const Schema platform{.versions = versions,
                                .postgresql_versions = postgresql_versions,
                                .find_difference = schema::FindDifference,

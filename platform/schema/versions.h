@@ -11,8 +11,10 @@ namespace qv::schema {
 extern const char* const kVersion1;
 extern const char* const kVersion2;
 extern const char* const kVersion3;
+extern const char* const kVersion4;
 
 /// The same for PostgreSQL, whose first version makes what the third of the others has.
 extern const char* const kPostgresqlVersion1;
+extern const char* const kPostgresqlVersion2;
 
 }  // namespace qv::schema

@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <qv/json.h>
+#include <qv/outbox.h>
 #include <sys/file.h>
 #include <unistd.h>
 
@@ -72,11 +73,11 @@ TEST_F(HostApiTest, FollowsTheDocuments) {
   EXPECT_EQ(Of("speaker", plan), "0 2 1 0");
   EXPECT_TRUE(plan.has_changes);
   EXPECT_EQ(Of("speaker", host.Update(7, Speakers(2, "yard"))), "0 2 1 0") << "the plan changed nothing";
-  const std::size_t messages = host.Messages("").size();
+  const std::size_t messages = qv::Outbox(host).Read({}).size();
   const qv::ImportResult again = host.Update(7, Speakers(2, "yard"));
   EXPECT_EQ(Of("speaker", again), "0 0 0 2");
   EXPECT_EQ(Of("message", again), "3 0 0 -");
-  EXPECT_EQ(host.Messages("", SIZE_MAX).size(), messages + 3);
+  EXPECT_EQ(qv::Outbox(host).Read({.limit = SIZE_MAX}).size(), messages + 3);
   EXPECT_FALSE(again.has_changes);
   EXPECT_GT(again.took.count(), 0);
 }
@@ -258,8 +259,8 @@ TEST_F(HostApiTest, TakesAMissingHostForAnEmptyOne) {
     EXPECT_THAT(host.List({.kind = std::string(kind.name)}).rows, IsEmpty());
   }
   EXPECT_FALSE(host.Remove(7).was_held);
-  EXPECT_THAT(host.Messages(""), IsEmpty());
-  EXPECT_EQ(host.DeleteMessages({}), 0U);
+  EXPECT_THAT(qv::Outbox(host).Read({}), IsEmpty());
+  EXPECT_THAT(qv::Outbox(host).Targets(), IsEmpty());
   EXPECT_THAT(RefusalOf([&] { host.Pair(7, Speakers(1)); }), StartsWith("not-a-host: there is no host in "));
   EXPECT_THAT(RefusalOf([&] { host.Plan(7, Speakers(1)); }), StartsWith("not-a-host: "));
   EXPECT_THAT(RefusalOf([&] { host.Status(7, Document::Parse(R"({"status":1})")); }), StartsWith("unknown-server: "));
@@ -271,21 +272,6 @@ TEST_F(HostApiTest, TakesAMissingHostForAnEmptyOne) {
   EXPECT_FALSE(qv::Host::IsIn(options.data_folder)) << "an empty file is no database yet";
   EXPECT_TRUE(qv::Host::IsIn("/dev/null")) << "opening it says what is wrong";
   EXPECT_THROW(qv::Host second(options), std::logic_error) << "a host without data is one, too";
-}
-
-TEST_F(HostApiTest, HandsOutMessagesUntilTheyAreDeleted) {
-  qv::Host& host = Open();
-  host.Pair(7, Speakers(1), {.model = "QVA-3216"});
-  const std::vector<qv::Message> messages = host.Messages("hostd");
-  ASSERT_FALSE(messages.empty());
-  EXPECT_EQ(messages[0].zr, 7);
-  EXPECT_EQ(messages[0].command, "sync-face-database");
-  EXPECT_EQ(messages[0].payload["group_id"], 0);
-  const std::size_t all = host.Messages("").size();
-  EXPECT_EQ(host.Messages("", 1).size(), 1U);
-  const std::int64_t ids[] = {messages[0].id, 12345};
-  EXPECT_EQ(host.DeleteMessages(ids), 1U);
-  EXPECT_EQ(host.Messages("").size(), all - 1);
 }
 
 TEST_F(HostApiTest, TellsHowFarItIsAndLogsWhereItIsTold) {

@@ -53,12 +53,12 @@ std::vector<std::string> TablesIn(const std::filesystem::path& folder) {
 std::string ColumnsOf(const std::filesystem::path& folder, const std::string& table) {
   if (!OnPostgresql()) {
     return QueryFolder(folder, "SELECT group_concat(name) FROM pragma_table_info('" + table +
-                                   "') WHERE name NOT IN ('last_report','revision')")[0];
+                                   "') WHERE name NOT IN ('last_report','revision','created')")[0];
   }
   return QueryFolder(folder,
                      "SELECT string_agg(column_name, ',' ORDER BY ordinal_position) FROM information_schema.columns "
                      "WHERE table_schema = current_schema() AND table_name = '" +
-                         table + "' AND column_name NOT IN ('last_report','revision')")[0];
+                         table + "' AND column_name NOT IN ('last_report','revision','created')")[0];
 }
 
 std::vector<std::string> DumpDatabase(const std::filesystem::path& folder) {

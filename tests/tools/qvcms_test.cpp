@@ -243,5 +243,24 @@ TEST_F(ToolTest, MigratesAHostToAnotherDatabaseAndBack) {
   EXPECT_EQ(Run("--data-dir other --database '' migrate --from nowhere").status, 1);
 }
 
+TEST_F(ToolTest, HandsMessagesToAScriptAndTakesThemOutOnceTheyAreWritten) {
+  const auto lines = [](const std::string& text) { return std::count(text.begin(), text.end(), '\n'); };
+  Write("document", Terminals(1));
+  ASSERT_EQ(Run("pair 7 document --model QVA-3216").status, 0);
+  EXPECT_EQ(lines(Run("messages --target hostd --zr 7").out), 2);
+  EXPECT_EQ(Run("messages --target hostd --zr 8").out, "");
+  EXPECT_EQ(Run("messages --ack").status, 64) << "of which target?";
+  EXPECT_EQ(Run("messages --target hostd --ack >/dev/full").status, 1);
+  EXPECT_EQ(lines(Run("messages --target hostd --ack").out), 2) << "what could not be written is still there";
+  EXPECT_EQ(Run("messages --target hostd").out, "");
+
+  const std::string program = "'" QVCMS_PATH "' --data-dir data ";
+  const Result followed = Shell(
+      "sh -c \"" + program + "messages --target hostd --ack --follow >followed & sleep 0.3; " + program +
+      "messages --target hostd --ack; " + program + "pair 7 document >/dev/null; sleep 0.3; kill \\$!; cat followed\"");
+  EXPECT_EQ(lines(followed.out), 2) << "it was woken";
+  EXPECT_THAT(followed.err, HasSubstr("another process delivers the messages for hostd"));
+}
+
 }  // namespace
 }  // namespace qv::test

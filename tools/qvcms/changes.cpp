@@ -51,7 +51,9 @@ int Run(const GlobalOptions& global, const PairOptions& options) {
   const qv::ImportResult result = WithProgress([&](const qv::ProgressCallback& progress) {
     return host.Pair(options.import.zr, snapshot, {.model = options.import.model, .progress = progress});
   });
-  return Report(result, FormatImport(global.format, result, IsColored(global.color)));
+  const int status = Report(result, FormatImport(global.format, result, IsColored(global.color)));
+  TellOfUndelivered(host);
+  return status;
 }
 
 int Run(const GlobalOptions& global, const UpdateOptions& options) {
@@ -62,7 +64,9 @@ int Run(const GlobalOptions& global, const UpdateOptions& options) {
     return host.Update(options.import.zr, snapshot,
                        {.model = options.import.model, .allow_removals = options.allow_removals, .progress = progress});
   });
-  return Report(result, FormatImport(global.format, result, IsColored(global.color)));
+  const int status = Report(result, FormatImport(global.format, result, IsColored(global.color)));
+  TellOfUndelivered(host);
+  return status;
 }
 
 int Run(const GlobalOptions& global, const PlanOptions& options) {

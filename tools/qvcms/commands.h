@@ -26,6 +26,12 @@ int Run(const GlobalOptions& global, const RemoveOptions& options);
 /// Sets or clears a device's configuring flag and prints it.
 int Run(const GlobalOptions& global, const ConfiguringOptions& options);
 
+/// Prints messages of the outbox, one a line; takes them out, or puts back those that are set aside.
+int Run(const GlobalOptions& global, const MessagesOptions& options);
+
+/// Tells of messages that have been waiting for long.
+void TellOfUndelivered(qv::Host& host);
+
 /// Copies a host into the database that the global options name.
 int Run(const GlobalOptions& global, const MigrateOptions& options);
 

@@ -92,6 +92,7 @@ class CommandLine {
     AddStatusAndRemove();
     AddList();
     AddConfiguring();
+    AddMessages();
     AddMigrate();
     AddToken();
   }
@@ -283,6 +284,25 @@ class CommandLine {
         ->check(CLI::IsMember({"on", "off"}));
   }
 
+  void AddMessages() {
+    CLI::App* messages = AddCommand("messages", "Show messages to other services as JSON lines, and take them out",
+                                    "  qvcms messages --target msgd --follow --ack | while read -r line; do ...; done",
+                                    [this] { return messages_; });
+    auto* target = messages->add_option("--target", messages_.target, "Only messages to this service, such as msgd");
+    target->type_name("NAME")->check(NotEmpty());
+    messages->add_option("--zr", messages_.zr, "Only messages about this slave; 0: about several or none")
+        ->check(Number(0, INT_MAX));
+    auto* follow = messages->add_flag("--follow", messages_.follow, "Go on with those to come");
+    auto* ack = messages->add_flag("--ack", messages_.ack, "Delete each batch of messages once it is written");
+    auto* set_aside =
+        messages->add_flag("--set-aside", messages_.set_aside, "Those that were refused, in place of those that wait");
+    messages->add_flag("--retry", messages_.retry, "Have those that were refused delivered again, with new ids")
+        ->excludes(follow)
+        ->excludes(ack)
+        ->excludes(set_aside);
+    ack->needs(target);
+  }
+
   void AddMigrate() {
     CLI::App* migrate = AddCommand("migrate", "Copy a whole host into another, empty database",
                                    "  qvcms migrate --from old-data --data-dir data --database postgresql://db/qv",
@@ -331,6 +351,7 @@ class CommandLine {
   bool wide_ = false;
   bool extra_values_ = false;
   ConfiguringOptions configuring_;
+  MessagesOptions messages_;
   MigrateOptions migrate_;
   std::vector<std::string> token_scope_;
   std::string token_note_;

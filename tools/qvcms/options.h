@@ -70,6 +70,15 @@ struct ConfiguringOptions {
   bool on = false;
 };
 
+struct MessagesOptions {
+  std::string target;  ///< empty: all
+  std::optional<int> zr;
+  bool follow = false;
+  bool ack = false;
+  bool set_aside = false;
+  bool retry = false;
+};
+
 struct MigrateOptions {
   std::filesystem::path from;
   std::string from_database;
@@ -88,7 +97,7 @@ struct TokenRevokeOptions {
 
 using Command =
     std::variant<PairOptions, UpdateOptions, PlanOptions, StatusOptions, RemoveOptions, ListOptions, ConfiguringOptions,
-                 MigrateOptions, TokenMakeOptions, TokenListOptions, TokenRevokeOptions>;
+                 MessagesOptions, MigrateOptions, TokenMakeOptions, TokenListOptions, TokenRevokeOptions>;
 
 struct Options {
   GlobalOptions global;

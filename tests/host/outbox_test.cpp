@@ -1,0 +1,112 @@
+/// Messages as those see them who deliver them.
+
+#include <poll.h>
+#include <qv/outbox.h>
+
+#include <thread>
+
+#include "scratchhost.h"
+
+namespace {
+
+using qv::Message;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::MatchesRegex;
+
+struct OutboxTest : HostApiTest {
+  /// Puts a message about each of these servers into the outbox.
+  void Write(std::initializer_list<int> servers) {
+    std::vector<qv::SilenceChange> changes;
+    for (const int zr : servers) changes.push_back({.zr = zr, .is_silent = true, .since = {}});
+    host_->TellSilence(changes);
+  }
+  /// "ID:SERVER" for each; "+N" if it was set aside N times.
+  std::vector<std::string> Read(const qv::MessageQuery& query = {}) {
+    std::vector<std::string> texts;
+    for (const Message& message : outbox_.Read(query)) {
+      texts.push_back(std::to_string(message.id) + ':' + std::to_string(message.zr) +
+                      (message.attempts > 0 ? "+" + std::to_string(message.attempts) : ""));
+    }
+    return texts;
+  }
+
+  qv::Outbox outbox_{Open()};
+};
+
+TEST_F(OutboxTest, ShowsWhatWaitsUntilItIsDeleted) {
+  Write({7, 8, 7});
+  host_->Pair(9, qv::Document::Parse(R"({"speaker_info":[{"id":1}]})"));
+  EXPECT_THAT(Read({.target = "client"}), ElementsAre("1:7", "2:8", "3:7"));
+  EXPECT_THAT(Read({.target = "client", .zr = 7}), ElementsAre("1:7", "3:7"));
+  EXPECT_THAT(Read({.after = 1, .limit = 2}), ElementsAre("2:8", "3:7"));
+  EXPECT_THAT(outbox_.Targets(), testing::Contains("client"));
+  EXPECT_EQ(outbox_.Oldest().size(), outbox_.Targets().size());
+  EXPECT_THAT(ToJson(outbox_.Read({.target = "client"})[0]),
+              MatchesRegex(R"(\{"id":1,"zr":7,"target":"client","command":"slave-silent",)"
+                           R"("payload":\{"since":0,"zr":7\},"time":"20[-0-9]+T[:0-9]+\.[0-9]{3}Z"\})"));
+  const std::int64_t delivered[] = {1, 3, 12345};
+  EXPECT_EQ(outbox_.Delete(delivered), 2U);
+  EXPECT_THAT(Read({.target = "client"}), ElementsAre("2:8"));
+}
+
+TEST_F(OutboxTest, OneThatIsRefusedIsSetAsideAndComesLastWhenItIsTriedAgain) {
+  Write({7, 8, 9});
+  EXPECT_TRUE(outbox_.SetAside(1, "too\nlong"));
+  EXPECT_FALSE(outbox_.SetAside(1, "once more"));
+  EXPECT_THAT(Read(), ElementsAre("2:8", "3:9"));
+  EXPECT_EQ(outbox_.Read({.set_aside = true})[0].set_aside, "too\\nlong");
+  EXPECT_EQ(host_->Statistics().messages[0].count, 2);
+  EXPECT_EQ(host_->Statistics().messages[0].set_aside, 1);
+  EXPECT_EQ(outbox_.Retry({.target = "other"}), 0U);
+  EXPECT_EQ(outbox_.Retry({.target = "client"}), 1U);
+  EXPECT_THAT(Read(), ElementsAre("2:8", "3:9", "4:7+1"));
+  outbox_.SetAside(4, "again");
+  EXPECT_EQ(outbox_.Retry({}, 2), 0U) << "it was set aside twice";
+  EXPECT_THAT(Read({.set_aside = true}), ElementsAre("4:7+2"));
+}
+
+TEST_F(OutboxTest, TheOldestGoWhenThereAreTooMany) {
+  Write({1, 2, 3, 4});
+  EXPECT_EQ(outbox_.Discard("client", std::chrono::hours(1), 4), 0U);
+  EXPECT_EQ(outbox_.Discard("client", std::chrono::hours(1), 3), 1U);
+  EXPECT_THAT(Read(), ElementsAre("2:2", "3:3", "4:4"));
+  std::this_thread::sleep_for(std::chrono::milliseconds(20));
+  Write({5});
+  EXPECT_EQ(outbox_.Discard("other", std::chrono::milliseconds(10), 0), 0U);
+  EXPECT_EQ(outbox_.Discard("client", std::chrono::milliseconds(10), 0), 3U);
+  EXPECT_THAT(Read(), ElementsAre("5:5"));
+}
+
+TEST_F(OutboxTest, OneAtATimeHasTheClaimOnATarget) {
+  auto first = outbox_.TryClaim("msgd");
+  ASSERT_NE(first, nullptr);
+  std::jthread([&] {
+    EXPECT_EQ(outbox_.TryClaim("msgd"), nullptr);
+    EXPECT_NE(outbox_.TryClaim("../hostd"), nullptr);
+  }).join();
+  EXPECT_TRUE(first->Holds());
+  first.reset();
+  std::jthread([&] { EXPECT_NE(outbox_.TryClaim("msgd"), nullptr); }).join();
+}
+
+TEST_F(OutboxTest, ACommitWithMessagesRingsTheBell) {
+  qv::OutboxBell bell(*host_);
+  const auto has_rung = [&](int milliseconds) {
+    pollfd ring = {.fd = bell.descriptor(), .events = POLLIN, .revents = 0};
+    return poll(&ring, 1, milliseconds) > 0;
+  };
+  for (int round = 0; round < 2; ++round) {
+    EXPECT_FALSE(has_rung(0));
+    std::jthread([&] { Write({7}); }).join();
+    EXPECT_TRUE(has_rung(1000));
+    bell.Clear();
+  }
+  std::filesystem::remove(folder_ / "data/outbox.bell");
+  EXPECT_TRUE(has_rung(1000));
+  bell.Clear();  // makes the file again
+  Write({8});
+  EXPECT_TRUE(has_rung(1000));
+}
+
+}  // namespace
