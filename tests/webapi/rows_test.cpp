@@ -25,7 +25,8 @@ constexpr const char* kShape = R"("type":2,"fence":[{"x":0,"y":0},{"x":1,"y":0}]
 TEST_F(RowsTest, ATaskKeepsItsRowWhenItsCameraGoesAsItMovesToAnother) {
   Update(R"({"camera_info":[{"id":1},{"id":2}],"iva_info":[{"id":1,"camera_id":1,"type":6}],
              "counting_widget_info":[{"id":1,"iva_setting_id":1,)" +
-         std::string(kShape) + R"(}],"face_info":[{"id":1,"camera_id":1}]})");
+         std::string(kShape) + R"(}],"face_info":[{"id":1,"camera_id":1,"task_id":5}]})");
+  EXPECT_THAT(Rows("SELECT task_id FROM face_task"), ElementsAre("0")) << "it numbers a task of the slave's";
   Sql("UPDATE face_task SET task_id=33");
   const auto tasks = [] {
     return Rows("SELECT id,camera_id FROM iva_task UNION ALL SELECT task_id,camera_id FROM face_task");

@@ -2,6 +2,7 @@
 
 #include <sys/resource.h>
 
+#include <fstream>
 #include <semaphore>
 #include <thread>
 
@@ -235,6 +236,14 @@ TEST_F(DatabaseTest, WrongUseIsReported) {
   EXPECT_THROW(unit.Commit(), std::logic_error);
 }
 
+TEST_F(DatabaseTest, AFileInPlaceOfTheFolderIsNamed) {
+  Close();
+  std::ofstream(root_ / "file") << "text";
+  EXPECT_THAT([&] { Open(root_ / "file", ItemOptions(root_ / "file")); },
+              Fails(Kind::Unusable,
+                    HasSubstr("cannot make the data folder " + (root_ / "file").string() + ": Not a directory")));
+}
+
 TEST_F(DatabaseTest, AnErrorNamesTheStatementButNoValue) {
   Insert("secret-key");
   const auto no_value = Not(HasSubstr("secret-key"));
@@ -298,8 +307,10 @@ TEST_F(DatabaseTest, FailureLeavesEverythingAsItWasAndOneLine) {
     DBResult_tag* result = untouched;
     testing::internal::CaptureStderr();
     EXPECT_EQ(Run(sql, &result), -1) << sql;
-    EXPECT_EQ(Run(sql, nullptr, false), -1) << "without a word";
     const std::string log = testing::internal::GetCapturedStderr();
+    testing::internal::CaptureStderr();
+    EXPECT_EQ(Run(sql, nullptr, false), -1);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
     EXPECT_THAT(log, HasSubstr("Failed to execute a command on database [0]: "));
     EXPECT_EQ(std::count(log.begin(), log.end(), '\n'), 1) << log;
     EXPECT_EQ(result, untouched);

@@ -69,11 +69,12 @@ TEST_F(TableTest, WhatWasStoredEqualsTheEntryItCameFrom) {
 TEST_F(TableTest, AValueIsTakenInTheTypeOfItsField) {
   const struct {
     std::string member, sent, held;
-  } cases[] = {{"number", "3.0", "3"},      {"number", R"("-17")", "-17"},
-               {"number", "true", "1"},     {"flag", R"("false")", "0"},
-               {"flag", R"("1")", "1"},     {"flag", "2", "1"},
-               {"real", R"("0.5")", "0.5"}, {"text", "5", "5"},
-               {"text", "false", "false"}};
+  } cases[] = {{"number", "3.0", "3"},       {"number", R"("-17")", "-17"},
+               {"number", "true", "1"},      {"flag", R"("false")", "0"},
+               {"flag", R"("1")", "1"},      {"flag", "2", "1"},
+               {"real", R"("0.5")", "0.5"},  {"text", "5", "5"},
+               {"text", "false", "false"},   {"number", "2147483647.0", "2147483647"},
+               {"number", "2147483648", "5"}};
   for (const auto& [member, sent, held] : cases) {
     for (const bool flag : {false, true}) {
       Gadget gadget;
