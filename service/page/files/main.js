@@ -97,7 +97,7 @@ function App() {
   if (session === null) return trouble ? html`<main class="login"><p role="alert">${trouble}</p></main>` : null;
 
   const view = address.zr
-    ? html`<${SlaveView} key=${address.zr} fleet=${fleet} address=${address} mayOperate=${session.scope.includes('operate')} />`
+    ? html`<${SlaveView} key=${address.zr} fleet=${fleet} address=${address} scope=${session.scope} />`
     : html`<${FleetView} fleet=${fleet} filter=${filter} setFilter=${setFilter} />`;
   return html`
     <header class="bar">

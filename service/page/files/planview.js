@@ -79,7 +79,7 @@ function Apply({ zr, rows, isBusy, onApply }) {
   </div>`;
 }
 
-export function PlanView({ zr, document, mayOperate, onClose }) {
+export function PlanView({ zr, document, onClose }) {
   const [rows, setRows] = useState(null);
   const [devices, setDevices] = useState(new Map());
   const [result, setResult] = useState(null);
@@ -122,8 +122,7 @@ export function PlanView({ zr, document, mayOperate, onClose }) {
     ${shown && html`
       <p role="status">${result ? 'Done: ' : 'Update would do this: '}${changes}${messages > 0 ? `, and ${number(messages)} ${messages === 1 ? 'message' : 'messages'} to other services` : ''}.
         ${result?.failed > 0 && html` <b class="bad">${number(result.failed)} failed operations; the log of the service tells why.</b>`}</p>
-      ${!result && mayOperate && html`<${Apply} zr=${zr} rows=${rows} isBusy=${isBusy} onApply=${apply} />`}
-      ${!result && !mayOperate && html`<p class="quiet">Applying it needs a token with the scope operate.</p>`}
+      ${!result && html`<${Apply} zr=${zr} rows=${rows} isBusy=${isBusy} onApply=${apply} />`}
       <${Remarks} rows=${shown} />
       <div class="halves">
         <${Counts} rows=${counts} />

@@ -75,6 +75,8 @@ export class Rows {
       this.trouble = refusal;
     }
     this.#isReading = false;
-    if (!this.#stopping.signal.aborted) this.onChange();
+    if (this.#stopping.signal.aborted) return;
+    this.onChange();
+    if (this.isLoaded && this.trouble === null) this.see(...this.#sight);
   }
 }

@@ -116,10 +116,11 @@ function Facts({ slave, now }) {
     html`<div key=${name}><dt>${name}</dt><dd>${value}</dd></div>`)}</dl>`;
 }
 
-/** Takes a document that is dropped anywhere on the page. */
+/** Takes a file that is dropped anywhere on the page, if there is something to take it. */
 function useDrop(onFile) {
   const [isOver, setOver] = useState(false);
   useEffect(() => {
+    if (!onFile) return undefined;
     const over = (event) => {
       if (!event.dataTransfer.types.includes('Files')) return;
       event.preventDefault();
@@ -138,11 +139,11 @@ function useDrop(onFile) {
   return isOver;
 }
 
-/** The list of one kind. */
-function KindList({ fleet, zr, kind }) {
+/** The list of one kind; who comes to see what is wrong sees that first. */
+function KindList({ fleet, zr, kind, startsNotWell }) {
   const devices = fleet.slaves.get(zr)?.devices.get(kind);
   const [search, setSearch] = useState('');
-  const [isNotWell, setNotWell] = useState(false);
+  const [isNotWell, setNotWell] = useState(startsNotWell);
   const rows = useRows(fleet, zr, kind, useSettled(search.trim(), 150), isNotWell);
   const isNarrow = useMedia('(max-width: 60rem)');
   return html`<section class="devices" aria-label=${titleOf(kind)}>
@@ -159,7 +160,7 @@ function KindList({ fleet, zr, kind }) {
   </section>`;
 }
 
-export function SlaveView({ fleet, address, mayOperate }) {
+export function SlaveView({ fleet, address, scope }) {
   useFleet(fleet);
   const { zr, id } = address;
   const slave = fleet.slaves.get(zr);
@@ -167,23 +168,26 @@ export function SlaveView({ fleet, address, mayOperate }) {
   const [document_, setDocument] = useState(null);
   const picker = useRef(null);
   const take = useMemo(() => async (file) => setDocument({ name: file.name, text: await file.text() }), []);
-  const isOver = useDrop(take);
-  const worst = slave && [...slave.devices].find(([, each]) => each.not_well > 0)?.[0];
-  const kind = address.kind ?? (useMemo(() => worst, [slave === undefined]) || 'camera');
+  const mayOperate = scope.includes('operate');
+  const mayPlan = mayOperate || scope.includes(`slave:${zr}`);
+  const isOver = useDrop(mayPlan ? take : null);
+  // Where one lands stays the same when something changes meanwhile.
+  const worst = useMemo(() => slave && [...slave.devices].find(([, each]) => each.not_well > 0)?.[0], [slave === undefined]);
+  const kind = address.kind ?? worst ?? 'camera';
   if (!slave) return html`<main><p class="empty">${fleet.isLoaded ? `Slave ${zr} is not known here.` : ''}</p></main>`;
   return html`<main class=${`slave ${id ? 'open' : ''}`}>
     <div class="top">
       <h1>Slave ${zr}</h1>
       <${Facts} slave=${slave} now=${fleet.now()} />
-      <input type="file" accept=".json,application/json" hidden ref=${picker} aria-label="Document"
+      ${mayPlan && html`<input type="file" accept=".json,application/json" hidden ref=${picker} aria-label="Document"
         onChange=${(event) => { if (event.target.files[0]) take(event.target.files[0]); event.target.value = ''; }} />
-      <button type="button" onClick=${() => picker.current.click()}>Plan a document…</button>
+      <button type="button" onClick=${() => picker.current.click()}>Plan a document…</button>`}
     </div>
     ${document_
-      ? html`<${PlanView} key=${document_.text} zr=${zr} document=${document_} mayOperate=${mayOperate} onClose=${() => setDocument(null)} />`
+      ? html`<${PlanView} key=${document_.text} zr=${zr} document=${document_} onClose=${() => setDocument(null)} />`
       : html`<div class="columns">
           <${Kinds} zr=${zr} slave=${slave} kind=${kind} isNarrow=${isNarrow} />
-          <${KindList} key=${kind} fleet=${fleet} zr=${zr} kind=${kind} />
+          <${KindList} key=${kind} fleet=${fleet} zr=${zr} kind=${kind} startsNotWell=${address.kind === null && worst !== undefined} />
           ${id && html`<${DeviceView} key=${`${kind}/${id}`} fleet=${fleet} zr=${zr} kind=${kind} id=${id} mayOperate=${mayOperate} />`}
         </div>`}
     ${isOver && html`<div class="drop">Drop the document here to see what update would do</div>`}
