@@ -21,10 +21,8 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-constexpr int kWell = 1;
-constexpr int kLost = 2;
 constexpr std::size_t kBeginAtOnce = 32;
-constexpr double kLivelyAway = 90;  ///< seconds for which a lively slave is silent
+constexpr double kLivelyAway = 40;  ///< seconds, for which a lively slave is silent at least
 
 std::size_t Ignore(char*, std::size_t size, std::size_t count, void*) { return size * count; }
 
@@ -61,7 +59,7 @@ class Latencies {
 
 /// A slave and its connection.
 struct Client {
-  Client(int zr, const FleetOptions& fleet) : slave(zr, fleet) {}
+  Client(int zr, const SlaveOptions& options) : slave(zr, options) {}
   Slave slave;
   CURL* easy = nullptr;
   bool is_paired = false;
@@ -90,7 +88,7 @@ class Fleet {
     connect_to_ = curl_slist_append(nullptr, ("::" + options.url.substr(name)).c_str());
     scheme_ = options.url.substr(0, name);
     for (int i = 0; i < options.slaves; ++i) {
-      clients_.push_back(std::make_unique<Client>(options.first + i, options));
+      clients_.push_back(std::make_unique<Client>(options.first + i, options.slave));
     }
   }
   ~Fleet() {
@@ -116,7 +114,7 @@ class Fleet {
                 std::chrono::duration<double>(begin_ - start).count());
     for (const auto& client : clients_) Plan(*client, begin_ + Seconds(options_.interval * Random()));
     auto minute = begin_ + std::chrono::minutes(1);
-    while (options_.is_lively || Clock::now() < begin_ + Seconds(options_.seconds)) {
+    while (options_.slave.is_lively || Clock::now() < begin_ + Seconds(options_.seconds)) {
       Step();
       if (Clock::now() < minute) continue;
       Tell("so far");
@@ -168,12 +166,12 @@ class Fleet {
 
   void Send(Client& client) {
     if (client.easy == nullptr) client.easy = MakeHandle(client);
-    client.body = client.is_paired ? client.slave.Report() : client.slave.Snapshot();
+    std::string route = client.is_paired ? "/status" : "/pair?model=" + std::string(client.slave.model());
+    if (client.is_paired && client.slave.ChangesConfiguration()) route = "/snapshot";
+    client.body = route == "/status" ? client.slave.Report() : client.slave.Snapshot();
     // A name of its own keeps the connection apart from those of the others.
     const std::string slave = std::to_string(client.slave.zr());
-    curl_easy_setopt(
-        client.easy, CURLOPT_URL,
-        (scheme_ + "slave" + slave + "/v1/slaves/" + slave + (client.is_paired ? "/status" : "/pair")).c_str());
+    curl_easy_setopt(client.easy, CURLOPT_URL, (scheme_ + "slave" + slave + "/v1/slaves/" + slave + route).c_str());
     curl_easy_setopt(client.easy, CURLOPT_POSTFIELDS, client.body.c_str());
     curl_easy_setopt(client.easy, CURLOPT_POSTFIELDSIZE, static_cast<long>(client.body.size()));
     client.sent = Clock::now();
@@ -217,7 +215,7 @@ class Fleet {
     latencies_.Add(std::chrono::duration<double>(now - client->sent).count());
     // As a clock would have it: a late answer does not make the slave report less often.
     auto next = std::max(now, client->sent + Seconds(options_.interval));
-    if (options_.is_lively && Random() < 0.005) next += Seconds(kLivelyAway * (1 + Random()));
+    if (options_.slave.is_lively && Random() < 0.005) next += Seconds(kLivelyAway * (1 + Random()));
     Plan(*client, next);
   }
 
@@ -263,39 +261,6 @@ class Fleet {
 };
 
 }  // namespace
-
-Slave::Slave(int zr, const FleetOptions& fleet)
-    : zr_(zr),
-      changes_(static_cast<std::size_t>(std::lround(fleet.changed * fleet.cameras))),
-      states_(static_cast<std::size_t>(fleet.cameras), kWell),
-      random_(static_cast<unsigned>(zr)) {}
-
-std::string Slave::Snapshot() const {
-  std::string text = "{\"camera_info\":[";
-  for (std::size_t i = 0; i < states_.size(); ++i) {
-    const std::string id = std::to_string(i + 1);
-    text += (i == 0 ? "{\"id\":" : ",{\"id\":") + id + ",\"name\":\"Camera " + id +
-            "\",\"vendor\":\"Oculor\",\"model\":\"DX-400\",\"host\":\"192.0.2." + id +
-            "\",\"port\":443,\"resolution\":\"2560x1440\",\"enabled\":true}";
-  }
-  return text + "]}";
-}
-
-std::string Slave::Report() {
-  for (std::size_t i = 0; i < changes_; ++i) {
-    int& state = states_[random_() % states_.size()];
-    state = state == kWell ? kLost : kWell;
-  }
-  const std::string cameras = std::to_string(states_.size());
-  std::string text = "{\"status\":1,\"pkg_status\":0,\"vol_status\":0,\"cam_count\":" + cameras +
-                     ",\"volSpace\":7421.5,\"serial_num\":\"QVA3216-" + std::to_string(zr_) +
-                     "\",\"tarn_version\":\"5.2.1\",\"qv_version\":\"9.1.0-8112\",\"camera_info\":[";
-  for (std::size_t i = 0; i < states_.size(); ++i) {
-    text +=
-        (i == 0 ? "{\"id\":" : ",{\"id\":") + std::to_string(i + 1) + ",\"status\":" + std::to_string(states_[i]) + '}';
-  }
-  return text + "]}";
-}
 
 bool RunFleet(const FleetOptions& fleet) { return Fleet(fleet).Run(); }
 

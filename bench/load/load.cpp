@@ -28,7 +28,7 @@ using qvload::Slave;
 /// Documents for each second, made and applied in this process: one by one, or in groups with one commit.
 double InProcess(qv::Host& host, const FleetOptions& fleet, std::size_t group) {
   std::vector<Slave> slaves;
-  for (int zr = 1; zr <= fleet.slaves; ++zr) slaves.emplace_back(zr, fleet);
+  for (int zr = 1; zr <= fleet.slaves; ++zr) slaves.emplace_back(zr, fleet.slave);
   for (Slave& slave : slaves) host.Pair(slave.zr(), qv::Document::Parse(slave.Snapshot()));
   const auto begin = std::chrono::steady_clock::now();
   const auto end = begin + std::chrono::duration<double>(fleet.seconds);
@@ -64,13 +64,14 @@ int main(int argc, char** argv) {
   app.add_option("--ca", fleet.ca, "Certificate of the service's authority, PEM");
   app.add_option("--slaves", fleet.slaves, "How many slaves")->capture_default_str();
   app.add_option("--first", fleet.first, "Id of the first one")->capture_default_str();
-  app.add_option("--cameras", fleet.cameras, "Cameras of a slave")->capture_default_str();
+  app.add_option("--cameras", fleet.slave.cameras, "Cameras of a slave")->capture_default_str();
   app.add_option("--interval", fleet.interval, "Seconds between the reports of a slave; 0: as fast as it goes")
       ->capture_default_str();
-  app.add_option("--changed", fleet.changed, "Part of the cameras that change with a report")->capture_default_str();
+  app.add_option("--changed", fleet.slave.changed, "Part of the cameras that change with a report")
+      ->capture_default_str();
   app.add_option("--seconds", fleet.seconds, "How long")->capture_default_str();
   app.add_option("--pid", fleet.pid, "Process of the service, whose memory is told");
-  app.add_flag("--lively", fleet.is_lively, "Slaves fall silent and come back; runs until it is stopped");
+  app.add_flag("--lively", fleet.slave.is_lively, "Slaves fall silent and come back; runs until it is stopped");
   app.add_option("--in-process", in_process, "Apply the documents in this process, to data below this folder");
   CLI11_PARSE(app, argc, argv);
   RaiseFileLimit();

@@ -145,7 +145,7 @@ export class Fleet {
     const end = next ? rows.at(-1).id : Infinity;
     const seen = new Set(rows.map((row) => row.id));
     for (const zr of [...this.#dirty]) {
-      if (zr > end) continue;
+      if (zr < first || zr > end) continue;
       this.#dirty.delete(zr);
       if (!seen.has(zr)) this.slaves.delete(zr);
     }
