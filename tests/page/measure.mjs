@@ -33,7 +33,7 @@ async function open(path) {
   requests.length = 0;
   await page.goto('about:blank');
   await page.goto(url + path);
-  await page.waitForFunction(() => window.firstView > 0);
+  await page.locator('.body .row').first().waitFor();
   await page.waitForTimeout(1000);
   const own = requests.filter(({ path: each }) => !each.startsWith('/v1'));
   const lists = requests.filter(({ path: each }) => each.startsWith('/v1/slaves'));

@@ -3,7 +3,7 @@ import { list } from './api.js';
 import { slaveState } from './words.js';
 
 const CONNECTED = 1;
-const PAGE = 500; // slaves that are read again at a time
+const PAGE = 200; // slaves that are read again at a time
 const PAUSE = 2000; // ms between looking again
 const SECOND_LOOK = 10_000; // ms; the service counts devices now and then, not with each document
 
@@ -38,7 +38,7 @@ export class Fleet {
   isLoaded = false;
   /** The service's clock is ahead by this many ms. */
   ahead = 0;
-  /** Goes up with each change: what was made of the slaves before is old. */
+  /** Goes up when other slaves are found than before, or in another order. */
   version = 0;
   #listeners = new Set();
   #eventListeners = new Set();
@@ -51,7 +51,7 @@ export class Fleet {
     return Date.now() + this.ahead;
   }
 
-  /** Calls back after changes, not more than ten times a second. @returns what ends that */
+  /** Calls back after changes, not more than five times a second. @returns what ends that */
   listen(listener) {
     this.#listeners.add(listener);
     return () => this.#listeners.delete(listener);
@@ -75,6 +75,7 @@ export class Fleet {
     this.slaves = slaves;
     this.isLoaded = true;
     this.#dirty.clear();
+    this.version += 1;
     this.#changed();
   }
 
@@ -82,7 +83,7 @@ export class Fleet {
   take(event) {
     const { zr, time, changes = [] } = event.data;
     if (event.type === 'lost') this.load().catch(() => {});
-    if (event.type === 'removed') this.slaves.delete(zr);
+    if (event.type === 'removed') this.#forget(zr);
     const slave = this.slaves.get(zr);
     if (event.type === 'silent' || event.type === 'well') {
       if (slave) this.#set({ ...slave.row, silent: event.type === 'silent', silent_since: event.data.since });
@@ -106,23 +107,31 @@ export class Fleet {
     }, SECOND_LOOK);
   }
 
+  /** A slave stays the same object: lists of slaves that were found go on to hold. */
   #set(row) {
-    this.slaves.set(row.id, readSlave(row));
+    const fresh = readSlave(row);
+    const slave = this.slaves.get(row.id);
+    if (slave?.group !== fresh.group || slave.state !== fresh.state || slave.text !== fresh.text) this.version += 1;
+    if (slave) Object.assign(slave, fresh);
+    else this.slaves.set(row.id, fresh);
+  }
+
+  #forget(zr) {
+    if (this.slaves.delete(zr)) this.version += 1;
   }
 
   #changed() {
-    this.version += 1;
     if (this.#isTelling) return;
     this.#isTelling = true;
     setTimeout(() => {
       this.#isTelling = false;
       for (const listener of this.#listeners) listener();
-    }, 100);
+    }, 200);
   }
 
   /** Reads slaves again in which something changed: page by page, and for a small part of the time. */
   async #readDirty() {
-    if (this.#isReading || this.#dirty.size === 0) return;
+    if (!this.isLoaded || this.#isReading || this.#dirty.size === 0) return;
     this.#isReading = true;
     const begin = performance.now();
     try {
@@ -147,7 +156,7 @@ export class Fleet {
     for (const zr of [...this.#dirty]) {
       if (zr < first || zr > end) continue;
       this.#dirty.delete(zr);
-      if (!seen.has(zr)) this.slaves.delete(zr);
+      if (!seen.has(zr)) this.#forget(zr);
     }
     for (const row of rows) this.#set(row);
     this.#changed();

@@ -2,7 +2,7 @@
 import { useEffect, useLayoutEffect, useRef, useState } from './hooks.js';
 import { html } from './html.js';
 
-const MARGIN = 8; // rows beyond the edge
+const MARGIN = 4; // rows beyond the edge
 
 /** Which row has the focus after a key. */
 function rowAfter(key, row, page, count) {
