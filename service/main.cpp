@@ -10,6 +10,7 @@
 #include <exception>
 #include <iostream>
 
+#include "hidedatabase.h"
 #include "listen.h"
 #include "log.h"
 #include "options.h"
@@ -96,6 +97,7 @@ int Serve(Service& service, Server& server, Tls* tls, Log& log, const sigset_t& 
 
 qv::HostOptions HostOptionsOf(const Options& options, Log& log) {
   return {.data_folder = options.data_dir,
+          .database = options.database,
           .durability = options.durability,
           .log = {.level = options.log_level, .to_stderr = false, .sink = [&log](const qv::LogLine& line) {
                     log.Write(line);
@@ -138,6 +140,7 @@ int Run(const Options& options) {
 int main(int argc, char** argv) {
   try {
     const std::variant<qvcmsd::Options, int> parsed = qvcmsd::ParseOptions(argc, argv);
+    qv::HideDatabase(argc, argv);
     if (const int* status = std::get_if<int>(&parsed)) return *status;
     return qvcmsd::Run(std::get<qvcmsd::Options>(parsed));
   } catch (const std::exception& error) {

@@ -31,6 +31,10 @@ void AddOptions(CLI::App& app, Options& options) {
       ->type_name("DIR")
       ->envname("QVCMS_DATA_DIR")
       ->capture_default_str();
+  app.add_option("--database", options.database,
+                 "PostgreSQL database of the host; without it, SQLite in the data folder")
+      ->type_name("URI")
+      ->envname("QVCMS_DATABASE");
   app.add_option("--listen", options.listen,
                  "Address to listen on, such as 127.0.0.1:8480 or [::]:8480; may be given several times. Without it: "
                  "the sockets that systemd hands over, else 127.0.0.1:8480")

@@ -15,6 +15,7 @@ namespace qvcmsd {
 
 struct Options {
   std::filesystem::path data_dir = "qvcms-data";
+  std::string database = {};             ///< URI; empty: SQLite in the data folder
   std::vector<std::string> listen = {};  ///< none: the sockets that were handed over, else 127.0.0.1:8480
   TlsFiles tls;
   int log_level = 3;

@@ -5,12 +5,11 @@
 #include <unistd.h>
 
 #include <clocale>
-#include <cstring>
 #include <exception>
-#include <string_view>
 
 #include "commands.h"
 #include "exitcodes.h"
+#include "hidedatabase.h"
 #include "options.h"
 #include "output.h"
 
@@ -35,19 +34,6 @@ void HoldStandardStreams() {
   }
 }
 
-/// Overwrites the URI of a database in the list of processes: it may hold a password.
-void HideDatabase(int argc, char** argv) {
-  for (int i = 1; i < argc; ++i) {
-    const std::string_view argument = argv[i];
-    const std::size_t name = argument.find('=');
-    if (!argument.starts_with("--") || !argument.substr(0, name).ends_with("database")) continue;
-    const bool is_next = name == std::string_view::npos;
-    if (is_next && i + 1 == argc) continue;
-    char* const value = is_next ? argv[i + 1] : argv[i] + name + 1;
-    std::memset(value, 'x', std::strlen(value));
-  }
-}
-
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -59,7 +45,7 @@ int main(int argc, char** argv) {
   sigaction(SIGPIPE, &ignore, nullptr);
   try {
     const std::variant<qvcms::Options, int> parsed = qvcms::ParseOptions(argc, argv);
-    HideDatabase(argc, argv);
+    qv::HideDatabase(argc, argv);
     if (const int* status = std::get_if<int>(&parsed)) return *status;
     return RunCommand(std::get<qvcms::Options>(parsed));
   } catch (const std::exception& error) {

@@ -1,0 +1,23 @@
+/// For programs whose command line names a database.
+#pragma once
+
+#include <cstring>
+#include <string_view>
+
+namespace qv {
+
+/// Overwrites the URI of a database in the list of processes: it may hold a password. Call it once the options are
+/// read.
+inline void HideDatabase(int argc, char** argv) {
+  for (int i = 1; i < argc; ++i) {
+    const std::string_view argument = argv[i];
+    const std::size_t name = argument.find('=');
+    if (!argument.starts_with("--") || !argument.substr(0, name).ends_with("database")) continue;
+    const bool is_next = name == std::string_view::npos;
+    if (is_next && i + 1 == argc) continue;
+    char* const value = is_next ? argv[i + 1] : argv[i] + name + 1;
+    std::memset(value, 'x', std::strlen(value));
+  }
+}
+
+}  // namespace qv
