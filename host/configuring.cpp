@@ -30,7 +30,7 @@ std::span<const std::string_view> Host::ConfigurableKinds() { return kConfigurab
 
 // NOLINTNEXTLINE(readability-make-member-function-const): it changes the host
 ChangeResult Host::SetConfiguring(std::string_view kind, int id, bool on) {
-  return host::Guarded([&] {
+  return host::GuardedAgain([&] {
     const host::Stopwatch stopwatch;
     const std::string name(kind);
     if (std::find(kConfigurableKinds.begin(), kConfigurableKinds.end(), kind) == kConfigurableKinds.end()) {

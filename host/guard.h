@@ -30,6 +30,20 @@ auto Guarded(Call&& call) {
   }
 }
 
+/// The same for a call that writes. One that was interrupted, by a lost connection or a conflict with another writer,
+/// is made once more: nothing of it was applied, or what is applied again changes nothing.
+template <class Call>
+auto GuardedAgain(Call&& call) {
+  return Guarded([&] {
+    try {
+      return call();
+    } catch (const std::exception&) {  // a refusal may stem from what could not be read
+      if (!db::MayBeDoneAgain()) throw;
+    }
+    return call();
+  });
+}
+
 /// The time since its construction.
 class Stopwatch {
  public:

@@ -57,7 +57,7 @@ Refusal TooManyRemovals(const std::string& removals) {
 }  // namespace
 
 ImportResult Host::Pair(int zr, const Document& snapshot, const ImportOptions& options) {
-  return host::Guarded([&] {
+  return host::GuardedAgain([&] {
     const host::Stopwatch stopwatch;
     host::CheckServerId(zr);
     CheckModel(options);
@@ -72,7 +72,7 @@ ImportResult Host::Pair(int zr, const Document& snapshot, const ImportOptions& o
 }
 
 ImportResult Host::Update(int zr, const Document& snapshot, const ImportOptions& options) {
-  return host::Guarded([&] {
+  return host::GuardedAgain([&] {
     const host::Stopwatch stopwatch;
     host::CheckServerId(zr);
     CheckModel(options);
@@ -90,7 +90,7 @@ ImportResult Host::Update(int zr, const Document& snapshot, const ImportOptions&
 }
 
 ImportResult Host::Plan(int zr, const Document& snapshot, const ImportOptions& options) {
-  return host::Guarded([&] {
+  return host::GuardedAgain([&] {
     const host::Stopwatch stopwatch;
     host::CheckServerId(zr);
     CheckModel(options);
@@ -98,6 +98,7 @@ ImportResult Host::Plan(int zr, const Document& snapshot, const ImportOptions& o
     snapshot.RequireSnapshot(true);
     db::UnitOfWork never_committed(zr);
     Applied applied = Apply(SaveSlaveInfoUpdate, never_committed, zr, snapshot, options);
+    never_committed.CheckNotLost();
     if (snapshot.kind() == DocumentKind::Neither) {
       applied.result.refusals.emplace_back(RefusalCode::EmptyDocument, "no section of a snapshot");
     }

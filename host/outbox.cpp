@@ -222,7 +222,7 @@ std::vector<Message> Outbox::Oldest() const {
 }
 
 std::size_t Outbox::Delete(std::span<const std::int64_t> ids) {
-  return host::Guarded([&] {
+  return host::GuardedAgain([&] {
     if (!host_.has_data_ || ids.empty()) return std::size_t{0};
     db::UnitOfWork work(kOutboxTurn);
     const std::size_t deleted = DeleteRows(ids);
@@ -232,7 +232,7 @@ std::size_t Outbox::Delete(std::span<const std::int64_t> ids) {
 }
 
 bool Outbox::SetAside(std::int64_t id, const std::string& reason) {
-  return host::Guarded([&] {
+  return host::GuardedAgain([&] {
     if (!host_.has_data_) return false;
     const std::string text = text::EscapeLine(reason.empty() ? "refused" : reason);
     db::UnitOfWork work(kOutboxTurn);
@@ -248,7 +248,7 @@ bool Outbox::SetAside(std::int64_t id, const std::string& reason) {
 }
 
 std::size_t Outbox::Retry(const MessageQuery& query, int max_attempts) {
-  return host::Guarded([&] {
+  return host::GuardedAgain([&] {
     if (!host_.has_data_) return std::size_t{0};
     Condition condition(query, true);
     if (max_attempts > 0) condition.Add("attempts<", max_attempts);

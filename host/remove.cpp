@@ -27,7 +27,7 @@ void CheckNothingIsLeft(const db::UnitOfWork& work, int zr, int result) {
 
 // NOLINTNEXTLINE(readability-make-member-function-const): it changes the host
 RemoveResult Host::Remove(int zr) {
-  return host::Guarded([&] {
+  return host::GuardedAgain([&] {
     const host::Stopwatch stopwatch;
     host::CheckServerId(zr);
     RemoveResult removed;

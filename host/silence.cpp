@@ -7,7 +7,7 @@ namespace qv {
 
 // NOLINTNEXTLINE(readability-make-member-function-const): it changes the host
 void Host::TellSilence(std::span<const SilenceChange> changes) {
-  host::Guarded([&] {
+  host::GuardedAgain([&] {
     if (!has_data_ || changes.empty()) return;
     db::UnitOfWork work;
     for (const SilenceChange& change : changes) {

@@ -42,7 +42,7 @@ SlaveZRStatus LoadStatus(int zr) {
 
 // NOLINTNEXTLINE(readability-make-member-function-const): it changes the host
 StatusResult Host::Status(int zr, const Document& report, const ProgressCallback& progress) {
-  return host::Guarded([&] {
+  return host::GuardedAgain([&] {
     const host::Stopwatch stopwatch;
     host::CheckServerId(zr);
     report.RequireStatusReport();

@@ -47,12 +47,15 @@ std::vector<Host::Outcome> Host::Together(std::span<const std::function<void()>>
 bool Host::CommitTogether(std::span<const std::function<void()>> calls, std::vector<Outcome>& outcomes) {
   std::vector<host::CommittedPart> committed;
   std::vector<std::pair<std::size_t, std::size_t>> of_call;  ///< where the parts of a call begin and end
+  std::vector<std::size_t> left_out;                         ///< calls for servers that others were at work on
   try {
     db::Group group;
     const Notes notes(committed);
     for (const auto& call : calls) {
       const std::size_t begin = committed.size();
       outcomes.push_back(OutcomeOf(call));
+      const std::optional<Refusal>& refusal = outcomes.back().refusal;
+      if (refusal && refusal->code() == RefusalCode::Busy) left_out.push_back(of_call.size());
       of_call.emplace_back(begin, committed.size());
       if (group.IsLost()) break;
     }
@@ -68,6 +71,7 @@ bool Host::CommitTogether(std::span<const std::function<void()>> calls, std::vec
       outcomes[i].failed_files += *committed[part].failures - committed[part].before;
     }
   }
+  for (const std::size_t i : left_out) outcomes[i] = OutcomeOf(calls[i]);
   return true;
 }
 

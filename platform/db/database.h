@@ -9,6 +9,7 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <set>
 #include <span>
 #include <string>
 #include <string_view>
@@ -137,6 +138,8 @@ enum class Change { Added, Updated, Removed };
 
 /// Has the units of work of this thread committed together while it exists: each is still all or nothing by itself, and
 /// fails by itself, but what they commit is there only once the group is committed. One sync then serves all of them.
+/// A unit of work of a server whose turn others have does not wait for it, and cannot be part of the group: its
+/// constructor throws `Error` (Busy), and so do those of the later ones for that server, which are to follow it.
 class Group {
  public:
   /// Throws `Error` (Busy) as a unit of work does; `std::logic_error` inside a transaction.
@@ -151,8 +154,12 @@ class Group {
   bool IsLost() const;
 
  private:
+  friend class UnitOfWork;
+  void TakeTurn(int zr);
+
   Session& session_;
   std::unique_ptr<Transaction> transaction_;
+  std::set<int> left_out_;  ///< servers; 0: the whole host
 };
 
 /// Everything written until `Commit` happens at once or not at all. One at a time per thread; a second one inside is
@@ -169,6 +176,8 @@ class UnitOfWork {
 
   /// Commits, then does what `OnCommit` was given. Throws `Error`; then nothing is applied.
   void Commit();
+  /// Throws `Error` (Lost) if an error has ended its transaction, so that nothing was read or written since.
+  void CheckNotLost() const;
   /// The open unit of work of this thread, or null.
   static UnitOfWork* Current();
 
@@ -255,6 +264,11 @@ class Snapshot {
 void CountChange(std::string_view kind, Change change, std::int64_t rows);
 /// Records that an operation failed, for the open unit of work if there is one.
 void CountFailure() noexcept;
+
+/// Whether the last unit of work of this thread was lost with the connection to the database, or to a conflict with
+/// another one, so that the same work may succeed when it is done again. False inside a group, which is lost as a
+/// whole.
+bool MayBeDoneAgain();
 
 /// Runs `action` once the open transaction is committed, never when it goes back; at once when none is open. For what
 /// lies outside the database and must not run ahead of it. The action is called with the lock of the data folder held

@@ -86,6 +86,7 @@ struct Scope {
   enum class Kind {
     OneServer,  ///< a slave's, and what it shares with others
     WholeHost,  ///< any
+    Group,      ///< those of the servers whose turns it takes one by one
     Schema,     ///< the tables themselves; references between rows are not held to meanwhile
   };
   Kind kind = Kind::WholeHost;
@@ -117,10 +118,16 @@ class Connection {
   virtual void BeginReading() = 0;
   virtual void Commit() = 0;
   virtual void Rollback() noexcept = 0;
+  /// For a transaction of the scope `Group`: takes the turn of a further server, or of the whole host for 0, without
+  /// waiting for it. @return whether nobody else had it
+  virtual bool TakeTurn(int /*server*/) { return true; }
   /// The turn is over: what was to follow the commit is done, or the transaction has gone back.
   virtual void EndTurn() noexcept = 0;
   /// Whether a transaction is open. False after an error that ended it.
   virtual bool InTransaction() const = 0;
+  /// Whether the last writing transaction was lost with the connection, or to a conflict with another one: then the
+  /// same work may succeed when it is done again.
+  virtual bool WasInterrupted() const { return false; }
 
   /// An id for a new row of `table`, in the open transaction; those of rows that are not written in the end are taken
   /// again. None: the database gives the row its id.

@@ -67,7 +67,7 @@ struct Session::State {
   std::unordered_map<std::string, StatementPool, TextHash, std::equal_to<>> statements;
   Statistics statistics;
   UnitOfWork* unit = nullptr;
-  bool in_group = false;                         ///< the open transaction is that of a `Group`
+  Group* group = nullptr;                        ///< whose transaction is open
   bool in_transaction = false;                   ///< a `Transaction` is open, though its database may have lost it
   std::vector<std::function<void()>> on_commit;  ///< what the open transaction brings about
   bool rings_on_commit = false;                  ///< those who wait for what the open transaction brings are woken

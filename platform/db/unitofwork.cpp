@@ -15,22 +15,30 @@ std::chrono::milliseconds BusyTimeout(Session& session) { return session.state()
 Group::Group() : session_(ThisThread()) {
   Session::State& state = session_.state();
   if (state.in_transaction) throw std::logic_error("a group inside another transaction");
-  transaction_ = std::make_unique<Transaction>(session_, Scope{}, BusyTimeout(session_));
-  state.in_group = true;
+  transaction_ = std::make_unique<Transaction>(session_, Scope{.kind = Scope::Kind::Group}, BusyTimeout(session_));
+  state.group = this;
 }
 
-Group::~Group() { session_.state().in_group = false; }
+Group::~Group() { session_.state().group = nullptr; }
 
 void Group::Commit() {
-  session_.state().in_group = false;
+  session_.state().group = nullptr;
   transaction_->Commit();
+}
+
+void Group::TakeTurn(int zr) {
+  const bool is_behind_another = zr == 0 ? !left_out_.empty() : left_out_.contains(zr) || left_out_.contains(0);
+  if (!is_behind_another && session_.connection().TakeTurn(zr)) return;
+  left_out_.insert(zr);
+  throw BusyError(session_.connection().Name(), std::chrono::milliseconds(0));
 }
 
 bool Group::IsLost() const { return transaction_->is_open() && !session_.state().connection->InTransaction(); }
 
 UnitOfWork::UnitOfWork(int zr) : session_(ThisThread()), zr_(zr) {
   Session::State& state = session_.state();
-  if (state.in_group && state.unit == nullptr) {
+  if (state.group != nullptr && state.unit == nullptr) {
+    state.group->TakeTurn(zr);
     part_ = std::make_unique<AllOrNothing>(session_);
   } else {
     if (state.in_transaction) throw std::logic_error("a unit of work inside another transaction");
@@ -49,6 +57,8 @@ void UnitOfWork::Commit() {
   part_ ? part_->Keep() : transaction_->Commit();
   session_.state().unit = nullptr;
 }
+
+void UnitOfWork::CheckNotLost() const { session_.state().CheckNotLost(); }
 
 UnitOfWork* UnitOfWork::Current() { return IsOpen() ? ThisThread().state().unit : nullptr; }
 
@@ -104,6 +114,12 @@ Snapshot::Snapshot() : session_(ThisThread()) {
 
 Snapshot::~Snapshot() {
   if (is_open_) session_.connection().Rollback();
+}
+
+bool MayBeDoneAgain() {
+  if (!IsOpen()) return false;
+  Session::State& state = ThisThread().state();
+  return state.group == nullptr && state.connection->WasInterrupted();
 }
 
 void OnCommit(std::function<void()> action) {

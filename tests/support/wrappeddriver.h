@@ -37,8 +37,10 @@ struct WrappedConnection : qv::db::Connection {
   void BeginReading() override { inner_->BeginReading(); }
   void Commit() override { inner_->Commit(); }
   void Rollback() noexcept override { inner_->Rollback(); }
+  bool TakeTurn(int server) override { return inner_->TakeTurn(server); }
   void EndTurn() noexcept override { inner_->EndTurn(); }
   bool InTransaction() const override { return inner_->InTransaction(); }
+  bool WasInterrupted() const override { return inner_->WasInterrupted(); }
   std::optional<std::int64_t> TakeId(const std::string& table) override { return inner_->TakeId(table); }
   std::int64_t LastId(const std::string& table) override { return inner_->LastId(table); }
   void SetLastId(const std::string& table, std::int64_t id) override { inner_->SetLastId(table, id); }

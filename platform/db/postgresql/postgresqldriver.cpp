@@ -17,6 +17,9 @@ using Clock = std::chrono::steady_clock;
 
 constexpr int kOldestVersion = 130000;  ///< the first that tells what became of a transaction by the id used here
 constexpr std::chrono::milliseconds kPause{50};  ///< between two attempts to reach a server
+constexpr const char* kLockNotAvailable = "55P03";
+/// Changes when a server starts after a crash, and differs between a primary and its standbys.
+constexpr const char* kLife = "pg_stat_get_bgwriter_stat_reset_time()";
 
 /// Table, column and definition as `Columns` has it, of the tables in the first schema of the search path.
 constexpr const char* kColumnsQuery = R"sql(
@@ -120,15 +123,23 @@ class PostgresqlConnection final : public Connection, public Executor {
         [&] {
           pipeline_.Run("BEGIN");
           const bool one_server = scope.kind == Scope::Kind::OneServer;
-          pipeline_.Run(Lock(waits, one_server, 0), take);
+          pipeline_.Run(Lock(waits, one_server || scope.kind == Scope::Kind::Group, 0), take);
           if (one_server) pipeline_.Run(Lock(waits, false, scope.server), take);
         },
         limit);
     is_open_ = true;
+    was_interrupted_ = false;
     transaction_id_.clear();
     if (is_turn) return;
     Rollback();
     throw BusyError(Name(), limit);
+  }
+  bool TakeTurn(int server) override {
+    bool is_turn = false;
+    Execute([&] {
+      pipeline_.Run(Lock(false, false, server), [&](const Result& result) { is_turn = FirstField(result) == "t"; });
+    });
+    return is_turn;
   }
   void BeginReading() override {
     ExecuteAgainIfLost([&] { pipeline_.Run("BEGIN ISOLATION LEVEL REPEATABLE READ READ ONLY"); }, busy_timeout_);
@@ -154,13 +165,14 @@ class PostgresqlConnection final : public Connection, public Executor {
   void Rollback() noexcept override {
     if (!is_open_) return;
     is_open_ = false;
-    if (pipeline_.IsLost()) return;
+    if (pipeline_.IsLost()) return ForgetIds();  // the server may give them to others
     pipeline_.Run("ROLLBACK");
     GiveBackIds(true);
     pipeline_.Flush();
   }
   void EndTurn() noexcept override {}
   bool InTransaction() const override { return is_open_; }
+  bool WasInterrupted() const override { return was_interrupted_; }
 
   std::optional<std::int64_t> TakeId(const std::string& table) override {
     if (!ids_.HasSome(table)) {
@@ -278,49 +290,64 @@ class PostgresqlConnection final : public Connection, public Executor {
       pipeline_.Run("SELECT give_back_ids('" + table + "'," + std::to_string(first) + "," +
                     std::to_string(block.end - 1) + ")");
     }
+    ForgetIds();
+  }
+  void ForgetIds() {
     ids_.Clear();
     used_ids_.clear();
     ids_at_savepoints_.clear();
   }
 
   void AskForTransactionId() {
-    pipeline_.Run("SELECT pg_current_xact_id_if_assigned()",
-                  [this](const Result& result) { transaction_id_ = FirstField(result); });
+    pipeline_.Run(std::string("SELECT pg_current_xact_id_if_assigned(),") + kLife, [this](const Result& result) {
+      transaction_id_ = FirstField(result);
+      life_ = PQgetvalue(result.get(), 0, 1);
+    });
   }
 
-  /// A connection was lost between the commit and its answer: the server knows what became of the transaction.
+  /// A connection was lost between the commit and its answer: the server knows what became of the transaction. After a
+  /// crash, though, the id of one that was lost is given to another.
   void FindOutAboutCommit(const Failure& lost) {
     is_open_ = false;
     if (transaction_id_.empty()) return;  // nothing was written
+    was_interrupted_ = true;
     const Clock::time_point deadline = Clock::now() + busy_timeout_;
     do {
       std::string status;
+      std::string life;
       if (pipeline_.Reconnect()) {
-        pipeline_.Run("SELECT pg_xact_status('" + transaction_id_ + "')",
-                      [&](const Result& result) { status = FirstField(result); });
+        pipeline_.Run("SELECT pg_xact_status('" + transaction_id_ + "')," + kLife, [&](const Result& result) {
+          status = FirstField(result);
+          life = PQgetvalue(result.get(), 0, 1);
+        });
         // An id that the server has not reached is that of a transaction that it never had.
         if (const auto failure = pipeline_.Flush(); failure && !pipeline_.IsLost()) status = "aborted";
       }
-      if (status == "committed") return;
       if (status == "aborted") throw Error(Error::Kind::Lost, "COMMIT: " + lost.reason);
+      if (status == "committed") {
+        if (life != life_) break;
+        was_interrupted_ = false;
+        return;
+      }
       std::this_thread::sleep_for(kPause);
     } while (Clock::now() < deadline);
     throw Error(Error::Kind::Lost, "COMMIT: " + lost.reason + "; whether it was done is not known");
   }
 
   static bool EndsTransaction(const Failure& failure) {
-    // The connection is lost, the transaction has failed, a deadlock, no resources, an error of the system.
-    for (const char* state_class : {"25", "40", "53", "57", "58", "XX"}) {
+    // The connection is lost, the transaction has failed or lost a savepoint, a deadlock, no resources, a row that
+    // another one keeps for too long, an error of the system.
+    for (const char* state_class : {"25", "3B", "40", "53", kLockNotAvailable, "57", "58", "XX"}) {
       if (failure.IsOf(state_class)) return true;
     }
     return failure.state.empty();
   }
   [[noreturn]] void Throw(const Failure& failure) const {
-    constexpr std::string_view kLockNotAvailable = "55P03";
     if (failure.state == kLockNotAvailable) throw BusyError(Name(), busy_timeout_);
     throw Error(Error::Kind::Statement, failure.statement + ": " + failure.reason);
   }
   [[noreturn]] void Lose(const Failure& failure) {
+    was_interrupted_ = failure.state.empty() || failure.IsOf("40");
     Rollback();
     throw Error(Error::Kind::Lost, failure.statement + ": " + failure.reason);
   }
@@ -330,10 +357,12 @@ class PostgresqlConnection final : public Connection, public Executor {
   std::string schema_;  ///< its number
   int statements_ = 0;  ///< prepared so far
   bool is_open_ = false;
+  bool was_interrupted_ = false;
   IdPool ids_;
   IdPool::Blocks used_ids_;  ///< as the last statement that succeeded left them
   std::vector<IdPool::Blocks> ids_at_savepoints_;
   std::string transaction_id_;  ///< of the open transaction; empty until it has written
+  std::string life_;            ///< of the server at that time
 };
 
 }  // namespace
