@@ -40,6 +40,14 @@ std::string NameOfKind(std::string_view table) {
   return name;
 }
 
+std::vector<KindChanges> ChangesIn(const UnitOfWork& work) {
+  std::vector<KindChanges> changes;
+  for (const UnitOfWork::Count& count : work.counts()) {
+    if (IsChange(count)) changes.push_back(ChangesOf(count));
+  }
+  return changes;
+}
+
 ChangeReport::ChangeReport(const UnitOfWork& work, int zr) : work_(&work), zr_(zr) {
   for (const Kind& kind : AllKinds()) {
     if (kind.role != Role::Outbox) before_[&kind] = CountRows(kind, zr);
@@ -78,14 +86,6 @@ std::vector<KindChanges> ChangeReport::OfImport() const {
   // Rows of the host's own that refer to the slave.
   for (const UnitOfWork::Count& count : work_->counts()) {
     if (KindOfTable(count.kind) == nullptr && IsChange(count)) changes.push_back(ChangesOf(count));
-  }
-  return changes;
-}
-
-std::vector<KindChanges> ChangeReport::OfOtherCalls() const {
-  std::vector<KindChanges> changes;
-  for (const UnitOfWork::Count& count : work_->counts()) {
-    if (IsChange(count)) changes.push_back(ChangesOf(count));
   }
   return changes;
 }

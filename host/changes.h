@@ -16,7 +16,11 @@ namespace qv::host {
 /// What the kind of a table is called, or would be if it could be listed.
 std::string NameOfKind(std::string_view table);
 
-/// Watches the rows of one slave through a unit of work: make it before the first change, ask it after the last.
+/// The rows that it added, updated and removed so far, kind by kind: what it changed, and rows of others that no longer
+/// refer to its slave.
+std::vector<KindChanges> ChangesIn(const db::UnitOfWork& work);
+
+/// Watches the rows of one slave through an import: make it before the first change, ask it after the last.
 class ChangeReport {
  public:
   ChangeReport(const db::UnitOfWork& work, int zr);
@@ -24,9 +28,6 @@ class ChangeReport {
   /// Rows added, updated, removed, and left as they were, kind by kind. Kinds of settings that the slave has nothing of
   /// are left out.
   std::vector<KindChanges> OfImport() const;
-  /// The same of a status report or a removal: kinds that it changed, and rows of others that no longer refer to the
-  /// slave.
-  std::vector<KindChanges> OfOtherCalls() const;
   /// Whether rows were added, updated or removed. Messages are none of these.
   bool HasChanges() const;
   /// Says which removals are more than a snapshot is trusted with: more than half of ten or more devices, of one kind

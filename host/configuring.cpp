@@ -39,12 +39,11 @@ ChangeResult Host::SetConfiguring(std::string_view kind, int id, bool on) {
     const std::string unknown = "there is no " + name + " with the id " + std::to_string(id);
     if (!has_data_) throw Refusal(RefusalCode::UnknownDevice, unknown);
     db::UnitOfWork work;
-    const host::ChangeReport report(work, 0);
     const bool found =
         kind == "camera" ? SetFlag(devices::CameraTable(), id, on) : SetFlag(devices::IOModuleTable(), id, on);
     if (!found) throw Refusal(RefusalCode::UnknownDevice, unknown);
     ChangeResult result;
-    result.changes = report.OfOtherCalls();
+    result.changes = host::ChangesIn(work);
     host::Commit(work, result);
     result.took = stopwatch.Elapsed();
     return result;

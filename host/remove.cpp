@@ -36,11 +36,10 @@ RemoveResult Host::Remove(int zr) {
     // Otherwise the file of stream keys may be that of another host on this machine.
     removed.was_held = !removal::TablesHolding(zr).empty();
     if (removed.was_held) {
-      const host::ChangeReport changes(work, zr);
       const int result = SyncRelatedTableForSlaveDel(zr);
       RemoveSlaveData(zr);
       CheckNothingIsLeft(work, zr, result);
-      removed.changes = changes.OfOtherCalls();
+      removed.changes = host::ChangesIn(work);
       host::Commit(work, removed);
     }
     removed.took = stopwatch.Elapsed();

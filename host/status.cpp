@@ -49,7 +49,6 @@ StatusResult Host::Status(int zr, const Document& report, const ProgressCallback
     if (!has_data_) throw UnknownServer(zr);
     db::UnitOfWork work(zr);
     SlaveZRStatus status = LoadStatus(zr);
-    const host::ChangeReport changes(work, zr);
     const host::ProgressReport progress_report(report, progress);
     SaveSlaveStatus(report.value(), status);
     if (SlaveZRStatusSave(status) != 0) {
@@ -57,7 +56,7 @@ StatusResult Host::Status(int zr, const Document& report, const ProgressCallback
     }
     StatusResult result;
     result.record = MembersOf(status);
-    result.changes = changes.OfOtherCalls();
+    result.changes = host::ChangesIn(work);
     result.unused = host::FindUnusedEntries(report.value(), zr);
     host::Commit(work, result);
     result.took = stopwatch.Elapsed();
