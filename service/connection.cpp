@@ -2,7 +2,27 @@
 
 #include <sys/socket.h>
 
+#include <cerrno>
+#include <utility>
+
 namespace qvcmsd {
+namespace {
+
+bool IsClosedByClient(int socket) {
+  char next = 0;
+  const ssize_t got = recv(socket, &next, 1, MSG_PEEK | MSG_DONTWAIT);
+  return got == 0 || (got < 0 && errno != EAGAIN && errno != EINTR);
+}
+
+}  // namespace
+
+bool Connection::IsOver(Clock::time_point now) {
+  if (now.time_since_epoch().count() >= end_) return true;
+  // The server does not see an end that came together with the last bytes. What it has read by now may be a whole
+  // request, for which the client still waits: so it has until the next look.
+  const bool is_closed = is_receiving_ && IsClosedByClient(socket_);
+  return std::exchange(was_closed_, is_closed) && is_closed;
+}
 
 Connection* Connections::Add(int socket) {
   auto connection = std::make_unique<Connection>(socket);

@@ -16,18 +16,29 @@ class Connection {
   using Clock = std::chrono::steady_clock;
   explicit Connection(int socket) : socket_(socket) {}
 
-  void EndAt(Clock::time_point time) { end_ = time.time_since_epoch().count(); }
-  void EndAfter(std::chrono::milliseconds limit) { EndAt(Clock::now() + limit); }
+  /// The client is to send what comes next, and has until then.
+  void ReceiveUntil(Clock::time_point time) { Set(time.time_since_epoch().count(), true); }
+  void ReceiveFor(std::chrono::milliseconds limit) { ReceiveUntil(Clock::now() + limit); }
+  /// The client is to take its answer, and has so long for it.
+  void SendFor(std::chrono::milliseconds limit) { Set((Clock::now() + limit).time_since_epoch().count(), false); }
   /// It waits for us.
-  void NeverEnd() { end_ = kNever; }
+  void NeverEnd() { Set(kNever, false); }
 
-  bool IsOver(Clock::time_point now) const { return now.time_since_epoch().count() >= end_; }
+  /// Whether its time is over, or its client has closed it and left a request unfinished. To be called about once a
+  /// second.
+  bool IsOver(Clock::time_point now);
   int socket() const { return socket_; }
 
  private:
   static constexpr Clock::rep kNever = Clock::duration::max().count();
+  void Set(Clock::rep end, bool is_receiving) {
+    is_receiving_ = is_receiving;
+    end_ = end;
+  }
   const int socket_;
   std::atomic<Clock::rep> end_ = kNever;
+  std::atomic<bool> is_receiving_ = false;
+  bool was_closed_ = false;  ///< when it was looked at last
 };
 
 /// All connections that are open.

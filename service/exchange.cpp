@@ -60,7 +60,7 @@ bool Exchange::Begin(MHD_Connection* connection, const char* method) {
   const MHD_ConnectionInfo* info = MHD_get_connection_info(connection, MHD_CONNECTION_INFO_SOCKET_CONTEXT);
   limits_ = static_cast<Connection*>(info->socket_context);
   begun_ = Connection::Clock::now();
-  limits_->EndAt(begun_ + server_.body_time);
+  limits_->ReceiveUntil(begun_ + server_.body_time);
   Request request = ReadHeader(method);
   Response refusal;
   call_ = server_.service.Begin(request, refusal);
@@ -72,7 +72,7 @@ bool Exchange::Begin(MHD_Connection* connection, const char* method) {
 
 void Exchange::Receive(const char* data, std::size_t size) {
   received_ += size;
-  limits_->EndAt(begun_ + server_.body_time + TimeFor(received_));
+  limits_->ReceiveUntil(begun_ + server_.body_time + TimeFor(received_));
   if (fault_ != Fault::None) return;  // the rest is received, for the client to listen then, and dropped
   std::string& body = call_->request.body;
   if (received_ > call_->body_limit) {
@@ -125,7 +125,7 @@ MHD_Result Exchange::Send() {
     response = MHD_create_response_from_callback(MHD_SIZE_UNKNOWN, 16'384, &Exchange::NextPiece, this, nullptr);
     response_.stream->SetWake([this] { WakeStream(); });
   } else {
-    limits_->EndAfter(server_.body_time + TimeFor(response_.body.size()));
+    limits_->SendFor(server_.body_time + TimeFor(response_.body.size()));
     response = MHD_create_response_from_buffer(response_.body.size(), response_.body.data(), MHD_RESPMEM_PERSISTENT);
   }
   if (response == nullptr) return MHD_NO;

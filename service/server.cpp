@@ -35,7 +35,7 @@ void Complete(void* state, MHD_Connection* connection, void** context, MHD_Reque
   *context = nullptr;
   const MHD_ConnectionInfo* info = MHD_get_connection_info(connection, MHD_CONNECTION_INFO_SOCKET_CONTEXT);
   if (info == nullptr || info->socket_context == nullptr) return;
-  static_cast<Connection*>(info->socket_context)->EndAfter(static_cast<ServerState*>(state)->idle_time);
+  static_cast<Connection*>(info->socket_context)->ReceiveFor(static_cast<ServerState*>(state)->idle_time);
 }
 
 }  // namespace
@@ -109,7 +109,7 @@ class Server::Impl {
     if (code == MHD_CONNECTION_NOTIFY_STARTED) {
       const MHD_ConnectionInfo* info = MHD_get_connection_info(connection, MHD_CONNECTION_INFO_CONNECTION_FD);
       Connection* const limits = self.state_.connections.Add(info->connect_fd);
-      limits->EndAfter(self.limits_.header_time);
+      limits->ReceiveFor(self.limits_.header_time);
       *context = limits;
     } else if (*context != nullptr) {
       self.state_.connections.Remove(static_cast<Connection*>(*context));
