@@ -238,6 +238,24 @@ TEST_F(HostApiTest, ListsPageByPageFromOneState) {
   EXPECT_THAT(Ids(host.List({.kind = "speaker", .limit = SIZE_MAX}).rows), ElementsAre(6, 7));
 }
 
+TEST_F(HostApiTest, FindsDevicesByTextAndByState) {
+  qv::Host& host = Open();
+  host.Pair(7, Document::Parse(R"({"POS_info":[{"id":1,"name":"Bar 50%","vendor":"Tillworks","username":"otter"},
+                                               {"id":2,"name":"BAR 500","host":"192.0.2.9","username":"otter"}]})"));
+  host.Status(7, Document::Parse(R"({"status":1,"POS_info":[{"id":1,"status":1},{"id":2,"status":3}]})"));
+  const struct {
+    const char* text;
+    std::vector<std::int64_t> ids;
+  } cases[] = {{"bar", {1, 2}}, {"50%", {1}},  {"r_5", {}}, {"tillWORKS", {1}},
+               {"0.2.9", {2}},  {"otter", {}}, {"!", {}}};
+  for (const auto& [text, ids] : cases) {
+    EXPECT_EQ(Ids(host.List({.kind = "pos", .search = text}).rows), ids) << text;
+  }
+  EXPECT_THAT(Ids(host.List({.kind = "pos", .not_well = true}).rows), ElementsAre(2));
+  EXPECT_THAT(RefusalOf([&] { host.List({.kind = "message", .search = "x"}); }), StartsWith("bad-argument: "));
+  EXPECT_THAT(RefusalOf([&] { host.List({.kind = "message", .not_well = true}); }), StartsWith("bad-argument: "));
+}
+
 TEST_F(HostApiTest, ShowsUnknownMembersByNameUnlessAsked) {
   qv::Host& host = Open();
   host.Pair(7, Document::Parse(R"({"POS_info":[{"id":1,"name":"x","bandwidth":812,"session_token":"t0p"}]})"));

@@ -1,6 +1,8 @@
 // The page in a real browser, at the real service, with the example fleet.
 
 import assert from 'node:assert/strict';
+import { spawn } from 'node:child_process';
+import { join } from 'node:path';
 import { after, before, test } from 'node:test';
 
 import { assertAccessible, example, openBrowser, readExample, Service } from './support.mjs';
@@ -38,6 +40,9 @@ test('the slave in trouble comes first, and is found as one types', async () => 
   await row('9.1.0').waitFor({ state: 'detached' });
   assert.match(await page.locator('.body .row').innerText(), /^8\b/);
   await page.getByRole('searchbox').fill('');
+  await row('disconnected').getByRole('link').focus();
+  await page.keyboard.press('End');
+  assert.equal(await page.evaluate(() => document.activeElement.textContent), '8', 'keys move in the list');
   await assertAccessible(page, 'fleet');
 });
 
@@ -136,8 +141,9 @@ test('a lost service is told, and what happened meanwhile is shown', async () =>
   await page.getByText('Live', { exact: true }).waitFor();
   await page.getByRole('button', { name: '4 Silent' }).waitFor();
   assert.match(await page.locator('.body .row').first().innerText(), /silent since/);
-  await service.post('/v1/slaves/8/status', '{"status":1,"cam_count":10}');
-  await row('well').first().waitFor();
+  const reporting = setInterval(() => service.post('/v1/slaves/8/status', '{"status":1,"cam_count":10}'), 100);
+  await page.getByRole('button', { name: '3 Silent' }).waitFor();
+  clearInterval(reporting);
   for (const text of said.splice(before)) assert.match(text, /net::ERR_/, 'what the browser says itself');
 });
 
@@ -165,4 +171,27 @@ test('with tokens, one logs in and out', async () => {
 
 test('the console is empty', () => {
   assert.deepEqual(said, []);
+});
+
+test('pictures for the README', { skip: !process.env.QV_PICTURES }, async () => {
+  const lively = new Service();
+  await lively.start('--silent-after', '4');
+  await lively.post('/v1/slaves/41/pair?model=QVA-3216', readExample('slave7-pair.json'));
+  const report = () => lively.post('/v1/slaves/41/status', readExample('slave7-status.json'));
+  const reporting = setInterval(report, 1000);
+  const fleet = spawn(join(process.env.QV_BIN, 'qv_load'),
+    ['--url', lively.url, '--lively', '--slaves', '40', '--cameras', '30', '--interval', '1'], { stdio: 'ignore' });
+  const picture = (name) => page.screenshot({ path: join(process.env.QV_PICTURES, name) });
+  await page.setViewportSize({ width: 1280, height: 560 });
+  await page.goto(lively.url);
+  await page.getByRole('button', { name: '4 Silent' }).waitFor({ timeout: 60_000 });
+  await page.waitForTimeout(500);
+  await picture('page-light.png');
+  await page.emulateMedia({ colorScheme: 'dark' });
+  await page.goto(`${lively.url}/#/slaves/41/controller/1`);
+  await page.locator('summary').first().waitFor();
+  await picture('page-dark.png');
+  clearInterval(reporting);
+  fleet.kill();
+  await lively.end();
 });

@@ -66,7 +66,7 @@ export async function openBrowser() {
   const said = [];
   const context = await browser.newContext({ viewport: { width: 1280, height: 720 }, colorScheme: 'light' });
   const page = await context.newPage();
-  page.setDefaultTimeout(5000);
+  page.setDefaultTimeout(20_000);
   page.on('console', (message) => said.push(message.text()));
   page.on('pageerror', (error) => said.push(error.stack));
   const cdp = await context.newCDPSession(page);

@@ -46,7 +46,6 @@ const send = (method, path, body) =>
 export const session = async () => (await request('v1/session')).json();
 export const logIn = async (token) => (await send('POST', 'v1/session', JSON.stringify({ token }))).json();
 export const logOut = async () => (await request('v1/session', { method: 'DELETE' })).json();
-export const slave = async (zr) => (await request(`v1/slaves/${zr}`)).json();
 export const plan = async (zr, text) => (await send('POST', `v1/slaves/${zr}/plan`, text)).json();
 
 /** Applies a snapshot. @returns {Promise<{rows: object[], failed: number}>} what changed, operations that failed */

@@ -47,6 +47,12 @@ export class Fleet {
   #isReading = false;
   #isTelling = false;
 
+  /** @param {() => void} [onUnauthorized]  is called when the service wants a token that it is not shown */
+  constructor(onUnauthorized = () => {}) {
+    this.onUnauthorized = onUnauthorized;
+  }
+
+  /** The service's time. */
   now() {
     return Date.now() + this.ahead;
   }
@@ -136,8 +142,9 @@ export class Fleet {
     const begin = performance.now();
     try {
       while (this.#dirty.size > 0) await this.#readPage();
-    } catch {
-      // The stream is about to end too; all is read again when it comes back.
+    } catch (refusal) {
+      if (refusal.status === 401) this.onUnauthorized();
+      // Otherwise the stream is about to end too; all is read again when it comes back.
     }
     const pause = Math.max(PAUSE, 10 * (performance.now() - begin));
     setTimeout(() => {

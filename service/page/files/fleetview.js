@@ -1,6 +1,6 @@
 /** Every slave, those in trouble first. */
 import { groups } from './fleet.js';
-import { useMemo, useRef, useState } from './hooks.js';
+import { useEffect, useMemo } from './hooks.js';
 import { html } from './html.js';
 import { Age, Search } from './parts.js';
 import { useFleet, useMedia } from './use.js';
@@ -86,6 +86,9 @@ export function FleetView({ fleet, filter, setFilter }) {
   const { text, group } = filter;
   const slaves = useMemo(() => fleet.find(text, group), [fleet.version, text, group]);
   const counts = useMemo(() => fleet.counts(), [fleet.version]);
+  useEffect(() => {
+    document.title = counts[0] > 0 ? `(${number(counts[0])} silent) Slaves` : 'Slaves';
+  }, [counts[0]]);
   const now = fleet.now();
   const choose = (chosen) => setFilter({ text, group: chosen });
   return html`<main class="fleet">

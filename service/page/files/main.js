@@ -28,7 +28,7 @@ function useAddress() {
 
 /** The fleet, live while there is somebody who may see it. */
 function useLiveFleet(mayRead, onUnauthorized) {
-  const fleet = useMemo(() => new Fleet(), [mayRead]);
+  const fleet = useMemo(() => new Fleet(onUnauthorized), [mayRead]);
   const [trouble, setTrouble] = useState('');
   const [, again] = useReducer((count) => count + 1, 0);
   const live = useMemo(() => {
@@ -91,9 +91,6 @@ function App() {
   }, []);
   const mayRead = session?.scope.includes('read') ?? false;
   const { fleet, live, trouble: fleetTrouble } = useLiveFleet(mayRead, ask);
-  useEffect(() => {
-    document.title = address.zr ? `Slave ${address.zr}` : 'Slaves';
-  }, [address.zr]);
   if (session === null) return trouble ? html`<main class="login"><p role="alert">${trouble}</p></main>` : null;
 
   const view = address.zr

@@ -174,6 +174,9 @@ export function SlaveView({ fleet, address, scope }) {
   // Where one lands stays the same when something changes meanwhile.
   const worst = useMemo(() => slave && [...slave.devices].find(([, each]) => each.not_well > 0)?.[0], [slave === undefined]);
   const kind = address.kind ?? worst ?? 'camera';
+  useEffect(() => {
+    document.title = `Slave ${zr}`;
+  }, [zr]);
   if (!slave) return html`<main><p class="empty">${fleet.isLoaded ? `Slave ${zr} is not known here.` : ''}</p></main>`;
   return html`<main class=${`slave ${id ? 'open' : ''}`}>
     <div class="top">

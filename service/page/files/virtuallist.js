@@ -45,8 +45,9 @@ export function VirtualList({ label, count, rowHeight, render, header, onSight }
   useEffect(() => {
     if (wanted.current === null) return;
     const link = box.current.querySelector(`[data-row="${wanted.current}"] a`);
+    if (!link) return; // it is made once the list has scrolled
     wanted.current = null;
-    link?.focus({ preventScroll: true });
+    link.focus({ preventScroll: true });
   });
 
   const onKeyDown = (event) => {
