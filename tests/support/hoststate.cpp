@@ -7,6 +7,7 @@
 #include <fstream>
 #include <memory>
 #include <regex>
+#include <sstream>
 
 #include "testdatabase.h"
 
@@ -41,17 +42,23 @@ std::vector<std::string> Select(sqlite3* database, const std::string& sql) {
   return rows;
 }
 
+/// A folder that has a database keeps its rows there, whatever the other tests use.
+bool IsElsewhere(const std::filesystem::path& folder) {
+  return OnPostgresql() && !std::filesystem::exists(folder / "qvcms.db");
+}
+
 }  // namespace
 
 std::vector<std::string> TablesIn(const std::filesystem::path& folder) {
-  if (!OnPostgresql()) return QueryFolder(folder, "SELECT name FROM sqlite_schema WHERE type = 'table' ORDER BY name");
+  if (!IsElsewhere(folder))
+    return QueryFolder(folder, "SELECT name FROM sqlite_schema WHERE type = 'table' ORDER BY name");
   return QueryFolder(folder,
                      "SELECT tablename FROM pg_tables WHERE schemaname = current_schema() AND tablename <> 'journal' "
                      "ORDER BY tablename");
 }
 
 std::string ColumnsOf(const std::filesystem::path& folder, const std::string& table) {
-  if (!OnPostgresql()) {
+  if (!IsElsewhere(folder)) {
     return QueryFolder(folder, "SELECT group_concat(name) FROM pragma_table_info('" + table +
                                    "') WHERE name NOT IN ('last_report','revision','created')")[0];
   }
@@ -73,6 +80,20 @@ std::vector<std::string> DumpDatabase(const std::filesystem::path& folder) {
   return lines;
 }
 
+std::string QueryForAllRows(const std::filesystem::path& folder) {
+  std::string query;
+  for (const std::string& table : TablesIn(folder)) {
+    if (table == "schema_version" || table == "capability_revision") continue;
+    std::istringstream names(ColumnsOf(folder, table));
+    query += (query.empty() ? "SELECT '" : " UNION ALL SELECT '") + table + "'";
+    for (std::string name; std::getline(names, name, ',');) {
+      query += "||'|" + name + "='||COALESCE(CAST(" + name + " AS TEXT),'null')";
+    }
+    query += " FROM " + table;
+  }
+  return query;
+}
+
 std::vector<std::string> DumpFiles(const std::filesystem::path& folder) {
   const std::regex own("qvcms\\.db.*|capability\\.stamp|writer\\.lock|device-cache\\.shm");
   std::vector<std::string> lines;
@@ -87,7 +108,7 @@ std::vector<std::string> DumpFiles(const std::filesystem::path& folder) {
 }
 
 std::vector<std::string> FindDamage(const std::filesystem::path& folder) {
-  if (OnPostgresql()) return {};  // the server sees to it
+  if (IsElsewhere(folder)) return {};  // the server sees to it
   return QueryFolder(
       folder,
       "SELECT integrity_check FROM pragma_integrity_check WHERE integrity_check <> 'ok' UNION ALL "
@@ -95,12 +116,12 @@ std::vector<std::string> FindDamage(const std::filesystem::path& folder) {
 }
 
 std::vector<std::string> QueryFolder(const std::filesystem::path& folder, const std::string& sql) {
-  if (OnPostgresql()) return QueryPostgresql(DatabaseOf(folder), sql);
+  if (IsElsewhere(folder)) return QueryPostgresql(DatabaseOf(folder), sql);
   return Select(Open(folder).get(), sql);
 }
 
 void ExecuteInFolder(const std::filesystem::path& folder, const std::string& sql) {
-  if (OnPostgresql()) return static_cast<void>(QueryPostgresql(DatabaseOf(folder), sql));
+  if (IsElsewhere(folder)) return static_cast<void>(QueryPostgresql(DatabaseOf(folder), sql));
   Select(Open(folder, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE).get(), sql);
 }
 

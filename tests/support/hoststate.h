@@ -16,6 +16,8 @@ std::string ColumnsOf(const std::filesystem::path& folder, const std::string& ta
 /// Every row of every table ids and the next ids included, one line each. The time of a
 /// server's last report is left out, so that two runs of one call give the same lines.
 std::vector<std::string> DumpDatabase(const std::filesystem::path& folder);
+/// One query for the rows of all tables but those about the database itself, with the names of the columns.
+std::string QueryForAllRows(const std::filesystem::path& folder);
 /// Every file of the folder but those of the database, the lock, the device cache and the stamp of the
 /// capability files, with mode and content.
 std::vector<std::string> DumpFiles(const std::filesystem::path& folder);
