@@ -50,6 +50,7 @@ test('a device shows its fields and what is part of it, and no secret', async ()
   await page.getByRole('button', { name: 'Devices not well' }).click();
   await page.getByRole('button', { name: '1 Devices not well', pressed: true }).waitFor();
   await row('not well').getByRole('link').click();
+  await page.getByRole('heading', { name: 'Slave 9' }).waitFor();
   assert.equal(await row('Lobby').count(), 0, 'devices that are not well are shown first');
   await row('Loading dock').getByRole('link').click();
   await page.getByRole('heading', { name: 'Loading dock' }).waitFor();

@@ -1,7 +1,7 @@
 /** The service's routes. */
 
 /** What kept a request from being carried out: the service's problem, or that it cannot be reached. */
-export class Refusal extends Error {
+class Refusal extends Error {
   /** @param {{status?: number, code: string, detail: string, place?: string, line?: number, column?: number}} problem */
   constructor(problem) {
     super(problem.detail);

@@ -3,8 +3,7 @@ import { list, setConfiguring, wordsOf } from './api.js';
 import { useEffect, useReducer, useState } from './hooks.js';
 import { html } from './html.js';
 import { Trouble } from './parts.js';
-import { isConfiguring, nameOf } from './slaveview.js';
-import { deviceState, fieldName, titleOf } from './words.js';
+import { deviceState, fieldName, isConfiguring, nameOf, titleOf } from './words.js';
 
 /** Kinds whose rows are part of a device: [kind, the column that names the device]. */
 const PARTS = {

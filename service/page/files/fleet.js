@@ -11,7 +11,7 @@ const SECOND_LOOK = 10_000; // ms; the service counts devices now and then, not 
 export const groups = ['silent', 'not connected', 'devices not well', 'well'];
 
 /** A slave as the fleet view shows it. */
-export function readSlave(row) {
+function readSlave(row) {
   const devices = new Map(Object.entries(row.devices ?? {}));
   const notWell = [...devices.values()].reduce((sum, each) => sum + each.not_well, 0);
   return {

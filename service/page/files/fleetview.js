@@ -80,7 +80,7 @@ function GroupButton({ title, count, tone, isChosen, choose }) {
     <b>${number(count)}</b> ${title}</button>`;
 }
 
-export function FleetView({ fleet, filter, setFilter }) {
+export function FleetView({ fleet, filter, setFilter, place }) {
   useFleet(fleet);
   const isNarrow = useMedia('(max-width: 60rem)');
   const { text, group } = filter;
@@ -104,7 +104,7 @@ export function FleetView({ fleet, filter, setFilter }) {
     </div>
     ${fleet.isLoaded && slaves.length === 0 && html`<p class="empty">
       ${fleet.slaves.size === 0 ? 'No slave has been paired yet.' : 'No slave fits.'}</p>`}
-    <${VirtualList} label="Slaves" count=${slaves.length} rowHeight=${isNarrow ? 56 : 32} header=${isNarrow ? null : HEADER}
+    <${VirtualList} label="Slaves" place=${place} count=${slaves.length} rowHeight=${isNarrow ? 56 : 32} header=${isNarrow ? null : HEADER}
       render=${(row, focus) => html`<${Row} slave=${slaves[row]} now=${now} focus=${focus} isNarrow=${isNarrow} />`} />
   </main>`;
 }

@@ -4,7 +4,7 @@ const QUIET = 40_000; // ms; the service sends something every 15 s
 const LONGEST_WAIT = 10_000;
 
 /** Reads events out of the pieces of a stream. */
-export class EventReader {
+class EventReader {
   #rest = '';
 
   /** @returns {{id: string, type: string, data: object}[]} the events that are whole by now */

@@ -2,7 +2,7 @@
 import { logOut, session as askSession, wordsOf } from './api.js';
 import { Fleet } from './fleet.js';
 import { FleetView } from './fleetview.js';
-import { useEffect, useMemo, useReducer, useState } from './hooks.js';
+import { useEffect, useMemo, useReducer, useRef, useState } from './hooks.js';
 import { html } from './html.js';
 import { Live } from './live.js';
 import { Login } from './login.js';
@@ -84,6 +84,7 @@ function App() {
   const [session, setSession] = useState(null);
   const [trouble, setTrouble] = useState('');
   const [filter, setFilter] = useState({ text: '', group: null });
+  const place = useRef({ top: 0 }).current; // in the list of slaves
   const address = useAddress();
   const ask = () => askSession().then(setSession, (refusal) => setTrouble(wordsOf(refusal)));
   useEffect(() => {
@@ -95,7 +96,7 @@ function App() {
 
   const view = address.zr
     ? html`<${SlaveView} key=${address.zr} fleet=${fleet} address=${address} scope=${session.scope} />`
-    : html`<${FleetView} fleet=${fleet} filter=${filter} setFilter=${setFilter} />`;
+    : html`<${FleetView} fleet=${fleet} filter=${filter} setFilter=${setFilter} place=${place} />`;
   return html`
     <header class="bar">
       <nav aria-label="Where"><a href="#/" class="home">Fleet</a>${address.zr &&

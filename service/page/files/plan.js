@@ -1,6 +1,7 @@
 /** Which devices a document adds, changes and removes, by name. The counts are the service's; this tells what they
  * stand for. A device is what it is on the slave: rows and entries are matched by its id there. */
 import { list } from './api.js';
+import { isConfiguring } from './words.js';
 
 /** [kind, section of the document]; what is not here is counted only. */
 const SECTIONS = [
@@ -33,10 +34,13 @@ function plain(value) {
   return value;
 }
 
+/** What the host keeps of a member that is absent or null. */
+const isNothing = (value) => [undefined, null, '', 0, false].includes(value);
 const isObject = (value) => value !== null && typeof value === 'object';
 
 /** The places in which two values differ, down to what has no parts: [{field, before, after}]. */
 function placesOf(field, before, after) {
+  if (isNothing(before) && isNothing(after)) return [];
   if (JSON.stringify(plain(before)) === JSON.stringify(plain(after))) return [];
   const isAlike = Array.isArray(before) ? Array.isArray(after) && before.length === after.length : !Array.isArray(after);
   if (!isObject(before) || !isObject(after) || !isAlike) return [{ field, before, after }];
@@ -45,21 +49,21 @@ function placesOf(field, before, after) {
 }
 
 /** The fields in which an entry differs from its row. */
-export function differences(row, entry) {
+function differences(row, entry) {
   return Object.entries(entry)
     .filter(([field]) => field in row && !OWN_TO_SLAVE.includes(field))
     .flatMap(([field, after]) => placesOf(field, row[field], after));
 }
 
 /** What happens to the devices of one kind. */
-export function compare(rows, entries) {
+function compare(rows, entries) {
   const reported = new Map(entries.map((entry) => [entry.id, entry]));
   const held = new Set(rows.map((row) => row.id_on_rec_server));
   return {
     added: [...reported.values()].filter((entry) => !held.has(entry.id)),
     removed: rows.filter((row) => !reported.has(row.id_on_rec_server)),
     updated: rows
-      .filter((row) => reported.has(row.id_on_rec_server))
+      .filter((row) => reported.has(row.id_on_rec_server) && !isConfiguring(row)) // no document changes those
       .map((row) => ({ row, fields: differences(row, reported.get(row.id_on_rec_server)) }))
       .filter(({ fields }) => fields.length > 0),
   };

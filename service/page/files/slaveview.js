@@ -7,20 +7,11 @@ import { PlanView } from './planview.js';
 import { Rows } from './rows.js';
 import { useFleet, useMedia, useSettled } from './use.js';
 import { VirtualList } from './virtuallist.js';
-import { deviceState, duration, kinds, number, slaveState, time, titleOf } from './words.js';
+import { deviceState, duration, isConfiguring, kinds, nameOf, number, slaveState, time, titleOf } from './words.js';
 import { wordsOf } from './api.js';
 
-const CONFIGURING = 0x20;
 const SEARCHED = ['camera', 'iomodule', 'pos', 'speaker', 'controller', 'door', 'iva-task', 'face-task'];
 const PAUSE = 2000; // ms between reading rows again
-
-export const isConfiguring = (row) => (row.device_status_flags & CONFIGURING) !== 0;
-
-/** What a row is called. */
-export function nameOf(kind, row) {
-  if (kind === 'message') return `${row.target}: ${row.command}`;
-  return row.name || row.path || `${kind} ${row.id}`;
-}
 
 /** What is worth telling of a row beside its name. */
 function detailOf(kind, row) {

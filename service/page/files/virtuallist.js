@@ -18,19 +18,24 @@ function rowAfter(key, row, page, count) {
  * @param {(row: number, focus: number) => object} props.render  a row; its link takes `focus` as its tabindex
  * @param {object} [props.header]  a row above, which stays
  * @param {(first: number, last: number) => void} [props.onSight]  is told which rows are in sight
+ * @param {{top: number}} [props.place]  keeps how far the list was scrolled, for when it is shown again
  */
-export function VirtualList({ label, count, rowHeight, render, header, onSight }) {
+export function VirtualList({ label, count, rowHeight, render, header, onSight, place }) {
   const box = useRef(null);
   const [sight, setSight] = useState({ top: 0, height: 800 });
   const [active, setActive] = useState(0);
   const wanted = useRef(null); // the row that the focus is about to go to
 
   useLayoutEffect(() => {
-    const look = () => setSight({ top: box.current.scrollTop, height: box.current.clientHeight });
-    const observer = new ResizeObserver(look);
-    observer.observe(box.current);
-    box.current.addEventListener('scroll', look, { passive: true });
     const element = box.current;
+    const look = () => {
+      setSight({ top: element.scrollTop, height: element.clientHeight });
+      if (place) place.top = element.scrollTop;
+    };
+    if (place) element.scrollTop = place.top;
+    const observer = new ResizeObserver(look);
+    observer.observe(element);
+    element.addEventListener('scroll', look, { passive: true });
     return () => {
       observer.disconnect();
       element.removeEventListener('scroll', look);

@@ -43,6 +43,17 @@ const CONTROLLER_STATES = ['unknown', 'connected', 'disconnected', 'disabled', '
 /** The state that a slave reported of itself. */
 export const slaveState = (status) => SLAVE_STATES[status] ?? `status ${status}`;
 
+const CONFIGURING = 0x20;
+
+/** Whether somebody configures the device on the host, so that no document changes it. */
+export const isConfiguring = (row) => (row.device_status_flags & CONFIGURING) !== 0;
+
+/** What a row is called. */
+export function nameOf(kind, row) {
+  if (kind === 'message') return `${row.target}: ${row.command}`;
+  return row.name || row.path || `${kind} ${row.id}`;
+}
+
 /** The state that was last reported of a device; null if none is reported for its kind. */
 export function deviceState(kind, row) {
   const status = row.status ?? row.status_on_rec_server;
