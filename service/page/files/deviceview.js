@@ -3,7 +3,7 @@ import { list, setConfiguring, wordsOf } from './api.js';
 import { useEffect, useReducer, useState } from './hooks.js';
 import { html } from './html.js';
 import { Trouble } from './parts.js';
-import { deviceState, fieldName, isConfiguring, nameOf, titleOf } from './words.js';
+import { deviceState, fieldName, isConfiguring, nameOf, time, titleOf } from './words.js';
 
 /** Kinds whose rows are part of a device: [kind, the column that names the device]. */
 const PARTS = {
@@ -59,7 +59,7 @@ function Value({ value }) {
 function Fields({ row }) {
   const names = Object.keys(row).sort((a, b) => FIRST_FIELDS.includes(b) - FIRST_FIELDS.includes(a));
   return html`<dl class="fields">${names.map((name) => html`<div key=${name}>
-    <dt>${fieldName(name)}</dt><dd><${Value} value=${row[name]} /></dd></div>`)}</dl>`;
+    <dt>${fieldName(name)}</dt><dd><${Value} value=${name === 'created' ? time(row[name]) : row[name]} /></dd></div>`)}</dl>`;
 }
 
 function State({ kind, row }) {

@@ -58,9 +58,10 @@ function DeviceRow({ zr, kind, row, focus }) {
     <span role="cell" class="quiet">${detailOf(kind, row)}</span>`;
 }
 
-const HEADER = html`
+const header = (kind) => html`
   <span role="columnheader" class="num">Id</span><span role="columnheader">Name</span>
-  <span role="columnheader">State</span><span role="columnheader">What it is</span>`;
+  <span role="columnheader">State</span>
+  <span role="columnheader">${kind === 'message' ? 'Payload' : 'What it is'}</span>`;
 
 /** The kinds, with how many devices there are and are not well. */
 function Kinds({ zr, slave, kind, isNarrow }) {
@@ -145,7 +146,7 @@ function KindList({ fleet, zr, kind, startsNotWell }) {
     </div>`}
     <${Trouble} text=${rows.trouble && wordsOf(rows.trouble)} />
     ${rows.isLoaded && rows.rows.length === 0 && html`<p class="empty">${search || isNotWell ? 'None fits.' : 'None.'}</p>`}
-    <${VirtualList} label=${titleOf(kind)} count=${rows.rows.length} rowHeight=${isNarrow ? 52 : 32} header=${isNarrow ? null : HEADER}
+    <${VirtualList} label=${titleOf(kind)} count=${rows.rows.length} rowHeight=${isNarrow ? 52 : 32} header=${isNarrow ? null : header(kind)}
       onSight=${(first, last) => rows.see(first, last)}
       render=${(row, focus) => html`<${DeviceRow} zr=${zr} kind=${kind} row=${rows.rows[row]} focus=${focus} />`} />
   </section>`;
