@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <array>
+#include <charconv>
 
 #include "tls.h"
 
@@ -66,14 +67,30 @@ bool Exchange::Begin(MHD_Connection* connection, const char* method) {
   call_ = server_.service.Begin(request, refusal);
   id_ = request.id;
   if (call_ != nullptr) return true;
+  if (HasShortBody(request)) {
+    fault_ = Fault::Refused;
+    response_ = std::move(refusal);
+    return true;
+  }
   Take(std::move(refusal));
   return false;
 }
 
+/// Whether the client sends a body, and not much: it may be deaf for an answer until it has sent all of it, and would
+/// find the connection closed instead.
+bool Exchange::HasShortBody(const Request& request) {
+  constexpr std::size_t kMost = std::size_t{1024} * 1024;
+  if (!request.Header("expect").empty()) return false;
+  const std::string_view length = request.Header("content-length");
+  std::size_t bytes = 0;
+  const auto [end, error] = std::from_chars(length.data(), length.data() + length.size(), bytes);
+  return error == std::errc() && end == length.data() + length.size() && 0 < bytes && bytes <= kMost;
+}
+
 void Exchange::Receive(const char* data, std::size_t size) {
+  if (fault_ != Fault::None) return;  // the rest is received, for the client to listen then, and dropped
   received_ += size;
   limits_->ReceiveUntil(begun_ + server_.body_time + TimeFor(received_));
-  if (fault_ != Fault::None) return;  // the rest is received, for the client to listen then, and dropped
   std::string& body = call_->request.body;
   if (received_ > call_->body_limit) {
     fault_ = Fault::TooLarge;
@@ -91,6 +108,10 @@ void Exchange::Receive(const char* data, std::size_t size) {
 
 bool Exchange::Finish() {
   limits_->NeverEnd();
+  if (fault_ == Fault::Refused) {
+    Take(std::move(response_));
+    return true;
+  }
   if (fault_ == Fault::TooLarge) {
     Take(server_.service.Refuse(
         *call_, Problem(413, "too-large", "the body is larger than " + std::to_string(call_->body_limit) + " bytes")));

@@ -37,7 +37,7 @@ class Exchange {
   bool has_begun() const { return connection_ != nullptr; }
   bool is_answered() const { return is_answered_; }
 
-  /// @return false when the request is refused, and the answer is there
+  /// @return false when the request is refused, and its answer is to be sent at once
   bool Begin(MHD_Connection* connection, const char* method);
   void Receive(const char* data, std::size_t size);
   /// Has the request carried out, and lets the connection rest meanwhile. @return whether the answer is there already
@@ -46,6 +46,7 @@ class Exchange {
 
  private:
   Request ReadHeader(const char* method) const;
+  static bool HasShortBody(const Request& request);
   void Take(Response response);
   /// The answer came, from any thread.
   void Wake(Response response);
@@ -59,7 +60,7 @@ class Exchange {
   Connection* limits_ = nullptr;
   std::string id_;
   std::unique_ptr<Call> call_;
-  enum class Fault { None, TooLarge, NoRoom } fault_ = Fault::None;
+  enum class Fault { None, Refused, TooLarge, NoRoom } fault_ = Fault::None;
   bool is_counted_ = false;  ///< in `ServerState::exchanges`
   std::size_t received_ = 0;
   std::size_t held_ = 0;  ///< bytes of the body that count in `ServerState::body_bytes`

@@ -20,15 +20,19 @@ struct ServiceTest : ToolTest {
   /// Starts the service on a free port, with the data folder of `Run`. @param options  in the words of a shell
   void Start(const std::string& options = "") {
     std::filesystem::remove(folder_ / "log");
-    const std::string line = "cd '" + folder_.string() + "' && " + support::DatabaseVariable(folder_ / "data") +
-                             "exec '" QVCMSD_PATH "' --data-dir data --log-file log --listen 127.0.0.1:0 " + options +
-                             " 2>errors";
-    service_ = support::StartChild([&] { return execl("/bin/sh", "sh", "-c", line.c_str(), nullptr); });
+    Launch("'" QVCMSD_PATH "' --data-dir data --log-file log --listen 127.0.0.1:0 " + options);
     constexpr std::string_view kListening = "listening on ";
     EXPECT_TRUE(Within(10, [&] { return Log().find(kListening) != std::string::npos; })) << Errors();
     const std::string log = Log();
     const std::size_t begin = log.find(kListening) + kListening.size();
     address_ = log.substr(begin, log.find_first_of(" \n", begin) - begin);
+  }
+
+  /// Runs a command as the service.
+  void Launch(const std::string& command) {
+    const std::string line = "cd '" + folder_.string() + "' && " + support::DatabaseVariable(folder_ / "data") +
+                             "exec " + command + " 2>errors";
+    service_ = support::StartChild([&] { return execl("/bin/sh", "sh", "-c", line.c_str(), nullptr); });
   }
 
   /// @return the exit status, or minus the signal that ended it
