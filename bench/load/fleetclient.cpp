@@ -22,6 +22,7 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 constexpr std::size_t kBeginAtOnce = 32;
+constexpr int kShare = 32;          ///< connections of a handle of libcurl
 constexpr double kLivelyAway = 40;  ///< seconds, for which a lively slave is silent at least
 
 std::size_t Ignore(char*, std::size_t size, std::size_t count, void*) { return size * count; }
@@ -57,10 +58,24 @@ class Latencies {
   std::vector<float> all_;
 };
 
+/// Some of the connections. libcurl looks at every connection of a handle now and then, so that one handle for all of
+/// them would take more time than the service.
+struct Share {
+  Share(std::size_t number, int epoll) : multi(curl_multi_init()), number(number), epoll(epoll) {}
+  ~Share() { curl_multi_cleanup(multi); }
+  Share(const Share&) = delete;
+  Share& operator=(const Share&) = delete;
+  CURLM* const multi;
+  const std::size_t number;
+  const int epoll;
+  std::optional<Clock::time_point> timer;
+};
+
 /// A slave and its connection.
 struct Client {
-  Client(int zr, const SlaveOptions& options) : slave(zr, options) {}
+  Client(int zr, const SlaveOptions& options, Share& share) : slave(zr, options), share(share) {}
   Slave slave;
+  Share& share;
   CURL* easy = nullptr;
   bool is_paired = false;
   bool has_begun = false;  ///< it has reported once: the host knows all of it
@@ -73,12 +88,6 @@ class Fleet {
  public:
   explicit Fleet(const FleetOptions& options) : options_(options), epoll_(epoll_create1(EPOLL_CLOEXEC)) {
     curl_global_init(CURL_GLOBAL_ALL);
-    multi_ = curl_multi_init();
-    curl_multi_setopt(multi_, CURLMOPT_SOCKETFUNCTION, &Fleet::Watch);
-    curl_multi_setopt(multi_, CURLMOPT_SOCKETDATA, this);
-    curl_multi_setopt(multi_, CURLMOPT_TIMERFUNCTION, &Fleet::SetTimer);
-    curl_multi_setopt(multi_, CURLMOPT_TIMERDATA, this);
-    curl_multi_setopt(multi_, CURLMOPT_MAXCONNECTS, static_cast<long>(options.slaves) + 10);
     headers_ = curl_slist_append(headers_, "Expect:");
     headers_ = curl_slist_append(headers_, "Host: localhost");
     if (!options.token.empty()) {
@@ -88,16 +97,17 @@ class Fleet {
     connect_to_ = curl_slist_append(nullptr, ("::" + options.url.substr(name)).c_str());
     scheme_ = options.url.substr(0, name);
     for (int i = 0; i < options.slaves; ++i) {
-      clients_.push_back(std::make_unique<Client>(options.first + i, options.slave));
+      if (i % kShare == 0) AddShare();
+      clients_.push_back(std::make_unique<Client>(options.first + i, options.slave, *shares_.back()));
     }
   }
   ~Fleet() {
     for (const auto& client : clients_) {
       if (client->easy == nullptr) continue;
-      curl_multi_remove_handle(multi_, client->easy);
+      curl_multi_remove_handle(client->share.multi, client->easy);
       curl_easy_cleanup(client->easy);
     }
-    curl_multi_cleanup(multi_);
+    shares_.clear();
     curl_slist_free_all(headers_);
     curl_slist_free_all(connect_to_);
     close(epoll_);
@@ -137,6 +147,15 @@ class Fleet {
 
   void Plan(Client& client, Clock::time_point time) { due_.emplace(time, &client); }
 
+  void AddShare() {
+    Share& share = *shares_.emplace_back(std::make_unique<Share>(shares_.size(), epoll_));
+    curl_multi_setopt(share.multi, CURLMOPT_SOCKETFUNCTION, &Fleet::Watch);
+    curl_multi_setopt(share.multi, CURLMOPT_SOCKETDATA, &share);
+    curl_multi_setopt(share.multi, CURLMOPT_TIMERFUNCTION, &Fleet::SetTimer);
+    curl_multi_setopt(share.multi, CURLMOPT_TIMERDATA, &share);
+    curl_multi_setopt(share.multi, CURLMOPT_MAXCONNECTS, static_cast<long>(2 * kShare));
+  }
+
   void BeginNext() {
     if (next_to_begin_ < clients_.size()) Send(*clients_[next_to_begin_++]);
   }
@@ -147,19 +166,26 @@ class Fleet {
     for (; !due_.empty() && due_.top().first <= now; due_.pop()) Send(*due_.top().second);
     std::array<epoll_event, 256> events{};
     const int count = epoll_wait(epoll_, events.data(), static_cast<int>(events.size()), 1);
-    int running = 0;
     for (int i = 0; i < count; ++i) {
       const auto& event = events[static_cast<std::size_t>(i)];
       const int what = ((event.events & (EPOLLIN | EPOLLHUP | EPOLLERR)) != 0 ? CURL_CSELECT_IN : 0) |
                        ((event.events & EPOLLOUT) != 0 ? CURL_CSELECT_OUT : 0);
-      curl_multi_socket_action(multi_, event.data.fd, what, &running);
+      const auto socket = static_cast<curl_socket_t>(event.data.u64 & UINT32_MAX);
+      Act(*shares_[event.data.u64 >> 32U], socket, what);
     }
-    if (timer_ && Clock::now() >= *timer_) {
-      timer_.reset();
-      curl_multi_socket_action(multi_, CURL_SOCKET_TIMEOUT, 0, &running);
+    const auto then = Clock::now();
+    for (const auto& share : shares_) {
+      if (!share->timer || then < *share->timer) continue;
+      share->timer.reset();
+      Act(*share, CURL_SOCKET_TIMEOUT, 0);
     }
+  }
+
+  void Act(Share& share, curl_socket_t socket, int what) {
+    int running = 0;
+    curl_multi_socket_action(share.multi, socket, what, &running);
     int left = 0;
-    while (const CURLMsg* message = curl_multi_info_read(multi_, &left)) {
+    while (const CURLMsg* message = curl_multi_info_read(share.multi, &left)) {
       if (message->msg == CURLMSG_DONE) Take(message->easy_handle, message->data.result);
     }
   }
@@ -175,7 +201,7 @@ class Fleet {
     curl_easy_setopt(client.easy, CURLOPT_POSTFIELDS, client.body.c_str());
     curl_easy_setopt(client.easy, CURLOPT_POSTFIELDSIZE, static_cast<long>(client.body.size()));
     client.sent = Clock::now();
-    curl_multi_add_handle(multi_, client.easy);
+    curl_multi_add_handle(client.share.multi, client.easy);
   }
 
   CURL* MakeHandle(Client& client) const {
@@ -198,7 +224,7 @@ class Fleet {
     long status = 0;
     curl_easy_getinfo(easy, CURLINFO_PRIVATE, &client);
     curl_easy_getinfo(easy, CURLINFO_RESPONSE_CODE, &status);
-    curl_multi_remove_handle(multi_, easy);
+    curl_multi_remove_handle(client->share.multi, easy);
     const auto now = Clock::now();
     if (result != CURLE_OK || status != 200) {
       ++errors_;
@@ -221,22 +247,22 @@ class Fleet {
 
   double Random() { return std::uniform_real_distribution<>(0, 1)(random_); }
 
-  static int Watch(CURL*, curl_socket_t socket, int what, void* self, void*) {
-    auto& fleet = *static_cast<Fleet*>(self);
+  static int Watch(CURL*, curl_socket_t socket, int what, void* data, void*) {
+    const auto& share = *static_cast<Share*>(data);
     epoll_event event = {};
-    event.data.fd = socket;
+    event.data.u64 = (std::uint64_t{share.number} << 32U) | static_cast<std::uint32_t>(socket);
     if ((what & CURL_POLL_IN) != 0) event.events |= EPOLLIN;
     if ((what & CURL_POLL_OUT) != 0) event.events |= EPOLLOUT;
     if (what == CURL_POLL_REMOVE) {
-      epoll_ctl(fleet.epoll_, EPOLL_CTL_DEL, socket, nullptr);
-    } else if (epoll_ctl(fleet.epoll_, EPOLL_CTL_MOD, socket, &event) != 0) {
-      epoll_ctl(fleet.epoll_, EPOLL_CTL_ADD, socket, &event);
+      epoll_ctl(share.epoll, EPOLL_CTL_DEL, socket, nullptr);
+    } else if (epoll_ctl(share.epoll, EPOLL_CTL_MOD, socket, &event) != 0) {
+      epoll_ctl(share.epoll, EPOLL_CTL_ADD, socket, &event);
     }
     return 0;
   }
 
-  static int SetTimer(CURLM*, long milliseconds, void* self) {
-    auto& timer = static_cast<Fleet*>(self)->timer_;
+  static int SetTimer(CURLM*, long milliseconds, void* data) {
+    auto& timer = static_cast<Share*>(data)->timer;
     timer.reset();
     if (milliseconds >= 0) timer = Clock::now() + std::chrono::milliseconds(milliseconds);
     return 0;
@@ -244,7 +270,7 @@ class Fleet {
 
   const FleetOptions options_;
   const int epoll_;
-  CURLM* multi_ = nullptr;
+  std::vector<std::unique_ptr<Share>> shares_;
   curl_slist* headers_ = nullptr;
   curl_slist* connect_to_ = nullptr;
   std::string scheme_;
@@ -253,7 +279,6 @@ class Fleet {
   std::size_t begun_ = 0;
   using Due = std::pair<Clock::time_point, Client*>;
   std::priority_queue<Due, std::vector<Due>, std::greater<>> due_;
-  std::optional<Clock::time_point> timer_;
   Clock::time_point begin_;
   Latencies latencies_;
   long errors_ = 0;

@@ -75,6 +75,7 @@ int main(int argc, char** argv) {
   app.add_option("--in-process", in_process, "Apply the documents in this process, to data below this folder");
   CLI11_PARSE(app, argc, argv);
   RaiseFileLimit();
+  std::setvbuf(stdout, nullptr, _IOLBF, 0);  // also into a file: it tells how far it has come
   try {
     if (in_process.empty()) return qvload::RunFleet(fleet) ? 0 : 1;
     for (const std::size_t group : {std::size_t{1}, std::size_t{64}}) {
