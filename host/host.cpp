@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "db/copy.h"
+#include "files/folder.h"
 #include "guard.h"
 #include "log/log.h"
 
@@ -25,10 +26,34 @@ void Check(const HostOptions& options) {
   require(0 <= options.log.level && options.log.level <= 7, "a log level is 0 to 7");
 }
 
+/// In the data folder of a host whose rows are elsewhere: says where.
+constexpr const char* kElsewhere = "qvcms.db.elsewhere";
+
+/// Nobody is to begin a new database in the folder of a host that has one elsewhere.
+void RefuseIfElsewhere(const std::filesystem::path& folder) {
+  std::error_code unreadable;
+  if (!std::filesystem::is_regular_file(folder / kElsewhere, unreadable)) return;
+  const std::string where = files::Folder(folder, false).Read(kElsewhere).value_or("");
+  throw Refusal(RefusalCode::NotAHost, folder.string() + " belongs to a host whose rows are in " +
+                                           where.substr(0, where.find('\n')) +
+                                           ": name that database (--database, QVCMS_DATABASE)");
+}
+
+/// Of the open database.
+void NoteElsewhere(const std::filesystem::path& folder) try {
+  const std::string where = db::ThisThread().connection().Name() + '\n';
+  files::Folder own(folder, false);
+  if (own.Read(kElsewhere) != where) own.Write(kElsewhere, where);
+} catch (const std::runtime_error& error) {
+  db::Close();
+  throw Refusal(RefusalCode::Unusable, folder.string() + ": " + error.what());
+}
+
 /// Nobody is to work on a new database without noticing that the folder has the old one.
 void RefuseTwoDatabases(const HostOptions& options) {
+  if (options.database.empty()) return RefuseIfElsewhere(options.data_folder);
   std::error_code unreadable;
-  if (options.database.empty() || !std::filesystem::exists(options.data_folder / "qvcms.db", unreadable)) return;
+  if (!std::filesystem::exists(options.data_folder / "qvcms.db", unreadable)) return;
   throw Refusal(RefusalCode::NotAHost,
                 options.data_folder.string() + " has a database of its own, qvcms.db: name another data folder");
 }
@@ -70,6 +95,7 @@ bool Host::IsIn(const std::filesystem::path& data_folder) {
     return !(fs::is_regular_file(database, unreadable) && fs::is_empty(database, unreadable));
   }
   if (unreadable) return true;
+  RefuseIfElsewhere(data_folder);
   for (const auto& entry : fs::directory_iterator(data_folder, unreadable)) {
     if (entry.path().filename() == "lost+found") continue;  // of a disk of its own
     throw Refusal(RefusalCode::NotAHost,
@@ -112,6 +138,7 @@ Host::Host(const HostOptions& options)
   if (!has_data_) return;
   RefuseTwoDatabases(options);
   host::Guarded([&] { db::Open(data_folder_, {.driver = DriverOptionsOf(options), .factory = {}}); });
+  if (!options.database.empty()) NoteElsewhere(data_folder_);
 }
 
 Host::~Host() {

@@ -155,6 +155,21 @@ TEST_F(HostApiTest, RefusesEightThreadsBesideAnotherWriterOrWithoutADatabase) {
   EXPECT_EQ(support::DumpDatabase(folder_ / "data"), before);
 }
 
+TEST_F(HostApiTest, DoesNotBeginAnewInTheFolderOfAHostWhoseRowsAreElsewhere) {
+  if (!support::OnPostgresql()) GTEST_SKIP() << "they are in the folder";
+  Open();
+  host_.reset();
+  qv::HostOptions options = Options();
+  options.database.clear();
+  for (const bool make_if_missing : {true, false}) {
+    options.make_if_missing = make_if_missing;
+    const std::string refusal = RefusalOf([&] { Open(options); });
+    EXPECT_THAT(refusal, StartsWith("not-a-host: "));
+    EXPECT_THAT(refusal, testing::HasSubstr("whose rows are in the database qv on "));
+  }
+  EXPECT_FALSE(fs::exists(folder_ / "data/qvcms.db"));
+}
+
 TEST_F(HostApiTest, RefusesOptionsThatItCannotUse) {
   std::ofstream(folder_ / "file") << "x";
   const std::pair<const char*, std::function<void(qv::HostOptions&)>> cases[] = {
