@@ -24,7 +24,7 @@ struct EnginesTest : HostApiTest {
       const double number = std::strtod(field.c_str() + begin, &end);
       if (*end != '\0' || field.find_first_of(".e", begin) == std::string::npos) continue;
       char digits[32];
-      std::snprintf(digits, sizeof digits, "%.15g", number);
+      static_cast<void>(std::snprintf(digits, sizeof digits, "%.15g", number));
       field.replace(begin, std::string::npos, digits);
     }
     return text;

@@ -168,7 +168,8 @@ TEST_F(FleetCrashTest, LeavesTheStateOfSomeSerialOrder) {
   if (!support::OnPostgresql()) GTEST_SKIP() << "about a server";
   const char* const seconds = std::getenv("QV_SECONDS");
   const char* const seed = std::getenv("QV_SEED");
-  const std::string control = std::string(std::getenv("QVCMS_TEST_SERVER")) + "/control ";
+  const char* const server = std::getenv("QVCMS_TEST_SERVER");
+  const std::string control = std::string(server == nullptr ? "" : server) + "/control ";
   MakeWatchedHost("fleet");
   support::RandomDocuments random(seed == nullptr ? 1 : static_cast<unsigned>(std::stoul(seed)));
   std::array<pid_t, 4> machines{};
@@ -197,7 +198,7 @@ TEST_F(FleetCrashTest, LeavesTheStateOfSomeSerialOrder) {
       ++events["server: " + manner];
     }
   }
-  std::ofstream(folder_ / "stop");
+  std::ofstream(folder_ / "stop") << "now";
   for (const pid_t machine : machines) {
     int status = 0;
     waitpid(machine, &status, 0);
