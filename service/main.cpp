@@ -49,6 +49,7 @@ void RaiseFileLimit(Log& log, unsigned connections) {
 
 std::vector<Listener> Listen(const Options& options) {
   std::vector<Listener> listeners;
+  if (options.listen == std::vector<std::string>{"none"}) return listeners;
   if (options.listen.empty()) listeners = HandedOverListeners();
   for (const std::string& address : options.listen) listeners.push_back(ListenOn(address));
   if (listeners.empty()) listeners.push_back(ListenOn("127.0.0.1:8480"));
@@ -78,21 +79,31 @@ void Reread(Service& service, Tls* tls, Log& log) {
   }
 }
 
-/// Serves until a signal ends it. @return the signal
-int Serve(Service& service, Server& server, Tls* tls, Log& log, const sigset_t& signals) {
+/// Calls `tick` every second, and `reread` for a SIGHUP, until a signal ends it.
+void RunUntilSignal(const sigset_t& signals, const std::function<void()>& reread, const std::function<void()>& tick) {
   for (;;) {
-    const timespec tick = {.tv_sec = kTick.count(), .tv_nsec = 0};
-    const int signal = sigtimedwait(&signals, nullptr, &tick);
-    if (signal == SIGTERM || signal == SIGINT) return signal;
+    const timespec time = {.tv_sec = kTick.count(), .tv_nsec = 0};
+    const int signal = sigtimedwait(&signals, nullptr, &time);
+    if (signal == SIGTERM || signal == SIGINT) return;
     if (signal == SIGHUP) {
       sd_notify(0, "RELOADING=1");
-      Reread(service, tls, log);
+      reread();
       sd_notify(0, "READY=1");
     }
-    server.EndSlowConnections();
-    service.Tick(server.connections());
+    tick();
     sd_notify(0, "WATCHDOG=1");
   }
+}
+
+/// Delivers messages, and nothing else.
+int DeliverOnly(const Options& options, qv::Host& host, Log& log, const sigset_t& signals) {
+  Metrics metrics;
+  Delivery delivery(host, log, metrics, options.delivery);
+  sd_notify(0, "READY=1");
+  RunUntilSignal(
+      signals, [&] { log.Reopen(); }, [&] { delivery.Tick(); });
+  sd_notify(0, "STOPPING=1");
+  return 0;
 }
 
 qv::HostOptions HostOptionsOf(const Options& options, Log& log) {
@@ -116,18 +127,27 @@ int Run(const Options& options) {
     log.Write(Level::Warning, "other users get into the data folder " + options.data_dir.string() +
                                   ", which holds passwords: give it the mode 0700");
   }
+  if (listeners.empty()) return DeliverOnly(options, host, log, signals);
   Service service(host, log, options.service);
   RequireProtection(listeners, service, options);
   Server server(service, listeners, tls.get(), options.server);
   for (const Listener& listener : listeners) {
     log.Write(Level::Notice, "listening on " + listener.name + (tls == nullptr ? "" : " with TLS"));
   }
+  auto delivery = std::make_unique<Delivery>(host, log, service.metrics(), options.delivery);
   sd_notify(0, "READY=1");
-  Serve(service, server, tls.get(), log, signals);
+  RunUntilSignal(
+      signals, [&] { Reread(service, tls.get(), log); },
+      [&] {
+        server.EndSlowConnections();
+        service.Tick(server.connections());
+        delivery->Tick();
+      });
   log.Write(Level::Notice, "stopping");
   sd_notify(0, "STOPPING=1");
   server.StopListening();
   const bool is_done = service.Stop(options.drain_time);
+  delivery.reset();
   if (is_done && server.WaitUntilSent(kSendTime)) return 0;
   if (is_done) return 0;  // clients that take no answer
   log.Write(Level::Error, "what waited could not be done in time; it was not answered");

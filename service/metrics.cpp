@@ -37,6 +37,9 @@ Metrics::Metrics()
                             .Register(registry_)),
       requests_(CounterFamily(registry_, "qvcms_http_requests_total", "Requests by route and status.")),
       changes_(CounterFamily(registry_, "qvcms_changes_total", "Rows added, updated and removed, by kind.")),
+      delivered_(CounterFamily(registry_, "qvcms_messages_delivered_total", "Messages that their target has taken.")),
+      refused_(CounterFamily(registry_, "qvcms_messages_refused_total", "Messages that their target has refused.")),
+      outages_(CounterFamily(registry_, "qvcms_delivery_outages_total", "How often a target could not be reached.")),
       failed_operations_(CounterFamily(registry_, "qvcms_failed_operations_total",
                                        "Operations that failed while the rest of their document was applied.")
                              .Add({})),
@@ -71,6 +74,14 @@ void Metrics::Request(std::string_view method, std::string_view route, int statu
             {"status", std::to_string(status)}})
       .Increment();
 }
+
+void Metrics::Delivered(const std::string& target, std::size_t count) {
+  delivered_.Add({{"target", target}}).Increment(static_cast<double>(count));
+}
+
+void Metrics::Refused(const std::string& target) { refused_.Add({{"target", target}}).Increment(); }
+
+void Metrics::DeliveryFailed(const std::string& target) { outages_.Add({{"target", target}}).Increment(); }
 
 void Metrics::Changes(const qv::ChangeResult& result) {
   for (const qv::KindChanges& kind : result.changes) {

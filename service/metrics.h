@@ -28,6 +28,10 @@ class Metrics {
   /// A request was answered. @param route  its path in the table; empty: there is none
   void Request(std::string_view method, std::string_view route, int status);
   void Changes(const qv::ChangeResult& result);
+  /// Messages for a target were taken by their receiver; one was refused; the receiver went away.
+  void Delivered(const std::string& target, std::size_t count);
+  void Refused(const std::string& target);
+  void DeliveryFailed(const std::string& target);
 
   /// What is so right now.
   struct Now {
@@ -46,6 +50,9 @@ class Metrics {
   prometheus::Family<prometheus::Histogram>& document_seconds_;
   prometheus::Family<prometheus::Counter>& requests_;
   prometheus::Family<prometheus::Counter>& changes_;
+  prometheus::Family<prometheus::Counter>& delivered_;
+  prometheus::Family<prometheus::Counter>& refused_;
+  prometheus::Family<prometheus::Counter>& outages_;
   prometheus::Counter& failed_operations_;
   prometheus::Counter& failed_files_;
   prometheus::Family<prometheus::Gauge>& queue_;

@@ -35,9 +35,10 @@ void AddOptions(CLI::App& app, Options& options) {
                  "PostgreSQL database of the host; without it, SQLite in the data folder")
       ->type_name("URI")
       ->envname("QVCMS_DATABASE");
-  app.add_option("--listen", options.listen,
-                 "Address to listen on, such as 127.0.0.1:8480 or [::]:8480; may be given several times. Without it: "
-                 "the sockets that systemd hands over, else 127.0.0.1:8480")
+  app.add_option(
+         "--listen", options.listen,
+         "Address to listen on, such as 127.0.0.1:8480 or [::]:8480; may be given several times; \"none\": only "
+         "deliver messages. Without it: the sockets that systemd hands over, else 127.0.0.1:8480")
       ->type_name("ADDR:PORT")
       ->allow_extra_args(false);
   auto* certificate = app.add_option("--tls-certificate", options.tls.certificate,
@@ -66,6 +67,31 @@ void AddOptions(CLI::App& app, Options& options) {
       ->option_text("full|normal");
   AddSeconds(app, "--silent-after", options.service.silent_after, "A slave that does not report for so long is silent");
   AddSeconds(app, "--drain-time", options.drain_time, "How long to go on with what waits when the service is stopped");
+}
+
+void AddDelivery(CLI::App& app, Options& options) {
+  app.add_option_function<std::vector<std::string>>(
+         "--deliver",
+         [&options](const std::vector<std::string>& routes) {
+           for (const std::string& route : routes) {
+             try {
+               options.delivery.routes.push_back(ParseRoute(route));
+             } catch (const std::invalid_argument& fault) {
+               throw CLI::ValidationError("--deliver", fault.what());
+             }
+           }
+         },
+         "Deliver the messages for a target (msgd, client, ...; * for the rest) to mqtt://HOST[:PORT][/TOPICS], "
+         "mqtts://... or unix:PATH; may be given several times")
+      ->type_name("TARGET=URL")
+      ->allow_extra_args(false);
+  app.add_option_function<std::uint32_t>(
+         "--keep-messages-for", [&options](std::uint32_t days) { options.delivery.keep_for = std::chrono::days(days); },
+         "Delete messages for targets without --deliver that are older than so many days; default: never")
+      ->type_name("DAYS");
+  app.add_option("--keep-messages", options.delivery.keep_number,
+                 "Delete the oldest messages for a target without --deliver when there are more; default: never")
+      ->type_name("N");
 }
 
 void AddLimits(CLI::App& app, Options& options) {
@@ -97,6 +123,7 @@ std::variant<Options, int> ParseOptions(int argc, const char* const* argv) {
   app.set_version_flag("--version", std::string("qvcmsd ") + QVCMS_VERSION);
   app.set_config("--config", "/etc/qvcmsd.conf", "Read options from this file: NAME=VALUE, one a line, without dashes");
   AddOptions(app, options);
+  AddDelivery(app, options);
   AddLimits(app, options);
   app.footer("Exit status: 0 stopped by a signal, and all that waited was done; 1 failed; 64 wrong usage.");
   try {

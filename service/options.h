@@ -7,6 +7,7 @@
 #include <variant>
 #include <vector>
 
+#include "deliver/delivery.h"
 #include "server.h"
 #include "service.h"
 #include "tls.h"
@@ -15,8 +16,9 @@ namespace qvcmsd {
 
 struct Options {
   std::filesystem::path data_dir = "qvcms-data";
-  std::string database = {};             ///< URI; empty: SQLite in the data folder
-  std::vector<std::string> listen = {};  ///< none: the sockets that were handed over, else 127.0.0.1:8480
+  std::string database = {};  ///< URI; empty: SQLite in the data folder
+  /// None: the sockets that were handed over, else 127.0.0.1:8480. "none" alone: nowhere.
+  std::vector<std::string> listen = {};
   TlsFiles tls;
   int log_level = 3;
   std::string log_file;
@@ -24,6 +26,7 @@ struct Options {
   qv::Durability durability = qv::Durability::PowerCut;
   ServiceOptions service;
   ServerLimits server;
+  DeliveryOptions delivery;
 };
 
 /// Reads the command line and the configuration file. Help, the version and complaints are printed here.

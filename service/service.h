@@ -64,6 +64,7 @@ class Service {
   /// Reads the tokens again. Goes on with the old ones when that fails.
   void Reread();
   bool wants_tokens() const;
+  Metrics& metrics() { return metrics_; }
 
   /// From now on new work is refused; ends event streams. @return whether all that waited was done in time
   bool Stop(std::chrono::milliseconds limit);

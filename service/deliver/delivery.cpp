@@ -1,0 +1,71 @@
+#include "deliver/delivery.h"
+
+#include <algorithm>
+
+namespace qvcmsd {
+namespace {
+
+constexpr std::chrono::minutes kUntaken{10};  ///< age of a message that probably nobody takes
+constexpr std::chrono::hours kBetweenWarnings{24};
+constexpr int kDiscardsInATick = 20;
+
+}  // namespace
+
+Delivery::Delivery(qv::Host& host, Log& log, Metrics& metrics, DeliveryOptions options)
+    : host_(host), log_(log), metrics_(metrics), options_(std::move(options)), outbox_(host) {
+  for (const DeliveryRoute& route : options_.routes) {
+    if (route.target != DeliveryRoute::kRest) StartCourier(route.target, route);
+  }
+}
+
+Delivery::~Delivery() {
+  for (const auto& [target, courier] : couriers_) courier->Stop();
+}
+
+const DeliveryRoute* Delivery::RouteFor(const std::string& target) const {
+  const auto named = [&](const std::string& name) {
+    const auto found = std::find_if(options_.routes.begin(), options_.routes.end(),
+                                    [&](const DeliveryRoute& route) { return route.target == name; });
+    return found == options_.routes.end() ? nullptr : &*found;
+  };
+  const DeliveryRoute* const route = named(target);
+  return route != nullptr ? route : named(DeliveryRoute::kRest);
+}
+
+void Delivery::StartCourier(const std::string& target, const DeliveryRoute& route) {
+  couriers_.try_emplace(target, std::make_unique<Courier>(host_, log_, metrics_, target, route));
+}
+
+void Delivery::Tick() {
+  try {
+    for (const qv::Message& oldest : outbox_.Oldest()) {
+      if (couriers_.contains(oldest.target)) continue;
+      if (const DeliveryRoute* const route = RouteFor(oldest.target)) {
+        StartCourier(oldest.target, *route);
+      } else {
+        LookAtUntaken(oldest);
+      }
+    }
+  } catch (const qv::Refusal& refusal) {
+    log_.Write(Level::Error, std::string("the outbox cannot be read: ") + refusal.what());
+  }
+}
+
+void Delivery::LookAtUntaken(const qv::Message& oldest) {
+  std::size_t& discarded = discarded_[oldest.target];
+  for (int i = 0; i < kDiscardsInATick; ++i) {
+    const std::size_t count = outbox_.Discard(oldest.target, options_.keep_for, options_.keep_number);
+    discarded += count;
+    if (count == 0) break;
+  }
+  const bool waits_long = std::chrono::system_clock::now() - oldest.created >= kUntaken;
+  if (discarded == 0 && !waits_long) return;
+  const auto told = told_.find(oldest.target);
+  if (told != told_.end() && Clock::now() - told->second < kBetweenWarnings) return;
+  told_[oldest.target] = Clock::now();
+  log_.Write(Level::Warning, "nobody takes the messages for " + oldest.target + " (--deliver, qvcms messages)" +
+                                 (discarded > 0 ? "; the oldest " + std::to_string(discarded) + " are deleted" : ""));
+  discarded = 0;
+}
+
+}  // namespace qvcmsd

@@ -1,0 +1,48 @@
+/// All deliveries of the service, and what becomes of messages that nobody takes.
+#pragma once
+
+#include <chrono>
+#include <map>
+#include <memory>
+#include <vector>
+
+#include "deliver/courier.h"
+
+namespace qvcmsd {
+
+struct DeliveryOptions {
+  std::vector<DeliveryRoute> routes;
+  /// Messages for targets without a route that are older, or more than that number, are deleted. 0: never.
+  std::chrono::seconds keep_for{0};
+  std::size_t keep_number = 0;
+};
+
+/// For one thread.
+class Delivery {
+ public:
+  Delivery(qv::Host& host, Log& log, Metrics& metrics, DeliveryOptions options);
+
+  ~Delivery();
+  Delivery(const Delivery&) = delete;
+  Delivery& operator=(const Delivery&) = delete;
+
+  /// To be called about once a second.
+  void Tick();
+
+ private:
+  const DeliveryRoute* RouteFor(const std::string& target) const;
+  void StartCourier(const std::string& target, const DeliveryRoute& route);
+  void LookAtUntaken(const qv::Message& oldest);
+
+  qv::Host& host_;
+  Log& log_;
+  Metrics& metrics_;
+  const DeliveryOptions options_;
+  qv::Outbox outbox_;
+  using Clock = std::chrono::steady_clock;
+  std::map<std::string, Clock::time_point> told_;  ///< targets that nobody takes messages for, and when that was said
+  std::map<std::string, std::size_t> discarded_;   ///< messages, since it was said
+  std::map<std::string, std::unique_ptr<Courier>> couriers_;
+};
+
+}  // namespace qvcmsd
