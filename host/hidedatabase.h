@@ -1,4 +1,4 @@
-/// For programs whose command line names a database.
+/// For programs whose command line names a database, or a receiver of messages.
 #pragma once
 
 #include <cstring>
@@ -6,13 +6,14 @@
 
 namespace qv {
 
-/// Overwrites the URI of a database in the list of processes: it may hold a password. Call it once the options are
+/// Overwrites the URI of a database, and that of a receiver, in the list of processes: it may hold a password. Call it once the options are
 /// read.
 inline void HideDatabase(int argc, char** argv) {
   for (int i = 1; i < argc; ++i) {
     const std::string_view argument = argv[i];
     const std::size_t name = argument.find('=');
-    if (!argument.starts_with("--") || !argument.substr(0, name).ends_with("database")) continue;
+    const std::string_view option = argument.substr(0, name);
+    if (option != "--deliver" && (!option.starts_with("--") || !option.ends_with("database"))) continue;
     const bool is_next = name == std::string_view::npos;
     if (is_next && i + 1 == argc) continue;
     char* const value = is_next ? argv[i + 1] : argv[i] + name + 1;
