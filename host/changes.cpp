@@ -48,14 +48,28 @@ std::vector<KindChanges> ChangesIn(const UnitOfWork& work) {
   return changes;
 }
 
-ChangeReport::ChangeReport(const UnitOfWork& work, int zr) : work_(&work), zr_(zr) {
-  for (const Kind& kind : AllKinds()) {
-    if (kind.role != Role::Outbox) before_[&kind] = CountRows(kind, zr);
-  }
-}
+ChangeReport::ChangeReport(const UnitOfWork& work, int zr) : work_(&work), zr_(zr), before_(CountRows(zr)) {}
 
-ChangeReport::Rows ChangeReport::CountRows(const Kind& kind, int zr) {
-  return {kind.table->Count(RowsOf(kind, zr)), kind.table->Count(RowsOf(kind, 0))};
+ChangeReport::RowsOfKinds ChangeReport::CountRows(int zr) {
+  RowsOfKinds rows;
+  std::vector<std::pair<std::int64_t*, db::Query>> sent;
+  const auto read = [&] {
+    for (auto& [count, query] : sent) {
+      query.Next();
+      *count = query.Row().Int(0);
+    }
+    sent.clear();
+  };
+  const bool travels = db::ThisThread().connection().IsSendingAhead();
+  for (const auto& [owner, count] : {std::pair(zr, &Rows::owned), std::pair(0, &Rows::shared)}) {
+    for (const Kind& kind : AllKinds()) {
+      if (kind.role != Role::Outbox)
+        sent.emplace_back(&(rows[&kind].*count), kind.table->SendCount(RowsOf(kind, owner)));
+    }
+    if (!travels) read();  // the same statements serve both
+  }
+  read();
+  return rows;
 }
 
 UnitOfWork::Count ChangeReport::CountOf(const Kind& kind) const {
@@ -65,7 +79,8 @@ UnitOfWork::Count ChangeReport::CountOf(const Kind& kind) const {
   }
   // What went with a device that it referred to was deleted by the database, uncounted.
   if (const auto before = before_.find(&kind); before != before_.end()) {
-    const Rows after = CountRows(kind, zr_);
+    if (!after_) after_ = CountRows(zr_);
+    const Rows after = after_->at(&kind);
     count.removed =
         static_cast<int>(before->second.owned + before->second.shared + count.added - after.owned - after.shared);
   }

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <map>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -35,17 +36,20 @@ class ChangeReport {
   std::string ExcessiveRemovals() const;
 
  private:
-  db::UnitOfWork::Count CountOf(const Kind& kind) const;
-
-  const db::UnitOfWork* work_;
-  int zr_;
   /// How many rows of a kind there are.
   struct Rows {
     std::int64_t owned = 0;   ///< by the slave
     std::int64_t shared = 0;  ///< by no single slave
   };
-  static Rows CountRows(const Kind& kind, int zr);
-  std::map<const Kind*, Rows> before_;
+  using RowsOfKinds = std::map<const Kind*, Rows>;
+
+  static RowsOfKinds CountRows(int zr);
+  db::UnitOfWork::Count CountOf(const Kind& kind) const;
+
+  const db::UnitOfWork* work_;
+  int zr_;
+  const RowsOfKinds before_;
+  mutable std::optional<RowsOfKinds> after_;
 };
 
 }  // namespace qv::host

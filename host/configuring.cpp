@@ -43,8 +43,8 @@ ChangeResult Host::SetConfiguring(std::string_view kind, int id, bool on) {
         kind == "camera" ? SetFlag(devices::CameraTable(), id, on) : SetFlag(devices::IOModuleTable(), id, on);
     if (!found) throw Refusal(RefusalCode::UnknownDevice, unknown);
     ChangeResult result;
-    result.changes = host::ChangesIn(work);
     host::Commit(work, result);
+    result.changes = host::ChangesIn(work);  // known by now, without waiting for them
     result.took = stopwatch.Elapsed();
     return result;
   });

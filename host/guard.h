@@ -25,20 +25,27 @@ auto Guarded(Call&& call) {
     return call();
   } catch (const db::Error& error) {
     throw RefusalOf(error);
+  } catch (const db::TakenBack& taken_back) {
+    throw RefusalOf(taken_back.why());
   } catch (const Json::Exception&) {
     throw Refusal(RefusalCode::WrongType, "a value has the wrong type; no row was changed");
   }
 }
 
-/// The same for a call that writes. One that was interrupted, by a lost connection or a conflict with another writer,
-/// is made once more: nothing of it was applied, or what is applied again changes nothing.
+/// The same for a call that writes. It is made once more, waiting for each write, when what it sent ahead was taken
+/// back or when it was interrupted, by a lost connection or a conflict with another writer: nothing of it was applied
+/// then, or what is applied again changes nothing.
 template <class Call>
 auto GuardedAgain(Call&& call) {
   return Guarded([&] {
-    try {
-      return call();
-    } catch (const std::exception&) {  // a refusal may stem from what could not be read
-      if (!db::MayBeDoneAgain()) throw;
+    {
+      db::FirstAttempt attempt;
+      try {
+        return call();
+      } catch (const std::exception&) {  // a refusal may stem from what could not be read
+        if (!db::MayBeDoneAgain()) throw;
+      }
+      attempt.DropLines();
     }
     return call();
   });

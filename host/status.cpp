@@ -56,9 +56,9 @@ StatusResult Host::Status(int zr, const Document& report, const ProgressCallback
     }
     StatusResult result;
     result.record = MembersOf(status);
-    result.changes = host::ChangesIn(work);
     result.unused = host::FindUnusedEntries(report.value(), zr);
     host::Commit(work, result);
+    result.changes = host::ChangesIn(work);  // known by now, without waiting for them
     result.took = stopwatch.Elapsed();
     return result;
   });

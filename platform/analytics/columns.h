@@ -27,7 +27,7 @@ Json::Value ToJson(const record::Schema& schema, Members members, bool columns_o
 template <class Record>
 void Save(const record::Table<Record>& table, Record& record) {
   if (!record.IsStorable()) throw db::Error(db::Error::Kind::Statement, "it does not name what it belongs to");
-  table.Save(record);
+  table.SaveLater(record);
 }
 
 /// Deletes the rows that `where` means. Throws `db::Error`, with `must_exist` also when there is none.

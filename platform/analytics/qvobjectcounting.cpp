@@ -69,7 +69,10 @@ void MakeCurrent(const CountingWidget& widget, int row_id, int owner) {
       "AND owner_zr_id=$2) WHERE id=$3 AND EXISTS (SELECT 1 FROM counting_widget AS other WHERE "
       "other.id_on_rec_server=$1 AND other.owner_zr_id=$2 AND (other.precedence,other.id)>"
       "(counting_widget.precedence,counting_widget.id))");
-  query.Bind(widget.idOnRecServer).Bind(owner).Bind(TakenRows::FirstRowOfWidget(widget.idOnRecServer, row_id)).Run();
+  query.Bind(widget.idOnRecServer)
+      .Bind(owner)
+      .Bind(TakenRows::FirstRowOfWidget(widget.idOnRecServer, row_id))
+      .RunLater();
 }
 
 int SaveWidget(const CountingWidget& widget, TAVI_COUNTING_WIDGET_TYPE type, const char* points_key) {

@@ -69,14 +69,14 @@ const record::Table<GroupRow>& Groups() {
 void SaveWidgets(int group_id, const std::list<int>& widgets) {
   const Where of_this_group = Where().Is("group_id", group_id);
   if (WidgetsOf(Where().Is("id", group_id))[group_id] == widgets) return;
-  WidgetTable().DeleteWhere(of_this_group);
+  WidgetTable().DeleteLater(of_this_group);
   int position = 0;
   for (const int widget : widgets) {
     GroupWidgetRow row;
     row.SetGroupId(group_id);
     row.SetPosition(position++);
     row.SetWidgetId(widget);
-    WidgetTable().Save(row);
+    WidgetTable().SaveLater(row);
   }
 }
 
@@ -146,7 +146,7 @@ Optional<int> TaviCountingTaskGroup::Storage::Save(const CountingTaskGroup& grou
       throw db::Error(db::Error::Kind::Statement, reason);
     }
     db::AllOrNothing whole;
-    Groups().Save(row);
+    Groups().SaveLater(row);
     SaveWidgets(row.GetId(), group.widgetIds);
     whole.Keep();
     TakenRows::Add(Groups(), row.GetId());

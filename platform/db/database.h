@@ -16,6 +16,7 @@
 #include <vector>
 
 #include "db/driver.h"
+#include "log/heldlines.h"
 
 namespace qv::db {
 
@@ -79,11 +80,16 @@ class Query {
   Query& Bind(std::string_view text);  ///< unchanged until the query leaves scope
   Query& Bind(const char* text) { return Bind(std::string_view(text)); }
   Query& BindNull();
+  /// For statements that only read: lets it travel ahead of other work. `Next` is to follow.
+  Query& Send();
   /// For statements that only read: the next row, false when there is none.
   bool Next();
   /// For statements that write: runs the statement to its end, in the open unit of work or a transaction of its own.
   /// The query is then ready to be bound anew. @return the number of rows changed
   std::int64_t Run();
+  /// As `Run`, without waiting for it in a unit of work that sends its writes ahead: `take`, if it is not empty, is
+  /// called when the answer comes.
+  void RunLater(TakeWritten take = nullptr);
   /// As `Run`, for `INSERT ... RETURNING id`. @return the id
   std::int64_t RunForId();
 
@@ -116,14 +122,17 @@ class Session {
   /// Runs a text of several statements without parameters; all or nothing. `rows`, when given, receives the rows of the
   /// last one that has columns. @return how many rows the last one changed. Throws `Error`.
   std::int64_t Execute(const std::string& text, TextRows* rows = nullptr);
+  /// The same for statements that write, as `Query::RunLater` does it.
+  void ExecuteLater(const std::string& text, TakeWritten take = nullptr);
   Connection& connection();
 
   /// What this session asked of its connection so far.
   struct Statistics {
     std::uint64_t prepared = 0;
     std::uint64_t executed = 0;
+    std::uint64_t round_trips = 0;  ///< to a server and back
   };
-  const Statistics& statistics() const;
+  Statistics statistics() const;
 
   State& state() { return *state_; }
 
@@ -176,7 +185,8 @@ class UnitOfWork {
 
   /// Commits, then does what `OnCommit` was given. Throws `Error`; then nothing is applied.
   void Commit();
-  /// Throws `Error` (Lost) if an error has ended its transaction, so that nothing was read or written since.
+  /// Throws `Error` (Lost) if an error has ended its transaction, and `TakenBack`: what was read or written since is
+  /// worth nothing.
   void CheckNotLost() const;
   /// The open unit of work of this thread, or null.
   static UnitOfWork* Current();
@@ -188,7 +198,7 @@ class UnitOfWork {
     std::string kind;
     int added = 0, updated = 0, removed = 0;
   };
-  const std::vector<Count>& counts() const { return counts_; }
+  const std::vector<Count>& counts() const;
   /// Operations inside it that failed and were logged, for a caller that wants all or nothing. Those that follow the
   /// commit, such as files that could not be written, count too.
   int failures() const { return *failures_; }
@@ -206,6 +216,27 @@ class UnitOfWork {
   const std::shared_ptr<int> failures_ = std::make_shared<int>(0);
   std::unique_ptr<Transaction> transaction_;  ///< null: a part of a group
   std::unique_ptr<AllOrNothing> part_;        ///< of a group
+};
+
+/// The first of two attempts at a unit of work. While it exists, the units of work of this thread send their writes
+/// ahead, if their database is one that statements travel to: nobody waits for them, and one that is refused is found
+/// out later than it was made. The unit of work is then taken back (`TakenBack`), `MayBeDoneAgain` is true, and the
+/// same work is to be done again without a `FirstAttempt`, so that each call fails by itself.
+///
+/// What a unit of work that sends ahead logs is held back until the attempt is over.
+class FirstAttempt {
+ public:
+  FirstAttempt();
+  ~FirstAttempt();  ///< Writes the lines that were held back, unless they were dropped.
+  FirstAttempt(const FirstAttempt&) = delete;
+  FirstAttempt& operator=(const FirstAttempt&) = delete;
+  void DropLines();
+
+ private:
+  friend class UnitOfWork;
+  static void Begin(Connection& connection);
+
+  log::HeldLines lines_;
 };
 
 /// Marks a point that a failure in the middle of several statements goes back to. Inside a unit of work it is a
@@ -265,9 +296,9 @@ void CountChange(std::string_view kind, Change change, std::int64_t rows);
 /// Records that an operation failed, for the open unit of work if there is one.
 void CountFailure() noexcept;
 
-/// Whether the last unit of work of this thread was lost with the connection to the database, or to a conflict with
-/// another one, so that the same work may succeed when it is done again. False inside a group, which is lost as a
-/// whole.
+/// Whether the last unit of work of this thread was taken back, or was lost with the connection to the database or to a
+/// conflict with another one, so that the same work may succeed when it is done again. A group is lost as a whole:
+/// then this is false for its parts.
 bool MayBeDoneAgain();
 
 /// Runs `action` once the open transaction is committed, never when it goes back; at once when none is open. For what

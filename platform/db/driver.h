@@ -35,11 +35,25 @@ class Error : public std::runtime_error {
   Kind kind_;
 };
 
+/// A statement that was sent ahead was refused: nothing of its transaction, or of its part of a group, may be
+/// committed. It is no `Error`, so that it reaches whoever began the transaction and can do the same work once more,
+/// waiting for each write.
+class TakenBack : public std::runtime_error {
+ public:
+  explicit TakenBack(Error why) : std::runtime_error(why.what()), why_(std::move(why)) {}
+  const Error& why() const { return why_; }
+
+ private:
+  Error why_;
+};
+
 /// What a statement that writes has done.
 struct Written {
   std::int64_t rows = 0;           ///< that were added, updated or deleted
   std::optional<std::int64_t> id;  ///< what `RETURNING id` gave
 };
+/// Is told of that. It may not use the database, and not throw.
+using TakeWritten = std::function<void(const Written&)>;
 
 /// A prepared statement. Bind the parameters, call `Next` until false or `Run`, then `Reset` for the next use.
 /// Parameters are numbered from 1, columns from 0. Belongs to the thread of its connection.
@@ -53,11 +67,19 @@ class Statement {
   /// The text must stay unchanged until `Reset`.
   virtual void BindText(int parameter, std::string_view text) = 0;
 
+  /// For a query: lets it travel ahead of other work, where that spares time. `Next` is to follow.
+  virtual void Send() {}
   /// For a query: moves to its next row. @return whether there is one. Throws `Error`; the statement is then reset.
   /// `std::logic_error` for a statement that writes, outside of a transaction.
   virtual bool Next() = 0;
   /// For a statement that writes, in a transaction: runs it to its end and resets it. Throws `Error`.
   virtual Written Run() = 0;
+  /// The same, without waiting for it where statements are sent ahead: `take`, if it is not empty, is called when the
+  /// answer comes. Never for a statement that fails.
+  virtual void RunLater(TakeWritten take) {
+    const Written written = Run();
+    if (take) take(written);
+  }
   virtual void Reset() = 0;
 
   virtual int ColumnCount() const = 0;
@@ -111,6 +133,11 @@ class Connection {
   /// that has columns. @return how many rows the last one changed. Throws `Error`; the statements before the one that
   /// failed are not taken back.
   virtual std::int64_t RunText(const std::string& text, TextRows* rows) = 0;
+  /// The same for statements that write, as `Statement::RunLater` does it.
+  virtual void RunTextLater(const std::string& text, TakeWritten take) {
+    const Written written{.rows = RunText(text, nullptr), .id = {}};
+    if (take) take(written);
+  }
 
   /// Begins a writing transaction when it is its turn. Throws `Error` (Busy) when that is not within `limit`.
   virtual void Begin(const Scope& scope, std::chrono::milliseconds limit) = 0;
@@ -128,6 +155,21 @@ class Connection {
   /// Whether the last writing transaction was lost with the connection, or to a conflict with another one: then the
   /// same work may succeed when it is done again.
   virtual bool WasInterrupted() const { return false; }
+
+  /// From now on the statements of the open transaction, or of the next one with its beginning, are sent ahead: nobody
+  /// waits for them until rows are read or it commits. Whatever then turns out to have failed, `TakenBack` is thrown,
+  /// and so it is when a savepoint is returned to. @return false where nothing travels: statements run at once
+  virtual bool BeginSendingAhead() { return false; }
+  virtual bool IsSendingAhead() const { return false; }
+  /// Waits for what was sent. Throws `TakenBack`.
+  virtual void Await() {}
+  /// Waits for what was sent, and ends it: the transaction may commit, and must go back if it was taken back.
+  virtual void EndSendingAhead() noexcept {}
+  /// Whether what was sent ahead last was taken back.
+  virtual bool WasTakenBack() const { return false; }
+
+  /// How often the connection has waited for its server.
+  virtual std::uint64_t RoundTrips() const { return 0; }
 
   /// An id for a new row of `table`, in the open transaction; those of rows that are not written in the end are taken
   /// again. None: the database gives the row its id.

@@ -73,6 +73,14 @@ std::int64_t Session::Execute(const std::string& text, TextRows* rows) {
   return changed;
 }
 
+void Session::ExecuteLater(const std::string& text, TakeWritten take) {
+  AllOrNothing step(*this);
+  state_->CheckNotLost();
+  ++state_->statistics.executed;
+  state_->connection->RunTextLater(text, std::move(take));
+  step.Keep();
+}
+
 std::int64_t RunText(Session& session, const std::string& text, TextRows* rows) {
   Session::State& state = session.state();
   state.CheckNotLost();
@@ -82,7 +90,11 @@ std::int64_t RunText(Session& session, const std::string& text, TextRows* rows) 
 
 Connection& Session::connection() { return *state_->connection; }
 
-const Session::Statistics& Session::statistics() const { return state_->statistics; }
+Session::Statistics Session::statistics() const {
+  Statistics statistics = state_->statistics;
+  statistics.round_trips = state_->connection->RoundTrips();
+  return statistics;
+}
 
 Query::Query(Session& session, StatementPool& home, std::unique_ptr<Statement> statement)
     : session_(&session), home_(&home), statement_(std::move(statement)) {
@@ -119,6 +131,12 @@ Query& Query::BindNull() {
   return *this;
 }
 
+Query& Query::Send() {
+  session_->state().CheckNotLost();
+  statement_->Send();
+  return *this;
+}
+
 bool Query::Next() {
   Session::State& state = session_->state();
   state.CheckNotLost();
@@ -130,6 +148,19 @@ bool Query::Next() {
 }
 
 std::int64_t Query::Run() { return RunToEnd().rows; }
+
+void Query::RunLater(TakeWritten take) {
+  Session::State& state = session_->state();
+  if (!state.in_transaction) {
+    const Written written = RunToEnd();
+    if (take) take(written);
+    return;
+  }
+  state.CheckNotLost();
+  parameter_ = 0;
+  ++state.statistics.executed;
+  statement_->RunLater(std::move(take));
+}
 
 std::int64_t Query::RunForId() {
   const std::optional<std::int64_t> id = RunToEnd().id;

@@ -40,8 +40,10 @@ UnitOfWork::UnitOfWork(int zr) : session_(ThisThread()), zr_(zr) {
   if (state.group != nullptr && state.unit == nullptr) {
     state.group->TakeTurn(zr);
     part_ = std::make_unique<AllOrNothing>(session_);
+    FirstAttempt::Begin(*state.connection);
   } else {
     if (state.in_transaction) throw std::logic_error("a unit of work inside another transaction");
+    FirstAttempt::Begin(*state.connection);
     const Scope scope{zr == 0 ? Scope::Kind::WholeHost : Scope::Kind::OneServer, zr};
     transaction_ = std::make_unique<Transaction>(session_, scope, BusyTimeout(session_));
   }
@@ -49,16 +51,31 @@ UnitOfWork::UnitOfWork(int zr) : session_(ThisThread()), zr_(zr) {
 }
 
 UnitOfWork::~UnitOfWork() {
+  session_.connection().EndSendingAhead();
   if (session_.state().unit == this) session_.state().unit = nullptr;
 }
 
 void UnitOfWork::Commit() {
   if (session_.state().unit != this) throw std::logic_error("a unit of work committed twice");
-  part_ ? part_->Keep() : transaction_->Commit();
+  if (part_) {
+    session_.connection().Await();
+    session_.connection().EndSendingAhead();
+    part_->Keep();
+  } else {
+    transaction_->Commit();
+  }
   session_.state().unit = nullptr;
 }
 
-void UnitOfWork::CheckNotLost() const { session_.state().CheckNotLost(); }
+void UnitOfWork::CheckNotLost() const {
+  session_.connection().Await();
+  session_.state().CheckNotLost();
+}
+
+const std::vector<UnitOfWork::Count>& UnitOfWork::counts() const {
+  session_.connection().Await();
+  return counts_;
+}
 
 UnitOfWork* UnitOfWork::Current() { return IsOpen() ? ThisThread().state().unit : nullptr; }
 
@@ -118,8 +135,8 @@ Snapshot::~Snapshot() {
 
 bool MayBeDoneAgain() {
   if (!IsOpen()) return false;
-  Session::State& state = ThisThread().state();
-  return state.group == nullptr && state.connection->WasInterrupted();
+  const Session::State& state = ThisThread().state();
+  return state.connection->WasTakenBack() || (state.group == nullptr && state.connection->WasInterrupted());
 }
 
 void OnCommit(std::function<void()> action) {

@@ -66,7 +66,7 @@ int AxisDoor::SetByJson(const Json::Value& entry) {
 
 int AxisDoor::Save() {
   if (GetId() == 0) return -1;  // a new door is saved with its controller
-  return record::Attempt("Failed to save door [{}]", GetId(), [&] { DoorTable().Save(*this); });
+  return record::Attempt("Failed to save door [{}]", GetId(), [&] { DoorTable().SaveLater(*this); });
 }
 
 int AxisAcsCtrler::SetByJson(const Json::Value& entry) {
@@ -83,7 +83,7 @@ int AxisAcsCtrler::Save() {
   std::list<AxisDoor> doors = doors_;
   const int result = record::Attempt("Failed to save controller [{}]", id, [&] {
     db::AllOrNothing whole;
-    CtrlerTable().Save(*this);
+    CtrlerTable().SaveLater(*this);
     SaveDoors(doors, *this);
     whole.Keep();
   });

@@ -80,8 +80,8 @@ std::list<AxisAcsCtrler> Load(const AxisAcsCtrlerFilterRule& rule) {
 }
 
 void DeleteWithDoors(const std::list<int>& ids) {
-  DoorTable().DeleteWhere(record::Where().In("ctrler_id", ids));  // so that they count as removed
-  CtrlerTable().DeleteWhere(record::Where().In("id", ids));
+  DoorTable().DeleteLater(record::Where().In("ctrler_id", ids));  // so that they count as removed
+  CtrlerTable().DeleteLater(record::Where().In("id", ids));
 }
 
 }  // namespace

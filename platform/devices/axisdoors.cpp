@@ -66,7 +66,7 @@ void SaveDoors(std::list<AxisDoor>& doors, const AxisAcsCtrler& ctrler) {
   for (AxisDoor& door : doors) {
     door.SetCtrlerId(ctrler.GetId());
     door.SetOwnerZrId(ctrler.GetOwnerZrId());
-    DoorTable().Save(door);
+    DoorTable().SaveLater(door);
   }
 }
 

@@ -39,14 +39,14 @@ using namespace qv::devices;  // NOLINT(google-build-using-namespace)
 int Camera::IsCfgChged(Json::Value entry) const { return CameraTable().Differs(*this, entry) ? 1 : 0; }
 
 int Camera::Save() {
-  return record::Attempt("Failed to save camera [{}]", GetId(), [&] { CameraTable().Save(*this); });
+  return record::Attempt("Failed to save camera [{}]", GetId(), [&] { CameraTable().SaveLater(*this); });
 }
 
 int Camera::Delete(bool notify) const {
   const int result = record::Attempt("Failed to delete camera [{}]", GetId(), [&] {
     db::AllOrNothing whole;
     DetachFromCamera(GetId());
-    CameraTable().Delete(*this);
+    CameraTable().DeleteLater(*this);
     whole.Keep();
   });
   if (result == 0 && notify) SendCamRelatedMsgToMsgD();

@@ -43,15 +43,19 @@ const record::AnyTable& CameraGroupMemberTable() {
 
 void DetachFromCamera(int camera_id) {
   db::Session& session = db::ThisThread();
-  session.Prepare("UPDATE iva_task SET camera_id=NULL WHERE camera_id=$1 AND owner_zr_id<>0").Bind(camera_id).Run();
-  session.Prepare("UPDATE face_task SET camera_id=NULL WHERE camera_id=$1 AND owner_zr_id<>0").Bind(camera_id).Run();
-  session.Prepare("UPDATE axis_door SET cam_id=NULL,cam_zr_id=0 WHERE cam_id=$1").Bind(camera_id).Run();
+  session.Prepare("UPDATE iva_task SET camera_id=NULL WHERE camera_id=$1 AND owner_zr_id<>0")
+      .Bind(camera_id)
+      .RunLater();
+  session.Prepare("UPDATE face_task SET camera_id=NULL WHERE camera_id=$1 AND owner_zr_id<>0")
+      .Bind(camera_id)
+      .RunLater();
+  session.Prepare("UPDATE axis_door SET cam_id=NULL,cam_zr_id=0 WHERE cam_id=$1").Bind(camera_id).RunLater();
 }
 
 void DetachDoorsFromCamerasOf(int zr) {
   db::Query query =
       db::ThisThread().Prepare("UPDATE axis_door SET cam_id=NULL,cam_zr_id=0 WHERE cam_zr_id=$1 AND owner_zr_id<>$2");
-  query.Bind(zr).Bind(zr).Run();
+  query.Bind(zr).Bind(zr).RunLater();
 }
 
 }  // namespace qv::devices
@@ -66,7 +70,7 @@ int SyncRelatedTableForCamDel(const Camera& camera, bool notify) {
     for (const record::AnyTable* table :
          {static_cast<const record::AnyTable*>(&EdgeStorageTable()), &CameraDetectionSettingTable(),
           &CameraDeviceOutputTable(), &LayoutItemTable(), &EmapItemTable(), &CameraGroupMemberTable()}) {
-      table->DeleteWhere(record::Where().Is("camera_id", camera.GetId()));
+      table->DeleteLater(record::Where().Is("camera_id", camera.GetId()));
     }
     whole.Keep();
   });

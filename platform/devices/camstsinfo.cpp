@@ -92,10 +92,12 @@ int BatUpdateCam(int zrId, std::list<CamStsInfo>& changed) {
   for (const auto& [id, info] : last_of_each) rows += (rows.empty() ? "" : ",") + ValuesRow(*info);
   if (rows.empty()) return 0;
   return record::Attempt("Failed to update the status of the cameras of server [{}]", zrId, [&] {
-    const std::int64_t written = db::ThisThread().Execute(
+    db::ThisThread().ExecuteLater(
         "UPDATE camera SET status=column2,live_profile=column3,stream_profile1=column4,stream_profile2=column5,"
         "stream_profile3=column6 FROM (VALUES " +
-        rows + ") AS reported WHERE id=column1 AND owner_zr_id=" + std::to_string(zrId));
-    db::CountChange(devices::CameraTable().name(), db::Change::Updated, written);
+            rows + ") AS reported WHERE id=column1 AND owner_zr_id=" + std::to_string(zrId),
+        [](const db::Written& written) {
+          db::CountChange(devices::CameraTable().name(), db::Change::Updated, written.rows);
+        });
   });
 }

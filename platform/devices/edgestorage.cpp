@@ -46,6 +46,6 @@ int EdgeStorage::SetByJson(const Camera& camera, const Json::Value& edge) {
 int EdgeStorage::Save() {
   return record::Attempt("Failed to save edge storage settings [{}]", GetId(), [&] {
     if (GetCamId() == 0) throw db::Error(db::Error::Kind::Statement, "they belong to no camera");
-    EdgeStorageTable().Save(*this);
+    EdgeStorageTable().SaveLater(*this);
   });
 }

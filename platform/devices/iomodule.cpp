@@ -57,14 +57,15 @@ using namespace qv::devices;  // NOLINT(google-build-using-namespace)
 int IOModule::IsCfgChged(Json::Value entry) const { return IOModuleTable().Differs(*this, entry) ? 1 : 0; }
 
 int IOModule::Save(bool notify, bool settingsToo) {
-  const int result = record::Attempt("Failed to save I/O module [{}]", GetId(), [&] { IOModuleTable().Save(*this); });
+  const int result =
+      record::Attempt("Failed to save I/O module [{}]", GetId(), [&] { IOModuleTable().SaveLater(*this); });
   if (result == 0 && notify) SendIOModUpdateMsgToMsgD({GetId()}, UPDATE_TYPE_CHANGED, settingsToo);
   return result;
 }
 
 int IOModule::Delete() const {
   return record::Attempt("Failed to delete I/O module [{}]", GetId(), [&] {
-    IOModuleTable().Delete(*this);
+    IOModuleTable().DeleteLater(*this);
     if (!ShmDBCacheExists()) return;
     if (ShmDBCache* cache = QVShmDBCacheAt()) cache->RemoveIOModule(GetId());
   });
@@ -105,9 +106,9 @@ int SyncRelatedTableForIOModuleDel(const IOModule& module) {
   return record::Attempt("Failed to clean up after I/O module [{}]", module.GetId(), [&] {
     db::AllOrNothing whole;
     const record::Where of_this_module = record::Where().Is("iomodule_id", module.GetId());
-    EmapItemTable().DeleteWhere(of_this_module);
-    IOModuleSettingTable().DeleteWhere(of_this_module);
-    IOModuleCamPairingTable().DeleteWhere(of_this_module);
+    EmapItemTable().DeleteLater(of_this_module);
+    IOModuleSettingTable().DeleteLater(of_this_module);
+    IOModuleCamPairingTable().DeleteLater(of_this_module);
     whole.Keep();
   });
 }

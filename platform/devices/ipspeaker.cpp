@@ -37,11 +37,11 @@ int IPSpeaker::SetByJsonWithDBColKey(const Json::Value& entry, bool fromRecServe
 }
 
 int IPSpeaker::Save() {
-  return record::Attempt("Failed to save speaker [{}]", GetId(), [&] { SpeakerTable().Save(*this); });
+  return record::Attempt("Failed to save speaker [{}]", GetId(), [&] { SpeakerTable().SaveLater(*this); });
 }
 
 int IPSpeaker::Delete() const {
-  return record::Attempt("Failed to delete speaker [{}]", GetId(), [&] { SpeakerTable().Delete(*this); });
+  return record::Attempt("Failed to delete speaker [{}]", GetId(), [&] { SpeakerTable().DeleteLater(*this); });
 }
 
 std::list<IPSpeaker> IPSpeakerGetList(const IPSpeakerFilterRule& rule, int& total) {
@@ -60,7 +60,7 @@ std::map<int, IPSpeaker> GetSpeakerMapOnRecServer(int zrId, bool disabledToo) {
 
 int SpeakerSync::SyncRelatedTableForSpeakerDel(const IPSpeaker& speaker) {
   return record::Attempt("Failed to clean up after speaker [{}]", speaker.GetId(),
-                         [&] { EmapItemTable().DeleteWhere(record::Where().Is("speaker_id", speaker.GetId())); });
+                         [&] { EmapItemTable().DeleteLater(record::Where().Is("speaker_id", speaker.GetId())); });
 }
 
 int SaveSpeakerFromRecServer(int zrId, const Json::Value& section) {

@@ -69,7 +69,7 @@ int POS::Save() {
 }
 
 int POS::Delete() const {
-  return record::Attempt("Failed to delete POS terminal [{}]", GetId(), [&] { PosTable().Delete(*this); });
+  return record::Attempt("Failed to delete POS terminal [{}]", GetId(), [&] { PosTable().DeleteLater(*this); });
 }
 
 int GetPOSListByRule(const POSFilterRule& rule, std::list<POS>& list) {
@@ -88,8 +88,8 @@ std::map<int, POS> GetPOSMapOnRecServer(int zrId, bool disabledToo) {
 int SyncRelatedTableForPOSDel(const POS& pos) {
   return record::Attempt("Failed to clean up after POS terminal [{}]", pos.GetId(), [&] {
     db::AllOrNothing whole;
-    EmapItemTable().DeleteWhere(record::Where().Is("pos_id", pos.GetId()));
-    PosEventConfTable().DeleteWhere(record::Where().Is("pos_id", pos.GetId()));
+    EmapItemTable().DeleteLater(record::Where().Is("pos_id", pos.GetId()));
+    PosEventConfTable().DeleteLater(record::Where().Is("pos_id", pos.GetId()));
     whole.Keep();
   });
 }

@@ -63,7 +63,7 @@ bool SaveRules(int pos_id, const PosParsingRule& rule) {
   PosParsingRule stored;
   for (const TextRuleRow& row : RuleTable().Select(of_this_terminal)) stored.rules.push_back(row.Rule());
   if (stored == rule) return false;
-  RuleTable().DeleteWhere(of_this_terminal);
+  RuleTable().DeleteLater(of_this_terminal);
   int position = 0;
   for (const TextRule& text_rule : rule.rules) {
     TextRuleRow row;
@@ -72,7 +72,7 @@ bool SaveRules(int pos_id, const PosParsingRule& rule) {
     row.SetType(text_rule.type);
     row.SetPattern(text_rule.pattern);
     row.SetValue(text_rule.value);
-    RuleTable().Save(row);
+    RuleTable().SaveLater(row);
   }
   return true;
 }

@@ -88,9 +88,9 @@ int ReplaceSection(const SectionTable& table, log::Text<int> failure, int zrId, 
     record::ImportSection(
         table.Select(of_slave), zrId, section, record::IntIdOrZero,
         [&](SectionEntry& row, const Json::Value& entry) {
-          if (Take(row, entry, lookup)) table.Save(row);
+          if (Take(row, entry, lookup)) table.SaveLater(row);
         },
-        [&](const SectionEntry& row) { table.Delete(row); });
+        [&](const SectionEntry& row) { table.DeleteLater(row); });
     whole.Keep();
   });
 }

@@ -13,6 +13,7 @@
 
 #include "dbglog.h"
 #include "log/configuration.h"
+#include "log/heldlines.h"
 #include "log/logfile.h"
 #include "text/escape.h"
 #include "text/printf.h"
@@ -63,10 +64,23 @@ bool IsUrgent(std::string_view level_name) {
 
 std::string OrDash(const char* name) { return name == nullptr ? "-" : text::EscapeLine(name); }
 
-int Write(const Line& line) {
+std::string TextOf(const Line& line) {
+  return line.level + ' ' + line.category + ' ' + line.file + ':' + std::to_string(line.line) + ' ' + line.function +
+         ' ' + line.text;
+}
+
+void SetWriter(std::shared_ptr<spdlog::logger> writer) {
   Output& output = TheOutput();
-  std::string written = line.level + ' ' + line.category + ' ' + line.file + ':' + std::to_string(line.line) + ' ' +
-                        line.function + ' ' + line.text;
+  const std::lock_guard lock(output.mutex);
+  output.writer.swap(writer);
+}
+
+}  // namespace
+
+int Write(const Line& line) {
+  const std::string written = TextOf(line);
+  if (HeldLines::Take(line)) return static_cast<int>(written.size());
+  Output& output = TheOutput();
   std::unique_lock lock(output.mutex);
   if (output.sink) {
     output.sink(line);
@@ -80,14 +94,6 @@ int Write(const Line& line) {
   }
   return static_cast<int>(written.size());
 }
-
-void SetWriter(std::shared_ptr<spdlog::logger> writer) {
-  Output& output = TheOutput();
-  const std::lock_guard lock(output.mutex);
-  output.writer.swap(writer);
-}
-
-}  // namespace
 
 void Configure(const Settings& settings) {
   std::shared_ptr<spdlog::logger> writer = MakeWriter(settings);

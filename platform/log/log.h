@@ -37,6 +37,9 @@ struct Line {
 /// Receives lines one at a time. Must not log, nor call a function of this header.
 using Sink = std::function<void(const Line&)>;
 
+/// Writes a line, or keeps it back (`HeldLines`). @return its length, or -1 when it could not be written
+int Write(const Line& line);
+
 /// Applies `settings` to every later message.
 /// @throws std::runtime_error if the log file cannot be opened, std::invalid_argument if `pids` has more than
 /// `kLogMaxFilteredPids` entries; then nothing is changed

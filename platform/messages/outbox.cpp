@@ -45,7 +45,7 @@ int Post(int zr_id, std::string_view target, std::string_view command, const Jso
     message.SetCreated(
         std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::system_clock::now().time_since_epoch())
             .count());
-    Messages().Save(message);
+    Messages().SaveLater(message);
     db::RingOnCommit();
   });
 }

@@ -45,7 +45,7 @@ void Add(Columns& columns, const Field& field) {
   columns.fields.push_back(&field);
 }
 
-std::string Update(const std::string& table, const Columns& set, const Field* owner) {
+std::string UpdateSql(const std::string& table, const Columns& set, const Field* owner) {
   std::string assignments;
   std::size_t number = 0;
   for (const Field* field : set.fields) {
@@ -77,9 +77,12 @@ Schema::Schema(const char* table_name, std::vector<Field> table_fields, TableOpt
                        Parameters(written.fields.size()));
   insert_with_id =
       fmt::format("INSERT INTO {} ({},id) VALUES ({})", name, written.names, Parameters(written.fields.size() + 1));
-  update = Update(name, written, nullptr);
+  insert_if_missing =
+      fmt::format("INSERT INTO {0} ({1},id) SELECT {2} WHERE NOT EXISTS (SELECT 1 FROM {0} WHERE id=${3})", name,
+                  written.names, Parameters(written.fields.size() + 1), written.fields.size() + 1);
+  update = UpdateSql(name, written, nullptr);
   if (owner == nullptr) return;
-  update_of_owner = Update(name, of_an_owner, owner);
+  update_of_owner = UpdateSql(name, of_an_owner, owner);
   select_owner = fmt::format("SELECT {} FROM {} WHERE id=$1", owner->info.column, name);
 }
 
@@ -127,6 +130,15 @@ Columns Schema::ColumnsOf(std::initializer_list<std::string_view> names) const {
     Add(columns, *field);
   }
   return columns;
+}
+
+Update Schema::UpdateBut(std::initializer_list<std::string_view> names) const {
+  Update update;
+  for (const Field* field : written.fields) {
+    if (std::find(names.begin(), names.end(), field->info.column) == names.end()) Add(update.set, *field);
+  }
+  update.sql = UpdateSql(name, update.set, nullptr);
+  return update;
 }
 
 }  // namespace qv::record

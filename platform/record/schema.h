@@ -58,6 +58,12 @@ struct Columns {
   std::vector<const Field*> fields;
 };
 
+/// A statement that writes columns of one row.
+struct Update {
+  Columns set;
+  std::string sql;
+};
+
 /// Parameters appear in ascending order in every statement, since drivers number them by first appearance.
 struct Schema {
   Schema(const char* table_name, std::vector<Field> table_fields, TableOptions table_options);
@@ -66,6 +72,8 @@ struct Schema {
 
   /// Columns by their names.
   Columns ColumnsOf(std::initializer_list<std::string_view> names) const;
+  /// Writes the written columns but these.
+  Update UpdateBut(std::initializer_list<std::string_view> names) const;
   /// The columns as the database must have them.
   db::Columns ColumnDefinitions() const;
 
@@ -105,6 +113,7 @@ struct Schema {
 
   std::string insert;  ///< of the written columns; returns the id
   std::string insert_with_id;
+  std::string insert_if_missing;  ///< the same, unless there is a row of that id
   /// Sets the written columns where one differs; the id comes last.
   std::string update;
   /// The same for a row that stays with its owner: all but the owner, then the owner and the id. Most rows stay, and

@@ -45,6 +45,10 @@ std::int64_t AnyTable::Write(db::Query& query, db::Change change) const {
   return rows;
 }
 
+void AnyTable::WriteLater(db::Query& query, db::Change change) const {
+  query.RunLater([this, change](const db::Written& written) { db::CountChange(name(), change, written.rows); });
+}
+
 std::int64_t AnyTable::Insert(const void* record) const {
   db::Session& session = db::ThisThread();
   std::optional<db::AllOrNothing> alone;  // an id is taken in the transaction that uses it
@@ -53,9 +57,11 @@ std::int64_t AnyTable::Insert(const void* record) const {
   db::Query query = Prepare(id ? schema_.insert_with_id : schema_.insert);
   Bind(query, schema_.written.fields, record);
   if (id) {
-    query.Bind(*id).Run();
+    query.Bind(*id);
+    WriteLater(query, db::Change::Added);
   } else {
     id = query.RunForId();
+    db::CountChange(name(), db::Change::Added, 1);
   }
   if (alone) alone->Keep();
   return *id;
@@ -65,12 +71,33 @@ bool AnyTable::SaveRecord(void* record) const {
   const int id = HostId(record);
   if (id == 0) {
     schema_.host_id->set(record, Insert(record));
-    db::CountChange(name(), db::Change::Added, 1);
     return true;
   }
-  if (!schema_.options.caller_assigns_id || Count(Where().Is("id", id)) > 0) return UpdateRecord(record);
-  db::Query query = Prepare(schema_.insert_with_id);
-  return Write(Bind(query, schema_.written.fields, record).Bind(id), db::Change::Added) > 0;
+  if (schema_.options.caller_assigns_id) {
+    db::Query query = Prepare(schema_.insert_if_missing);
+    if (Write(Bind(query, schema_.written.fields, record).Bind(id), db::Change::Added) > 0) return true;
+  }
+  return UpdateRecord(record);
+}
+
+void AnyTable::SaveRecordLater(void* record) const {
+  if (!db::ThisThread().connection().IsSendingAhead()) {
+    SaveRecord(record);
+    return;
+  }
+  const int id = HostId(record);
+  if (id == 0) return schema_.host_id->set(record, Insert(record));
+  if (schema_.options.caller_assigns_id) {
+    db::Query query = Prepare(schema_.insert_if_missing);
+    WriteLater(Bind(query, schema_.written.fields, record).Bind(id), db::Change::Added);
+  }
+  db::Query query = Prepare(schema_.update);
+  WriteLater(Bind(query, schema_.written.fields, record).Bind(id), db::Change::Updated);
+}
+
+void AnyTable::UpdateLater(const void* record, const Update& update) const {
+  db::Query query = Prepare(update.sql);
+  WriteLater(Bind(query, update.set.fields, record).Bind(HostId(record)), db::Change::Updated);
 }
 
 bool AnyTable::IsOwnedAs(const void* record) const {
@@ -96,10 +123,21 @@ std::int64_t AnyTable::DeleteWhere(const Where& where) const {
   return Write(query, db::Change::Removed);
 }
 
+void AnyTable::DeleteLater(const Where& where) const {
+  db::Query query = Prepare("DELETE FROM ", name(), where);
+  WriteLater(query, db::Change::Removed);
+}
+
 std::int64_t AnyTable::Count(const Where& where) const {
-  db::Query query = Prepare("SELECT COUNT(*) FROM ", name(), where);
+  db::Query query = SendCount(where);
   query.Next();
   return query.Row().Int(0);
+}
+
+db::Query AnyTable::SendCount(const Where& where) const {
+  db::Query query = Prepare("SELECT COUNT(*) FROM ", name(), where);
+  query.Send();
+  return query;
 }
 
 std::unordered_map<int, int> AnyTable::HostIds(int zrId) const {

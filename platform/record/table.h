@@ -44,10 +44,14 @@ class AnyTable {
 
   std::vector<ListedRow> List(const Where& where) const;
   std::int64_t Count(const Where& where) const;
+  /// The query for it, sent; its one row is to be read. `where` must live as long if it has texts.
+  db::Query SendCount(const Where& where) const;
   /// The host ids of a server's rows by their ids on that server; of several rows with one id, the first.
   std::unordered_map<int, int> HostIds(int zrId) const;
   /// Deletes rows and counts them as removed. @return how many
   std::int64_t DeleteWhere(const Where& where) const;
+  /// The same, without waiting for it in a unit of work that sends its writes ahead.
+  void DeleteLater(const Where& where) const;
 
  protected:
   /// The rows in order of their ids.
@@ -56,6 +60,8 @@ class AnyTable {
   void ReadRow(void* record, DBResult_tag* result, unsigned row) const;
   [[noreturn]] static void RefusePart();
   bool SaveRecord(void* record) const;
+  void SaveRecordLater(void* record) const;
+  void UpdateLater(const void* record, const Update& update) const;
   /// @return the new row's id
   std::int64_t Insert(const void* record) const;
   bool Differs(const void* record, const Json::Value& entry) const;
@@ -67,6 +73,7 @@ class AnyTable {
  private:
   /// Runs a statement that writes, and counts what it changed. @return how many rows
   std::int64_t Write(db::Query& query, db::Change change) const;
+  void WriteLater(db::Query& query, db::Change change) const;
   bool UpdateRecord(const void* record) const;
   /// Whether the row is there and has the owner that the record has; false for a kind without owners.
   bool IsOwnedAs(const void* record) const;
@@ -110,13 +117,19 @@ class Table : public AnyTable {
   /// Inserts a record whose host id is 0 and gives it its id; otherwise writes the columns of its row, and only if
   /// one differs. A part of a record is refused. @return whether a row was written
   bool Save(Record& record) const {
-    if constexpr (kMayBePart) {
-      if (record.IsPart()) RefusePart();
-    }
+    RefuseIfPart(record);
     return SaveRecord(&record);
   }
-  /// @return whether the row was there
-  bool Delete(const Record& record) const { return DeleteWhere(Where().Is("id", HostId(&record))) > 0; }
+  /// The same, without waiting for it in a unit of work that sends its writes ahead.
+  void SaveLater(Record& record) const {
+    RefuseIfPart(record);
+    SaveRecordLater(&record);
+  }
+  /// Writes columns of the record's row in the same way, if there is such a row.
+  void UpdateLater(const Record& record, const Update& update) const { AnyTable::UpdateLater(&record, update); }
+  /// Deletes the record's row in the same way.
+  void DeleteLater(const Record& record) const { AnyTable::DeleteLater(Where().Is("id", HostId(&record))); }
+  using AnyTable::DeleteLater;
 
   /// Whether applying `entry` would change the record.
   bool Differs(const Record& record, const Json::Value& entry) const { return AnyTable::Differs(&record, entry); }
@@ -131,6 +144,11 @@ class Table : public AnyTable {
  private:
   static constexpr bool kMayBePart = requires(Record record) { record.MarkAsPart(); };
 
+  static void RefuseIfPart(const Record& record) {
+    if constexpr (kMayBePart) {
+      if (record.IsPart()) RefusePart();
+    }
+  }
   /// A record to read `columns` into.
   Record Blank(const Columns& columns) const {
     Record record;

@@ -91,7 +91,7 @@ void ResetDoorLayoutItems(int zr) {
     item.SetZrId(0);
     item.SetDoorId(0);
     item.SetTitle("");
-    DoorLayoutItems().Save(item);
+    DoorLayoutItems().SaveLater(item);
   }
 }
 

@@ -24,6 +24,6 @@ std::optional<SlaveZR> SlaveZRLoad(int zrId) {
 int SlaveZRSave(const SlaveZR& slave) {
   return qv::record::Attempt("Failed to save server [{}]", slave.GetZrId(), [&] {
     SlaveZR row = slave;
-    ServerTable().Save(row);
+    ServerTable().SaveLater(row);
   });
 }

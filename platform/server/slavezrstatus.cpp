@@ -48,12 +48,13 @@ int SlaveZRStatusLoad(SlaveZRStatus& record) {
 int SlaveZRStatusSave(const SlaveZRStatus& record) {
   bool known = false;
   const int result = Attempt("Failed to save the status of server [{}]", record.ZrId, [&] {
-    std::optional<SlaveZR> row = FindServer(record.ZrId);
-    known = row.has_value();
-    if (!known) return;
-    Take(record, *row);
-    row->SetLastReport(Now());
-    ServerTable().Save(*row);
+    static const qv::record::Update update = ServerTable().schema().UpdateBut({"model"});  // the status has all others
+    SlaveZR row;
+    row.SetZrId(record.ZrId);
+    Take(record, row);
+    row.SetLastReport(Now());
+    ServerTable().UpdateLater(row, update);
+    known = ServerTable().Count(qv::record::Where().Is("id", record.ZrId)) > 0;
   });
   return known ? result : -1;
 }

@@ -22,8 +22,9 @@ class IdPool {
   /// How many to take when there are none: few for a few rows, and few times for many.
   std::int64_t AmountFor(const std::string& table) const {
     const auto block = blocks_.find(table);
+    constexpr std::int64_t kFirst = 2;
     constexpr std::int64_t kGrowth = 4;
-    return block == blocks_.end() ? 1 : kGrowth * (block->second.end - block->second.first);
+    return block == blocks_.end() ? kFirst : kGrowth * (block->second.end - block->second.first);
   }
   bool HasSome(const std::string& table) const {
     const auto block = blocks_.find(table);

@@ -60,20 +60,21 @@ void Pipeline::Begin() {
 
 // A statement that cannot be sent, since the connection is lost, is found without a result by `Flush`.
 
-void Pipeline::Prepare(const std::string& name, const std::string& sql, Take take) {
-  PQsendPrepare(get(), name.c_str(), sql.c_str(), 0, nullptr);
-  sent_.push_back({sql, std::move(take)});
+void Pipeline::Prepare(const std::string& name, const Sql& sql, const std::shared_ptr<int>& prepared_on) {
+  PQsendPrepare(get(), name.c_str(), sql->c_str(), 0, nullptr);
+  *prepared_on = generation_;
+  sent_.push_back({sql, nullptr, prepared_on});
 }
 
-void Pipeline::RunPrepared(const std::string& name, const std::string& sql, const Parameters& parameters, Take take) {
+void Pipeline::RunPrepared(const std::string& name, const Sql& sql, const Parameters& parameters, Take take) {
   PQsendQueryPrepared(get(), name.c_str(), static_cast<int>(parameters.values.size()), parameters.values.data(),
                       parameters.lengths.data(), parameters.formats.data(), 0);
-  sent_.push_back({sql, std::move(take)});
+  sent_.push_back({sql, std::move(take), nullptr});
 }
 
 void Pipeline::Run(const std::string& sql, Take take) {
   PQsendQueryParams(get(), sql.c_str(), 0, nullptr, nullptr, nullptr, nullptr, 0);
-  sent_.push_back({sql, std::move(take)});
+  sent_.push_back({std::make_shared<const std::string>(sql), std::move(take), nullptr});
 }
 
 std::optional<Failure> Pipeline::Flush() {
@@ -88,12 +89,13 @@ std::optional<Failure> Pipeline::Flush() {
       const ExecStatusType status = PQresultStatus(result.get());
       if (status == PGRES_TUPLES_OK || status == PGRES_COMMAND_OK) {
         if (sent.take) sent.take(std::move(result));
-      } else if (!failure) {
-        failure = Describe(result.get(), sent.sql);
+        continue;
       }
+      if (sent.prepared_on) *sent.prepared_on = 0;
+      if (!failure) failure = Describe(result.get(), *sent.sql);
     }
-    if (!has_result && !failure) failure = LostConnection(sent.sql);
-    if (IsLost()) return failure ? failure : LostConnection(sent.sql);
+    if (!has_result && !failure) failure = LostConnection(*sent.sql);
+    if (IsLost()) return failure ? failure : LostConnection(*sent.sql);
   }
   const Result synchronised(PQgetResult(get()));
   if (IsLost() && !failure) return LostConnection("");

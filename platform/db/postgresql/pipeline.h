@@ -51,8 +51,13 @@ class Pipeline {
   /// How often the connection was made, by which a statement knows whether it is prepared on it.
   int generation() const { return generation_; }
 
-  void Prepare(const std::string& name, const std::string& sql, Take take);
-  void RunPrepared(const std::string& name, const std::string& sql, const Parameters& parameters, Take take);
+  /// A text that several statements have in common, which an error text is made of.
+  using Sql = std::shared_ptr<const std::string>;
+
+  /// @param prepared_on  the generation of the connection that knows the statement; set at once, and to 0 when the
+  /// server has not prepared it
+  void Prepare(const std::string& name, const Sql& sql, const std::shared_ptr<int>& prepared_on);
+  void RunPrepared(const std::string& name, const Sql& sql, const Parameters& parameters, Take take);
   void Run(const std::string& sql, Take take = nullptr);
   /// Waits for the results of all that was sent, and hands them over in order. After a failure the statements behind it
   /// have not run. @return the first failure
@@ -64,8 +69,9 @@ class Pipeline {
 
  private:
   struct Sent {
-    std::string sql;  ///< what an error text is made of
+    Sql sql;
     Take take;
+    std::shared_ptr<int> prepared_on;
   };
   struct CloseConnection {
     void operator()(PGconn* connection) const { PQfinish(connection); }

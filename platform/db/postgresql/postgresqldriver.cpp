@@ -112,24 +112,42 @@ class PostgresqlConnection final : public Connection, public Executor {
     });
     return changed;
   }
+  void RunTextLater(const std::string& text, TakeWritten take) override {
+    const auto send = [&] {
+      std::string_view rest = text;
+      std::string_view sql = TakeStatement(rest);
+      for (std::string_view next; !(next = TakeStatement(rest)).empty(); sql = next) pipeline_.Run(std::string(sql));
+      pipeline_.Run(std::string(sql), [take = std::move(take)](const Result& result) {
+        if (take) take(ReadWritten(result));
+      });
+    };
+    if (!SendAhead(send, true)) Execute(send);
+  }
 
   void Begin(const Scope& scope, std::chrono::milliseconds limit) override {
     const bool waits = limit.count() > 0;
     bool is_turn = true;
-    const auto take = [&](const Result& result) {
-      if (!waits && FirstField(result) != "t") is_turn = false;
+    Pipeline::Take take;
+    if (!waits) take = [&](const Result& result) { is_turn = is_turn && FirstField(result) == "t"; };
+    const auto send = [&] {
+      pipeline_.Run("BEGIN");
+      const bool one_server = scope.kind == Scope::Kind::OneServer;
+      pipeline_.Run(Lock(waits, one_server || scope.kind == Scope::Kind::Group, 0), take);
+      if (one_server) pipeline_.Run(Lock(waits, false, scope.server), take);
     };
-    ExecuteAgainIfLost(
-        [&] {
-          pipeline_.Run("BEGIN");
-          const bool one_server = scope.kind == Scope::Kind::OneServer;
-          pipeline_.Run(Lock(waits, one_server || scope.kind == Scope::Kind::Group, 0), take);
-          if (one_server) pipeline_.Run(Lock(waits, false, scope.server), take);
-        },
-        limit);
-    is_open_ = true;
     was_interrupted_ = false;
     transaction_id_.clear();
+    is_taken_back_ = false;
+    has_unseen_writes_ = false;
+    const bool is_ahead = std::exchange(is_ahead_, false);
+    is_begun_ = !is_ahead || !waits || pipeline_.IsLost();
+    if (is_begun_) {
+      ExecuteAgainIfLost(send, limit);
+    } else {
+      send();
+    }
+    is_open_ = true;
+    is_ahead_ = is_ahead;
     if (is_turn) return;
     Rollback();
     throw BusyError(Name(), limit);
@@ -146,10 +164,9 @@ class PostgresqlConnection final : public Connection, public Executor {
     is_open_ = true;
   }
   void Commit() override {
-    if (transaction_id_.empty()) {
-      AskForTransactionId();
-      if (const auto failure = pipeline_.Flush()) Lose(*failure);
-    }
+    if (is_ahead_) CheckNotTakenBack();
+    // Without its id nobody would find out what became of the transaction, should the answer be lost.
+    if (has_unseen_writes_ && transaction_id_.empty()) Await();
     GiveBackIds(false);
     // The server answers the COMMIT of a transaction that has failed with a ROLLBACK, which is no error to it.
     bool is_committed = false;
@@ -157,7 +174,9 @@ class PostgresqlConnection final : public Connection, public Executor {
       is_committed = std::string_view(PQcmdStatus(result.get())) == "COMMIT";
     });
     const auto failure = pipeline_.Flush();
-    if (failure && !pipeline_.IsLost()) Lose(*failure);
+    if (failure && !pipeline_.IsLost()) is_ahead_ ? GiveUp(*failure) : Lose(*failure);
+    is_ahead_ = false;
+    ForgetIds();
     if (failure) FindOutAboutCommit(*failure);
     is_open_ = false;
     if (!failure && !is_committed) throw Error(Error::Kind::Lost, "COMMIT: the transaction had failed before");
@@ -165,23 +184,50 @@ class PostgresqlConnection final : public Connection, public Executor {
   void Rollback() noexcept override {
     if (!is_open_) return;
     is_open_ = false;
-    if (pipeline_.IsLost()) return ForgetIds();  // the server may give them to others
-    pipeline_.Run("ROLLBACK");
-    GiveBackIds(true);
-    pipeline_.Flush();
+    is_ahead_ = false;
+    pipeline_.Flush();  // behind a statement that fails, the server skips what was sent with it
+    if (!pipeline_.IsLost()) {
+      pipeline_.Run("ROLLBACK");
+      GiveBackIds(true);
+      pipeline_.Flush();
+    }
+    ForgetIds();
   }
   void EndTurn() noexcept override {}
   bool InTransaction() const override { return is_open_; }
   bool WasInterrupted() const override { return was_interrupted_; }
 
+  bool BeginSendingAhead() override {
+    is_taken_back_ = false;
+    return is_ahead_ = true;
+  }
+  bool IsSendingAhead() const override { return is_open_ && is_ahead_; }
+  void Await() override {
+    if (!is_open_ || !is_ahead_) return;
+    CheckNotTakenBack();
+    if (pipeline_.IsEmpty()) return;
+    if (has_unseen_writes_ && transaction_id_.empty()) AskForTransactionId();
+    if (const auto failure = pipeline_.Flush()) GiveUp(*failure);
+    has_unseen_writes_ = false;
+    is_begun_ = true;
+    used_ids_ = ids_.blocks();
+  }
+  void EndSendingAhead() noexcept override {
+    if (!std::exchange(is_ahead_, false) || !is_open_) return;
+    if (pipeline_.Flush()) is_taken_back_ = true;
+  }
+  bool WasTakenBack() const override { return is_taken_back_; }
+  std::uint64_t RoundTrips() const override { return pipeline_.round_trips(); }
+
   std::optional<std::int64_t> TakeId(const std::string& table) override {
     if (!ids_.HasSome(table)) {
       const std::int64_t amount = ids_.AmountFor(table);
       std::int64_t first = 0;
-      Execute([&] {
+      const auto send = [&] {
         pipeline_.Run("SELECT take_ids('" + table + "'," + std::to_string(amount) + ")",
                       [&](const Result& result) { first = std::stoll(FirstField(result)); });
-      });
+      };
+      SendAhead(send, false) ? Await() : Execute(send);
       ids_.Add(table, first, amount);
       used_ids_ = ids_.blocks();
     }
@@ -200,14 +246,20 @@ class PostgresqlConnection final : public Connection, public Executor {
 
   // The innermost savepoint of a name is the one that is meant, so one name serves every depth.
   void SetSavepoint() override {
+    if (is_ahead_) return;
     pipeline_.Run("SAVEPOINT all_or_nothing");
     ids_at_savepoints_.push_back(ids_.blocks());
   }
   void ReleaseSavepoint() override {
+    if (is_ahead_) return;
     pipeline_.Run("RELEASE SAVEPOINT all_or_nothing");
     ids_at_savepoints_.pop_back();
   }
   void ReturnToSavepoint() override {
+    if (is_ahead_) {
+      is_taken_back_ = true;
+      return;
+    }
     pipeline_.Run("ROLLBACK TO SAVEPOINT all_or_nothing");
     ids_.GoBackTo(ids_at_savepoints_.back());
     used_ids_ = ids_.blocks();
@@ -245,9 +297,18 @@ class PostgresqlConnection final : public Connection, public Executor {
            "(" + schema_ + "," + std::to_string(server) + ")";
   }
 
+  bool SendAhead(const std::function<void()>& send, bool writes) override {
+    if (!is_open_ || !is_ahead_) return false;
+    CheckNotTakenBack();
+    send();
+    if (writes) has_unseen_writes_ = true;
+    return true;
+  }
+
   /// Inside a transaction a failed statement takes back itself and nothing else.
   void Execute(const std::function<void()>& send) override {
     if (!is_open_) return ExecuteAgainIfLost(send, busy_timeout_);
+    if (SendAhead(send, true)) return Await();
     pipeline_.Run("SAVEPOINT one_statement");
     send();
     pipeline_.Run("RELEASE SAVEPOINT one_statement");
@@ -290,7 +351,6 @@ class PostgresqlConnection final : public Connection, public Executor {
       pipeline_.Run("SELECT give_back_ids('" + table + "'," + std::to_string(first) + "," +
                     std::to_string(block.end - 1) + ")");
     }
-    ForgetIds();
   }
   void ForgetIds() {
     ids_.Clear();
@@ -342,9 +402,24 @@ class PostgresqlConnection final : public Connection, public Executor {
     }
     return failure.state.empty();
   }
-  [[noreturn]] void Throw(const Failure& failure) const {
-    if (failure.state == kLockNotAvailable) throw BusyError(Name(), busy_timeout_);
-    throw Error(Error::Kind::Statement, failure.statement + ": " + failure.reason);
+  Error ErrorOf(const Failure& failure) const {
+    if (failure.state == kLockNotAvailable) return BusyError(Name(), busy_timeout_);
+    return {Error::Kind::Statement, failure.statement + ": " + failure.reason};
+  }
+  [[noreturn]] void Throw(const Failure& failure) const { throw ErrorOf(failure); }
+  /// Something that was sent ahead has failed.
+  [[noreturn]] void GiveUp(const Failure& failure) {
+    Error why = ErrorOf(failure);
+    if (!is_begun_ && why.kind() == Error::Kind::Busy) {
+      Rollback();
+    } else {
+      if (EndsTransaction(failure)) Lose(failure);
+      is_taken_back_ = true;
+    }
+    throw TakenBack(std::move(why));
+  }
+  void CheckNotTakenBack() const {
+    if (is_taken_back_) throw TakenBack(Error(Error::Kind::Statement, "an earlier statement was refused"));
   }
   [[noreturn]] void Lose(const Failure& failure) {
     was_interrupted_ = failure.state.empty() || failure.IsOf("40");
@@ -358,6 +433,10 @@ class PostgresqlConnection final : public Connection, public Executor {
   int statements_ = 0;  ///< prepared so far
   bool is_open_ = false;
   bool was_interrupted_ = false;
+  bool is_ahead_ = false;           ///< statements are sent ahead
+  bool is_begun_ = false;           ///< the server has answered the beginning of the transaction
+  bool has_unseen_writes_ = false;  ///< statements that write were sent ahead, and not answered
+  bool is_taken_back_ = false;      ///< one of them, or something with them, has failed
   IdPool ids_;
   IdPool::Blocks used_ids_;  ///< as the last statement that succeeded left them
   std::vector<IdPool::Blocks> ids_at_savepoints_;

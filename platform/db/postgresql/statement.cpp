@@ -14,14 +14,21 @@ Number Parse(std::string_view text) {
 
 bool IsQuery(std::string_view sql) { return sql.starts_with("SELECT") || sql.starts_with("WITH"); }
 
+Written ReadWritten(const Result& result) {
+  Written written;
+  written.rows = Parse<std::int64_t>(PQcmdTuples(result.get()));
+  if (PQntuples(result.get()) > 0) written.id = Parse<std::int64_t>(PQgetvalue(result.get(), 0, 0));
+  return written;
+}
+
 }  // namespace
 
 PostgresqlStatement::PostgresqlStatement(Executor& executor, std::string name, std::string sql)
-    : executor_(executor), name_(std::move(name)), sql_(std::move(sql)) {}
+    : executor_(executor), name_(std::move(name)), sql_(std::make_shared<const std::string>(std::move(sql))) {}
 
 PostgresqlStatement::~PostgresqlStatement() {
   Pipeline& pipeline = executor_.pipeline();
-  if (prepared_on_ == pipeline.generation() && !pipeline.IsLost()) pipeline.Run("DEALLOCATE " + name_);
+  if (*prepared_on_ == pipeline.generation() && !pipeline.IsLost()) pipeline.Run("DEALLOCATE " + name_);
 }
 
 void PostgresqlStatement::Set(int parameter, const char* value, std::size_t length, bool as_bytes) {
@@ -54,36 +61,55 @@ void PostgresqlStatement::BindText(int parameter, std::string_view text) {
   Set(parameter, text.data() == nullptr ? "" : text.data(), text.size(), true);
 }
 
-void PostgresqlStatement::Execute() {
-  rows_.reset();
-  row_ = -1;
-  executor_.Execute([this] {
-    Pipeline& pipeline = executor_.pipeline();
-    if (prepared_on_ != pipeline.generation()) {
-      pipeline.Prepare(name_, sql_, [this, &pipeline](const Result&) { prepared_on_ = pipeline.generation(); });
-    }
-    pipeline.RunPrepared(name_, sql_, parameters_, [this](Result result) { rows_ = std::move(result); });
-  });
+void PostgresqlStatement::SendToServer(Pipeline::Take take) {
+  Pipeline& pipeline = executor_.pipeline();
+  if (*prepared_on_ != pipeline.generation()) pipeline.Prepare(name_, sql_, prepared_on_);
+  pipeline.RunPrepared(name_, sql_, parameters_, std::move(take));
+}
+
+void PostgresqlStatement::Send() {
+  auto rows = std::make_shared<Result>();
+  const auto send = [&] { SendToServer([rows](Result result) { *rows = std::move(result); }); };
+  if (executor_.SendAhead(send, !IsQuery(*sql_))) rows_ = rows;
 }
 
 bool PostgresqlStatement::Next() {
   if (!rows_) {
-    if (!executor_.InTransaction() && !IsQuery(sql_)) {
+    if (!executor_.InTransaction() && !IsQuery(*sql_)) {
       throw std::logic_error("a statement that writes was stepped through outside of a transaction");
     }
-    Execute();
+    Send();
   }
-  return ++row_ < PQntuples(rows_.get());
+  if (!rows_) {
+    auto rows = std::make_shared<Result>();
+    executor_.Execute([&] { SendToServer([rows](Result result) { *rows = std::move(result); }); });
+    rows_ = std::move(rows);
+  } else if (!*rows_) {
+    executor_.Await();
+  }
+  return ++row_ < PQntuples(rows_->get());
 }
 
 Written PostgresqlStatement::Run() {
-  Execute();
   Written written;
-  written.rows = Parse<std::int64_t>(PQcmdTuples(rows_.get()));
-  row_ = 0;
-  if (PQntuples(rows_.get()) > 0) written.id = Int(0);
+  const auto send = [&] { SendToServer([&](const Result& result) { written = ReadWritten(result); }); };
+  if (executor_.SendAhead(send, true)) {
+    executor_.Await();
+  } else {
+    executor_.Execute(send);
+  }
   Reset();
   return written;
+}
+
+void PostgresqlStatement::RunLater(TakeWritten take) {
+  const auto send = [&] {
+    SendToServer([take = std::move(take)](const Result& result) {
+      if (take) take(ReadWritten(result));
+    });
+  };
+  if (!executor_.SendAhead(send, true)) executor_.Execute(send);
+  Reset();
 }
 
 void PostgresqlStatement::Reset() {
@@ -102,7 +128,7 @@ std::int64_t PostgresqlStatement::Int(int column) const {
 double PostgresqlStatement::Real(int column) const { return Parse<double>(Text(column)); }
 
 std::string_view PostgresqlStatement::Text(int column) const {
-  return {PQgetvalue(rows_.get(), row_, column), static_cast<std::size_t>(PQgetlength(rows_.get(), row_, column))};
+  return {PQgetvalue(rows_->get(), row_, column), static_cast<std::size_t>(PQgetlength(rows_->get(), row_, column))};
 }
 
 }  // namespace qv::db
