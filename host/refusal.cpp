@@ -68,6 +68,7 @@ void CheckServerId(int zr) {
 void Commit(db::UnitOfWork& work, ChangeResult& result) {
   result.failed_operations = work.failures();
   work.Commit();
+  result.round_trips = work.round_trips();
   result.failed_files = work.failures() - result.failed_operations;
   NotePart(work);
 }

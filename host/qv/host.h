@@ -186,6 +186,9 @@ struct ChangeResult {
   int failed_operations = 0;  ///< the log describes them; the rest was applied
   int failed_files = 0;       ///< files that could not be written; later calls try again
   std::chrono::microseconds took{0};
+  /// How often the call waited for a PostgreSQL server until its commit. Calls that commit together have no numbers of
+  /// their own.
+  std::uint64_t round_trips = 0;
 };
 
 struct ImportResult : ChangeResult {

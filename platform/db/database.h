@@ -199,6 +199,8 @@ class UnitOfWork {
     int added = 0, updated = 0, removed = 0;
   };
   const std::vector<Count>& counts() const;
+  /// How often it waited for the database's server until the commit; 0 for a part of a group.
+  std::uint64_t round_trips() const;
   /// Operations inside it that failed and were logged, for a caller that wants all or nothing. Those that follow the
   /// commit, such as files that could not be written, count too.
   int failures() const { return *failures_; }

@@ -20,7 +20,8 @@ void RunQuietly(const std::function<void()>& action) noexcept {
 
 }  // namespace
 
-Transaction::Transaction(Session& session, const Scope& scope, std::chrono::milliseconds limit) : session_(session) {
+Transaction::Transaction(Session& session, const Scope& scope, std::chrono::milliseconds limit)
+    : session_(session), round_trips_before_(session.connection().RoundTrips()) {
   Session::State& state = session.state();
   state.connection->Begin(scope, limit);
   state.in_transaction = true;
@@ -42,6 +43,7 @@ void Transaction::Commit() {
   Session::State& state = session_.state();
   state.CheckNotLost();
   state.connection->Commit();
+  round_trips_ = state.connection->RoundTrips() - round_trips_before_;
   open_ = false;
   state.in_transaction = false;
   FollowCommit();

@@ -17,12 +17,16 @@ class Transaction {
   /// Throws `Error`; the transaction goes back on destruction then.
   void Commit();
   bool is_open() const { return open_; }
+  /// How often the connection has waited for its server until the commit.
+  std::uint64_t round_trips() const { return round_trips_; }
 
  private:
   void FollowCommit();
 
   Session& session_;
   bool open_ = false;
+  const std::uint64_t round_trips_before_;
+  std::uint64_t round_trips_ = 0;
 };
 
 }  // namespace qv::db

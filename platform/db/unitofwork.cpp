@@ -77,6 +77,8 @@ const std::vector<UnitOfWork::Count>& UnitOfWork::counts() const {
   return counts_;
 }
 
+std::uint64_t UnitOfWork::round_trips() const { return transaction_ ? transaction_->round_trips() : 0; }
+
 UnitOfWork* UnitOfWork::Current() { return IsOpen() ? ThisThread().state().unit : nullptr; }
 
 AllOrNothing::AllOrNothing(Wait wait) : AllOrNothing(ThisThread(), wait) {}
