@@ -6,8 +6,8 @@
 
 namespace qv {
 
-/// Overwrites the URI of a database, and that of a receiver, in the list of processes: it may hold a password. Call it once the options are
-/// read.
+/// Overwrites the URI of a database, and that of a receiver, in the list of processes: it may hold a password. Call it
+/// once the options are read.
 inline void HideDatabase(int argc, char** argv) {
   for (int i = 1; i < argc; ++i) {
     const std::string_view argument = argv[i];

@@ -221,6 +221,7 @@ std::vector<Message> Outbox::Oldest() const {
   return oldest;
 }
 
+// NOLINTNEXTLINE(readability-make-member-function-const): it changes the host
 std::size_t Outbox::Delete(std::span<const std::int64_t> ids) {
   return host::GuardedAgain([&] {
     if (!host_.has_data_ || ids.empty()) return std::size_t{0};
@@ -231,6 +232,7 @@ std::size_t Outbox::Delete(std::span<const std::int64_t> ids) {
   });
 }
 
+// NOLINTNEXTLINE(readability-make-member-function-const): it changes the host
 bool Outbox::SetAside(std::int64_t id, const std::string& reason) {
   return host::GuardedAgain([&] {
     if (!host_.has_data_) return false;
@@ -247,6 +249,7 @@ bool Outbox::SetAside(std::int64_t id, const std::string& reason) {
   });
 }
 
+// NOLINTNEXTLINE(readability-make-member-function-const): it changes the host
 std::size_t Outbox::Retry(const MessageQuery& query, int max_attempts) {
   return host::GuardedAgain([&] {
     if (!host_.has_data_) return std::size_t{0};

@@ -74,9 +74,9 @@ class MqttReceiver : public Receiver {
     Check(mosquitto_connect_bind_v5(client_.get(), route.host.c_str(), route.port, kKeepAlive, nullptr, nullptr));
     const auto deadline = Clock::now() + kConnectTime;
     while (!is_connected_) {
-      pollfd awaited = Awaits();
+      pollfd awaited = MqttReceiver::Awaits();
       poll(&awaited, 1, 100);
-      Work();
+      MqttReceiver::Work();
       if (Clock::now() > deadline) throw Away("it does not answer");
     }
   }

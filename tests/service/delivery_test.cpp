@@ -29,7 +29,7 @@ int FreePort() {
   const int tried = socket(AF_INET, SOCK_STREAM, 0);
   sockaddr_in address = {.sin_family = AF_INET, .sin_port = 0, .sin_addr = {htonl(INADDR_LOOPBACK)}, .sin_zero = {}};
   socklen_t size = sizeof address;
-  bind(tried, reinterpret_cast<sockaddr*>(&address), size);
+  static_cast<void>(bind(tried, reinterpret_cast<sockaddr*>(&address), size));
   getsockname(tried, reinterpret_cast<sockaddr*>(&address), &size);
   close(tried);
   return ntohs(address.sin_port);
@@ -230,7 +230,7 @@ class Listener {
       : answer_(std::move(answer)), socket_(socket(AF_UNIX, SOCK_STREAM, 0)) {
     sockaddr_un address = {.sun_family = AF_UNIX, .sun_path = {}};
     path.copy(address.sun_path, sizeof address.sun_path - 1);
-    bind(socket_, reinterpret_cast<sockaddr*>(&address), sizeof address);
+    static_cast<void>(bind(socket_, reinterpret_cast<sockaddr*>(&address), sizeof address));
     listen(socket_, 5);
     thread_ = std::thread([this] { Run(); });
   }

@@ -33,6 +33,7 @@ void Take(qv::Outbox& outbox, const qv::MessageQuery& query) {
     const std::vector<qv::Message> batch = outbox.Read(query);
     if (batch.empty() || !Print(LinesOf(batch))) return;
     std::vector<std::int64_t> ids;
+    ids.reserve(batch.size());
     for (const qv::Message& message : batch) ids.push_back(message.id);
     outbox.Delete(ids);
   }
