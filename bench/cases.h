@@ -9,5 +9,6 @@ void RegisterStatusCases();
 void RegisterCommandCases();
 void RegisterListCases();
 void RegisterFleet();
+void RegisterPostgresqlCases();
 
 }  // namespace bench

@@ -10,5 +10,6 @@ int main(int argc, char** argv) {
   bench::RegisterCommandCases();
   bench::RegisterListCases();
   bench::RegisterFleet();
+  bench::RegisterPostgresqlCases();
   return bench::RunAll(argc, argv);
 }
