@@ -3,9 +3,9 @@
 // the machine does is not the page's.
 //
 //     QV_MODULES=build/dev/page/node_modules QV_CHROMIUM=/usr/bin/chromium \
-//       node tests/page/measure.mjs URL ID-OF-A-SLAVE-WITH-MANY-CAMERAS
+//       node bench/page.mjs URL ID-OF-A-SLAVE-WITH-MANY-CAMERAS
 
-import { openBrowser } from './support.mjs';
+import { openBrowser } from '../tests/page/support.mjs';
 
 const [url, zr] = process.argv.slice(2);
 const { browser, page, cdp } = await openBrowser();
@@ -40,7 +40,7 @@ async function open(path) {
     `lists ${kilobytes(lists)} kB in ${lists.map(({ path: each }) => each).join(' ')}`);
 }
 
-/** The tasks of the page's main thread while something is done, in ms of processor time, longest first. */
+/** The tasks of the page's main thread while something is done, longest first, in ms: processor time, and time in all. */
 async function tasksOf(action) {
   const tracing = await browser.newBrowserCDPSession();
   const events = [];
@@ -52,10 +52,11 @@ async function tasksOf(action) {
   await tracing.send('Tracing.end');
   await complete;
   const mains = events.filter((event) => event.name === 'thread_name' && event.args.name === 'CrRendererMain');
-  return events
-    .filter((event) => event.name === 'RunTask' && mains.some(({ pid, tid }) => pid === event.pid && tid === event.tid))
-    .map((event) => Math.round(event.tdur / 1000))
-    .sort((a, b) => b - a);
+  const tasks = events
+    .filter((event) => event.name === 'RunTask' && mains.some(({ pid, tid }) => pid === event.pid && tid === event.tid));
+  const longest = (member) => tasks.map((task) => Math.round(task[member] / 1000)).sort((a, b) => b - a).slice(0, 5);
+  return `${tasks.length} tasks, the longest take ${longest('tdur').join(', ')} ms of processor time, ` +
+    `${longest('dur').join(', ')} ms in all`;
 }
 
 /** Types and scrolls. */
@@ -73,8 +74,7 @@ async function typeAndScroll(text) {
 }
 
 async function use(what, text) {
-  const tasks = await tasksOf(() => typeAndScroll(text));
-  console.log(`${what}: ${tasks.length} tasks, the longest take ${tasks.slice(0, 5).join(', ')} ms`);
+  console.log(`${what}: ${await tasksOf(() => typeAndScroll(text))}`);
 }
 
 await open('/');
