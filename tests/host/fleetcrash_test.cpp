@@ -108,7 +108,7 @@ struct FleetCrashTest : HostApiTest {
       std::vector<std::function<void()>> calls;
       Lines names;
       for (unsigned i = random.Below(4) == 0 ? 4 : 1; i > 0; --i, ++n) {
-        const int zr = static_cast<int>(random.Below(2) == 0 ? 1 + random.Below(3) : 10 + place);
+        const int zr = static_cast<int>(random.Below(2) == 0 ? 1 + random.Below(3) : 10 + static_cast<unsigned>(place));
         const std::string name = "PUUSSSSR"[random.Below(8)] + std::to_string(life) + '.' + std::to_string(n);
         calls.emplace_back([&host, zr, name] { Make(*host, zr, name); });
         names.push_back(name + ' ' + std::to_string(zr));
@@ -173,7 +173,7 @@ TEST_F(FleetCrashTest, LeavesTheStateOfSomeSerialOrder) {
   MakeWatchedHost("fleet");
   support::RandomDocuments random(seed == nullptr ? 1 : static_cast<unsigned>(std::stoul(seed)));
   std::array<pid_t, 4> machines{};
-  for (int place = 0; place < 4; ++place) machines[place] = Start(place);
+  for (int place = 0; place < 4; ++place) machines[static_cast<std::size_t>(place)] = Start(place);
   std::map<std::string, int> events;
   const auto end = Clock::now() + std::chrono::seconds(seconds == nullptr ? 4 : std::stoi(seconds));
   while (Clock::now() < end) {

@@ -100,7 +100,8 @@ class Subscriber {
       faults_.push_back("missing before " + text);
     } else {
       ++repeated_;
-      if (received_ - places[number - 1] > kWindow) faults_.push_back("long since delivered: " + text);
+      if (received_ - places[static_cast<std::size_t>(number - 1)] > kWindow)
+        faults_.push_back("long since delivered: " + text);
     }
   }
 
@@ -188,7 +189,7 @@ TEST_F(DeliveryTest, EachMessageComesInOrderAlthoughBrokerAndServiceAreKilled) {
   ASSERT_TRUE(Within(10, [&] { return std::filesystem::exists(folder_ / "mosquitto.db"); }));
   StartService(ToBroker());
   for (int commit = 1; commit <= commits; ++commit) {
-    Post(static_cast<int>(random() % slaves) + 1, kAtOnce);
+    Post(static_cast<int>(random() % static_cast<unsigned>(slaves)) + 1, kAtOnce);
     if (commit % (commits / service_kills) == 0) {
       End(service_, SIGKILL);
       StartService(ToBroker());
