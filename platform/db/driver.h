@@ -76,6 +76,7 @@ class Statement {
   virtual Written Run() = 0;
   /// The same, without waiting for it where statements are sent ahead: `take`, if it is not empty, is called when the
   /// answer comes. Never for a statement that fails.
+  // NOLINTNEXTLINE(performance-unnecessary-value-param): a driver that sends statements ahead keeps it
   virtual void RunLater(TakeWritten take) {
     const Written written = Run();
     if (take) take(written);
@@ -134,6 +135,7 @@ class Connection {
   /// failed are not taken back.
   virtual std::int64_t RunText(const std::string& text, TextRows* rows) = 0;
   /// The same for statements that write, as `Statement::RunLater` does it.
+  // NOLINTNEXTLINE(performance-unnecessary-value-param): as above
   virtual void RunTextLater(const std::string& text, TakeWritten take) {
     const Written written{.rows = RunText(text, nullptr), .id = {}};
     if (take) take(written);
