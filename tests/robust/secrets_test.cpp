@@ -70,8 +70,9 @@ struct SecretsTest : ToolTest {
     EXPECT_EQ(found, std::string::npos) << command << ": " << said.substr(found - std::min(found, 200UL), 300);
   }
 
-  const mode_t mask_ = umask(0);     // the caller's mask must not matter
-  const std::string zr_ = "424242";  // the folder of key files is shared by all tests
+  const support::KeyFiles no_other_test_;
+  const mode_t mask_ = umask(0);  // the caller's mask must not matter
+  const std::string zr_ = "424242";
   const fs::path keys_ = RtspKeyFilePath(424242);
 };
 

@@ -38,8 +38,8 @@ class ScratchFolder {
   std::filesystem::path path_;
 };
 
-/// Key files lie in the package's folder, which all tests share: whoever holds one of these waits until no other test
-/// does.
+/// Key files lie in the package's folder, which all tests share. A test that looks at them holds one of these, so that
+/// no other such test runs, and has servers with ids of its own, since others remove the servers 1 to 12 at any time.
 struct KeyFiles {
   KeyFiles() {
     const std::filesystem::path package = std::filesystem::path(RtspKeyFilePath(0)).parent_path().parent_path();

@@ -140,7 +140,6 @@ TEST_F(Contract, OfSnapshots) {
 }
 
 TEST_F(Contract, OfAReport) {
-  const support::KeyFiles no_other_test;
   SaveSlaveInfoPair(SlaveZR(), Parse(support::kEverySection), 7);
   EXPECT_THAT(Calls([&] {
                 Report(R"({"status":1,"camera_info":[{"id":1,"rtsp_key":"of the contract"}],

@@ -9,7 +9,7 @@ using support::Only;
 
 struct SlaveRemoval : support::HostTest {
   ~SlaveRemoval() override {
-    for (const int zr : {3, 31}) std::filesystem::remove(RtspKeyFilePath(zr));
+    for (const int zr : {303, 331}) std::filesystem::remove(RtspKeyFilePath(zr));
   }
 
   /// Lets the host hold something of slave `zr` in every table and folder there is. Its cameras have keys that no other
@@ -49,31 +49,31 @@ struct SlaveRemoval : support::HostTest {
 };
 
 TEST_F(SlaveRemoval, LeavesTheHostAsItWasBeforeTheSlaveCame) {
-  Sql("INSERT INTO door_layout_item (layout_id,position) VALUES (1,3),(1,31)");
-  Hold(31);
+  Sql("INSERT INTO door_layout_item (layout_id,position) VALUES (1,303),(1,331)");
+  Hold(331);
   const Lines rows = AllRows();
   const Lines files = support::DumpFiles(folder());
-  Hold(3);
+  Hold(303);
   Lines every_table = support::TablesIn(folder());
   std::erase_if(every_table, [](const std::string& table) {
     return table == "setting" || table == "schema_version" || table == "message" || table == "capability_revision" ||
            table.starts_with("sqlite");
   });
-  ASSERT_THAT(qv::removal::TablesHolding(3), testing::UnorderedElementsAreArray(every_table))
+  ASSERT_THAT(qv::removal::TablesHolding(303), testing::UnorderedElementsAreArray(every_table))
       << "a table that the slave has nothing in proves nothing";
-  const Lines messages = Rows("SELECT id FROM message WHERE zr_id=3");
+  const Lines messages = Rows("SELECT id FROM message WHERE zr_id=303");
   ASSERT_THAT(messages, testing::Not(IsEmpty()));
-  ASSERT_TRUE(std::filesystem::exists(RtspKeyFilePath(3)));
+  ASSERT_TRUE(std::filesystem::exists(RtspKeyFilePath(303)));
 
-  EXPECT_EQ(SyncRelatedTableForSlaveDel(3), 0);
-  EXPECT_FALSE(std::filesystem::exists(RtspKeyFilePath(3)));
-  EXPECT_TRUE(std::filesystem::exists(RtspKeyFilePath(31)));
-  EXPECT_EQ(RemoveSlaveData(3), 0);
+  EXPECT_EQ(SyncRelatedTableForSlaveDel(303), 0);
+  EXPECT_FALSE(std::filesystem::exists(RtspKeyFilePath(303)));
+  EXPECT_TRUE(std::filesystem::exists(RtspKeyFilePath(331)));
+  EXPECT_EQ(RemoveSlaveData(303), 0);
   EXPECT_TRUE(AllRows() == rows) << support::FirstDifference(AllRows(), rows);
   EXPECT_EQ(support::DumpFiles(folder()), files);
-  EXPECT_EQ(support::ReadDeviceCache(folder())[0][1], 31);
+  EXPECT_EQ(support::ReadDeviceCache(folder())[0][1], 331);
   EXPECT_EQ(support::ReadDeviceCache(folder()).at(1), (std::array{0, 0, 0, 0}));
-  EXPECT_EQ(Rows("SELECT id FROM message WHERE zr_id=3"), messages) << "what was committed is delivered";
+  EXPECT_EQ(Rows("SELECT id FROM message WHERE zr_id=303"), messages) << "what was committed is delivered";
 }
 
 TEST_F(SlaveRemoval, DoorsAreKnownByTheirHostIdWithTheirOwner) {
@@ -92,31 +92,31 @@ struct Failure {
   std::string line;
 };
 const Failure kRelations[] = {
-    {"emap_item away", -1, "Failed to delete all emap items of slave zr[3]."},
-    {"layout_item away", -1, "Failed to delete all camera items of slave zr[3]."},
-    {"privilege_profile_server", -1, "Failed to delete slave zr[3] from all privilege profile"},
-    {"camera_migration", -1, "Failed to delete camera migration of rec_server[3]"},
-    {"camera", -1, "Failed to delete database data that belong to rec_server[3]"},
-    {"camera_group_member away", -1, "Failed to delete cams of rec_server[3] in all camera groups"},
-    {"event_mount", -1, "Failed to delete event mounts of rec_server[3]"},
-    {"event_export", -1, "Failed to delete event exports of rec_server[3]"},
-    {"iomodule", -1, "Failed to delete IOmodule database data that belong to rec_server[3]"},
-    {"pos", 0, "Fail to delete all POS database data that belong to rec_server[3]"},
-    {"ipspeaker", 0, "Fail to delete all Speaker database data that belong to rec_server[3]"},
-    {"axis_acs_ctrler", 0, "Fail to delete all Controller database data that belong to rec_server[3]"},
-    {"rec_share", -1, "Failed to delete event exports of rec_server[3]"},
-    {"message", 0, "Failed to delete action rule of rec_server[3]."},
-    {"door_layout_item away", 0, "Failed to reset door layout item of rec_server[3]."}};
+    {"emap_item away", -1, "Failed to delete all emap items of slave zr[303]."},
+    {"layout_item away", -1, "Failed to delete all camera items of slave zr[303]."},
+    {"privilege_profile_server", -1, "Failed to delete slave zr[303] from all privilege profile"},
+    {"camera_migration", -1, "Failed to delete camera migration of rec_server[303]"},
+    {"camera", -1, "Failed to delete database data that belong to rec_server[303]"},
+    {"camera_group_member away", -1, "Failed to delete cams of rec_server[303] in all camera groups"},
+    {"event_mount", -1, "Failed to delete event mounts of rec_server[303]"},
+    {"event_export", -1, "Failed to delete event exports of rec_server[303]"},
+    {"iomodule", -1, "Failed to delete IOmodule database data that belong to rec_server[303]"},
+    {"pos", 0, "Fail to delete all POS database data that belong to rec_server[303]"},
+    {"ipspeaker", 0, "Fail to delete all Speaker database data that belong to rec_server[303]"},
+    {"axis_acs_ctrler", 0, "Fail to delete all Controller database data that belong to rec_server[303]"},
+    {"rec_share", -1, "Failed to delete event exports of rec_server[303]"},
+    {"message", 0, "Failed to delete action rule of rec_server[303]."},
+    {"door_layout_item away", 0, "Failed to reset door layout item of rec_server[303]."}};
 
 struct FailingRemoval : SlaveRemoval {
-  FailingRemoval() { Hold(3); }
+  FailingRemoval() { Hold(303); }
   static void Plant(const std::string& table) {
     if (table.ends_with(" away")) return Break(table.substr(0, table.size() - 5));
     Refuse(table == "message" ? "INSERT" : "DELETE", table);
   }
   /// The log of a removal. @param level  the log's threshold
   static Lines Log(int (*removal)(int), int expected, int level) {
-    return Only(Journal([&] { EXPECT_EQ(removal(3), expected); }, level), "log");
+    return Only(Journal([&] { EXPECT_EQ(removal(303), expected); }, level), "log");
   }
 };
 
@@ -137,20 +137,21 @@ TEST_F(FailingRemoval, OfTheRelationsRunsEveryStep) {
     lines.push_back("log - SyncRelatedTableForSlaveDel " + failure.line);
   }
   EXPECT_EQ(Log(SyncRelatedTableForSlaveDel, -1, 0), lines);
-  EXPECT_FALSE(std::filesystem::exists(RtspKeyFilePath(3)));
+  EXPECT_FALSE(std::filesystem::exists(RtspKeyFilePath(303)));
 }
 
 TEST_F(FailingRemoval, OfTheDevicesRunsEveryStepAndReturns0) {
   for (const char* table : {"camera", "iomodule", "pos", "ipspeaker", "axis_acs_ctrler", "rec_share"}) Plant(table);
   const std::string ungated =
-      "log - RemoveSlaveData Fail to delete all Controller database data that belong to rec_server[3]";
+      "log - RemoveSlaveData Fail to delete all Controller database data that belong to rec_server[303]";
   EXPECT_THAT(
       Log(RemoveSlaveData, 0, 1),
-      ElementsAre("log 1 RemoveSlaveData Fail to delete all database data that belong to rec_server[3]",
-                  "log 1 RemoveSlaveData Fail to delete all iomodule database data that belong to rec_server[3]",
-                  "log 1 RemoveSlaveData Fail to delete all POS database data that belong to rec_server[3]",
-                  "log 1 RemoveSlaveData Fail to delete all speaker database data that belong to rec_server[3]",
-                  ungated, "log 1 RemoveSlaveData Fail to delete all recording storage that belong to rec_server[3]"));
+      ElementsAre("log 1 RemoveSlaveData Fail to delete all database data that belong to rec_server[303]",
+                  "log 1 RemoveSlaveData Fail to delete all iomodule database data that belong to rec_server[303]",
+                  "log 1 RemoveSlaveData Fail to delete all POS database data that belong to rec_server[303]",
+                  "log 1 RemoveSlaveData Fail to delete all speaker database data that belong to rec_server[303]",
+                  ungated,
+                  "log 1 RemoveSlaveData Fail to delete all recording storage that belong to rec_server[303]"));
   EXPECT_THAT(Log(RemoveSlaveData, 0, 0), ElementsAre(ungated));
 }
 

@@ -82,22 +82,22 @@ TEST_F(CameraStatus, AKeyThatIsNoTextThrowsBeforeAnythingIsLogged) {
 }
 
 TEST_F(CameraStatus, WithoutTheCamerasNoKeyIsWritten) {
-  const std::string file = FreshKeyFile(12);
+  const std::string file = FreshKeyFile(22);
   Break("camera");
-  EXPECT_THAT(Report(12, R"([{"id":1,"rtsp_key":"other"}])"),
-              ElementsAre("log 1 UpdateCamInfo Failed to get cam map of ZR [12]."));
+  EXPECT_THAT(Report(22, R"([{"id":1,"rtsp_key":"other"}])"),
+              ElementsAre("log 1 UpdateCamInfo Failed to get cam map of ZR [22]."));
   EXPECT_FALSE(fs::exists(file));
 }
 
 TEST_F(CameraStatus, AKeyFileIsRewrittenForANewKeyOnly) {
-  const std::string path = FreshKeyFile(3);
-  EXPECT_THAT(Update(3, {{301, "a"}, {302, "b"}}),
-              ElementsAre("log 5 CheckToUpdateRtspKey Update rtsp key for zr [3]"));
+  const std::string path = FreshKeyFile(23);
+  EXPECT_THAT(Update(23, {{301, "a"}, {302, "b"}}),
+              ElementsAre("log 5 CheckToUpdateRtspKey Update rtsp key for zr [23]"));
   std::ofstream(path) << "left alone";
-  EXPECT_THAT(Update(3, {{302, "b"}}), IsEmpty());
-  EXPECT_THAT(Update(3, {}), IsEmpty());
+  EXPECT_THAT(Update(23, {{302, "b"}}), IsEmpty());
+  EXPECT_THAT(Update(23, {}), IsEmpty());
   EXPECT_EQ(ReadWholeFile(path), "left alone");
-  Update(3, {{302, "B\"\n"}});
+  Update(23, {{302, "B\"\n"}});
   EXPECT_EQ(ReadWholeFile(path), "{\"302\":\"B\\\"\\n\"}\n") << "the keys of this report";
 }
 
