@@ -61,8 +61,9 @@ bool Host::CommitTogether(std::span<const std::function<void()>> calls, std::vec
     }
     group.Commit();
   } catch (const db::Error& error) {
-    if (error.kind() != db::Error::Kind::Busy) return false;
-    // Each alone would wait as long again.
+    // Each alone would wait as long again; and what may have been done is not done again.
+    const bool is_final = error.kind() == db::Error::Kind::Busy || error.kind() == db::Error::Kind::InDoubt;
+    if (!is_final) return false;
     outcomes.assign(calls.size(), Outcome{.refusal = host::RefusalOf(error)});
     return true;
   }

@@ -26,6 +26,7 @@ class Error : public std::runtime_error {
     Statement,  ///< the statement was refused; a transaction around it is as it was before the statement
     Busy,       ///< another writer did not finish within the time limit
     Lost,       ///< the transaction is gone (disk full, I/O error): nothing of it may be committed
+    InDoubt,    ///< the server was lost while it committed, and did not come back within the time limit
     Unusable,   ///< the database cannot be opened: missing rights, not a database, a newer schema version
   };
   Error(Kind kind, const std::string& what) : std::runtime_error(what), kind_(kind) {}

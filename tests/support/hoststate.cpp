@@ -53,7 +53,8 @@ std::vector<std::string> TablesIn(const std::filesystem::path& folder) {
   if (!IsElsewhere(folder))
     return QueryFolder(folder, "SELECT name FROM sqlite_schema WHERE type = 'table' ORDER BY name");
   return QueryFolder(folder,
-                     "SELECT tablename FROM pg_tables WHERE schemaname = current_schema() AND tablename <> 'journal' "
+                     "SELECT tablename FROM pg_tables WHERE schemaname = current_schema() AND tablename NOT IN "
+                     "('journal','commit_mark') "
                      "ORDER BY tablename");
 }
 

@@ -1,7 +1,10 @@
 #include "db/postgresql/postgresqldriver.h"
 
+#include <fmt/format.h>
+
 #include <charconv>
 #include <chrono>
+#include <random>
 #include <thread>
 
 #include "db/postgresql/idpool.h"
@@ -15,11 +18,28 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-constexpr int kOldestVersion = 130000;  ///< the first that tells what became of a transaction by the id used here
+constexpr int kOldestVersion = 130000;           ///< the first with pg_current_xact_id_if_assigned
 constexpr std::chrono::milliseconds kPause{50};  ///< between two attempts to reach a server
 constexpr const char* kLockNotAvailable = "55P03";
-/// Changes when a server starts after a crash, and differs between a primary and its standbys.
-constexpr const char* kLife = "pg_stat_get_bgwriter_stat_reset_time()";
+
+constexpr const char* kMakeMarks =
+    "CREATE TABLE IF NOT EXISTS commit_mark"
+    " (connection BIGINT PRIMARY KEY, number BIGINT NOT NULL, made TIMESTAMPTZ NOT NULL)";
+/// A transaction that writes leaves its number in the row of its connection. When the answer of a COMMIT is lost, that
+/// row tells whether it was done, also after a crash of the server or on the standby that took over. A transaction that
+/// was asked about before that fails here, since its number would be null.
+constexpr const char* kMark = R"sql(
+  INSERT INTO commit_mark AS mark (connection,number,made)
+    SELECT $1::bigint,$2::bigint,now() WHERE pg_current_xact_id_if_assigned() IS NOT NULL
+  ON CONFLICT (connection) DO UPDATE SET number = nullif(excluded.number, -mark.number), made = excluded.made)sql";
+/// Asks about a transaction: changes a row unless it was done. Waits for one that is still at work.
+constexpr const char* kAsk = R"sql(
+  INSERT INTO commit_mark AS mark (connection,number,made) VALUES ({0},-{1},now())
+  ON CONFLICT (connection) DO UPDATE SET number = excluded.number, made = excluded.made WHERE mark.number <> {1})sql";
+/// Takes out the rows of connections that have not written for a day.
+constexpr const char* kSweepMarks = R"sql(
+  DELETE FROM commit_mark WHERE connection IN
+    (SELECT connection FROM commit_mark WHERE made < now() - interval '1 day' FOR UPDATE SKIP LOCKED))sql";
 
 /// Table, column and definition as `Columns` has it, of the tables in the first schema of the search path.
 constexpr const char* kColumnsQuery = R"sql(
@@ -40,7 +60,8 @@ constexpr const char* kColumnsQuery = R"sql(
     LEFT JOIN pg_constraint r ON r.conrelid = t.oid AND r.contype = 'f' AND r.conkey = ARRAY[c.attnum]
     LEFT JOIN pg_class target ON target.oid = r.confrelid
     LEFT JOIN pg_attribute referenced ON referenced.attrelid = r.confrelid AND referenced.attnum = r.confkey[1]
-   WHERE t.relkind IN ('r', 'p') AND t.relnamespace = (SELECT oid FROM pg_namespace WHERE nspname = current_schema()))sql";
+   WHERE t.relkind IN ('r', 'p') AND t.relname <> 'commit_mark'
+     AND t.relnamespace = (SELECT oid FROM pg_namespace WHERE nspname = current_schema()))sql";
 
 std::string Settings(const DriverOptions& options) {
   return "SET standard_conforming_strings = on; SET lock_timeout = " + std::to_string(options.busy_timeout.count()) +
@@ -75,6 +96,11 @@ void AppendRows(const Result& result, TextRows& rows) {
   }
 }
 
+std::int64_t RandomNumber() {
+  std::random_device source;
+  return std::uniform_int_distribution<std::int64_t>(1)(source);
+}
+
 std::string FirstField(const Result& result) {
   return PQntuples(result.get()) == 0 ? std::string() : PQgetvalue(result.get(), 0, 0);
 }
@@ -100,6 +126,15 @@ class PostgresqlConnection final : public Connection, public Executor {
     return std::make_unique<PostgresqlStatement>(*this, "q" + std::to_string(++statements_), sql);
   }
 
+  void Accept() override {
+    TextRows found;
+    RunText("SELECT to_regclass('commit_mark')", &found);
+    if (found.rows.at(0).at(0)) return;
+    Begin({.kind = Scope::Kind::Schema}, busy_timeout_);
+    RunText(kMakeMarks, nullptr);
+    Commit();
+  }
+
   std::int64_t RunText(const std::string& text, TextRows* rows) override {
     std::int64_t changed = 0;
     const auto take = [&](const Result& result) {
@@ -121,7 +156,7 @@ class PostgresqlConnection final : public Connection, public Executor {
         if (take) take(ReadWritten(result));
       });
     };
-    if (!SendAhead(send, true)) Execute(send);
+    if (!SendAhead(send)) Execute(send);
   }
 
   void Begin(const Scope& scope, std::chrono::milliseconds limit) override {
@@ -136,9 +171,7 @@ class PostgresqlConnection final : public Connection, public Executor {
       if (one_server) pipeline_.Run(Lock(waits, false, scope.server), take);
     };
     was_interrupted_ = false;
-    transaction_id_.clear();
     is_taken_back_ = false;
-    has_unseen_writes_ = false;
     const bool is_ahead = std::exchange(is_ahead_, false);
     is_begun_ = !is_ahead || !waits || pipeline_.IsLost();
     if (is_begun_) {
@@ -165,9 +198,8 @@ class PostgresqlConnection final : public Connection, public Executor {
   }
   void Commit() override {
     if (is_ahead_) CheckNotTakenBack();
-    // Without its id nobody would find out what became of the transaction, should the answer be lost.
-    if (has_unseen_writes_ && transaction_id_.empty()) Await();
     GiveBackIds(false);
+    Mark();
     // The server answers the COMMIT of a transaction that has failed with a ROLLBACK, which is no error to it.
     bool is_committed = false;
     pipeline_.Run("COMMIT", [&](const Result& result) {
@@ -206,9 +238,7 @@ class PostgresqlConnection final : public Connection, public Executor {
     if (!is_open_ || !is_ahead_) return;
     CheckNotTakenBack();
     if (pipeline_.IsEmpty()) return;
-    if (has_unseen_writes_ && transaction_id_.empty()) AskForTransactionId();
     if (const auto failure = pipeline_.Flush()) GiveUp(*failure);
-    has_unseen_writes_ = false;
     is_begun_ = true;
     used_ids_ = ids_.blocks();
   }
@@ -227,7 +257,7 @@ class PostgresqlConnection final : public Connection, public Executor {
         pipeline_.Run("SELECT take_ids('" + table + "'," + std::to_string(amount) + ")",
                       [&](const Result& result) { first = std::stoll(FirstField(result)); });
       };
-      SendAhead(send, false) ? Await() : Execute(send);
+      SendAhead(send) ? Await() : Execute(send);
       ids_.Add(table, first, amount);
       used_ids_ = ids_.blocks();
     }
@@ -297,22 +327,20 @@ class PostgresqlConnection final : public Connection, public Executor {
            "(" + schema_ + "," + std::to_string(server) + ")";
   }
 
-  bool SendAhead(const std::function<void()>& send, bool writes) override {
+  bool SendAhead(const std::function<void()>& send) override {
     if (!is_open_ || !is_ahead_) return false;
     CheckNotTakenBack();
     send();
-    if (writes) has_unseen_writes_ = true;
     return true;
   }
 
   /// Inside a transaction a failed statement takes back itself and nothing else.
   void Execute(const std::function<void()>& send) override {
     if (!is_open_) return ExecuteAgainIfLost(send, busy_timeout_);
-    if (SendAhead(send, true)) return Await();
+    if (SendAhead(send)) return Await();
     pipeline_.Run("SAVEPOINT one_statement");
     send();
     pipeline_.Run("RELEASE SAVEPOINT one_statement");
-    if (transaction_id_.empty()) AskForTransactionId();
     const auto failure = pipeline_.Flush();
     if (!failure) {
       used_ids_ = ids_.blocks();
@@ -358,40 +386,31 @@ class PostgresqlConnection final : public Connection, public Executor {
     ids_at_savepoints_.clear();
   }
 
-  void AskForTransactionId() {
-    pipeline_.Run(std::string("SELECT pg_current_xact_id_if_assigned(),") + kLife, [this](const Result& result) {
-      transaction_id_ = FirstField(result);
-      life_ = PQgetvalue(result.get(), 0, 1);
-    });
+  void Mark() {
+    const std::string number = std::to_string(++commits_);
+    if (*mark_prepared_on_ != pipeline_.generation()) pipeline_.Prepare("mark", mark_, mark_prepared_on_);
+    pipeline_.RunPrepared("mark", mark_, {{connection_.c_str(), number.c_str()}, {0, 0}, {0, 0}}, nullptr);
+    if (commits_ == 1) pipeline_.Run(kSweepMarks);
   }
 
-  /// A connection was lost between the commit and its answer: the server knows what became of the transaction. After a
-  /// crash, though, the id of one that was lost is given to another.
+  /// A connection was lost between the commit and its answer: the mark of the transaction tells what became of it.
   void FindOutAboutCommit(const Failure& lost) {
     is_open_ = false;
-    if (transaction_id_.empty()) return;  // nothing was written
-    was_interrupted_ = true;
     const Clock::time_point deadline = Clock::now() + busy_timeout_;
     do {
-      std::string status;
-      std::string life;
       if (pipeline_.Reconnect()) {
-        pipeline_.Run("SELECT pg_xact_status('" + transaction_id_ + "')," + kLife, [&](const Result& result) {
-          status = FirstField(result);
-          life = PQgetvalue(result.get(), 0, 1);
-        });
-        // An id that the server has not reached is that of a transaction that it never had.
-        if (const auto failure = pipeline_.Flush(); failure && !pipeline_.IsLost()) status = "aborted";
-      }
-      if (status == "aborted") throw Error(Error::Kind::Lost, "COMMIT: " + lost.reason);
-      if (status == "committed") {
-        if (life != life_) break;
-        was_interrupted_ = false;
-        return;
+        bool is_done = false;
+        pipeline_.Run(fmt::format(kAsk, connection_, commits_),
+                      [&](const Result& result) { is_done = ReadWritten(result).rows == 0; });
+        if (!pipeline_.Flush()) {
+          if (is_done) return;
+          was_interrupted_ = true;
+          throw Error(Error::Kind::Lost, "COMMIT: " + lost.reason);
+        }
       }
       std::this_thread::sleep_for(kPause);
     } while (Clock::now() < deadline);
-    throw Error(Error::Kind::Lost, "COMMIT: " + lost.reason + "; whether it was done is not known");
+    throw Error(Error::Kind::InDoubt, "COMMIT: " + lost.reason + "; whether it was done is not known");
   }
 
   static bool EndsTransaction(const Failure& failure) {
@@ -433,15 +452,16 @@ class PostgresqlConnection final : public Connection, public Executor {
   int statements_ = 0;  ///< prepared so far
   bool is_open_ = false;
   bool was_interrupted_ = false;
-  bool is_ahead_ = false;           ///< statements are sent ahead
-  bool is_begun_ = false;           ///< the server has answered the beginning of the transaction
-  bool has_unseen_writes_ = false;  ///< statements that write were sent ahead, and not answered
-  bool is_taken_back_ = false;      ///< one of them, or something with them, has failed
+  bool is_ahead_ = false;       ///< statements are sent ahead
+  bool is_begun_ = false;       ///< the server has answered the beginning of the transaction
+  bool is_taken_back_ = false;  ///< one of them, or something with them, has failed
   IdPool ids_;
   IdPool::Blocks used_ids_;  ///< as the last statement that succeeded left them
   std::vector<IdPool::Blocks> ids_at_savepoints_;
-  std::string transaction_id_;  ///< of the open transaction; empty until it has written
-  std::string life_;            ///< of the server at that time
+  const std::string connection_ = std::to_string(RandomNumber());  ///< in the table of the marks
+  std::int64_t commits_ = 0;                                       ///< the number of the last one
+  const Pipeline::Sql mark_ = std::make_shared<const std::string>(kMark);
+  const std::shared_ptr<int> mark_prepared_on_ = std::make_shared<int>(0);
 };
 
 }  // namespace

@@ -70,7 +70,7 @@ void PostgresqlStatement::SendToServer(Pipeline::Take take) {
 void PostgresqlStatement::Send() {
   auto rows = std::make_shared<Result>();
   const auto send = [&] { SendToServer([rows](Result result) { *rows = std::move(result); }); };
-  if (executor_.SendAhead(send, !IsQuery(*sql_))) rows_ = rows;
+  if (executor_.SendAhead(send)) rows_ = rows;
 }
 
 bool PostgresqlStatement::Next() {
@@ -93,7 +93,7 @@ bool PostgresqlStatement::Next() {
 Written PostgresqlStatement::Run() {
   Written written;
   const auto send = [&] { SendToServer([&](const Result& result) { written = ReadWritten(result); }); };
-  if (executor_.SendAhead(send, true)) {
+  if (executor_.SendAhead(send)) {
     executor_.Await();
   } else {
     executor_.Execute(send);
@@ -108,7 +108,7 @@ void PostgresqlStatement::RunLater(TakeWritten take) {
       if (take) take(ReadWritten(result));
     });
   };
-  if (!executor_.SendAhead(send, true)) executor_.Execute(send);
+  if (!executor_.SendAhead(send)) executor_.Execute(send);
   Reset();
 }
 

@@ -16,9 +16,8 @@ class Executor {
   virtual Pipeline& pipeline() = 0;
   /// Runs what `send` sends, and waits for it. Throws `Error`; the transaction around it is as it was before.
   virtual void Execute(const std::function<void()>& send) = 0;
-  /// Runs `send` if statements are sent ahead at present. @param writes  whether what it sends does
-  /// @return false: nothing was sent
-  virtual bool SendAhead(const std::function<void()>& send, bool writes) = 0;
+  /// Runs `send` if statements are sent ahead at present. @return false: nothing was sent
+  virtual bool SendAhead(const std::function<void()>& send) = 0;
   /// Waits for what was sent ahead.
   virtual void Await() = 0;
   virtual bool InTransaction() const = 0;

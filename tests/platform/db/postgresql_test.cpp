@@ -136,6 +136,8 @@ class Proxy {
 
 TEST_F(PostgresqlTest, WhatBecameOfACommitWhoseAnswerIsLostIsFoundOut) {
   const std::string database = support::DatabaseOf(folder());
+  qv::files::FileDescriptor late;
+  std::string late_bytes;
   struct {
     const char* what;
     bool is_committed;
@@ -152,6 +154,11 @@ TEST_F(PostgresqlTest, WhatBecameOfACommitWhoseAnswerIsLostIsFoundOut) {
        [&](int, std::string_view) {
          ASSERT_EQ(std::system((Proxy::Server() + "/control crash").c_str()), 0);
          for (int i = 0; i < 20; ++i) support::QueryPostgresql(database, "SELECT pg_current_xact_id()");
+       }},
+      {"the server gets it after it was asked about it", false,
+       [&](int server, std::string_view bytes) {
+         late = qv::files::FileDescriptor(dup(server));
+         late_bytes = bytes;
        }},
   };
   for (const auto& [what, is_committed, at_commit] : cases) {
@@ -174,6 +181,11 @@ TEST_F(PostgresqlTest, WhatBecameOfACommitWhoseAnswerIsLostIsFoundOut) {
       }
     }
     EXPECT_EQ(is_reported, is_committed);
+    if (late) {
+      qv::files::WriteAll(late.get(), late_bytes);
+      char answer = 0;
+      EXPECT_EQ(read(late.get(), &answer, 1), 1);
+    }
     const std::string found =
         support::QueryPostgresql(database, "SELECT count(*) FROM setting WHERE name = '" + std::string(what) + "'")[0];
     EXPECT_EQ(found, is_committed ? "1" : "0");
