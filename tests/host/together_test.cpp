@@ -113,6 +113,26 @@ TEST_F(TogetherTest, ACallForAServerThatAnotherHostWorksOnIsLeftOutAndMadeAfterw
   other.join();
 }
 
+TEST_F(TogetherTest, MessagesOfAServerStandBehindThoseThatAnotherHostHasCommitted) {
+  if (!support::OnPostgresql()) GTEST_SKIP() << "hosts follow one another";
+  Host& host = Open();
+  const auto update = [&host](int zr, const char* cameras) {
+    host.Update(zr, Document::Parse(std::string(R"({"camera_info":)") + cameras + "}"), {.allow_removals = true});
+  };
+  for (const int zr : {7, 8}) host.Pair(zr, Document::Parse(kPair));
+  const std::function<void()> calls[] = {
+      [&] { update(8, R"([{"id":1,"name":"changed"},{"id":2,"name":"B"}])"); },
+      [&] { update(8, R"([{"id":1,"name":"changed again"},{"id":2,"name":"B"}])"); },
+      [&] {
+        std::thread([&] { update(7, R"([{"id":1,"name":"changed"},{"id":2,"name":"B"}])"); }).join();
+        update(7, R"([{"id":2,"name":"B"}])");
+      },
+  };
+  for (const Host::Outcome& outcome : host.Together(calls)) EXPECT_FALSE(outcome.refusal) << outcome.refusal->what();
+  EXPECT_THAT(support::QueryFolder(folder_ / "data", "SELECT payload FROM message WHERE zr_id = 7 ORDER BY id"),
+              testing::ElementsAre(testing::HasSubstr(R"("id":"1,2")"), testing::HasSubstr(R"("id":"2")")));
+}
+
 TEST_F(TogetherTest, ACallThatIsInterruptedIsMadeAgain) {
   if (!support::OnPostgresql()) GTEST_SKIP() << "there is no connection to lose";
   Host& host = Open();

@@ -24,7 +24,7 @@ class IdPool {
     const auto block = blocks_.find(table);
     constexpr std::int64_t kFirst = 2;
     constexpr std::int64_t kGrowth = 4;
-    return block == blocks_.end() ? kFirst : kGrowth * (block->second.end - block->second.first);
+    return block == blocks_.end() ? kFirst : std::max(kFirst, kGrowth * (block->second.end - block->second.first));
   }
   bool HasSome(const std::string& table) const {
     const auto block = blocks_.find(table);
@@ -46,6 +46,10 @@ class IdPool {
       const bool is_same = then != before.end() && then->second.first == block.first;
       block.next = is_same ? then->second.next : block.first;
     }
+  }
+  /// The next rows get ids that are taken from now on.
+  void DropUnused() {
+    for (auto& [table, block] : blocks_) block.end = block.next;
   }
   void Clear() { blocks_.clear(); }
 

@@ -187,9 +187,13 @@ class PostgresqlConnection final : public Connection, public Executor {
   }
   bool TakeTurn(int server) override {
     bool is_turn = false;
+    // Ids that were taken before another had this turn would put new messages before that one's.
     Execute([&] {
+      GiveBackIds(false);
       pipeline_.Run(Lock(false, false, server), [&](const Result& result) { is_turn = FirstField(result) == "t"; });
     });
+    ids_.DropUnused();
+    used_ids_ = ids_.blocks();
     return is_turn;
   }
   void BeginReading() override {
