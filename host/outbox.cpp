@@ -9,7 +9,6 @@
 #include <cstring>
 #include <ctime>
 
-#include "db/bell.h"
 #include "files/descriptor.h"
 #include "guard.h"
 #include "qv/json.h"
@@ -310,23 +309,22 @@ std::unique_ptr<OutboxClaim> Outbox::TryClaim(const std::string& target) {
 }
 
 struct OutboxBell::State {
-  explicit State(const std::filesystem::path& folder) : bell(folder) {}
-  db::Bell bell;
+  std::unique_ptr<db::Bell> bell;
 };
 
 OutboxBell::OutboxBell(Host& host) {
   host::Guarded([&] {
     host.RequireData();
-    state_ = std::make_unique<State>(host.data_folder_);
+    state_ = std::make_unique<State>(db::ThisThread().connection().MakeBell());
   });
 }
 
 OutboxBell::~OutboxBell() = default;
 
-int OutboxBell::descriptor() const { return state_->bell.descriptor(); }
+int OutboxBell::descriptor() const { return state_->bell->descriptor(); }
 
 void OutboxBell::Clear() {
-  host::Guarded([&] { state_->bell.Clear(); });
+  host::Guarded([&] { state_->bell->Clear(); });
 }
 
 }  // namespace qv

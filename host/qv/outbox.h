@@ -104,7 +104,7 @@ class QV_HOST_API OutboxBell {
   OutboxBell(const OutboxBell&) = delete;
   OutboxBell& operator=(const OutboxBell&) = delete;
 
-  /// For poll(2): readable when the bell rings.
+  /// For the next poll(2): readable when the bell rings; -1, which poll passes over, while it cannot.
   int descriptor() const;
   /// To be called then, before reading messages.
   void Clear();

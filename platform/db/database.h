@@ -308,7 +308,7 @@ bool MayBeDoneAgain();
 /// and no transaction open. It may use the database; an exception that it throws is logged; the commit stands.
 void OnCommit(std::function<void()> action);
 
-/// Rings the bell of the data folder (db/bell.h) once the open transaction is committed; at once when none is open.
+/// As `Connection::RingOnCommit`.
 void RingOnCommit();
 
 }  // namespace qv::db

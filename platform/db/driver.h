@@ -120,6 +120,17 @@ struct Scope {
 /// The SQL that differs between databases, which is that of the schema's versions alone.
 enum class Dialect { Sqlite, Postgresql };
 
+/// Wakes those who wait for rows that other threads, processes and machines commit. It may ring for nothing and, when
+/// its connection was lost, miss something. Belongs to one thread.
+class Bell {
+ public:
+  virtual ~Bell() = default;
+  /// For the next poll(2): readable when the bell rings; -1 while it cannot.
+  virtual int descriptor() = 0;
+  /// Takes note of all that rang so far.
+  virtual void Clear() = 0;
+};
+
 /// One connection. Belongs to one thread.
 class Connection {
  public:
@@ -148,6 +159,10 @@ class Connection {
   virtual void BeginReading() = 0;
   virtual void Commit() = 0;
   virtual void Rollback() noexcept = 0;
+  /// Rings all bells of the database once the open transaction is committed; at once when none is open.
+  virtual void RingOnCommit() = 0;
+  /// A bell that rings from now on. Throws `Error` (Unusable).
+  virtual std::unique_ptr<Bell> MakeBell() = 0;
   /// For a transaction of the scope `Group`: takes the turn of a further server, or of the whole host for 0, without
   /// waiting for it. @return whether nobody else had it
   virtual bool TakeTurn(int /*server*/) { return true; }

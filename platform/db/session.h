@@ -70,7 +70,6 @@ struct Session::State {
   Group* group = nullptr;                        ///< whose transaction is open
   bool in_transaction = false;                   ///< a `Transaction` is open, though its database may have lost it
   std::vector<std::function<void()>> on_commit;  ///< what the open transaction brings about
-  bool rings_on_commit = false;                  ///< those who wait for what the open transaction brings are woken
 
   /// Throws `Error` (Lost) when the database has dropped the transaction that is open.
   void CheckNotLost() const {

@@ -3,7 +3,6 @@
 #include <exception>
 #include <utility>
 
-#include "db/bell.h"
 #include "log/message.h"
 
 namespace qv::db {
@@ -25,7 +24,6 @@ Transaction::Transaction(Session& session, const Scope& scope, std::chrono::mill
   Session::State& state = session.state();
   state.connection->Begin(scope, limit);
   state.in_transaction = true;
-  state.rings_on_commit = false;
   open_ = true;
 }
 
@@ -51,7 +49,6 @@ void Transaction::Commit() {
 
 void Transaction::FollowCommit() {
   Session::State& state = session_.state();
-  if (state.rings_on_commit) Bell::Ring(state.folder->path);
   const auto actions = std::exchange(state.on_commit, {});
   if (!actions.empty()) {
     RunQuietly([&] {

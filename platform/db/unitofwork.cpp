@@ -1,7 +1,6 @@
 #include <algorithm>
 #include <stdexcept>
 
-#include "db/bell.h"
 #include "db/countobserver.h"
 #include "db/transaction.h"
 
@@ -150,14 +149,7 @@ void OnCommit(std::function<void()> action) {
   }
 }
 
-void RingOnCommit() {
-  Session::State& state = ThisThread().state();
-  if (state.in_transaction) {
-    state.rings_on_commit = true;
-  } else {
-    Bell::Ring(state.folder->path);
-  }
-}
+void RingOnCommit() { ThisThread().connection().RingOnCommit(); }
 
 void CountChange(std::string_view kind, Change change, std::int64_t rows) {
   UnitOfWork* unit = UnitOfWork::Current();

@@ -102,9 +102,14 @@ TEST_F(OutboxTest, ACommitWithMessagesRingsTheBell) {
     EXPECT_TRUE(has_rung(1000));
     bell.Clear();
   }
-  std::filesystem::remove(folder_ / "data/outbox.bell");
+  if (support::OnPostgresql()) {
+    support::QueryPostgresql(support::DatabaseOf(folder_ / "data"),
+                             "SELECT pg_terminate_backend(pid) FROM pg_stat_activity WHERE query LIKE 'LISTEN%'");
+  } else {
+    std::filesystem::remove(folder_ / "data/outbox.bell");
+  }
   EXPECT_TRUE(has_rung(1000));
-  bell.Clear();  // makes the file again
+  while (has_rung(20)) bell.Clear();
   Write({8});
   EXPECT_TRUE(has_rung(1000));
 }

@@ -37,6 +37,8 @@ struct WrappedConnection : qv::db::Connection {
   void BeginReading() override { inner_->BeginReading(); }
   void Commit() override { inner_->Commit(); }
   void Rollback() noexcept override { inner_->Rollback(); }
+  void RingOnCommit() override { inner_->RingOnCommit(); }
+  std::unique_ptr<qv::db::Bell> MakeBell() override { return inner_->MakeBell(); }
   bool TakeTurn(int server) override { return inner_->TakeTurn(server); }
   void EndTurn() noexcept override { inner_->EndTurn(); }
   bool InTransaction() const override { return inner_->InTransaction(); }

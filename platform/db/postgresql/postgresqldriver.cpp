@@ -8,6 +8,7 @@
 #include <thread>
 
 #include "db/postgresql/idpool.h"
+#include "db/postgresql/notificationbell.h"
 #include "db/postgresql/pipeline.h"
 #include "db/postgresql/statement.h"
 #include "db/statementtext.h"
@@ -108,7 +109,7 @@ std::string FirstField(const Result& result) {
 class PostgresqlConnection final : public Connection, public Executor {
  public:
   explicit PostgresqlConnection(const DriverOptions& options)
-      : pipeline_(options.database, Settings(options)), busy_timeout_(options.busy_timeout) {
+      : url_(options.database), pipeline_(url_, Settings(options)), busy_timeout_(options.busy_timeout) {
     CheckServer();
   }
 
@@ -171,6 +172,7 @@ class PostgresqlConnection final : public Connection, public Executor {
       if (one_server) pipeline_.Run(Lock(waits, false, scope.server), take);
     };
     was_interrupted_ = false;
+    rings_ = false;
     is_taken_back_ = false;
     const bool is_ahead = std::exchange(is_ahead_, false);
     is_begun_ = !is_ahead || !waits || pipeline_.IsLost();
@@ -209,7 +211,10 @@ class PostgresqlConnection final : public Connection, public Executor {
     pipeline_.Run("COMMIT", [&](const Result& result) {
       is_committed = std::string_view(PQcmdStatus(result.get())) == "COMMIT";
     });
-    const auto failure = pipeline_.Flush();
+    // As a transaction of its own. Transactions that notify wait for one another until their commits are on the disk.
+    if (rings_) pipeline_.Run(Notify());
+    auto failure = pipeline_.Flush();
+    if (is_committed) failure.reset();
     if (failure && !pipeline_.IsLost()) is_ahead_ ? GiveUp(*failure) : Lose(*failure);
     is_ahead_ = false;
     ForgetIds();
@@ -229,6 +234,11 @@ class PostgresqlConnection final : public Connection, public Executor {
     }
     ForgetIds();
   }
+  void RingOnCommit() override {
+    rings_ = true;
+    if (!is_open_) RunText(Notify(), nullptr);
+  }
+  std::unique_ptr<Bell> MakeBell() override { return std::make_unique<NotificationBell>(url_, Channel()); }
   void EndTurn() noexcept override {}
   bool InTransaction() const override { return is_open_; }
   bool WasInterrupted() const override { return was_interrupted_; }
@@ -330,6 +340,9 @@ class PostgresqlConnection final : public Connection, public Executor {
     return std::string("SELECT pg_") + (waits ? "" : "try_") + "advisory_xact_lock" + (is_shared ? "_shared" : "") +
            "(" + schema_ + "," + std::to_string(server) + ")";
   }
+
+  std::string Channel() const { return "qvcms_outbox_" + schema_; }
+  std::string Notify() const { return "NOTIFY " + Channel(); }
 
   bool SendAhead(const std::function<void()>& send) override {
     if (!is_open_ || !is_ahead_) return false;
@@ -450,12 +463,14 @@ class PostgresqlConnection final : public Connection, public Executor {
     throw Error(Error::Kind::Lost, failure.statement + ": " + failure.reason);
   }
 
+  const std::string url_;
   Pipeline pipeline_;
   const std::chrono::milliseconds busy_timeout_;
   std::string schema_;  ///< its number
   int statements_ = 0;  ///< prepared so far
   bool is_open_ = false;
   bool was_interrupted_ = false;
+  bool rings_ = false;          ///< after the commit
   bool is_ahead_ = false;       ///< statements are sent ahead
   bool is_begun_ = false;       ///< the server has answered the beginning of the transaction
   bool is_taken_back_ = false;  ///< one of them, or something with them, has failed

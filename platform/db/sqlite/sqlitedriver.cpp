@@ -10,6 +10,7 @@
 #include <thread>
 
 #include "db/remedy.h"
+#include "db/sqlite/filebell.h"
 #include "db/statementtext.h"
 #include "db/writerlock.h"
 
@@ -230,16 +231,23 @@ class SqliteConnection final : public Connection {
       throw;
     }
     handle_.begun = true;
+    rings_ = false;
   }
   void BeginReading() override { Execute("BEGIN"); }
   void Commit() override {
     Execute("COMMIT");
     handle_.begun = false;
+    if (rings_) FileBell::Ring(place_.folder);
   }
   void Rollback() noexcept override {
     handle_.begun = false;
     if (InTransaction()) sqlite3_exec(get(), "ROLLBACK", nullptr, nullptr, nullptr);
   }
+  void RingOnCommit() override {
+    rings_ = true;
+    if (!InTransaction()) FileBell::Ring(place_.folder);
+  }
+  std::unique_ptr<Bell> MakeBell() override { return std::make_unique<FileBell>(place_.folder); }
   void EndTurn() noexcept override {
     EnforceReferences(true);
     if (--turns_ == 0) Checkpoint();
@@ -352,6 +360,7 @@ class SqliteConnection final : public Connection {
   }
 
   Handle handle_;
+  bool rings_ = false;  ///< after the commit
   const Place place_;
   const std::chrono::milliseconds busy_timeout_;
   std::array<Prepared, 3> savepoints_;  ///< the statements about savepoints

@@ -1,4 +1,4 @@
-#include "db/bell.h"
+#include "db/sqlite/filebell.h"
 
 #include <fcntl.h>
 #include <sys/inotify.h>
@@ -7,7 +7,6 @@
 #include <cerrno>
 #include <cstring>
 
-#include "db/driver.h"
 #include "db/remedy.h"
 
 namespace qv::db {
@@ -17,12 +16,12 @@ constexpr const char* kFile = "outbox.bell";
 
 }  // namespace
 
-Bell::Bell(const std::filesystem::path& folder)
+FileBell::FileBell(const std::filesystem::path& folder)
     : path_(folder / kFile), events_(inotify_init1(IN_NONBLOCK | IN_CLOEXEC)) {
   Listen();
 }
 
-void Bell::Listen() {
+void FileBell::Listen() {
   const files::FileDescriptor file(
       open(path_.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK, S_IRUSR | S_IWUSR));
   if (!file || inotify_add_watch(events_.get(), path_.c_str(), IN_ATTRIB | IN_DELETE_SELF) < 0) {
@@ -31,13 +30,11 @@ void Bell::Listen() {
   }
 }
 
-bool Bell::Clear() {
+void FileBell::Clear() {
   alignas(inotify_event) char events[4096];
-  bool has_rung = false;
   for (;;) {
     const ssize_t size = read(events_.get(), events, sizeof events);
-    if (size <= 0) return has_rung;
-    has_rung = true;
+    if (size <= 0) return;
     for (ssize_t place = 0; place < size;) {
       inotify_event event = {};
       std::memcpy(&event, events + place, sizeof event);
@@ -47,7 +44,7 @@ bool Bell::Clear() {
   }
 }
 
-void Bell::Ring(const std::filesystem::path& folder) noexcept {
+void FileBell::Ring(const std::filesystem::path& folder) noexcept {
   static_cast<void>(utimensat(AT_FDCWD, (folder / kFile).c_str(), nullptr, AT_SYMLINK_NOFOLLOW));
 }
 
