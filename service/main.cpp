@@ -101,7 +101,7 @@ int DeliverOnly(const Options& options, qv::Host& host, Log& log, const sigset_t
   Delivery delivery(host, log, metrics, options.delivery);
   sd_notify(0, "READY=1");
   RunUntilSignal(
-      signals, [&] { log.Reopen(); }, [&] { delivery.Tick(); });
+      signals, [&] { log.Reopen(); }, [] {});
   sd_notify(0, "STOPPING=1");
   return 0;
 }
@@ -141,7 +141,6 @@ int Run(const Options& options) {
       [&] {
         server.EndSlowConnections();
         service.Tick(server.connections());
-        delivery->Tick();
       });
   log.Write(Level::Notice, "stopping");
   sd_notify(0, "STOPPING=1");

@@ -1,5 +1,8 @@
 #include "deliver/delivery.h"
 
+#include <sys/eventfd.h>
+#include <unistd.h>
+
 #include <algorithm>
 
 namespace qvcmsd {
@@ -7,18 +10,30 @@ namespace {
 
 constexpr std::chrono::minutes kUntaken{10};  ///< age of a message that probably nobody takes
 constexpr std::chrono::hours kBetweenWarnings{24};
-constexpr int kDiscardsInATick = 20;
+constexpr int kDiscardsInALook = 20;
+constexpr std::chrono::milliseconds kLook{1000};      ///< between looks without a bell
+constexpr std::chrono::milliseconds kAfterALook{50};  ///< no other one, however often the bell rings
 
 }  // namespace
 
 Delivery::Delivery(qv::Host& host, Log& log, Metrics& metrics, DeliveryOptions options)
-    : host_(host), log_(log), metrics_(metrics), options_(std::move(options)), outbox_(host) {
+    : host_(host),
+      log_(log),
+      metrics_(metrics),
+      options_(std::move(options)),
+      outbox_(host),
+      stop_event_(eventfd(0, EFD_CLOEXEC)) {
   for (const DeliveryRoute& route : options_.routes) {
     if (route.target != DeliveryRoute::kRest) StartCourier(route.target, route);
   }
+  thread_ = std::thread([this] { Run(); });
 }
 
 Delivery::~Delivery() {
+  stopping_ = true;
+  eventfd_write(stop_event_, 1);
+  thread_.join();
+  close(stop_event_);
   for (const auto& [target, courier] : couriers_) courier->Stop();
 }
 
@@ -36,24 +51,43 @@ void Delivery::StartCourier(const std::string& target, const DeliveryRoute& rout
   couriers_.try_emplace(target, std::make_unique<Courier>(host_, log_, metrics_, target, route));
 }
 
-void Delivery::Tick() {
-  try {
-    for (const qv::Message& oldest : outbox_.Oldest()) {
-      if (couriers_.contains(oldest.target)) continue;
-      if (const DeliveryRoute* const route = RouteFor(oldest.target)) {
-        StartCourier(oldest.target, *route);
-      } else {
-        LookAtUntaken(oldest);
-      }
+void Delivery::Run() {
+  const bool starts_couriers = RouteFor(DeliveryRoute::kRest) != nullptr;
+  std::unique_ptr<qv::OutboxBell> bell;
+  while (!stopping_) {
+    try {
+      if (starts_couriers && !bell) bell = std::make_unique<qv::OutboxBell>(host_);
+      Look();
+    } catch (const qv::Refusal& refusal) {
+      log_.Write(Level::Error, std::string("the outbox cannot be read: ") + refusal.what());
     }
-  } catch (const qv::Refusal& refusal) {
-    log_.Write(Level::Error, std::string("the outbox cannot be read: ") + refusal.what());
+    Wait(bell.get());
   }
+}
+
+/// Starts couriers for targets that had no messages before, and tells of messages that nobody takes.
+void Delivery::Look() {
+  for (const qv::Message& oldest : outbox_.Oldest()) {
+    if (couriers_.contains(oldest.target)) continue;
+    if (const DeliveryRoute* const route = RouteFor(oldest.target)) {
+      StartCourier(oldest.target, *route);
+    } else {
+      LookAtUntaken(oldest);
+    }
+  }
+}
+
+void Delivery::Wait(qv::OutboxBell* bell) const {
+  pollfd events[] = {{stop_event_, POLLIN, 0}, {bell == nullptr ? -1 : bell->descriptor(), POLLIN, 0}};
+  poll(events, 2, static_cast<int>(kLook.count()));
+  if (events[1].revents == 0) return;
+  bell->Clear();
+  poll(events, 1, static_cast<int>(kAfterALook.count()));
 }
 
 void Delivery::LookAtUntaken(const qv::Message& oldest) {
   std::size_t& discarded = discarded_[oldest.target];
-  for (int i = 0; i < kDiscardsInATick; ++i) {
+  for (int i = 0; i < kDiscardsInALook; ++i) {
     const std::size_t count = outbox_.Discard(oldest.target, options_.keep_for, options_.keep_number);
     discarded += count;
     if (count == 0) break;

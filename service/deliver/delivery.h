@@ -17,7 +17,7 @@ struct DeliveryOptions {
   std::size_t keep_number = 0;
 };
 
-/// For one thread.
+/// Works on threads of its own until it is destroyed.
 class Delivery {
  public:
   Delivery(qv::Host& host, Log& log, Metrics& metrics, DeliveryOptions options);
@@ -26,10 +26,10 @@ class Delivery {
   Delivery(const Delivery&) = delete;
   Delivery& operator=(const Delivery&) = delete;
 
-  /// To be called about once a second.
-  void Tick();
-
  private:
+  void Run();
+  void Look();
+  void Wait(qv::OutboxBell* bell) const;
   const DeliveryRoute* RouteFor(const std::string& target) const;
   void StartCourier(const std::string& target, const DeliveryRoute& route);
   void LookAtUntaken(const qv::Message& oldest);
@@ -43,6 +43,10 @@ class Delivery {
   std::map<std::string, Clock::time_point> told_;  ///< targets that nobody takes messages for, and when that was said
   std::map<std::string, std::size_t> discarded_;   ///< messages, since it was said
   std::map<std::string, std::unique_ptr<Courier>> couriers_;
+
+  std::atomic<bool> stopping_ = false;
+  const int stop_event_;  ///< becomes readable
+  std::thread thread_;    ///< watches over all this
 };
 
 }  // namespace qvcmsd
