@@ -8,11 +8,6 @@
 namespace qvcmsd {
 namespace {
 
-const std::string* Find(const Target& target, std::string_view name) {
-  const auto found = target.parameters.find(name);
-  return found == target.parameters.end() ? nullptr : &found->second;
-}
-
 std::string KindOf(const Call& call) {
   switch (call.match.route->operation) {
     case Operation::ListSlaves:
@@ -26,18 +21,25 @@ std::string KindOf(const Call& call) {
   }
 }
 
-/// What is asked for. The parameters have been looked at: those of the route are right, all others are columns.
+/// What is asked for. The parameters of the route have been looked at; all others are columns, whatever their names.
 qv::ListQuery QueryOf(const Call& call) {
   qv::ListQuery query{.kind = KindOf(call)};
   if (call.zr > 0) query.zr = call.zr;
   for (const auto& [name, value] : call.target.parameters) {
-    if (FindParameter(*call.match.route, name) == nullptr) query.equal.emplace_back(name, value);
+    if (FindParameter(*call.match.route, name) == nullptr) {
+      query.equal.emplace_back(name, value);
+    } else if (name == "search") {
+      query.search = value;
+    } else if (name == "not_well") {
+      query.not_well = value == "true";
+    } else if (name == "zr") {
+      query.zr = std::stoi(value);
+    } else if (name == "after") {
+      query.after = std::stoll(value);
+    } else if (name == "limit") {
+      query.limit = std::stoul(value);
+    }
   }
-  if (const auto* search = Find(call.target, "search")) query.search = *search;
-  if (const auto* not_well = Find(call.target, "not_well")) query.not_well = *not_well == "true";
-  if (const auto* zr = Find(call.target, "zr"); zr != nullptr && call.zr == 0) query.zr = std::stoi(*zr);
-  if (const auto* after = Find(call.target, "after")) query.after = std::stoll(*after);
-  if (const auto* limit = Find(call.target, "limit")) query.limit = std::stoul(*limit);
   return query;
 }
 
