@@ -42,7 +42,7 @@ std::string Inflate(std::string_view compressed, std::size_t limit) {
     const std::size_t got = piece.size() - stream.avail_out;
     if (state != Z_OK && state != Z_STREAM_END) throw Unreadable("the body is no whole gzip file");
     if (got > limit - text.size()) {
-      throw Unreadable("the document is larger than " + std::to_string(limit) + " bytes");
+      throw qv::Refusal(qv::RefusalCode::DocumentTooLarge, "larger than " + std::to_string(limit) + " bytes");
     }
     text.append(piece.data(), got);
   }

@@ -6,8 +6,8 @@
 
 namespace qvcmsd {
 
-/// The text of a gzip file. Throws `qv::Refusal`: UnreadableDocument when it is damaged, when it is larger than
-/// `limit`, or when something follows it.
+/// The text of a gzip file. Throws `qv::Refusal`: UnreadableDocument when it is damaged or something follows it,
+/// DocumentTooLarge when the text is larger than `limit` bytes.
 std::string Inflate(std::string_view compressed, std::size_t limit);
 
 /// The text as a gzip file. Throws `std::bad_alloc`.

@@ -37,19 +37,15 @@ struct RefusalStatus {
   int status;
 };
 
-constexpr RefusalStatus kRefusals[] = {{qv::RefusalCode::BadArgument, 400},
-                                       {qv::RefusalCode::UnreadableDocument, 400},
-                                       {qv::RefusalCode::WrongDocumentKind, 422},
-                                       {qv::RefusalCode::EmptyDocument, 422},
-                                       {qv::RefusalCode::WrongType, 422},
-                                       {qv::RefusalCode::TooManyRemovals, 409},
-                                       {qv::RefusalCode::UnknownServer, 404},
-                                       {qv::RefusalCode::UnknownDevice, 404},
-                                       {qv::RefusalCode::NotRemoved, 500},
-                                       {qv::RefusalCode::NotAHost, 500},
-                                       {qv::RefusalCode::Busy, 503},
-                                       {qv::RefusalCode::Unusable, 500},
-                                       {qv::RefusalCode::Failed, 500}};
+constexpr RefusalStatus kRefusals[] = {
+    {qv::RefusalCode::BadArgument, 400},     {qv::RefusalCode::UnreadableDocument, 400},
+    {qv::RefusalCode::DocumentTooDeep, 400}, {qv::RefusalCode::DocumentTooLarge, 413},
+    {qv::RefusalCode::TooManyValues, 413},   {qv::RefusalCode::WrongDocumentKind, 422},
+    {qv::RefusalCode::EmptyDocument, 422},   {qv::RefusalCode::WrongType, 422},
+    {qv::RefusalCode::TooManyRemovals, 409}, {qv::RefusalCode::UnknownServer, 404},
+    {qv::RefusalCode::UnknownDevice, 404},   {qv::RefusalCode::NotRemoved, 500},
+    {qv::RefusalCode::NotAHost, 500},        {qv::RefusalCode::Busy, 503},
+    {qv::RefusalCode::Unusable, 500},        {qv::RefusalCode::Failed, 500}};
 
 int HexDigit(char digit) {
   constexpr std::string_view kDigits = "0123456789abcdefABCDEF";
