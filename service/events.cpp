@@ -17,8 +17,8 @@ constexpr std::size_t kPiece = std::size_t{64} * 1024;
 
 class Events::Watcher : public Stream {
  public:
-  Watcher(const Events& events, std::uint64_t seen, bool has_lost)
-      : events_(events), seen_(seen), has_lost_(has_lost) {}
+  Watcher(const Events& events, std::uint64_t seen, bool has_lost, std::function<bool()> may_watch)
+      : events_(events), may_watch_(std::move(may_watch)), seen_(seen), has_lost_(has_lost) {}
 
   std::optional<std::string> Next() override {
     const std::lock_guard lock(mutex_);
@@ -40,17 +40,27 @@ class Events::Watcher : public Stream {
   }
 
   void Beat() {
-    const std::lock_guard lock(mutex_);
-    has_beat_ = true;
+    {
+      const std::lock_guard lock(mutex_);
+      has_beat_ = true;
+    }
+    Wake();
   }
 
+  /// The next call of `Next` ends the stream.
   void Close() {
-    const std::lock_guard lock(mutex_);
-    is_closed_ = true;
+    {
+      const std::lock_guard lock(mutex_);
+      is_closed_ = true;
+    }
+    Wake();
   }
+
+  bool MayWatch() const { return may_watch_(); }
 
  private:
   const Events& events_;
+  const std::function<bool()> may_watch_;
   std::mutex mutex_;
   std::uint64_t seen_;
   bool has_lost_;
@@ -77,7 +87,7 @@ void Events::Publish(std::string_view type, const Json::Value& data) {
   for (const auto& watcher : Watchers()) watcher->Wake();
 }
 
-std::shared_ptr<Stream> Events::Watch(std::string_view last) {
+std::shared_ptr<Stream> Events::Watch(std::string_view last, std::function<bool()> may_watch) {
   const std::lock_guard lock(mutex_);
   std::erase_if(watchers_, [](const auto& watcher) { return watcher.expired(); });
   if (watchers_.size() >= kWatchers) return nullptr;
@@ -91,7 +101,7 @@ std::shared_ptr<Stream> Events::Watch(std::string_view last) {
     has_lost = !is_number || last.substr(0, dash) != boot_ || asked > last_;
     if (!has_lost) seen = asked;
   }
-  auto watcher = std::make_shared<Watcher>(*this, seen, has_lost);
+  auto watcher = std::make_shared<Watcher>(*this, seen, has_lost, std::move(may_watch));
   watchers_.push_back(watcher);
   return watcher;
 }
@@ -118,17 +128,17 @@ std::vector<std::shared_ptr<Events::Watcher>> Events::Watchers() const {
 }
 
 void Events::Beat() {
+  for (const auto& watcher : Watchers()) watcher->Beat();
+}
+
+void Events::EndForbidden() {
   for (const auto& watcher : Watchers()) {
-    watcher->Beat();
-    watcher->Wake();
+    if (!watcher->MayWatch()) watcher->Close();
   }
 }
 
 void Events::Close() {
-  for (const auto& watcher : Watchers()) {
-    watcher->Close();
-    watcher->Wake();
-  }
+  for (const auto& watcher : Watchers()) watcher->Close();
 }
 
 std::size_t Events::watchers() const { return Watchers().size(); }

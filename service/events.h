@@ -7,6 +7,7 @@
 #include <chrono>
 #include <cstdint>
 #include <deque>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -24,7 +25,10 @@ class Events {
   /// Tells of something. @param data  an object
   void Publish(std::string_view type, const Json::Value& data);
   /// A stream of what happens from now on, or since the event `last`. Null: there are too many watchers.
-  std::shared_ptr<Stream> Watch(std::string_view last);
+  /// @param may_watch  asked again by `EndForbidden`
+  std::shared_ptr<Stream> Watch(std::string_view last, std::function<bool()> may_watch);
+  /// Ends the streams of those who may not watch any more.
+  void EndForbidden();
   /// Sends every watcher a line without meaning, which finds out those that are gone.
   void Beat();
   /// Ends all streams.

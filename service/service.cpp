@@ -121,6 +121,7 @@ void Service::Reread() {
   } catch (const qv::Refusal& refusal) {
     log_.Write(Level::Error, std::string("the tokens cannot be read again, the old ones hold: ") + refusal.what());
   }
+  events_.EndForbidden();
 }
 
 std::unique_ptr<Call> Service::Begin(Request& request, Response& refusal) {
@@ -293,7 +294,9 @@ void Service::Handle(std::unique_ptr<Call> call, const Answer& answer) {
     case Operation::LogOut:
       return Ask(shared, told, [this, shared] { return Session(*shared); });
     case Operation::Events: {
-      auto stream = events_.Watch(shared->request.Header("last-event-id"));
+      auto stream = events_.Watch(shared->request.Header("last-event-id"), [this, shared] {
+        return !WhyNotAllowed(shared->request, shared->match.route->need, shared->zr);
+      });
       if (stream == nullptr) return told(Problem(503, "overloaded", "too many watch already"));
       return told({.type = "text/event-stream", .stream = std::move(stream)});
     }
@@ -402,7 +405,9 @@ void Service::Tick(std::size_t connections) {
   connections_ = connections;
   if (TokensTime() != tokens_time_) Reread();
   TellSilence();
-  if (++ticks_ % kBeatSeconds == 0) events_.Beat();
+  if (++ticks_ % kBeatSeconds != 0) return;
+  events_.EndForbidden();  // also those that were let in while the tokens were being read
+  events_.Beat();
 }
 
 bool Service::Stop(std::chrono::milliseconds limit) {

@@ -158,6 +158,8 @@ TEST_F(ServiceDoorTest, ClientsShowCertificatesAndTheServicesOwnIsRenewed) {
   EXPECT_EQ(curl("/v1/slaves", slave), "403");
   EXPECT_EQ(curl("/v1/slaves/7/pair", "--cert stranger.pem --key stranger.key " + kPair), "401") << "of nobody we know";
   EXPECT_EQ(curl("/v1/slaves/7/pair", kPair), "401") << "shows none, and there are no tokens";
+  EXPECT_EQ(curl("/v1/session", "-X DELETE --dump-header headers"), "200");
+  EXPECT_THAT(support::ReadWholeFile(folder_ / "headers"), testing::HasSubstr("; Secure"));
 
   certificate("ca", "another authority", "");
   certificate("service", "localhost", "-CA ca.pem -CAkey ca.key -addext subjectAltName=DNS:localhost");

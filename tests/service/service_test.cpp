@@ -31,6 +31,7 @@ TEST_F(ServiceTest, AnswersEveryRouteThatItDescribes) {
       {"POST /v1/slaves/{zr}/status", "/v1/slaves/7/status", kStatus, 200, R"("CamCnt": 9)"},
       {"POST /v1/slaves/{zr}/status", "/v1/slaves/8/status", kStatus, 404, R"("code": "unknown-server")"},
       {"GET /v1/slaves", "/v1/slaves", "", 200, R"("id":7,"model":"QVA 3216")"},
+      {"GET /v1/slaves", "/v1/slaves?zr=x", "", 400, "no column"},
       {"GET /v1/slaves", "/v1/slaves", "", 200, R"("devices":{"camera":{"not_well":1,"total":11})"},
       {"GET /v1/slaves/{zr}", "/v1/slaves/7", "", 200, R"("silent": false)"},
       {"GET /v1/slaves/{zr}", "/v1/slaves/8", "", 404, R"("code": "unknown-server")"},
@@ -106,9 +107,14 @@ TEST_F(ServiceTest, LetsATokenDoWhatItIsForAndNothingElse) {
   EXPECT_EQ(Curl("/v1/slaves/8/camera", read).body, before);
   EXPECT_EQ(Curl("/v1/slaves/7/pair", slave + kPair).status, 200);
 
+  Shell("{ curl --silent " + read + "http://" + address_ + "/v1/events --output events; touch ended; } 2>&1 &");
+  EXPECT_TRUE(
+      Within(5, [&] { return Curl("/metrics", metrics).body.find("qvcms_event_watchers 1") != std::string::npos; }));
   const Json::Value tokens = RunJson("token list");
   EXPECT_EQ(tokens[0]["scope"], "slave:7");
   EXPECT_EQ(Run("token revoke " + tokens[0]["id"].asString()).status, 0);
+  EXPECT_EQ(Run("token revoke " + tokens[1]["id"].asString()).status, 0);
+  EXPECT_TRUE(Within(5, [&] { return std::filesystem::exists(folder_ / "ended"); })) << "the events of the revoked";
   EXPECT_TRUE(Within(5, [&] { return Curl("/v1/slaves/7/pair", slave + kPair).status == 401; })) << "revoked";
   const std::string secret = slave.substr(slave.find("qvt_") + 13, 64);
   for (const char* const file : {"log", "data/tokens.json"}) {
@@ -171,7 +177,7 @@ TEST_F(ServiceTest, ServesItsPageWithAPolicyAndOnlyWhenItIsNew) {
 TEST_F(ServiceTest, TakesGzipWithinItsLimitsAndAnswersWithIt) {
   Start("--max-body 20000 --max-document 100000");
   Write("bomb", "{\"POS_info\":[" + std::string(200'000, ' ') + "]}");
-  Write("incompressible", "");
+  Write("deep", "{\"POS_info\":" + std::string(100, '['));
   EXPECT_EQ(Shell("gzip -k bomb; gzip -c " QV_EXAMPLES "/slave7-pair.json >pair.gz; head -c 900 pair.gz >half.gz; "
                   "head -c 30000 /dev/zero >large")
                 .status,
@@ -183,7 +189,8 @@ TEST_F(ServiceTest, TakesGzipWithinItsLimitsAndAnswersWithIt) {
     const char* text;
   } const cases[] = {
       {"pair.gz", "gzip", 200, "camera"},
-      {"bomb.gz", "gzip", 400, "larger than 100000 bytes"},
+      {"bomb.gz", "gzip", 413, "document-too-large"},
+      {"deep", "identity", 400, "document-too-deep"},
       {"half.gz", "gzip", 400, "no whole gzip"},
       {"large", "identity", 413, "too-large"},
       {"pair.gz", "br", 415, "unsupported-encoding"},
