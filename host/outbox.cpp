@@ -104,37 +104,40 @@ class FileClaim : public OutboxClaim {
 /// The lock of a session of the server, which the server gives up when the session ends.
 class AdvisoryClaim : public OutboxClaim {
  public:
-  explicit AdvisoryClaim(const std::string& target)
-      : arguments_("(hashtextextended(current_schema()||$1,0))"), target_("outbox " + target) {}
+  explicit AdvisoryClaim(const std::string& target) : target_("outbox " + target) {}
   ~AdvisoryClaim() override {
     try {
-      while (locked_-- > 0) Ask("SELECT pg_advisory_unlock");
+      if (!session_.empty()) Unlock();
     } catch (const std::exception&) {
       // The session is gone, and the lock with it.
     }
   }
   AdvisoryClaim(const AdvisoryClaim&) = delete;
   AdvisoryClaim& operator=(const AdvisoryClaim&) = delete;
-  /// Asking for a lock that this session has succeeds, and counts; so it tells whether it is still this session's.
+  /// A lost connection is made again unnoticed, as another session: it may get the lock, if nobody else has it by now.
   bool Holds() override {
     return host::Guarded([&] {
-      if (!Ask("SELECT pg_try_advisory_lock")) return false;
-      if (locked_ > 0) Ask("SELECT pg_advisory_unlock");
-      locked_ = 1;
+      std::string session;
+      {
+        db::Query query = db::ThisThread().Prepare(
+            "SELECT pg_try_advisory_lock(hashtextextended(current_schema()||$1,0)),pg_backend_pid()");
+        if (!query.Bind(std::string_view(target_)).Next() || query.Row().Text(0) != "t") return false;
+        session = query.Row().Text(1);
+      }
+      if (session == session_) Unlock();  // a session that has the lock gets it once more
+      session_ = session;
       return true;
     });
   }
 
  private:
-  bool Ask(const char* call) const {
-    db::Query query = db::ThisThread().Prepare(call + arguments_);
-    query.Bind(std::string_view(target_));
-    return query.Next() && query.Row().Text(0) == "t";
+  void Unlock() const {
+    db::Query query = db::ThisThread().Prepare("SELECT pg_advisory_unlock(hashtextextended(current_schema()||$1,0))");
+    query.Bind(std::string_view(target_)).Next();
   }
 
-  const std::string arguments_;
   const std::string target_;
-  int locked_ = 0;
+  std::string session_;  ///< that got the lock; empty: none has
 };
 
 /// The target as a part of a file's name.

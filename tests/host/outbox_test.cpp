@@ -86,6 +86,13 @@ TEST_F(OutboxTest, OneAtATimeHasTheClaimOnATarget) {
     EXPECT_NE(outbox_.TryClaim("../hostd"), nullptr);
   }).join();
   EXPECT_TRUE(first->Holds());
+  if (support::OnPostgresql()) {
+    support::QueryPostgresql(Options().database,
+                             "SELECT pg_terminate_backend(pid,5000) FROM pg_locks WHERE locktype='advisory' AND "
+                             "database=(SELECT oid FROM pg_database WHERE datname=current_database())");
+    EXPECT_TRUE(first->Holds()) << "got it again, in another session";
+    std::jthread([&] { EXPECT_EQ(outbox_.TryClaim("msgd"), nullptr); }).join();
+  }
   first.reset();
   std::jthread([&] { EXPECT_NE(outbox_.TryClaim("msgd"), nullptr); }).join();
 }
