@@ -52,8 +52,8 @@ struct MessageQuery {
 class QV_HOST_API OutboxClaim {
  public:
   virtual ~OutboxClaim() = default;
-  /// Whether the claim still holds. One on PostgreSQL is lost with the connection of the thread that made it, and must
-  /// be asked by that thread.
+  /// Whether the claim holds, still or again. One on PostgreSQL is lost with the connection of the thread that made it,
+  /// and must be asked by that thread.
   virtual bool Holds() = 0;
 };
 

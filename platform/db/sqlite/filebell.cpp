@@ -14,20 +14,22 @@ namespace {
 
 constexpr const char* kFile = "outbox.bell";
 
+[[noreturn]] void Fail(const std::filesystem::path& path) {
+  throw Error(Error::Kind::Unusable, "cannot watch " + path.string() + ": " + std::strerror(errno) + RemedyFor(errno));
+}
+
 }  // namespace
 
 FileBell::FileBell(const std::filesystem::path& folder)
     : path_(folder / kFile), events_(inotify_init1(IN_NONBLOCK | IN_CLOEXEC)) {
+  if (!events_) Fail(path_);
   Listen();
 }
 
 void FileBell::Listen() {
   const files::FileDescriptor file(
       open(path_.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK, S_IRUSR | S_IWUSR));
-  if (!file || inotify_add_watch(events_.get(), path_.c_str(), IN_ATTRIB | IN_DELETE_SELF) < 0) {
-    throw Error(Error::Kind::Unusable,
-                "cannot watch " + path_.string() + ": " + std::strerror(errno) + RemedyFor(errno));
-  }
+  if (!file || inotify_add_watch(events_.get(), path_.c_str(), IN_ATTRIB | IN_DELETE_SELF) < 0) Fail(path_);
 }
 
 void FileBell::Clear() {
