@@ -283,8 +283,8 @@ void UpdateQuietly(const NamedPaths& own, const std::string& before, const std::
 
 /// What the open transaction is to bring about.
 struct Pending {
-  std::string before;  ///< the revision that the transaction found
-  std::string after;   ///< the one that it leaves
+  std::string before;                      ///< the revision that the transaction found
+  std::weak_ptr<const std::string> after;  ///< the one that it leaves; none: the same. Goes with the step that made it
   NamedPaths paths;
 };
 
@@ -293,24 +293,22 @@ struct Pending {
 void FilesFollow(const std::vector<std::string>& paths, bool rows_changed) {
   static thread_local std::weak_ptr<Pending> of_this_transaction;
   std::shared_ptr<Pending> pending = of_this_transaction.lock();
-  if (!pending) {
-    const std::string revision = ReadRevision();
-    pending = std::make_shared<Pending>(Pending{revision, revision, {}});
-    of_this_transaction = pending;
-  }
-  if (rows_changed && pending->after == pending->before) {
+  if (!pending) of_this_transaction = pending = std::make_shared<Pending>(Pending{ReadRevision(), {}, {}});
+  std::shared_ptr<const std::string> after;
+  if (rows_changed && pending->after.expired()) {
     LockRevision();
     pending->before = ReadRevision();
-    pending->after = SetNewRevision();
+    pending->after = after = std::make_shared<const std::string>(SetNewRevision());
   }
   const db::UnitOfWork* const unit = db::UnitOfWork::Current();
   for (const std::string& path : paths) {
     auto& failures = pending->paths[path];
     if (unit != nullptr) failures.insert(unit->failure_count());
   }
-  db::OnCommit([pending] {  // the first one does it all
+  db::OnCommit([pending, after = std::move(after)] {  // the first one does it all
     const NamedPaths own = std::exchange(pending->paths, {});
-    if (!own.empty()) UpdateQuietly(own, pending->before, pending->after);
+    const auto revision = pending->after.lock();
+    if (!own.empty()) UpdateQuietly(own, pending->before, revision ? *revision : pending->before);
   });
 }
 

@@ -87,6 +87,25 @@ TEST_F(TogetherTest, WhenTheCommonTransactionIsLostEachIsAppliedByItself) {
               testing::ElementsAre("7|2", "9|2"));
 }
 
+// By the revision other processes, on other machines too, find out that files have to be made.
+TEST_F(TogetherTest, AChangedFileHasANewRevisionAlsoBehindACallThatWentBack) {
+  Host& host = Open();
+  const auto snapshot = [](const std::string& content) {
+    return Document::Parse(R"({"camCapList":[{"camVendor":"V","camModel":"M","capFileName":"7/M","camCap":)" + content +
+                           "}]}");
+  };
+  host.Pair(7, snapshot("1"));
+  const auto revision = [&] {
+    return support::QueryFolder(folder_ / "data", "SELECT revision FROM capability_revision");
+  };
+  const std::vector<std::string> before = revision();
+  const std::function<void()> calls[] = {[&] { host.Update(7, snapshot("1")); }, [&] { host.Plan(7, snapshot("2")); },
+                                         [&] { host.Update(7, snapshot("2")); }};
+  host.Together(calls);
+  EXPECT_NE(revision(), before);
+  EXPECT_EQ(support::ReadWholeFile(folder_ / "data/capability/7/M"), "2\n");
+}
+
 TEST_F(TogetherTest, ACallForAServerThatAnotherHostWorksOnIsLeftOutAndMadeAfterwards) {
   if (!support::OnPostgresql()) GTEST_SKIP() << "hosts follow one another";
   Host& host = Open();
