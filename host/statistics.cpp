@@ -78,7 +78,8 @@ std::map<int, ServerCounts> Host::CountByServer() const {
             {std::string(kind->name), query.Row().Int(1), query.Row().Int(2)});
       }
     }
-    db::Query query = session.Prepare("SELECT zr_id,count(*) FROM message WHERE zr_id>0 GROUP BY zr_id");
+    db::Query query =
+        session.Prepare("SELECT zr_id,count(*) FROM message WHERE zr_id>0 AND set_aside='' GROUP BY zr_id");
     while (query.Next()) servers[static_cast<int>(query.Row().Int(0))].messages = query.Row().Int(1);
     return servers;
   });

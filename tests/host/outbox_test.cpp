@@ -58,6 +58,7 @@ TEST_F(OutboxTest, OneThatIsRefusedIsSetAsideAndComesLastWhenItIsTriedAgain) {
   EXPECT_EQ(outbox_.Read({.set_aside = true})[0].set_aside, "too\\nlong");
   EXPECT_EQ(host_->Statistics().messages[0].count, 2);
   EXPECT_EQ(host_->Statistics().messages[0].set_aside, 1);
+  EXPECT_FALSE(host_->CountByServer().contains(7)) << "nothing waits about it";
   EXPECT_EQ(outbox_.Retry({.target = "other"}), 0U);
   EXPECT_EQ(outbox_.Retry({.target = "client"}), 1U);
   EXPECT_THAT(Read(), ElementsAre("2:8", "3:9", "4:7+1"));
