@@ -6,6 +6,7 @@
 #include <limits>
 
 #include "guard.h"
+#include "json/storable.h"
 #include "kinds.h"
 #include "messages/outbox.h"
 
@@ -48,6 +49,13 @@ void HideExtraValues(const host::Kind& kind, std::vector<Row>& rows) {
   }
 }
 
+/// Throws `Refusal` (BadArgument) for a text that no column can hold.
+void CheckText(const std::string& text) {
+  if (const char* const reason = json::WhyNotStorableText(text)) {
+    throw Refusal(RefusalCode::BadArgument, std::string("no row has the text that is looked for: ") + reason);
+  }
+}
+
 /// Adds the condition that a column has a value. Throws `Refusal` (BadArgument). Hidden columns take no part: whether
 /// there is a row would tell what they hold.
 void RequireValue(const host::Kind& kind, const std::string& column, const std::string& value, Where& where) {
@@ -55,6 +63,7 @@ void RequireValue(const host::Kind& kind, const std::string& column, const std::
   for (const record::Field& field : kind.table->fields()) {
     if (field.info.column != column || !IsListed(field.info.role)) continue;
     if (field.type == ValueType::Text) {
+      CheckText(value);
       where.Is(field.info.column, std::string_view(value));
       return;
     }
@@ -85,6 +94,7 @@ void RequireText(const host::Kind& kind, const std::string& text, Where& where) 
   if (columns.empty()) {
     throw Refusal(RefusalCode::BadArgument, std::string(kind.name) + " has no column that a text is searched in");
   }
+  CheckText(text);
   where.Contains(columns, text);
 }
 

@@ -23,7 +23,7 @@ class Where {
   Where& IsNot(std::string_view column, std::int64_t value);
   Where& Above(std::string_view column, std::int64_t value);
   Where& UpTo(std::string_view column, std::int64_t value);
-  /// One of the text columns contains the text; ASCII letters match in either case. No columns: no row.
+  /// The text columns, joined by blanks, contain the text; ASCII letters match in either case. No columns: no row.
   Where& Contains(const std::vector<std::string_view>& columns, std::string_view text);
   /// No values: no row.
   template <class Values>

@@ -268,6 +268,7 @@ TEST_F(HostApiTest, FindsDevicesByTextAndByState) {
   }
   EXPECT_THAT(Ids(host.List({.kind = "pos", .not_well = true}).rows), ElementsAre(2));
   EXPECT_THAT(RefusalOf([&] { host.List({.kind = "message", .search = "x"}); }), StartsWith("bad-argument: "));
+  EXPECT_THAT(RefusalOf([&] { host.List({.kind = "pos", .search = "\xff"}); }), StartsWith("bad-argument: "));
   EXPECT_THAT(RefusalOf([&] { host.List({.kind = "message", .not_well = true}); }), StartsWith("bad-argument: "));
 }
 
