@@ -44,6 +44,7 @@ export class Fleet {
   #eventListeners = new Set();
   #dirty = new Set(); // slaves to read again
   #second = new Set(); // slaves that will be read again once more
+  #shown = null; // the one slave that is shown; null: all of them
   #isReading = false;
   #isTelling = false;
 
@@ -67,6 +68,12 @@ export class Fleet {
   listenToEvents(listener) {
     this.#eventListeners.add(listener);
     return () => this.#eventListeners.delete(listener);
+  }
+
+  /** Says which slave is shown, null for all: what is not shown is read again once it is. */
+  show(zr) {
+    this.#shown = zr;
+    this.#readDirty();
   }
 
   /** Reads all slaves. */
@@ -135,13 +142,18 @@ export class Fleet {
     }, 200);
   }
 
+  /** Slaves that are shown and to be read again. */
+  #wanted() {
+    return this.#shown === null ? [...this.#dirty] : [this.#shown].filter((zr) => this.#dirty.has(zr));
+  }
+
   /** Reads slaves again in which something changed: page by page, and for a small part of the time. */
   async #readDirty() {
-    if (!this.isLoaded || this.#isReading || this.#dirty.size === 0) return;
+    if (!this.isLoaded || this.#isReading || this.#wanted().length === 0) return;
     this.#isReading = true;
     const begin = performance.now();
     try {
-      while (this.#dirty.size > 0) await this.#readPage();
+      for (let wanted; (wanted = this.#wanted()).length > 0; ) await this.#readPage(wanted);
     } catch (refusal) {
       if (refusal.status === 401) this.onUnauthorized();
       // Otherwise the stream is about to end too; all is read again when it comes back.
@@ -153,9 +165,9 @@ export class Fleet {
     }, pause);
   }
 
-  async #readPage() {
-    const first = [...this.#dirty].reduce((least, zr) => Math.min(least, zr));
-    const last = [...this.#dirty].reduce((most, zr) => Math.max(most, zr));
+  async #readPage(wanted) {
+    const first = wanted.reduce((least, zr) => Math.min(least, zr));
+    const last = wanted.reduce((most, zr) => Math.max(most, zr));
     const limit = Math.min(PAGE, last - first + 1);
     const { rows, next } = await list(`v1/slaves?after=${first - 1}&limit=${limit}`);
     const end = next ? rows.at(-1).id : Infinity;

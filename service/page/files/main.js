@@ -92,6 +92,7 @@ function App() {
   }, []);
   const mayRead = session?.scope.includes('read') ?? false;
   const { fleet, live, trouble: fleetTrouble } = useLiveFleet(mayRead, ask);
+  useEffect(() => fleet.show(address.zr), [fleet, address.zr]);
   if (session === null) return trouble ? html`<main class="login"><p role="alert">${trouble}</p></main>` : null;
 
   const view = address.zr

@@ -6,35 +6,26 @@ const day = new Intl.DateTimeFormat('en-GB', { day: 'numeric', month: 'short', y
 
 export const number = (value) => numbers.format(value);
 
-/** [kind, one, several], in the order of lists. */
-const KINDS = [
-  ['camera', 'camera', 'cameras'],
-  ['edge-storage', 'edge storage', 'edge storages'],
-  ['iomodule', 'I/O module', 'I/O modules'],
-  ['pos', 'POS terminal', 'POS terminals'],
-  ['speaker', 'speaker', 'speakers'],
-  ['controller', 'controller', 'controllers'],
-  ['door', 'door', 'doors'],
-  ['iva-task', 'IVA task', 'IVA tasks'],
-  ['face-task', 'face task', 'face tasks'],
-  ['counting-widget', 'counting widget', 'counting widgets'],
-  ['counting-group', 'counting group', 'counting groups'],
-  ['capability', 'capability', 'capabilities'],
-  ['message', 'message waiting', 'messages waiting'],
-];
+/** What several of a kind are called, in the order of lists. */
+const SEVERAL = new Map([
+  ['camera', 'cameras'], ['edge-storage', 'edge storages'], ['iomodule', 'I/O modules'], ['pos', 'POS terminals'],
+  ['speaker', 'speakers'], ['controller', 'controllers'], ['door', 'doors'], ['iva-task', 'IVA tasks'],
+  ['face-task', 'face tasks'], ['counting-widget', 'counting widgets'], ['counting-group', 'counting groups'],
+  ['capability', 'capabilities'], ['message', 'messages waiting'],
+]);
 
-export const kinds = KINDS.map(([kind]) => kind);
+export const kinds = [...SEVERAL.keys()];
 
-/** "1 camera", "3 cameras"; a kind that has no word of its own keeps its name. */
+/** "1 camera", "3 cameras", of a kind of devices; one that has no word of its own keeps its name. */
 export function countOf(kind, count) {
-  const words = KINDS.find(([name]) => name === kind) ?? [kind, kind, kind];
-  return `${number(count)} ${count === 1 ? words[1] : words[2]}`;
+  const several = SEVERAL.get(kind) ?? kind;
+  return `${number(count)} ${count === 1 ? several.replace(/s$/, '') : several}`;
 }
 
 /** "Cameras" */
 export function titleOf(kind) {
-  const words = KINDS.find(([name]) => name === kind)?.[2] ?? kind;
-  return words[0].toUpperCase() + words.slice(1);
+  const several = SEVERAL.get(kind) ?? kind;
+  return several[0].toUpperCase() + several.slice(1);
 }
 
 const SLAVE_STATES = ['disconnected', 'connected', 'login failed', 'incompatible', 'recovering', 'shut down'];
