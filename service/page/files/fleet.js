@@ -142,18 +142,21 @@ export class Fleet {
     }, 200);
   }
 
-  /** Slaves that are shown and to be read again. */
+  /** Slaves that are shown and to be read again, in the order of their ids. */
   #wanted() {
-    return this.#shown === null ? [...this.#dirty] : [this.#shown].filter((zr) => this.#dirty.has(zr));
+    if (this.#shown !== null) return this.#dirty.has(this.#shown) ? [this.#shown] : [];
+    return [...this.#dirty].sort((a, b) => a - b);
   }
 
   /** Reads slaves again in which something changed: page by page, and for a small part of the time. */
   async #readDirty() {
-    if (!this.isLoaded || this.#isReading || this.#wanted().length === 0) return;
+    if (!this.isLoaded || this.#isReading) return;
+    let wanted = this.#wanted();
+    if (wanted.length === 0) return;
     this.#isReading = true;
     const begin = performance.now();
     try {
-      for (let wanted; (wanted = this.#wanted()).length > 0; ) await this.#readPage(wanted);
+      while (wanted.length > 0) wanted = await this.#readPage(wanted);
     } catch (refusal) {
       if (refusal.status === 401) this.onUnauthorized();
       // Otherwise the stream is about to end too; all is read again when it comes back.
@@ -165,10 +168,10 @@ export class Fleet {
     }, pause);
   }
 
+  /** Reads a page from the first of these slaves on. @returns those behind the page */
   async #readPage(wanted) {
-    const first = wanted.reduce((least, zr) => Math.min(least, zr));
-    const last = wanted.reduce((most, zr) => Math.max(most, zr));
-    const limit = Math.min(PAGE, last - first + 1);
+    const first = wanted[0];
+    const limit = Math.min(PAGE, wanted.at(-1) - first + 1);
     const { rows, next } = await list(`v1/slaves?after=${first - 1}&limit=${limit}`);
     const end = next ? rows.at(-1).id : Infinity;
     const seen = new Set(rows.map((row) => row.id));
@@ -179,6 +182,7 @@ export class Fleet {
     }
     for (const row of rows) this.#set(row);
     this.#changed();
+    return wanted.filter((zr) => zr > end);
   }
 
   /** Slaves of a group (null: all) with the text, those in trouble first. */
