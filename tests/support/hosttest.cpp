@@ -8,10 +8,8 @@ namespace support {
 
 HostTest::HostTest() {
   UseReadyDatabase(folder());
-  qv::db::Options options = OptionsFor(folder());
-  options.factory = WatchedDriver();
-  qv::db::Open(folder(), options);
-  WatchRows();
+  qv::db::Open(folder(), OptionsFor(folder()));
+  StartJournal();
 }
 
 HostTest::~HostTest() {

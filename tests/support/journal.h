@@ -9,15 +9,13 @@
 ///     log - RemoveSlaveData Fail to ...     a message that bypasses the gate
 ///     failed to delete POS terminal [3]     the platform's own line about a failed operation
 ///
-/// The changes are those of the database itself, so it does not matter which statement made them. Changes that the
-/// database took back (a failed statement, a savepoint, a transaction) leave no line.
+/// The changes are noted by triggers, so it does not matter which statement made them. Changes that the database took
+/// back (a failed statement, a savepoint, a transaction) leave no line.
 #pragma once
 
 #include <functional>
 #include <string>
 #include <vector>
-
-#include "db/driver.h"
 
 namespace support {
 
@@ -38,10 +36,7 @@ inline Lines Without(Lines lines, const std::string& start) {
 /// Runs `call` and returns what it did. @param level  the log's threshold meanwhile
 Lines Journal(const std::function<void()>& call, int level);
 
-/// Has the open database tell of the rows that change, if it is on a server.
-void WatchRows();
-
-/// The driver of the platform; what its connections change gets into the journal.
-qv::db::ConnectionFactory WatchedDriver();
+/// From now on triggers note each change that this thread makes in the open database.
+void StartJournal();
 
 }  // namespace support
