@@ -21,14 +21,11 @@ TEST(DocumentTest, KindFollowsFromTheMembers) {
       {R"({"camera_info":[]})", "", is_snapshot},
       // A name is configuration, beside a state too.
       {R"({"camera_info":[{"id":1,"name":"Lobby","status":1}]})", "", is_snapshot},
-      {R"({"status":0,"POS_info":[{"id":1},{"id":2,"password":"x"}]})", "", is_snapshot},
       {R"({"status":1,"cam_count":2,"recShare":[]})", "", is_snapshot},
       // Reports, and what is left of them without the server's members.
       {R"({"status":1})", is_report, ""},
-      {R"({"status":1,"cam_count":2,"camera_info":[{"id":1,"name":"Lobby"}]})", is_report, ""},
       {R"({"status":1,"camera_info":[{"id":1,"status":1,"temperature":40}]})", is_report, ""},
       {R"({"camera_info":[{"id":1,"rtsp_key":"k"}],"speaker_info":[]})", is_report, no_status},
-      {R"({"ctrler_info":[{"id":1,"mac_addr":"m"}]})", is_report, no_status},
       // Answers of other kinds.
       {R"({"status":"error"})", no_section, no_member},
       {R"({"error":"unauthorized"})", no_section, no_member},
@@ -48,17 +45,11 @@ TEST(DocumentTest, KindFollowsFromTheMembers) {
 TEST(DocumentTest, NamesTheValueThatHasTheWrongType) {
   const std::pair<const char*, const char*> cases[] = {
       {R"({"status":1.5})", "status: an integer"},
-      {R"({"status":1,"volSpace":"x"})", "volSpace: a number"},
-      {R"({"status":1,"has_aac":[]})", "has_aac: true or false"},
       {R"({"status":1,"cms_locked":{}})", "cms_locked: a text"},
-      {R"({"status":1,"iomodule_info":[5]})", "iomodule_info[0]: an object"},
       {R"({"status":1,"POS_info":[{},{"status":"x"}]})", "POS_info[1].status: an integer"},
       {R"({"status":1,"ctrler_info":[{"door":[7]}]})", "ctrler_info[0].door[0]: an object"},
       {R"({"camera_info":"x"})", "camera_info: an array"},
-      {R"({"camera_info":[{"id":2.5}]})", "camera_info[0].id: an integer"},
-      {R"({"iva_info":[{"camera_id":"x"}]})", "iva_info[0].camera_id: an integer"},
       {R"({"camCapList":[{"camModel":{}}]})", "camCapList[0].camModel: a text"},
-      {R"({"counting_widget_info":[{"type":[]}]})", "counting_widget_info[0].type: an integer"},
       {R"({"POS_info":[],"camDetSetting":null})", "camDetSetting: an array"}};
   for (const auto& [text, fault] : cases) {
     const Document document = Document::Parse(text);

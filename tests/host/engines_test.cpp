@@ -69,7 +69,7 @@ struct EnginesTest : HostApiTest {
       Lines& lines = after.emplace_back();
       const std::string said = OneCall(host, documents);
       for (const std::string& row : support::QueryFolder(options.data_folder, query)) {
-        lines.push_back(WithoutFormat(row));
+        if (!row.starts_with("schema_version")) lines.push_back(WithoutFormat(row));
       }
       for (const std::string& file : support::DumpFiles(options.data_folder)) lines.push_back(file);
       std::sort(lines.begin(), lines.end());

@@ -80,13 +80,6 @@ TEST_F(RefusedWriteTest, OfAReportTheRestIsApplied) {
   EXPECT_THAT(Rows("SELECT cam_count FROM server"), testing::ElementsAre("3"));
 }
 
-TEST_F(RefusedWriteTest, APlanTellsOfItAndChangesNothing) {
-  Refuse("INSERT", "camera", "NEW.id_on_rec_server=4");
-  EXPECT_EQ(host_->Plan(7, Snapshot(4, "B")).failed_operations, 1);
-  EXPECT_THAT(told_, testing::ElementsAre(testing::StartsWith("ERR Failed to save camera [0]: INSERT INTO camera")));
-  EXPECT_THAT(Rows("SELECT name FROM camera"), testing::ElementsAre("A", "A", "A"));
-}
-
 TEST_F(RefusedWriteTest, OfARefusedDocumentItIsLoggedToo) {
   host_->Pair(8, Snapshot(12, "A"));
   Refuse("DELETE", "camera", "OLD.id_on_rec_server=2");

@@ -47,17 +47,7 @@ bool IsElsewhere(const std::filesystem::path& folder) {
   return OnPostgresql() && !std::filesystem::exists(folder / "qvcms.db");
 }
 
-}  // namespace
-
-std::vector<std::string> TablesIn(const std::filesystem::path& folder) {
-  if (!IsElsewhere(folder))
-    return QueryFolder(folder, "SELECT name FROM sqlite_schema WHERE type = 'table' ORDER BY name");
-  return QueryFolder(folder,
-                     "SELECT tablename FROM pg_tables WHERE schemaname = current_schema() AND tablename NOT IN "
-                     "('journal','commit_mark') "
-                     "ORDER BY tablename");
-}
-
+/// The names of a table's columns, joined by ",".
 std::string ColumnsOf(const std::filesystem::path& folder, const std::string& table) {
   if (!IsElsewhere(folder)) {
     return QueryFolder(folder, "SELECT group_concat(name) FROM pragma_table_info('" + table +
@@ -69,30 +59,36 @@ std::string ColumnsOf(const std::filesystem::path& folder, const std::string& ta
                          table + "' AND column_name NOT IN ('last_report','revision','created')")[0];
 }
 
-std::vector<std::string> DumpDatabase(const std::filesystem::path& folder) {
-  std::vector<std::string> lines;
-  for (const std::string& table : TablesIn(folder)) {
-    const std::string columns = ColumnsOf(folder, table);
-    if (columns == "null") continue;  // of the revisions, which no two runs have in common
-    for (const std::string& row : QueryFolder(folder, "SELECT " + columns + " FROM " + table + " ORDER BY 1")) {
-      lines.push_back(table + " " + row);
-    }
-  }
-  return lines;
+}  // namespace
+
+std::vector<std::string> TablesIn(const std::filesystem::path& folder) {
+  if (!IsElsewhere(folder))
+    return QueryFolder(folder, "SELECT name FROM sqlite_schema WHERE type = 'table' ORDER BY name");
+  return QueryFolder(folder,
+                     "SELECT tablename FROM pg_tables WHERE schemaname = current_schema() AND tablename NOT IN "
+                     "('journal','commit_mark') "
+                     "ORDER BY tablename");
 }
 
 std::string QueryForAllRows(const std::filesystem::path& folder) {
   std::string query;
   for (const std::string& table : TablesIn(folder)) {
-    if (table == "schema_version" || table == "capability_revision") continue;
-    std::istringstream names(ColumnsOf(folder, table));
+    const std::string columns = ColumnsOf(folder, table);
+    if (columns == "null") continue;  // of the revisions, which no two runs have in common
     query += (query.empty() ? "SELECT '" : " UNION ALL SELECT '") + table + "'";
+    std::istringstream names(columns);
     for (std::string name; std::getline(names, name, ',');) {
       query += "||'|" + name + "='||COALESCE(CAST(" + name + " AS TEXT),'null')";
     }
     query += " FROM " + table;
   }
   return query;
+}
+
+std::vector<std::string> DumpDatabase(const std::filesystem::path& folder) {
+  std::vector<std::string> lines = QueryFolder(folder, QueryForAllRows(folder));
+  std::sort(lines.begin(), lines.end());
+  return lines;
 }
 
 std::vector<std::string> DumpFiles(const std::filesystem::path& folder) {

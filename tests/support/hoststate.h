@@ -9,15 +9,12 @@
 
 namespace support {
 
-/// The names of the tables, and those of a table's columns, joined by ",". Values that no two runs have in common, such
-/// as times, are left out.
 std::vector<std::string> TablesIn(const std::filesystem::path& folder);
-std::string ColumnsOf(const std::filesystem::path& folder, const std::string& table);
-/// Every row of every table ids and the next ids included, one line each. The time of a
-/// server's last report is left out, so that two runs of one call give the same lines.
-std::vector<std::string> DumpDatabase(const std::filesystem::path& folder);
-/// One query for the rows of all tables but those about the database itself, with the names of the columns.
+/// One query for the rows of all tables, each with the names of its columns. Values that no two runs have in common,
+/// such as times, are left out.
 std::string QueryForAllRows(const std::filesystem::path& folder);
+/// These rows in order, in SQLite with the next ids.
+std::vector<std::string> DumpDatabase(const std::filesystem::path& folder);
 /// Every file of the folder but those of the database, the lock, the device cache and the stamp of the
 /// capability files, with mode and content.
 std::vector<std::string> DumpFiles(const std::filesystem::path& folder);

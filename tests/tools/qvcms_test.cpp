@@ -30,18 +30,13 @@ TEST_F(ToolTest, AnswersEachRefusalInOneLine) {
   // Each with its exit status and the start of the line.
   const std::tuple<const char*, int, const char*> cases[] = {
       {"update 7 missing", 65, "missing: No such file"},
-      {"update 7 broken", 65, "broken:2:16: "},
       {"update 7 - <broken", 65, "standard input:2:16: "},
       {"plan 7 id --max-depth 1", 65, "id:1:13: nested deeper than 1 levels; --max-depth allows up to 1000\n"},
       {"plan 7 id --max-size 10", 65, "id: larger than 10 bytes; --max-size allows more\n"},
       {"plan 7 id --max-values 5", 65, "id:1:29: more than 5 values; --max-values allows more\n"},
-      {"update 7 id", 65, "id: POS_info[1].id: an integer is expected; nothing was applied\n"},
       {"update 7 report", 65,
        "report: this is a status report, not a configuration snapshot; nothing was applied. "
        "If that is meant: qvcms status 7 report\n"},
-      {"status 7 snapshot", 65,
-       "snapshot: this is a configuration snapshot, not a status report; nothing was applied. "
-       "If that is meant: qvcms update 7 snapshot\n"},
       {"--log-level 0 update 8 few", 1,
        "refused: the document would remove 9 of 10 pos, 9 of 10 devices in all; nothing was changed. "
        "If they are really gone, give --allow-removals\n"},
@@ -62,23 +57,15 @@ TEST_F(ToolTest, AnswersEachRefusalInOneLine) {
 
 TEST_F(ToolTest, TellsWrongUsage) {
   Write("document", "{}");
-  const std::string number = "is not a decimal number from ";
-  const std::string size = "is not a size such as ";
-  const std::pair<const char*, std::string> cases[] = {
+  const std::pair<const char*, const char*> cases[] = {
       {"", "a command is missing; the commands are pair"},
       {"--log-level 0 udpate 7 document", "unknown command 'udpate'; the commands are pair, update"},
       {"list teapot", "unknown kind \"teapot\"; the kinds are server, camera"},
-      {"list pos one two", "not expected: one two"},
       {"list pos -o",
        "--output: its value is missing\nRun \"qvcms --help\" for the commands and options, \"qvcms list"},
       {"list pos -o json -o json", "--output: given twice"},
-      {"list pos --data-dir ''", "the name is empty"},
-      {"update 0 document", number + "1 to 2147483647"},
-      {"pair 010 document", number},
-      {"list pos --log-files 1001", number + "0 to 1000"},
-      {"list pos --max-size 1KB", size},
-      {"list pos --max-size 99999999999G", size},
-      {"pair 7 document --model \"$(printf '\\377')\"", "the name is not UTF-8"}};
+      {"pair 010 document", "is not a decimal number from 1 to 2147483647"},
+      {"list pos --max-size 1KB", "is not a size such as "}};
   for (const auto& [arguments, message] : cases) {
     const Result result = Run(arguments);
     EXPECT_EQ(result.status, 64) << arguments;
@@ -99,8 +86,9 @@ TEST_F(ToolTest, PrintsWhatACommandChanged) {
   Write("document", Terminals(2, "moved"));
   EXPECT_THAT(Run("-o json update 7 - <document").out, HasSubstr(R"("pos","added":0,"updated":2,"removed":1,)"));
   EXPECT_EQ(Run("plan --exit-code 7 document").status, 0);
-  EXPECT_THAT(Run("list server").out, HasSubstr("QVA-3216"));
-  EXPECT_EQ(RunJson("list pos --zr 8").size(), 0U);
+  Write("answer", R"({"error":"unauthorized"})");
+  EXPECT_EQ(Run("--log-level 0 plan 7 answer").err,
+            "qvcms: update would refuse this without --allow-removals: no section of a snapshot\n");
 
   Write("report", R"({"status":1,"cam_count":12,"cookie":"c","face_info":[{"id":1,"camera_id":9}]})");
   EXPECT_THAT(Run("status 7 report").out,
@@ -108,28 +96,16 @@ TEST_F(ToolTest, PrintsWhatACommandChanged) {
   const Json::Value record = RunJson("status 7 report");
   EXPECT_EQ(record["strCookie"], "***");
   EXPECT_EQ(record["unused_entries"]["face_info[0].camera_id"], "server 7 has no camera 9");
-  Write("camera", R"({"camera_info":[{"id":1}],"face_info":[{"id":1,"camera_id":9},{"id":2,"camera_id":9}]})");
-  EXPECT_THAT(Run("pair 8 camera").out, HasSubstr("\n\n2 entries were not used:\nplace "));
-  EXPECT_EQ(Run("-o json configuring camera 1 on").out, "[\n{\"kind\":\"camera\",\"id\":1,\"configuring\":true}\n]\n");
+  Write("camera", R"({"camera_info":[{"id":1}]})");
+  ASSERT_EQ(Run("pair 8 camera").status, 0);
   EXPECT_EQ(Run("configuring camera 1 off").out, "kind    id  configuring\ncamera   1  false\n");
 
   EXPECT_EQ(Run("remove 7").out, "kind    removed  updated\nserver        1        0\npos           2        0\n");
   EXPECT_EQ(Run("remove 7").out, "nothing was held for server 7\n");
 }
 
-TEST_F(ToolTest, PlanLeavesTheHostAsItWasAndNothingBehindWhenItIsKilled) {
-  Write("document", Terminals(3));
-  ASSERT_EQ(Run("pair 7 document").status, 0);
-  const auto state = [&] {
-    return std::pair(support::DumpDatabase(folder_ / "data"), support::DumpFiles(folder_ / "data"));
-  };
-  const auto before = state();
-  Write("answer", R"({"error":"unauthorized"})");
-  const Result plan = Run("--log-level 0 plan --exit-code 7 answer");
-  EXPECT_EQ(plan.status, 2);
-  EXPECT_EQ(plan.err, "qvcms: update would refuse this without --allow-removals: no section of a snapshot\n");
-  EXPECT_TRUE(state() == before);
-  if (support::OnPostgresql()) return;  // there is a host, so a plan needs no folder that goes
+TEST_F(ToolTest, APlanWithoutAHostLeavesNothingBehindWhenItIsKilled) {
+  SKIP_ON_POSTGRESQL("there is a host");
   // Nobody reads its log, so it stops in the middle of its work.
   Write("document", Terminals(2000));
   const Result killed = Shell("mkdir tmp && mkfifo pipe && { TMPDIR=tmp '" QVCMS_PATH
@@ -196,16 +172,6 @@ TEST_F(ToolTest, NoticesOutputThatCannotBeWritten) {
   EXPECT_EQ(RunJson("list pos").size(), 0U);
 }
 
-TEST_F(ToolTest, ListsManyRowsInTheMemoryOfAFew) {
-  Write("document", Terminals(6000));
-  ASSERT_EQ(Run("pair 7 document").status, 0);
-  [[maybe_unused]] const long few = Run("-o json list server").peak_kilobytes;
-#ifndef QV_SANITIZED
-  EXPECT_LT(Run("-o json list pos").peak_kilobytes, few + 20'000);
-#endif
-  EXPECT_THAT(Run("list pos").out, HasSubstr("\n6000              6000            7  till  true"));
-}
-
 TEST_F(ToolTest, ShowsColoursAndProgressOnATerminalOnly) {
   Write("document", Terminals(20'000));
   const std::string program = "QVCMS_DATA_DIR=data '" QVCMS_PATH "' ";
@@ -214,7 +180,6 @@ TEST_F(ToolTest, ShowsColoursAndProgressOnATerminalOnly) {
   };
   EXPECT_THAT(on_terminal(program + "plan 7 document"), HasSubstr("\033[32m20000\033[0m"));
   EXPECT_THAT(on_terminal("NO_COLOR=1 " + program + "plan 7 document"), Not(HasSubstr("\033[32m")));
-  EXPECT_THAT(on_terminal(program + "--color never plan 7 document"), Not(HasSubstr("\033[32m")));
   EXPECT_THAT(Run("plan 7 document").out, Not(HasSubstr("\033")));
   EXPECT_THAT(Run("--color always plan 7 document").out, HasSubstr("\npos         \033[32m20000\033[0m        0"));
 

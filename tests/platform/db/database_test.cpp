@@ -1,8 +1,5 @@
 #include "db/database.h"
 
-#include <sys/resource.h>
-
-#include <fstream>
 #include <semaphore>
 #include <thread>
 
@@ -195,37 +192,10 @@ TEST_F(DatabaseTest, ACommandWaitsForAnotherWriterIfItIsToldTo) {
   other.join();
 }
 
-TEST_F(DatabaseTest, TooFewDescriptorsAreNamed) {
-  SKIP_ON_POSTGRESQL("about files of the folder");
-#ifdef QV_SANITIZED
-  GTEST_SKIP() << "sanitizers need descriptors of their own";
-#endif
-  Close();
-  const files::FileDescriptor next(dup(0));
-  const pid_t child = support::StartChild([&] {
-    rlimit limit{};
-    getrlimit(RLIMIT_NOFILE, &limit);
-    const rlimit few{.rlim_cur = static_cast<rlim_t>(next.get() + 2), .rlim_max = limit.rlim_max};
-    setrlimit(RLIMIT_NOFILE, &few);
-    std::string reason;
-    try {
-      OpenItems();
-    } catch (const Error& error) {
-      reason = error.what();
-    }
-    setrlimit(RLIMIT_NOFILE, &limit);  // which what follows needs
-    EXPECT_THAT(reason, testing::EndsWith("more open files (ulimit -n)"));
-    return HasFailure() ? 1 : 0;
-  });
-  EXPECT_EQ(support::EndOf(child), 0);
-}
-
 TEST_F(DatabaseTest, WrongUseIsReported) {
   EXPECT_THROW(Open(root_ / "second", ItemOptions(root_ / "second")), std::logic_error)
       << "one database is open already";
   EXPECT_THROW(ThisThread().Prepare("DELETE FROM item").Next(), std::logic_error) << "not without the writer lock";
-  EXPECT_THROW(ThisThread().Prepare("  "), Error) << "there is no statement";
-  EXPECT_THROW(ThisThread().Prepare("DELETE FROM item").RunForId(), Error) << "it gives no id";
   {
     AllOrNothing step;
     step.Keep();
@@ -234,14 +204,6 @@ TEST_F(DatabaseTest, WrongUseIsReported) {
   UnitOfWork unit;
   unit.Commit();
   EXPECT_THROW(unit.Commit(), std::logic_error);
-}
-
-TEST_F(DatabaseTest, AFileInPlaceOfTheFolderIsNamed) {
-  Close();
-  std::ofstream(root_ / "file") << "text";
-  EXPECT_THAT([&] { Open(root_ / "file", ItemOptions(root_ / "file")); },
-              Fails(Kind::Unusable,
-                    HasSubstr("cannot make the data folder " + (root_ / "file").string() + ": Not a directory")));
 }
 
 TEST_F(DatabaseTest, AnErrorNamesTheStatementButNoValue) {

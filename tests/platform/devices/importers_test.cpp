@@ -47,13 +47,6 @@ TEST_F(Importers, PairedModulesAreToldInOneMessageIfAsked) {
   EXPECT_THAT(Journal([&] { EXPECT_EQ(SaveIOModuleFromRecServer(7, section, false), 0); }), IsEmpty());
 }
 
-TEST_F(Importers, PairedTerminalsAreToldInOneMessageIfAsked) {
-  const Json::Value section = Parse(R"([{"id":1},{"id":2}])");
-  EXPECT_THAT(Journal([&] { EXPECT_EQ(SavePOSFromRecServer(7, section, true), 0); }),
-              ElementsAre("insert pos 1", "insert pos 2", R"(message 0 msgd pos-update {"ids":[1,2],"type":0})"));
-  EXPECT_THAT(Journal([&] { EXPECT_EQ(SavePOSFromRecServer(7, section, false), 0); }), IsEmpty());
-}
-
 TEST_F(Importers, PairingsAreTiedToModulesAndCamerasAndGoWithTheModule) {
   Sql("INSERT INTO camera (id,owner_zr_id,id_on_rec_server) VALUES (40,7,3);"
       "INSERT INTO iomodule (id,owner_zr_id,id_on_rec_server) VALUES (1,8,2),(2,7,1),(3,7,2)");

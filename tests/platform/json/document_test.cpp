@@ -127,12 +127,6 @@ TEST(JsonWrite, ReadsBackAsTheSameValueOfTheSameType) {
   for (const bool compact : {true, false}) EXPECT_EQ(Parse(JsonWrite(value, compact)), value);
 }
 
-TEST(JsonWrite, IndentsByTwoBlanksAndWritesNullForWhatIsNoNumber) {
-  Json::Value value = Parse(R"({"b":{},"a":[1,"x"]})");
-  value["c"] = std::numeric_limits<double>::infinity();
-  EXPECT_EQ(JsonWrite(value, false), "{\n  \"a\": [\n    1,\n    \"x\"\n  ],\n  \"b\": {},\n  \"c\": null\n}");
-}
-
 TEST(CompareWritten, IsSureOnlyWhereReadingTheTextWouldTellTheSame) {
   Json::Value with_gap(Json::arrayValue);
   with_gap[1] = 2;

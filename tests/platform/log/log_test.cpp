@@ -79,15 +79,6 @@ TEST_F(LogTest, AFullFileIsRotated) {
   EXPECT_EQ(std::filesystem::status(file).permissions(), std::filesystem::perms(0600));
 }
 
-TEST_F(LogTest, ALinkIsNotRotated) {
-  const support::ScratchFolder folder;
-  std::filesystem::create_symlink("target", folder.path() / "link");
-  qv::log::Configure({.file = folder.path() / "link", .max_file_bytes = 1, .to_stderr = false});
-  Print("1");
-  Print("2");
-  EXPECT_THAT(support::ReadWholeFile(folder.path() / "target"), testing::MatchesRegex(".* 1\n.* 2\n"));
-}
-
 TEST_F(LogTest, AFileThatCannotBeWrittenNeverThrows) {
   testing::internal::CaptureStderr();
   qv::log::Configure({.file = "/dev/full", .to_stderr = false});

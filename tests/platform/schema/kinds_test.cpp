@@ -2,7 +2,6 @@
 
 #include <filesystem>
 #include <fstream>
-#include <regex>
 
 #include "support/hosttest.h"
 
@@ -16,17 +15,6 @@ struct Kinds : support::HostTest {
     return {std::istreambuf_iterator<char>(stream), {}};
   }
 };
-
-TEST_F(Kinds, ThatAreListedAreOfferedByTheShellsAndTheManual) {
-  for (const char* file : {"completions/qvcms", "completions/_qvcms", "completions/qvcms.fish", "docs/qvcms.1"}) {
-    const std::string text = Document(file);
-    for (const Kind& kind : qv::schema::Kinds()) {
-      if (kind.columns.empty()) continue;
-      EXPECT_TRUE(std::regex_search(text, std::regex("[ \n('=]" + std::string(kind.name) + "[ ,.\n)']")))
-          << kind.name << " in " << file;
-    }
-  }
-}
 
 TEST_F(Kinds, WithASectionComeFromItAndAreInTheExamples) {
   SaveSlaveInfoUpdate(SlaveZR(), Parse(support::kEverySection), 7);
