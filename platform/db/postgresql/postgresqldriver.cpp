@@ -1,12 +1,10 @@
 #include "db/postgresql/postgresqldriver.h"
 
-#include <fmt/format.h>
-
 #include <charconv>
 #include <chrono>
-#include <random>
 #include <thread>
 
+#include "db/postgresql/commitmark.h"
 #include "db/postgresql/idpool.h"
 #include "db/postgresql/notificationbell.h"
 #include "db/postgresql/pipeline.h"
@@ -22,25 +20,6 @@ using Clock = std::chrono::steady_clock;
 constexpr int kOldestVersion = 130000;           ///< the first with pg_current_xact_id_if_assigned
 constexpr std::chrono::milliseconds kPause{50};  ///< between two attempts to reach a server
 constexpr const char* kLockNotAvailable = "55P03";
-
-constexpr const char* kMakeMarks =
-    "CREATE TABLE IF NOT EXISTS commit_mark"
-    " (connection BIGINT PRIMARY KEY, number BIGINT NOT NULL, made TIMESTAMPTZ NOT NULL)";
-/// A transaction that writes leaves its number in the row of its connection. When the answer of a COMMIT is lost, that
-/// row tells whether it was done, also after a crash of the server or on the standby that took over. A transaction that
-/// was asked about before that fails here, since its number would be null.
-constexpr const char* kMark = R"sql(
-  INSERT INTO commit_mark AS mark (connection,number,made)
-    SELECT $1::bigint,$2::bigint,now() WHERE pg_current_xact_id_if_assigned() IS NOT NULL
-  ON CONFLICT (connection) DO UPDATE SET number = nullif(excluded.number, -mark.number), made = excluded.made)sql";
-/// Asks about a transaction: changes a row unless it was done. Waits for one that is still at work.
-constexpr const char* kAsk = R"sql(
-  INSERT INTO commit_mark AS mark (connection,number,made) VALUES ({0},-{1},now())
-  ON CONFLICT (connection) DO UPDATE SET number = excluded.number, made = excluded.made WHERE mark.number <> {1})sql";
-/// Takes out the rows of connections that have not written for a day.
-constexpr const char* kSweepMarks = R"sql(
-  DELETE FROM commit_mark WHERE connection IN
-    (SELECT connection FROM commit_mark WHERE made < now() - interval '1 day' FOR UPDATE SKIP LOCKED))sql";
 
 /// Table, column and definition as `Columns` has it, of the tables in the first schema of the search path.
 constexpr const char* kColumnsQuery = R"sql(
@@ -97,11 +76,6 @@ void AppendRows(const Result& result, TextRows& rows) {
   }
 }
 
-std::int64_t RandomNumber() {
-  std::random_device source;
-  return std::uniform_int_distribution<std::int64_t>(1)(source);
-}
-
 std::string FirstField(const Result& result) {
   return PQntuples(result.get()) == 0 ? std::string() : PQgetvalue(result.get(), 0, 0);
 }
@@ -132,7 +106,7 @@ class PostgresqlConnection final : public Connection, public Executor {
     RunText("SELECT to_regclass('commit_mark')", &found);
     if (found.rows.at(0).at(0)) return;
     Begin({.kind = Scope::Kind::Schema}, busy_timeout_);
-    RunText(kMakeMarks, nullptr);
+    RunText(CommitMark::kMakeTable, nullptr);
     Commit();
   }
 
@@ -205,7 +179,7 @@ class PostgresqlConnection final : public Connection, public Executor {
   void Commit() override {
     if (is_ahead_) CheckNotTakenBack();
     GiveBackIds(false);
-    Mark();
+    mark_.Leave(pipeline_);
     // The server answers the COMMIT of a transaction that has failed with a ROLLBACK, which is no error to it.
     bool is_committed = false;
     pipeline_.Run("COMMIT", [&](const Result& result) {
@@ -403,13 +377,6 @@ class PostgresqlConnection final : public Connection, public Executor {
     ids_at_savepoints_.clear();
   }
 
-  void Mark() {
-    const std::string number = std::to_string(++commits_);
-    if (*mark_prepared_on_ != pipeline_.generation()) pipeline_.Prepare("mark", mark_, mark_prepared_on_);
-    pipeline_.RunPrepared("mark", mark_, {{connection_.c_str(), number.c_str()}, {0, 0}, {0, 0}}, nullptr);
-    if (commits_ == 1) pipeline_.Run(kSweepMarks);
-  }
-
   /// A connection was lost between the commit and its answer: the mark of the transaction tells what became of it.
   void FindOutAboutCommit(const Failure& lost) {
     is_open_ = false;
@@ -417,8 +384,7 @@ class PostgresqlConnection final : public Connection, public Executor {
     do {
       if (pipeline_.Reconnect()) {
         bool is_done = false;
-        pipeline_.Run(fmt::format(kAsk, connection_, commits_),
-                      [&](const Result& result) { is_done = ReadWritten(result).rows == 0; });
+        mark_.Ask(pipeline_, is_done);
         if (!pipeline_.Flush()) {
           if (is_done) return;
           was_interrupted_ = true;
@@ -477,10 +443,7 @@ class PostgresqlConnection final : public Connection, public Executor {
   IdPool ids_;
   IdPool::Blocks used_ids_;  ///< as the last statement that succeeded left them
   std::vector<IdPool::Blocks> ids_at_savepoints_;
-  const std::string connection_ = std::to_string(RandomNumber());  ///< in the table of the marks
-  std::int64_t commits_ = 0;                                       ///< the number of the last one
-  const Pipeline::Sql mark_ = std::make_shared<const std::string>(kMark);
-  const std::shared_ptr<int> mark_prepared_on_ = std::make_shared<int>(0);
+  CommitMark mark_;
 };
 
 }  // namespace
