@@ -3,9 +3,12 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
+#include <cmath>
 #include <cstdio>
 #include <cstdlib>
+#include <map>
 #include <stdexcept>
 
 #include "cases.h"
@@ -257,13 +260,16 @@ std::string MeasureFleet(const std::string& database) {
   qv::db::ThisThread().Execute(MoreSlaves());
   if (!database.empty()) PostgresqlFloor(database).Execute("VACUUM ANALYZE camera");
   Pass(host, 4, reports[0].value);  // writes what only first reports bring
-  std::string text = "reports/s by 1, 2, 4 processes:";
+  std::map<int, double> fastest;
   int revision = 0;
-  for (const int processes : {1, 2, 4}) {
-    char figure[32];
-    std::snprintf(figure, sizeof figure, " %.0f", Pass(host, processes, reports[revision ^= 1].value));
-    text += figure;
+  for (int round = 0; round < 2; ++round) {
+    for (const int processes : {1, 2, 4}) {
+      sync();  // what was written before is not to slow this down
+      fastest[processes] = std::max(fastest[processes], Pass(host, processes, reports[revision ^= 1].value));
+    }
   }
+  std::string text = "reports/s by 1, 2, 4 processes:";
+  for (const auto& [processes, figure] : fastest) text += ' ' + std::to_string(std::lround(figure));
   return text;
 }
 
