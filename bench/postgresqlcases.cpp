@@ -1,5 +1,6 @@
 /// The host on PostgreSQL: beside the least work on libpq, far from its server, and several processes on one database.
 /// They are there when `QVCMS_TEST_DATABASE` names a database, as tests/support/with-postgresql has it.
+#include <json/reader.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -9,6 +10,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <map>
+#include <sstream>
 #include <stdexcept>
 
 #include "cases.h"
@@ -102,9 +104,14 @@ class Scene {
     for (const int revision : {0, 1}) documents_[revision] = Snapshot(count, change == Change::Nothing ? 0 : revision);
     floor_ = std::make_unique<PostgresqlFloor>(Environment("QVCMS_TEST_DATABASE"));
     for (const int revision : {1, 0}) {
+      floor_->Execute("DELETE FROM message");
       Apply(documents_[revision].value, kZr);
       digests_[revision] = DigestOf(kZr);
     }
+    std::istringstream(
+        floor_->Execute("SELECT coalesce(json_agg(json_build_array(zr_id::text,target,command,payload)),"
+                        "'[]') FROM message")) >>
+        messages_;
     floor_->Apply(documents_[0].cameras(), kFloorsZr);
   }
 
@@ -117,7 +124,7 @@ class Scene {
   }
   Contender Floor() {
     return Make("floor", kFloorsZr,
-                [this](const Document& document) { return floor_->Apply(document.cameras(), kFloorsZr); });
+                [this](const Document& document) { return floor_->Apply(document.cameras(), kFloorsZr, messages_); });
   }
   std::string Note() const {
     return "rows to write: " + std::to_string(rows_) + "; round trips: " + std::to_string(round_trips_);
@@ -152,6 +159,7 @@ class Scene {
   const OpenHost host_;
   Document documents_[2];
   std::string digests_[2];
+  Json::Value messages_;  ///< that the library writes with each document
   std::unique_ptr<PostgresqlFloor> floor_;
   std::uint64_t round_trips_ = 0;
 };

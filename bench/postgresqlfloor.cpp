@@ -30,7 +30,8 @@ PostgresqlFloor::PostgresqlFloor(const std::string& database) : connection_(PQco
   const std::pair<const char*, std::string> statements[] = {
       {"read", "SELECT id,id_on_rec_server," + names + " FROM camera WHERE owner_zr_id=$1 ORDER BY id"},
       {"update", "UPDATE camera SET (" + names + ")=ROW(" + Parameters(count) + ") WHERE id=$" + last},
-      {"insert", "INSERT INTO camera (" + names + ",id,owner_zr_id) VALUES (" + Parameters(count + 2) + ")"}};
+      {"insert", "INSERT INTO camera (" + names + ",id,owner_zr_id) VALUES (" + Parameters(count + 2) + ")"},
+      {"message", "INSERT INTO message (id,zr_id,target,command,payload) VALUES (take_ids('message',1),$1,$2,$3,$4)"}};
   for (const auto& [name, sql] : statements) {
     const Result result(PQprepare(connection_.get(), name, sql.c_str(), 0, nullptr));
     if (PQresultStatus(result.get()) != PGRES_COMMAND_OK) throw std::runtime_error(PQerrorMessage(connection_.get()));
@@ -64,7 +65,7 @@ PostgresqlFloor::Result PostgresqlFloor::TakeOne() {
 
 void PostgresqlFloor::TakeSync() { const Result sync(PQgetResult(connection_.get())); }
 
-int PostgresqlFloor::Apply(const Json::Value& cameras, int zr) {
+int PostgresqlFloor::Apply(const Json::Value& cameras, int zr, const Json::Value& messages) {
   PGconn* const connection = connection_.get();
   const std::string owner = std::to_string(zr);
   const char* const values[] = {owner.c_str()};
@@ -105,9 +106,14 @@ int PostgresqlFloor::Apply(const Json::Value& cameras, int zr) {
       Send("update", *write.entry, PQgetvalue(rows.get(), write.row, 0), "");
     }
   }
+  for (const Json::Value& message : messages) {
+    const char* const fields[] = {message[0].asCString(), message[1].asCString(), message[2].asCString(),
+                                  message[3].asCString()};
+    PQsendQueryPrepared(connection, "message", 4, fields, nullptr, nullptr, 0);
+  }
   PQsendQueryParams(connection, "COMMIT", 0, nullptr, nullptr, nullptr, nullptr, 0);
   PQpipelineSync(connection);
-  for (std::size_t i = 0; i <= writes.size(); ++i) TakeOne();
+  for (std::size_t i = 0; i <= writes.size() + messages.size(); ++i) TakeOne();
   TakeSync();
   PQexitPipelineMode(connection);
   return static_cast<int>(writes.size());

@@ -12,14 +12,15 @@
 namespace bench {
 
 /// One SELECT of the slave's rows, one copy of each entry (the interface passes it by value), a comparison of the
-/// reported fields, one pipeline of prepared statements for the rows that changed and of the commit. Ids of new rows
-/// come with one more call. It knows the camera table and nothing else: no lock, no messages, no log, no other kinds.
+/// reported fields, one pipeline of prepared statements for the rows that changed, the messages and the commit. Ids of
+/// new rows come with one more call. It knows the cameras and nothing else: no lock, no log, no other kinds.
 class PostgresqlFloor {
  public:
   explicit PostgresqlFloor(const std::string& database);
 
-  /// @return the number of rows written
-  int Apply(const Json::Value& cameras, int zr);
+  /// @param messages  those to write with the cameras, each a list of slave, target, command and payload as texts
+  /// @return the number of cameras written
+  int Apply(const Json::Value& cameras, int zr, const Json::Value& messages = Json::arrayValue);
   /// Runs SQL. @return the first field of its first row
   std::string Execute(const std::string& sql);
   /// The same on a connection of its own.
