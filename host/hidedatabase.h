@@ -13,7 +13,8 @@ inline void HideDatabase(int argc, char** argv) {
     const std::string_view argument = argv[i];
     const std::size_t name = argument.find('=');
     const std::string_view option = argument.substr(0, name);
-    if (option != "--deliver" && (!option.starts_with("--") || !option.ends_with("database"))) continue;
+    const bool is_receiver = option == "--deliver" || option == "--publish-state";
+    if (!is_receiver && (!option.starts_with("--") || !option.ends_with("database"))) continue;
     const bool is_next = name == std::string_view::npos;
     if (is_next && i + 1 == argc) continue;
     char* const value = is_next ? argv[i + 1] : argv[i] + name + 1;

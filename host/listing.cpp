@@ -165,7 +165,9 @@ class Pages {
 std::span<const KindInfo> Host::Kinds() {
   static const std::vector<KindInfo> infos = [] {
     std::vector<KindInfo> all;
-    for (const host::Kind& kind : host::AllKinds()) all.push_back({kind.name, kind.columns, AllColumns(kind)});
+    for (const host::Kind& kind : host::AllKinds()) {
+      all.push_back({kind.name, kind.columns, AllColumns(kind), host::StatusColumn(kind) != nullptr});
+    }
     return all;
   }();
   return infos;

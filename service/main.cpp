@@ -10,6 +10,7 @@
 #include <exception>
 #include <iostream>
 
+#include "deliver/statepublisher.h"
 #include "hidedatabase.h"
 #include "listen.h"
 #include "log.h"
@@ -127,6 +128,9 @@ int Run(const Options& options) {
     log.Write(Level::Warning, "other users get into the data folder " + options.data_dir.string() +
                                   ", which holds passwords: give it the mode 0700");
   }
+  if (listeners.empty() && options.state) {
+    throw std::runtime_error("with --listen none no slave reports here: there is no state to publish");
+  }
   if (listeners.empty()) return DeliverOnly(options, host, log, signals);
   Service service(host, log, options.service);
   RequireProtection(listeners, service, options);
@@ -135,6 +139,13 @@ int Run(const Options& options) {
     log.Write(Level::Notice, "listening on " + listener.name + (tls == nullptr ? "" : " with TLS"));
   }
   auto delivery = std::make_unique<Delivery>(host, log, service.metrics(), options.delivery);
+  std::unique_ptr<StatePublisher> state;
+  if (options.state) {
+    state = std::make_unique<StatePublisher>(host, log, *options.state,
+                                             FleetSource{.contacts = [&service] { return service.contacts(); },
+                                                         .changes = [&service] { return service.changes(); },
+                                                         .count = [&host] { return host.CountByServer(); }});
+  }
   sd_notify(0, "READY=1");
   RunUntilSignal(
       signals, [&] { Reread(service, tls.get(), log); },
@@ -147,6 +158,7 @@ int Run(const Options& options) {
   server.StopListening();
   const bool is_done = service.Stop(options.drain_time);
   delivery.reset();
+  state.reset();
   if (is_done && server.WaitUntilSent(kSendTime)) return 0;
   if (is_done) return 0;  // clients that take no answer
   log.Write(Level::Error, "what waited could not be done in time; it was not answered");

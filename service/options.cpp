@@ -85,6 +85,18 @@ void AddDelivery(CLI::App& app, Options& options) {
          "mqtts://... or unix:PATH; may be given several times")
       ->type_name("TARGET=URL")
       ->allow_extra_args(false);
+  app.add_option_function<std::string>(
+         "--publish-state",
+         [&options](const std::string& url) {
+           try {
+             options.state = ParseStateRoute(url);
+           } catch (const std::invalid_argument& fault) {
+             throw CLI::ValidationError("--publish-state", fault.what());
+           }
+         },
+         "Publish the state of the slaves, as devices of the Homie convention, to mqtt://HOST[:PORT][/DOMAIN[/DEVICE]] "
+         "or mqtts://...")
+      ->type_name("URL");
   app.add_option_function<std::uint32_t>(
          "--keep-messages-for", [&options](std::uint32_t days) { options.delivery.keep_for = std::chrono::days(days); },
          "Delete messages for targets without --deliver that are older than so many days; default: never")

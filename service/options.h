@@ -3,6 +3,7 @@
 
 #include <chrono>
 #include <filesystem>
+#include <optional>
 #include <string>
 #include <variant>
 #include <vector>
@@ -27,6 +28,7 @@ struct Options {
   ServiceOptions service;
   ServerLimits server;
   DeliveryOptions delivery;
+  std::optional<DeliveryRoute> state;  ///< where it is published
 };
 
 /// Reads the command line and the configuration file. Help, the version and complaints are printed here.

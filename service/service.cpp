@@ -350,6 +350,7 @@ void Service::Applied(const Call& call, const qv::ChangeResult& result) {
     change["updated"] = kind.updated;
     change["removed"] = kind.removed;
   }
+  if (!data["changes"].empty()) ++changes_;
   if (result.failed_operations > 0) data["failed_operations"] = result.failed_operations;
   if (operation == Operation::Remove) {
     silence_.Forget(call.zr);

@@ -65,6 +65,9 @@ class Service {
   void Reread();
   bool wants_tokens() const;
   Metrics& metrics() { return metrics_; }
+  std::vector<Silence::Contact> contacts() const { return silence_.contacts(); }
+  /// How many documents and other requests have changed something.
+  std::uint64_t changes() const { return changes_; }
 
   /// From now on new work is refused; ends event streams. @return whether all that waited was done in time
   bool Stop(std::chrono::milliseconds limit);
@@ -103,6 +106,7 @@ class Service {
   std::atomic<int> under_way_ = 0;  ///< requests that are being carried out
   std::atomic<std::uint64_t> next_request_ = 1;
   std::atomic<std::size_t> connections_ = 0;
+  std::atomic<std::uint64_t> changes_ = 0;
   const std::string boot_;
   unsigned ticks_ = 0;
   std::mutex silence_mutex_;

@@ -34,6 +34,16 @@ std::vector<Silence::Fallen> Silence::Sweep(Clock::time_point now) {
   return fallen;
 }
 
+std::vector<Silence::Contact> Silence::contacts() const {
+  const std::lock_guard lock(mutex_);
+  std::vector<Contact> contacts;
+  contacts.reserve(slaves_.size());
+  for (const auto& [zr, slave] : slaves_) {
+    contacts.push_back({zr, slave.is_silent, slave.was_heard ? std::optional(slave.heard_at) : std::nullopt});
+  }
+  return contacts;
+}
+
 std::optional<Silence::WallTime> Silence::SinceWhen(int zr) const {
   const std::lock_guard lock(mutex_);
   const auto slave = slaves_.find(zr);

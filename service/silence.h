@@ -33,6 +33,14 @@ class Silence {
   /// Slaves that have fallen silent since the last call.
   std::vector<Fallen> Sweep(Clock::time_point now = Clock::now());
 
+  struct Contact {
+    int zr = 0;
+    bool is_silent = false;
+    std::optional<WallTime> last_heard;  ///< none: not by this process
+  };
+  /// All slaves.
+  std::vector<Contact> contacts() const;
+
   /// Since when the slave is silent; none: it is not.
   std::optional<WallTime> SinceWhen(int zr) const;
   /// When the slave was last heard of; none: not by this process.

@@ -214,6 +214,7 @@ struct KindInfo {
   std::string_view name;                  ///< "camera", "pos", "message" ...
   std::vector<std::string_view> columns;  ///< the most useful ones
   std::vector<std::string_view> all_columns;
+  bool has_state = false;  ///< servers report the state of such a device
 };
 
 struct ListQuery {

@@ -15,8 +15,6 @@ using std::chrono::milliseconds;
 constexpr std::size_t kWindow = 2000;
 constexpr milliseconds kLook{1000};       ///< between looks without a bell
 constexpr milliseconds kDeleteAfter{50};  ///< what was delivered, so that one commit serves many
-constexpr milliseconds kFirstPause{250};
-constexpr milliseconds kLongestPause{30'000};
 constexpr milliseconds kStopTime{2000};
 constexpr milliseconds kStopLook{10};
 constexpr int kTries = 3;  ///< of a message that its receiver refuses
@@ -36,6 +34,7 @@ Courier::Courier(qv::Host& host, Log& log, Metrics& metrics, std::string target,
       target_(std::move(target)),
       route_(route),
       outbox_(host),
+      outage_(log, "messages for " + target_),
       stop_event_(eventfd(0, EFD_CLOEXEC)),
       thread_([this] { Run(); }) {}
 
@@ -71,7 +70,7 @@ void Courier::Run() {
     }
     delivered_.clear();
     sent_.clear();
-    if (pause_.count() > 0) Rest(pause_);
+    if (outage_.pause().count() > 0) Rest(outage_.pause());
   }
 }
 
@@ -95,7 +94,7 @@ void Courier::Deliver(qv::OutboxClaim& claim, qv::OutboxBell& bell) {
     }
     if (may_be_more && !stop_at && sent_.size() <= kWindow / 2) {
       may_be_more = SendNext(*receiver);
-      if (sent_.empty()) TellEndOfOutage();
+      if (sent_.empty()) outage_.End();
     }
     if (Wait(*receiver, bell, stop_at ? kStopLook : kLook)) may_be_more = true;
     receiver->Work();
@@ -139,7 +138,7 @@ void Courier::SetAside(const Receipt& receipt) {
 void Courier::TakeReceipts(Receiver& receiver) {
   for (const Receipt& receipt : receiver.TakeReceipts()) {
     losses_ = 0;
-    TellEndOfOutage();
+    outage_.End();
     if (!receipt.refusal.empty()) {
       SetAside(receipt);
       continue;
@@ -175,20 +174,7 @@ void Courier::Rest(milliseconds time) const {
 }
 
 void Courier::TellOutage(const std::string& reason) {
-  if (pause_.count() == 0) {
-    outage_since_ = Clock::now();
-    metrics_.DeliveryFailed(target_);
-    log_.Write(Level::Warning, "messages for " + target_ + " cannot be delivered to " + reason);
-  }
-  pause_ = std::clamp(pause_ * 2, kFirstPause, kLongestPause);
-}
-
-void Courier::TellEndOfOutage() {
-  if (pause_.count() == 0) return;
-  pause_ = milliseconds(0);
-  const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(Clock::now() - outage_since_).count();
-  log_.Write(Level::Notice,
-             "messages for " + target_ + " are delivered again, after " + std::to_string(seconds) + " s");
+  if (outage_.Tell(reason)) metrics_.DeliveryFailed(target_);
 }
 
 }  // namespace qvcmsd

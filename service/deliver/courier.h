@@ -9,6 +9,7 @@
 #include <string>
 #include <thread>
 
+#include "deliver/outage.h"
 #include "deliver/receiver.h"
 #include "deliver/route.h"
 #include "log.h"
@@ -41,7 +42,6 @@ class Courier {
   bool Wait(const Receiver& receiver, qv::OutboxBell& bell, std::chrono::milliseconds limit) const;
   void Rest(std::chrono::milliseconds time) const;
   void TellOutage(const std::string& reason);
-  void TellEndOfOutage();
 
   qv::Host& host_;
   Log& log_;
@@ -56,8 +56,7 @@ class Courier {
   Clock::time_point retry_at_;           ///< those that were refused
   std::int64_t suspect_ = 0;             ///< message that the connection was lost with
   int losses_ = 0;                       ///< in a row; until it is delivered, it is sent alone
-  std::chrono::milliseconds pause_{0};   ///< after the last outage; 0: there is none
-  Clock::time_point outage_since_;
+  Outage outage_;
 
   std::atomic<bool> stopping_ = false;
   int stop_event_;  ///< becomes readable

@@ -7,6 +7,8 @@
 #include <stdexcept>
 #include <string_view>
 
+#include "deliver/homie.h"
+
 namespace qvcmsd {
 namespace {
 
@@ -100,18 +102,8 @@ void ReadBroker(std::string_view rest, DeliveryRoute& route) {
   ReadParameters(parameters, route);
 }
 
-}  // namespace
-
-std::string DeliveryRoute::Name() const {
-  if (scheme == Scheme::Unix) return "unix:" + path;
-  return (scheme == Scheme::Mqtts ? "mqtts://" : "mqtt://") + host + ':' + std::to_string(port);
-}
-
-DeliveryRoute ParseRoute(const std::string& text) {
-  std::string_view url = text;
+DeliveryRoute ReadUrl(std::string_view url) {
   DeliveryRoute route;
-  route.target = CutBefore(url, '=').value_or("");
-  if (route.target.empty()) Refuse("TARGET=URL is expected, such as msgd=mqtt://127.0.0.1 or *=unix:/run/msgd.sock");
   constexpr std::string_view kMqtt = "mqtt://";
   constexpr std::string_view kMqtts = "mqtts://";
   constexpr std::string_view kUnix = "unix:";
@@ -126,6 +118,29 @@ DeliveryRoute ParseRoute(const std::string& text) {
   } else {
     Refuse("the URL of a receiver begins with mqtt://, mqtts:// or unix:");
   }
+  return route;
+}
+
+}  // namespace
+
+std::string DeliveryRoute::Name() const {
+  if (scheme == Scheme::Unix) return "unix:" + path;
+  return (scheme == Scheme::Mqtts ? "mqtts://" : "mqtt://") + host + ':' + std::to_string(port);
+}
+
+DeliveryRoute ParseRoute(const std::string& text) {
+  std::string_view url = text;
+  const std::string target(CutBefore(url, '=').value_or(""));
+  if (target.empty()) Refuse("TARGET=URL is expected, such as msgd=mqtt://127.0.0.1 or *=unix:/run/msgd.sock");
+  DeliveryRoute route = ReadUrl(url);
+  route.target = target;
+  return route;
+}
+
+DeliveryRoute ParseStateRoute(const std::string& url) {
+  DeliveryRoute route = ReadUrl(url);
+  if (route.scheme == DeliveryRoute::Scheme::Unix) Refuse("the state goes to a broker: mqtt:// or mqtts://");
+  const HomieTopics topics(route.topics);  // refuses wrong ones
   return route;
 }
 

@@ -18,7 +18,7 @@ struct DeliveryRoute {
   int port = 0;
   std::string user;
   std::string password;
-  std::string topics = "qvcms";  ///< what every topic begins with
+  std::string topics;            ///< what every topic begins with; empty: the usual
   std::string authorities;       ///< file with certificates; empty: those of the system
   std::string certificate, key;  ///< files; empty: none is shown
 
@@ -28,5 +28,7 @@ struct DeliveryRoute {
 
 /// Throws `std::invalid_argument` with what is wrong, which repeats no password. Reads the file of a password.
 DeliveryRoute ParseRoute(const std::string& text);
+/// The same for the URL of a broker that the state goes to.
+DeliveryRoute ParseStateRoute(const std::string& url);
 
 }  // namespace qvcmsd
