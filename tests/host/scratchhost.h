@@ -8,19 +8,11 @@
 #include <memory>
 
 #include "support/hoststate.h"
-#include "support/testdatabase.h"
+#include "support/scratchfolder.h"
 
 struct HostApiTest : testing::Test {
-  HostApiTest() {
-    std::string name = (std::filesystem::temp_directory_path() / "qvhost-XXXXXX").string();
-    folder_ = mkdtemp(name.data());
-    support::UseReadyDatabase(folder_ / "data");
-  }
-  ~HostApiTest() override {
-    host_.reset();
-    support::ReturnDatabasesBelow(folder_);
-    std::filesystem::remove_all(folder_);
-  }
+  HostApiTest() { support::UseReadyDatabase(folder_ / "data"); }
+  ~HostApiTest() override { host_.reset(); }
 
   qv::HostOptions Options() const {
     return {.data_folder = folder_ / "data",
@@ -30,7 +22,8 @@ struct HostApiTest : testing::Test {
   qv::Host& Open(const qv::HostOptions& options) { return *(host_ = std::make_unique<qv::Host>(options)); }
   qv::Host& Open() { return Open(Options()); }
 
-  std::filesystem::path folder_;
+  const support::ScratchFolder scratch_;
+  const std::filesystem::path folder_ = scratch_.path();
   std::unique_ptr<qv::Host> host_;
 };
 

@@ -1,4 +1,4 @@
-/// What a test needs of the system: a folder of its own, processes of its own, and key files without others.
+/// What a test needs of the system besides a folder: processes of its own, and key files without others.
 #pragma once
 
 #include <fcntl.h>
@@ -7,36 +7,15 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <cstdlib>
 #include <filesystem>
 #include <stdexcept>
 #include <string>
 
 #include "files/descriptor.h"
 #include "rtspinfo.h"
-#include "testdatabase.h"
+#include "scratchfolder.h"
 
 namespace support {
-
-/// A new folder that goes with this object.
-class ScratchFolder {
- public:
-  ScratchFolder() {
-    std::string pattern = (std::filesystem::temp_directory_path() / "qvtest-XXXXXX").string();
-    if (mkdtemp(pattern.data()) == nullptr) throw std::runtime_error("no temporary folder");
-    path_ = pattern;
-  }
-  ~ScratchFolder() {
-    ReturnDatabasesBelow(path_);
-    std::filesystem::remove_all(path_);
-  }
-  ScratchFolder(const ScratchFolder&) = delete;
-  ScratchFolder& operator=(const ScratchFolder&) = delete;
-  const std::filesystem::path& path() const { return path_; }
-
- private:
-  std::filesystem::path path_;
-};
 
 /// Key files lie in the package's folder, which all tests share. A test that looks at them holds one of these, so that
 /// no other such test runs, and has servers with ids of its own, since others remove the servers 1 to 12 at any time.

@@ -90,8 +90,6 @@ FUNCTION(int, SendCmdToDaemon, (const std::string& daemon, int type, Section com
          daemon, type, command, reply, a)
 FUNCTION(int, SendCompoundCmd, (int zr, Json::Value& command, bool wait), zr, command, wait)
 FUNCTION(int, SetFileOwnerToQV, (const std::string& path, bool follow), path, follow)
-FUNCTION(int, SyncRelatedTableForCamDel, (const Camera& camera, bool notify), camera, notify)
-MEMBER(Camera::Delete, (bool notify) const, notify)
 MEMBER(FaceSetting::Delete, (bool must_exist) const, must_exist)
 MEMBER(TaviSetting::Delete, (bool must_exist) const, must_exist)
 MEMBER(IOModule::Save, (bool notify, bool settings), notify, settings)
@@ -130,13 +128,12 @@ TEST_F(Contract, OfSnapshots) {
           SaveSlaveInfoUpdate(SlaveZR(), Parse(document), 7);
         }
       }),
-      ElementsAre("CamGetList skipConfiguring false false", "Camera::Delete false", "FaceSetting::Delete false",
-                  "IOModule::Save false false", "IOModuleGetList skipConfiguring false false",
-                  "IPSpeaker::SetByJsonWithDBColKey true 0 false", "IPSpeaker::SetByJsonWithDBColKey true 1 false",
-                  "InitCamObjByJson false true false", "InitCamObjByJson true true false",
-                  "InitIOModuleByJson false true false", "InitIOModuleByJson true true false",
-                  "QVDB::Execute 0 false true true true", "SendCompoundCmd 7 false", "SyncRelatedTableForCamDel false",
-                  "TaviSetting::Delete false"));
+      ElementsAre("CamGetList skipConfiguring false false", "FaceSetting::Delete false", "IOModule::Save false false",
+                  "IOModuleGetList skipConfiguring false false", "IPSpeaker::SetByJsonWithDBColKey true 0 false",
+                  "IPSpeaker::SetByJsonWithDBColKey true 1 false", "InitCamObjByJson false true false",
+                  "InitCamObjByJson true true false", "InitIOModuleByJson false true false",
+                  "InitIOModuleByJson true true false", "QVDB::Execute 0 false true true true",
+                  "SendCompoundCmd 7 false", "TaviSetting::Delete false"));
 }
 
 TEST_F(Contract, OfAReport) {

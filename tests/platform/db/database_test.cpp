@@ -192,20 +192,6 @@ TEST_F(DatabaseTest, ACommandWaitsForAnotherWriterIfItIsToldTo) {
   other.join();
 }
 
-TEST_F(DatabaseTest, WrongUseIsReported) {
-  EXPECT_THROW(Open(root_ / "second", ItemOptions(root_ / "second")), std::logic_error)
-      << "one database is open already";
-  EXPECT_THROW(ThisThread().Prepare("DELETE FROM item").Next(), std::logic_error) << "not without the writer lock";
-  {
-    AllOrNothing step;
-    step.Keep();
-    EXPECT_THROW(step.Keep(), std::logic_error);
-  }
-  UnitOfWork unit;
-  unit.Commit();
-  EXPECT_THROW(unit.Commit(), std::logic_error);
-}
-
 TEST_F(DatabaseTest, AnErrorNamesTheStatementButNoValue) {
   Insert("secret-key");
   const auto no_value = Not(HasSubstr("secret-key"));

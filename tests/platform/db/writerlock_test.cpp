@@ -18,17 +18,6 @@ struct WriterLockTest : testing::Test {
   WriterLock lock_{folder_.path()};
 };
 
-TEST_F(WriterLockTest, OneProcessExcludesTheOthersUntilItReleases) {
-  WriterLock of_another_process(folder_.path());
-  ASSERT_TRUE(lock_.Acquire(0s));
-  EXPECT_FALSE(of_another_process.Acquire(20ms));
-  lock_.Release();
-  EXPECT_TRUE(of_another_process.Acquire(0s));
-  EXPECT_FALSE(lock_.Acquire(20ms));
-  of_another_process.Release();
-  EXPECT_TRUE(lock_.Acquire(0s)) << "a thread that gave up waiting left nothing behind";
-}
-
 TEST_F(WriterLockTest, AThreadThatWaitsComesBeforeOneThatReleasesAndAsksAgain) {
   ASSERT_TRUE(lock_.Acquire(0s));
   std::binary_semaphore asks(0);

@@ -15,6 +15,7 @@ namespace {
 
 using qv::json::DocumentError;
 using qv::json::ReadDocument;
+using qv::json::Written;
 
 Json::Value Parse(const std::string& text) { return ReadDocument(text, {}); }
 
@@ -116,7 +117,18 @@ TEST(CheckEqual, ComparesWhatTheDatabaseKeeps) {
     for (const Json::Value& pair : *pairs) {
       EXPECT_EQ(QVJson::CheckEqual(pair[0], pair[1]), pairs == &equal) << JsonWrite(pair, true);
       EXPECT_EQ(QVJson::CheckEqual(pair[1], pair[0]), pairs == &equal) << JsonWrite(pair, true);
+      EXPECT_NE(qv::json::CompareWritten(pair[0], JsonWrite(pair[1], true)),
+                pairs == &equal ? Written::Differs : Written::Same)
+          << JsonWrite(pair, true);
     }
+  }
+}
+
+TEST(CompareWritten, IsSureOfWhatIsWrittenInOneWayOnly) {
+  const Json::Value value = Parse(R"({"a":[1,-2,"x",true,null,0.5],"b":{},"c":[]})");
+  EXPECT_EQ(qv::json::CompareWritten(value, JsonWrite(value, true)), Written::Same);
+  for (const char* const text : {R"({"a":[1,-3,"x",true,null,0.5],"b":{},"c":[]})", R"({"a":[1,-2,"y"]})"}) {
+    EXPECT_EQ(qv::json::CompareWritten(value, text), Written::Differs) << text;
   }
 }
 
@@ -125,26 +137,6 @@ TEST(JsonWrite, ReadsBackAsTheSameValueOfTheSameType) {
       "numbers":[0,-1,18446744073709551615,-9223372036854775808,1.0,-0.0,0.1,1e300,5e-324,123456789012.5],
       "text":"\u0001\b\f\n\r\t\"\\/\u007F Tür 🚪"})");
   for (const bool compact : {true, false}) EXPECT_EQ(Parse(JsonWrite(value, compact)), value);
-}
-
-TEST(CompareWritten, IsSureOnlyWhereReadingTheTextWouldTellTheSame) {
-  Json::Value with_gap(Json::arrayValue);
-  with_gap[1] = 2;
-  const std::tuple<Json::Value, const char*, qv::json::Written> cases[] = {
-      {Parse(R"({"a":[1,-2,"x",true,null,0.5],"b":{},"c":[]})"), R"({"a":[1,-2,"x",true,null,0.5],"b":{},"c":[]})",
-       qv::json::Written::Same},
-      {Parse(R"({"a":[1,2]})"), R"({"a":[1,3]})", qv::json::Written::Differs},
-      {Parse(R"({"a":"x","b":1})"), R"({"a":"y","b":1})", qv::json::Written::Differs},
-      {Parse("[1]"), "[1.0]", qv::json::Written::Unclear},
-      {Parse("12"), "123", qv::json::Written::Differs},
-      {Parse(R"(["say \"x\""])"), R"(["say \"x\""])", qv::json::Written::Unclear},
-      {Parse(R"({"a":1})"), R"({"a":1,"b":null})", qv::json::Written::Unclear},
-      {Parse(R"({"a":1,"b":null})"), R"({"a":1})", qv::json::Written::Unclear},
-      {with_gap, "[null,2]", qv::json::Written::Unclear},
-      {Parse(R"("x")"), R"("x)", qv::json::Written::Unclear},
-      {Parse("[1]"), "[1]]", qv::json::Written::Unclear},
-  };
-  for (const auto& [value, text, expected] : cases) EXPECT_EQ(qv::json::CompareWritten(value, text), expected) << text;
 }
 
 TEST(WhyNotStorable, TellsWhatWouldNotReadBackEqual) {

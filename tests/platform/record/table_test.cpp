@@ -36,6 +36,7 @@ struct TableTest : support::HostTest {
     }
     Sql("CREATE TABLE gadget (" + columns + ")");
   }
+  ~TableTest() override { Sql("DROP TABLE gadget"); }
 
   bool Apply(Gadget& gadget, const std::string& entry) const { return gadgets_.Apply(gadget, Parse(entry)); }
   bool Differs(const Gadget& gadget, const std::string& entry) const { return gadgets_.Differs(gadget, Parse(entry)); }
