@@ -49,6 +49,6 @@ class CamStsInfo {
   std::array<std::optional<std::string>, kProfileCount> profiles_;
 };
 
-/// Writes the records to the slave's cameras, all in one statement; of two for one camera, the later one.
+/// Writes the records to the slave's cameras, all or none; of two for one camera, the later one.
 /// @return 0 on success, -1 on failure (nothing is written then)
 int BatUpdateCam(int zrId, std::list<CamStsInfo>& changed);

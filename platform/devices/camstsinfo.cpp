@@ -1,11 +1,19 @@
 #include "camstsinfo.h"
 
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <array>
+#include <bit>
+#include <map>
+#include <span>
+#include <vector>
+
 #include "camera.h"
 #include "db/database.h"
 #include "devices/tables.h"
 #include "json/storable.h"
 #include "log/message.h"
-#include "qvdb.h"
 #include "qvjson.h"
 #include "record/attempt.h"
 #include "record/fieldvalue.h"
@@ -22,15 +30,37 @@ std::optional<int> ReportedInt(const Json::Value& value) {
   return value.asInt();
 }
 
-/// The camera as a row of values: id, status, live profile, profile texts. The values stand in the text, not in
-/// parameters, of which a statement has far fewer than a slave may have cameras.
-std::string ValuesRow(const CamStsInfo& info) {
-  std::string row = '(' + std::to_string(info.GetId()) + ',' + std::to_string(info.GetStatus()) + ',' +
-                    std::to_string(info.GetLiveProfileNumber());
-  for (std::size_t i = 0; i < CamStsInfo::kProfileCount; ++i) {
-    row += ',' + QVDB::QuoteEscape(info.GetStreamProfile(static_cast<int>(i)));
+/// Cameras that one statement writes at most: the time to prepare it grows by the square of their number.
+constexpr std::size_t kMostRows = 64;
+
+/// The statement that writes so many cameras of a server: their ids, status, live profiles and stream profiles.
+std::string UpdateOf(std::size_t count) {
+  std::string rows = "(CAST($1 AS BIGINT),CAST($2 AS BIGINT),CAST($3 AS BIGINT),$4,$5,$6)";
+  for (std::size_t row = 1; row < count; ++row) {
+    const std::size_t first = 6 * row + 1;
+    rows += fmt::format(",(${},${},${},${},${},${})", first, first + 1, first + 2, first + 3, first + 4, first + 5);
   }
-  return row + ')';
+  return "UPDATE camera SET status=column2,live_profile=column3,stream_profile1=column4,stream_profile2=column5,"
+         "stream_profile3=column6 FROM (VALUES " +
+         rows + ") AS reported WHERE id=column1 AND owner_zr_id=$" + std::to_string(6 * count + 1);
+}
+
+void Bind(db::Query& query, const CamStsInfo& info) {
+  query.Bind(info.GetId()).Bind(info.GetStatus()).Bind(info.GetLiveProfileNumber());
+  for (int i = 0; i < static_cast<int>(CamStsInfo::kProfileCount); ++i) query.Bind(info.GetStreamProfile(i));
+}
+
+/// Writes these cameras, at most `kMostRows`. Similar numbers share one prepared statement: the number goes up to the
+/// next power of two, and the last camera stands for the rest.
+void Update(int zr, std::span<const CamStsInfo* const> cameras) {
+  static const std::array updates = {UpdateOf(1),  UpdateOf(2),  UpdateOf(4),        UpdateOf(8),
+                                     UpdateOf(16), UpdateOf(32), UpdateOf(kMostRows)};
+  const std::size_t count = std::bit_ceil(cameras.size());
+  db::Query query = db::ThisThread().Prepare(updates.at(static_cast<std::size_t>(std::countr_zero(count))));
+  for (std::size_t i = 0; i < count; ++i) Bind(query, *cameras[std::min(i, cameras.size() - 1)]);
+  query.Bind(zr).RunLater([](const db::Written& written) {
+    db::CountChange(devices::CameraTable().name(), db::Change::Updated, written.rows);
+  });
 }
 
 }  // namespace
@@ -88,16 +118,16 @@ std::string CamStsInfo::toString() const {
 int BatUpdateCam(int zrId, std::list<CamStsInfo>& changed) {
   std::map<int, const CamStsInfo*> last_of_each;
   for (const CamStsInfo& info : changed) last_of_each[info.GetId()] = &info;
-  std::string rows;
-  for (const auto& [id, info] : last_of_each) rows += (rows.empty() ? "" : ",") + ValuesRow(*info);
-  if (rows.empty()) return 0;
+  std::vector<const CamStsInfo*> cameras;
+  for (const auto& [id, info] : last_of_each) cameras.push_back(info);
+  if (cameras.empty()) return 0;
   return record::Attempt("Failed to update the status of the cameras of server [{}]", zrId, [&] {
-    db::ThisThread().ExecuteLater(
-        "UPDATE camera SET status=column2,live_profile=column3,stream_profile1=column4,stream_profile2=column5,"
-        "stream_profile3=column6 FROM (VALUES " +
-            rows + ") AS reported WHERE id=column1 AND owner_zr_id=" + std::to_string(zrId),
-        [](const db::Written& written) {
-          db::CountChange(devices::CameraTable().name(), db::Change::Updated, written.rows);
-        });
+    db::AllOrNothing whole;
+    for (std::span<const CamStsInfo* const> rest = cameras; !rest.empty();) {
+      const std::size_t count = std::min(rest.size(), kMostRows);
+      Update(zrId, rest.first(count));
+      rest = rest.subspan(count);
+    }
+    whole.Keep();
   });
 }
