@@ -122,8 +122,6 @@ class Session {
   /// Runs a text of several statements without parameters; all or nothing. `rows`, when given, receives the rows of the
   /// last one that has columns. @return how many rows the last one changed. Throws `Error`.
   std::int64_t Execute(const std::string& text, TextRows* rows = nullptr);
-  /// The same for statements that write, as `Query::RunLater` does it.
-  void ExecuteLater(const std::string& text, TakeWritten take = nullptr);
   Connection& connection();
 
   /// What this session asked of its connection so far.

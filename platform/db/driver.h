@@ -146,12 +146,8 @@ class Connection {
   /// that has columns. @return how many rows the last one changed. Throws `Error`; the statements before the one that
   /// failed are not taken back.
   virtual std::int64_t RunText(const std::string& text, TextRows* rows) = 0;
-  /// The same for statements that write, as `Statement::RunLater` does it.
-  // NOLINTNEXTLINE(performance-unnecessary-value-param): as above
-  virtual void RunTextLater(const std::string& text, TakeWritten take) {
-    const Written written{.rows = RunText(text, nullptr), .id = {}};
-    if (take) take(written);
-  }
+  /// The same for statements that write, without waiting for them where statements are sent ahead.
+  virtual void RunTextLater(const std::string& text) { RunText(text, nullptr); }
 
   /// Begins a writing transaction when it is its turn. Throws `Error` (Busy) when that is not within `limit`.
   virtual void Begin(const Scope& scope, std::chrono::milliseconds limit) = 0;

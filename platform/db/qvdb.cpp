@@ -48,7 +48,7 @@ void Run(const std::string& sql, AllOrNothing::Wait wait, bool keep, TextRows* r
   qv::db::Session& session = qv::db::ThisThread();
   if (!IsLoneQuery(sql)) {
     AllOrNothing step(session, wait);
-    result == nullptr ? session.connection().RunTextLater(sql, nullptr) : void(RunText(session, sql, result));
+    result == nullptr ? session.connection().RunTextLater(sql) : void(RunText(session, sql, result));
     step.Keep();
   } else if (keep) {
     Query query = session.Prepare(sql);

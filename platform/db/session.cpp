@@ -73,14 +73,6 @@ std::int64_t Session::Execute(const std::string& text, TextRows* rows) {
   return changed;
 }
 
-void Session::ExecuteLater(const std::string& text, TakeWritten take) {
-  AllOrNothing step(*this);
-  state_->CheckNotLost();
-  ++state_->statistics.executed;
-  state_->connection->RunTextLater(text, std::move(take));
-  step.Keep();
-}
-
 std::int64_t RunText(Session& session, const std::string& text, TextRows* rows) {
   Session::State& state = session.state();
   state.CheckNotLost();

@@ -122,14 +122,10 @@ class PostgresqlConnection final : public Connection, public Executor {
     });
     return changed;
   }
-  void RunTextLater(const std::string& text, TakeWritten take) override {
+  void RunTextLater(const std::string& text) override {
     const auto send = [&] {
       std::string_view rest = text;
-      std::string_view sql = TakeStatement(rest);
-      for (std::string_view next; !(next = TakeStatement(rest)).empty(); sql = next) pipeline_.Run(std::string(sql));
-      pipeline_.Run(std::string(sql), [take = std::move(take)](const Result& result) {
-        if (take) take(ReadWritten(result));
-      });
+      for (std::string_view sql; !(sql = TakeStatement(rest)).empty();) pipeline_.Run(std::string(sql));
     };
     if (!SendAhead(send)) Execute(send);
   }
