@@ -151,7 +151,10 @@ Response ProblemWith(int status, std::string_view code, const std::string& detai
   members["status"] = status;
   members["detail"] = detail;
   members["code"] = std::string(code);
-  Response response{.status = status, .type = "application/problem+json", .body = qv::ToJson(members, false) + '\n'};
+  Response response{.status = status,
+                    .type = "application/problem+json",
+                    .body = qv::ToJson(members, false) + '\n',
+                    .code = std::string(code)};
   if (status == 503) response.headers.emplace_back("Retry-After", "1");
   if (status == 401) response.headers.emplace_back("WWW-Authenticate", "Bearer");
   return response;

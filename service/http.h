@@ -56,6 +56,7 @@ struct Response {
   std::string body = {};
   std::vector<std::pair<std::string, std::string>> headers = {};
   std::shared_ptr<Stream> stream = nullptr;  ///< in place of the body
+  std::string code = {};                     ///< of a problem; empty: there is none
 };
 
 /// Takes the answer to a request, once, from any thread.

@@ -20,12 +20,11 @@ thread_local std::string_view request_id;
 
 struct LevelName {
   std::string_view name;
-  int severity;
   int priority;  ///< for a journal
 };
 
-constexpr LevelName kLevels[] = {{"FATAL", 0, 2}, {"ERR", 1, 3},   {"WARN", 2, 4}, {"NOTICE", 3, 5},
-                                 {"INFO", 4, 6},  {"DEBUG", 5, 7}, {"-", 1, 5}};
+/// Those that the service writes itself stand at the places of their numbers.
+constexpr LevelName kLevels[] = {{"FATAL", 2}, {"ERR", 3}, {"WARN", 4}, {"NOTICE", 5}, {"INFO", 6}, {"-", 5}};
 
 int PriorityOf(std::string_view level) {
   const auto* const found =

@@ -107,19 +107,18 @@ std::string Metrics::Text(const Now& now) {
     devices_.Add({{"kind", devices.kind}, {"status", std::to_string(devices.status)}})
         .Set(static_cast<double>(devices.count));
   }
-  std::set<std::string> gone;
-  gone.swap(targets_);
   const auto set = [&](const qv::Statistics::Waiting& target) {
     const auto age = target.count == 0 ? std::chrono::system_clock::duration::zero()
                                        : std::chrono::system_clock::now() - target.oldest;
     messages_.Add({{"target", target.target}}).Set(static_cast<double>(target.count));
     message_age_.Add({{"target", target.target}}).Set(std::chrono::duration<double>(age).count());
     set_aside_.Add({{"target", target.target}}).Set(static_cast<double>(target.set_aside));
-    targets_.insert(target.target);
-    gone.erase(target.target);
   };
-  for (const qv::Statistics::Waiting& target : now.host.messages) set(target);
-  for (const std::string& target : std::set<std::string>(gone)) set({.target = target, .oldest = {}});
+  for (const std::string& target : targets_) set({.target = target, .oldest = {}});
+  for (const qv::Statistics::Waiting& target : now.host.messages) {
+    set(target);
+    targets_.insert(target.target);
+  }
   database_bytes_.Set(static_cast<double>(now.host.database_bytes));
   watchers_.Set(static_cast<double>(now.watchers));
   connections_.Set(static_cast<double>(now.connections));

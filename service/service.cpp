@@ -63,12 +63,10 @@ std::optional<Response> FaultInParameters(const Route& route, const Target& targ
   return std::nullopt;
 }
 
-std::string CodeOf(const Response& response) {
-  if (response.status < 400) return "applied";
-  const std::size_t begin = response.body.find("\"code\"");
-  const std::size_t quote = begin == std::string::npos ? begin : response.body.find('"', begin + 6);
-  if (quote == std::string::npos) return "failed";
-  return response.body.substr(quote + 1, response.body.find('"', quote + 1) - quote - 1);
+/// The slave in the path, 0 if the route has none there. None: it is no number from 1 on.
+std::optional<int> SlaveIn(const Match& match) {
+  if (match.route == nullptr || match.route->path.find("{zr}") == std::string_view::npos) return 0;
+  return NumberOf<int>(match.values.front(), 1, INT_MAX);
 }
 
 }  // namespace
@@ -80,8 +78,7 @@ Service::Service(qv::Host& host, Log& log, const ServiceOptions& options)
       silence_(options.silent_after),
       tokens_(std::make_shared<qv::Tokens>(options.data_folder)),
       tokens_time_(TokensTime()),
-      boot_(qv::ToJson(
-          Json::Value(Json::UInt64(std::chrono::system_clock::now().time_since_epoch().count() & 0xffffff)))),
+      boot_(std::to_string(std::chrono::system_clock::now().time_since_epoch().count() & 0xffffff)),
       statistics_([&host] { return host.Statistics(); }),
       counts_([&host] { return host.CountByServer(); }),
       pipeline_(host, options.pipeline),
@@ -133,10 +130,10 @@ std::unique_ptr<Call> Service::Begin(Request& request, Response& refusal) {
   if (auto target = ParseTarget(request.target)) {
     call->target = std::move(*target);
     call->match = FindRoute(request.method, call->target);
-    if (call->match.route != nullptr && call->match.route->path.find("{zr}") != std::string_view::npos) {
-      call->zr = NumberOf<int>(call->match.values.front(), 1, INT_MAX).value_or(0);
-    }
-    problem = WhyRefused(request, call->target, call->match);
+    const std::optional<int> zr = SlaveIn(call->match);
+    call->zr = zr.value_or(0);
+    problem = zr ? WhyRefused(request, call->target, call->match, *zr)
+                 : Problem(404, "not-found", "a slave's id is a number, 1 or more");
   } else {
     problem = Problem(400, "bad-request", "the address cannot be read");
   }
@@ -158,18 +155,12 @@ std::unique_ptr<Call> Service::Begin(Request& request, Response& refusal) {
   return call;
 }
 
-std::optional<Response> Service::WhyRefused(const Request& request, const Target& target, const Match& match) {
+std::optional<Response> Service::WhyRefused(const Request& request, const Target& target, const Match& match, int zr) {
   if (match.route == nullptr) {
     if (match.allowed.empty()) return Problem(404, "not-found", "there is nothing at this address");
     Response response = Problem(405, "method-not-allowed", "the methods of this address are " + match.allowed);
     response.headers.emplace_back("Allow", match.allowed);
     return response;
-  }
-  int zr = 0;
-  if (match.route->path.find("{zr}") != std::string_view::npos) {
-    const auto number = NumberOf<int>(match.values.front(), 1, INT_MAX);
-    if (!number) return Problem(404, "not-found", "a slave's id is a number, 1 or more");
-    zr = *number;
   }
   if (auto problem = WhyNotAllowed(request, match.route->need, zr)) return problem;
   if (auto problem = FaultInParameters(*match.route, target)) return problem;
@@ -232,7 +223,7 @@ void Service::Tell(const Call& call, const Response& response) {
   const Route* const route = call.match.route;
   metrics_.Request(call.request.method, route == nullptr ? "" : route->path, response.status);
   if (route != nullptr && route->body == Body::Document) {
-    metrics_.Document(route->path.substr(route->path.rfind('/') + 1), CodeOf(response),
+    metrics_.Document(route->path.substr(route->path.rfind('/') + 1), response.code.empty() ? "applied" : response.code,
                       std::chrono::steady_clock::now() - call.received);
   }
   if (response.status < 400) return;
@@ -241,8 +232,7 @@ void Service::Tell(const Call& call, const Response& response) {
   // The path alone: what is behind it may hold what nobody should read.
   log_.Write(is_ours ? Level::Warning : Level::Info, call.request.peer + ' ' + call.request.method + ' ' +
                                                          call.request.target.substr(0, call.request.target.find('?')) +
-                                                         ' ' + std::to_string(response.status) + ' ' +
-                                                         CodeOf(response));
+                                                         ' ' + std::to_string(response.status) + ' ' + response.code);
 }
 
 Response Service::Refuse(const Call& call, Response response) {

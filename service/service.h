@@ -74,7 +74,7 @@ class Service {
 
  private:
   friend class HostWork;
-  std::optional<Response> WhyRefused(const Request& request, const Target& target, const Match& match);
+  std::optional<Response> WhyRefused(const Request& request, const Target& target, const Match& match, int zr);
   std::optional<Response> WhyNotAllowed(const Request& request, Need need, int zr) const;
   /// Finds out what the client may do. @return why it is not let in at all
   std::optional<Response> WhoAsks(const Request& request, qv::Scope& scope) const;
@@ -107,7 +107,7 @@ class Service {
   std::atomic<std::uint64_t> next_request_ = 1;
   std::atomic<std::size_t> connections_ = 0;
   std::atomic<std::uint64_t> changes_ = 0;
-  const std::string boot_;
+  const std::string boot_;  ///< tells names of requests of this process from those of an earlier one
   unsigned ticks_ = 0;
   std::mutex silence_mutex_;
   std::vector<qv::SilenceChange> silence_changes_;  ///< of which no message tells yet
