@@ -11,7 +11,7 @@
 #include <iostream>
 
 #include "deliver/statepublisher.h"
-#include "hidedatabase.h"
+#include "hidepasswords.h"
 #include "listen.h"
 #include "log.h"
 #include "options.h"
@@ -173,7 +173,7 @@ int Run(const Options& options) {
 int main(int argc, char** argv) {
   try {
     const std::variant<qvcmsd::Options, int> parsed = qvcmsd::ParseOptions(argc, argv);
-    qv::HideDatabase(argc, argv);
+    qv::HidePasswords(argc, argv);
     if (const int* status = std::get_if<int>(&parsed)) return *status;
     return qvcmsd::Run(std::get<qvcmsd::Options>(parsed));
   } catch (const std::exception& error) {

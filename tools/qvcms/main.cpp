@@ -9,7 +9,7 @@
 
 #include "commands.h"
 #include "exitcodes.h"
-#include "hidedatabase.h"
+#include "hidepasswords.h"
 #include "options.h"
 #include "output.h"
 
@@ -45,7 +45,7 @@ int main(int argc, char** argv) {
   sigaction(SIGPIPE, &ignore, nullptr);
   try {
     const std::variant<qvcms::Options, int> parsed = qvcms::ParseOptions(argc, argv);
-    qv::HideDatabase(argc, argv);
+    qv::HidePasswords(argc, argv);
     if (const int* status = std::get_if<int>(&parsed)) return *status;
     return RunCommand(std::get<qvcms::Options>(parsed));
   } catch (const std::exception& error) {

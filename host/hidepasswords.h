@@ -1,4 +1,4 @@
-/// For programs whose command line names a database, or a receiver of messages.
+/// For programs whose command line may hold a password.
 #pragma once
 
 #include <cstring>
@@ -6,9 +6,10 @@
 
 namespace qv {
 
-/// Overwrites the URI of a database, and that of a receiver, in the list of processes: it may hold a password. Call it
-/// once the options are read.
-inline void HideDatabase(int argc, char** argv) {
+/// Overwrites what the list of processes shows of options whose values may hold a password: the URI of a database
+/// (`--database`, `--from-database`) and that of a receiver (`--deliver`, `--publish-state`). Call it once the options are
+/// read.
+inline void HidePasswords(int argc, char** argv) {
   for (int i = 1; i < argc; ++i) {
     const std::string_view argument = argv[i];
     const std::size_t name = argument.find('=');
