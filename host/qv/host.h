@@ -16,10 +16,10 @@
 /// Do not use a host in a child process after fork().
 ///
 /// Threads: all member functions of `Host` are thread-safe, except the destructor. Calls that write run one after the
-/// other, also across processes. Each of them is a unit of work: all of its changes are stored or none. Calls that read
-/// do not wait; they see whole units of work. Each calling thread has its own connection to the database, which closes
-/// when the thread ends: use a pool of threads rather than a thread per call. A `Document` needs no host; threads may
-/// share it.
+/// other, also across processes; with PostgreSQL those for different servers run at the same time. Each of them is a
+/// unit of work: all of its changes are stored or none. Calls that read do not wait; they see whole units of work. Each
+/// calling thread has its own connection to the database, which closes when the thread ends: use a pool of threads
+/// rather than a thread per call. A `Document` needs no host; threads may share it.
 ///
 /// Errors: a call that fails throws a `Refusal`. Nothing is applied then, except that the file with a server's stream
 /// keys (RTSP) may have changed. Apart from that, calls throw `std::bad_alloc`, and what a callback throws;
