@@ -218,8 +218,12 @@ TEST_F(ToolTest, HandsMessagesToAScriptAndTakesThemOutOnceTheyAreWritten) {
   EXPECT_EQ(Run("messages --target hostd --ack >/dev/full").status, 1);
   EXPECT_EQ(lines(Run("messages --target hostd --ack").out), 2) << "what could not be written is still there";
   EXPECT_EQ(Run("messages --target hostd").out, "");
-
+  ASSERT_EQ(Run("pair 7 document").status, 0);
   const std::string program = "'" QVCMS_PATH "' --data-dir data ";
+  const std::string left = "messages --target hostd --ack --follow; echo \\$? >&2; } | :\"";
+  EXPECT_EQ(Shell("sh -c \"{ timeout 5 " + program + left).err, "0\n") << "the reader has left";
+  EXPECT_EQ(lines(Run("messages --target hostd --ack").out), 2);
+
   const Result followed = Shell(
       "sh -c \"" + program + "messages --target hostd --ack --follow >followed & sleep 0.3; " + program +
       "messages --target hostd --ack; " + program + "pair 7 document >/dev/null; sleep 0.3; kill \\$!; cat followed\"");

@@ -27,11 +27,12 @@ void Wait(qv::OutboxBell& bell) {
   if (poll(&ring, 1, 1000) > 0) bell.Clear();
 }
 
-/// Prints and deletes batch by batch. @return when the reader has left, or all are taken
-void Take(qv::Outbox& outbox, const qv::MessageQuery& query) {
+/// Prints and deletes batch by batch. @return whether somebody reads it
+bool Take(qv::Outbox& outbox, const qv::MessageQuery& query) {
   for (;;) {
     const std::vector<qv::Message> batch = outbox.Read(query);
-    if (batch.empty() || !Print(LinesOf(batch))) return;
+    if (batch.empty()) return true;
+    if (!Print(LinesOf(batch))) return false;
     std::vector<std::int64_t> ids;
     ids.reserve(batch.size());
     for (const qv::Message& message : batch) ids.push_back(message.id);
@@ -87,12 +88,8 @@ int Run(const GlobalOptions& global, const MessagesOptions& options) {
   std::optional<qv::OutboxBell> bell;
   if (options.follow) bell.emplace(host);
   for (Printed printed;;) {
-    if (options.ack) {
-      Take(outbox, query);
-    } else if (!Show(outbox, query, printed)) {
-      return kDone;
-    }
-    if (!bell) return kDone;
+    const bool is_read = options.ack ? Take(outbox, query) : Show(outbox, query, printed);
+    if (!is_read || !bell) return kDone;
     Wait(*bell);
   }
 }
