@@ -80,14 +80,6 @@ TEST_F(RefusedWriteTest, OfAReportTheRestIsApplied) {
   EXPECT_THAT(Rows("SELECT cam_count FROM server"), testing::ElementsAre("3"));
 }
 
-TEST_F(RefusedWriteTest, OfARefusedDocumentItIsLoggedToo) {
-  host_->Pair(8, Snapshot(12, "A"));
-  Refuse("DELETE", "camera", "OLD.id_on_rec_server=2");
-  EXPECT_THAT(RefusalOf([&] { host_->Update(8, Snapshot(1, "A")); }),
-              testing::StartsWith("too-many-removals: the document would remove 10 of 12 camera"));
-  EXPECT_THAT(told_, testing::Contains(testing::StartsWith("ERR Failed to delete camera [5]: DELETE FROM camera")));
-}
-
 TEST_F(RefusedWriteTest, TogetherWithOthersItAloneFails) {
   Refuse("INSERT", "camera", "NEW.owner_zr_id=8");
   std::vector<std::function<void()>> calls;

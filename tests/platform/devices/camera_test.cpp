@@ -26,34 +26,6 @@ TEST_F(CameraTest, PairingAgainBringsTheSameRowsUpToDate) {
               ElementsAre("failed to import the cameras of server [7]"));
 }
 
-TEST_F(CameraTest, ListsWhatTheRuleMeans) {
-  Sql("INSERT INTO camera (owner_zr_id,name,enabled,vendor,ptz_capability,device_status_flags) VALUES"
-      "(0,'Gate',1,'Acme',7,0),(7,'Gate 2',0,'Acme',1,0),(7,'Yard',1,'Bolt',0,32),(8,'Hall',1,'Acme',4,4)");
-  const struct {
-    const char* rule;
-    std::function<void(CamFilterRule&)> set;
-    std::vector<int> listed;
-  } cases[] = {
-      {"all of them", [](auto&) {}, {1, 2, 3, 4}},
-      {"without those that are being configured", [](auto& rule) { rule.skipConfiguring = true; }, {1, 2, 4}},
-      {"with these abilities to move", [](auto& rule) { rule.ptzCapability = 5; }, {1}},
-      {"of a server", [](auto& rule) { rule.ownerZrId = 7; }, {2, 3}},
-  };
-  for (const auto& [label, set, listed] : cases) {
-    CamFilterRule rule;
-    rule.skipConfiguring = false;
-    set(rule);
-    int total = 0;
-    std::vector<int> ids;
-    for (const Camera& camera : CamGetList(rule, total, true)) ids.push_back(camera.GetId());
-    EXPECT_EQ(ids, listed) << label;
-  }
-  Sql("INSERT INTO setting (name,text) VALUES ('cms_identity','rec-server')");
-  CamFilterRule rule;
-  int total = 0;
-  EXPECT_EQ(CamGetList(rule, total, true).size(), 1U) << "a server that is no CMS host lists its own";
-}
-
 TEST_F(CameraTest, WhatRefersToItGoesWithIt) {
   Camera camera;
   camera.Save();

@@ -38,15 +38,6 @@ TEST_F(Importers, ASectionIsReplacedAllOrNothingAndTiedToItsDevices) {
   EXPECT_THAT(Rows("SELECT id FROM camera_detection_setting"), IsEmpty());
 }
 
-TEST_F(Importers, PairedModulesAreToldInOneMessageIfAsked) {
-  const Json::Value section = Parse(R"([{"id":1,"status":3},{"id":2},17])");
-  EXPECT_THAT(Journal([&] { EXPECT_EQ(SaveIOModuleFromRecServer(7, section, true), 0); }),
-              ElementsAre("insert iomodule 1", "insert iomodule 2",
-                          R"(message 0 msgd iomodule-update {"ids":[1,2],"settings":true,"type":0})"));
-  Sql("UPDATE iomodule SET status_on_rec_server=5");
-  EXPECT_THAT(Journal([&] { EXPECT_EQ(SaveIOModuleFromRecServer(7, section, false), 0); }), IsEmpty());
-}
-
 TEST_F(Importers, PairingsAreTiedToModulesAndCamerasAndGoWithTheModule) {
   Sql("INSERT INTO camera (id,owner_zr_id,id_on_rec_server) VALUES (40,7,3);"
       "INSERT INTO iomodule (id,owner_zr_id,id_on_rec_server) VALUES (1,8,2),(2,7,1),(3,7,2)");

@@ -1,8 +1,4 @@
-#include <fcntl.h>
-#include <sys/file.h>
-
 #include <fstream>
-#include <thread>
 
 #include "iomodule.h"
 #include "shm/devicecachefile.h"
@@ -101,20 +97,6 @@ TEST_F(DeviceCache, OfAnotherLayoutIsLeftAlone) {
   EXPECT_EQ(support::ReadWholeFile(path()), other);
 }
 
-TEST_F(DeviceCache, WritersThatWaitForADamagedFileUseTheNewOne) {
-  std::ofstream(path()) << "text";
-  const qv::files::FileDescriptor damaged(open(path().c_str(), O_RDWR));
-  ASSERT_EQ(flock(damaged.get(), LOCK_EX), 0);
-  std::vector<pid_t> writers;
-  for (const int id : {1, 2, 3}) {
-    writers.push_back(StartChild([&] { return Apply({.modules = {{id, {id, 7, 10 * id, 0}}}}) ? 0 : 1; }));
-  }
-  std::this_thread::sleep_for(std::chrono::milliseconds(50));
-  flock(damaged.get(), LOCK_UN);
-  for (const pid_t writer : writers) EXPECT_EQ(EndOf(writer), 0);
-  EXPECT_THAT(Read(), ElementsAre(Pair(1, 10), Pair(2, 20), Pair(3, 30)));
-}
-
 TEST_F(DeviceCache, ForgetsWhatIsDeleted) {
   Sql("INSERT INTO iomodule (id,owner_zr_id,id_on_rec_server) VALUES (1,7,1),(2,7,2),(3,7,3)");
   const auto remove = [](int id) {
@@ -132,17 +114,6 @@ TEST_F(DeviceCache, ForgetsWhatIsDeleted) {
     EXPECT_THAT(Read(), ElementsAre(Pair(1, 10), Pair(2, 20)));
   });
   EXPECT_THAT(Read(), ElementsAre(Pair(2, 20), Pair(3, 30)));
-}
-
-TEST_F(DeviceCache, ForgetsTheModulesOfOneServer) {
-  Enter({{1, 10}, {2, 20}});
-  ASSERT_TRUE(Apply({.modules = {{1000, {1000, 8, 1, 0}}}}));
-  InUnit(true, [] {
-    Enter({{4, 40}});
-    QVShmDBCacheAt()->RemoveIOModules(7);
-    Enter({{2, 21}});
-  });
-  EXPECT_THAT(Read(), ElementsAre(Pair(2, 21), Pair(1000, 1)));
 }
 
 TEST_F(DeviceCache, ShowsAReaderWholeChangesOfSeveralProcesses) {

@@ -95,6 +95,13 @@ TEST_P(Tasks, AreUpdatedButNotAddedOrDeletedByAReport) {
               ElementsAre("update " + table_ + " 2"));
 }
 
+TEST_P(Tasks, KeepMembersThatTheHostDoesNotKnow) {
+  Run(R"([{"id":1,"camera_id":1,"zoom":[1],"none":null}])");
+  EXPECT_THAT(
+      Rows("SELECT extra FROM " + table_),
+      ElementsAre(testing::AllOf(testing::HasSubstr("\"zoom\":[1]"), testing::Not(testing::HasSubstr("none")))));
+}
+
 TEST_P(Tasks, GoOnAfterATaskThatCannotBeSaved) {
   Run(R"([{"id":1,"camera_id":1},{"id":2,"camera_id":1}])");
   Refuse("INSERT", table_, "NEW.name='no'");
