@@ -318,7 +318,8 @@ struct OutboxBell::State {
 OutboxBell::OutboxBell(Host& host) {
   host::Guarded([&] {
     host.RequireData();
-    state_ = std::make_unique<State>(db::ThisThread().connection().MakeBell());
+    state_ = std::make_unique<State>();
+    state_->bell = db::ThisThread().connection().MakeBell();
   });
 }
 

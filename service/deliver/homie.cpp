@@ -59,13 +59,12 @@ const std::vector<std::string>& HomieTopics::CountTopics() {
 }
 
 std::vector<std::int64_t> HomieTopics::CountsOf(const qv::ServerCounts& counts) {
+  std::map<std::string_view, qv::ServerCounts::Devices> found;
+  for (const qv::ServerCounts::Devices& devices : counts.devices) found[devices.kind] = devices;
   std::vector<std::int64_t> all;
   for (const auto& [kind, node] : Nodes()) {
-    const auto found = std::find_if(counts.devices.begin(), counts.devices.end(),
-                                    [&](const qv::ServerCounts::Devices& devices) { return devices.kind == kind; });
-    const bool is_there = found != counts.devices.end();
-    all.push_back(is_there ? found->all : 0);
-    all.push_back(is_there ? found->not_well : 0);
+    all.push_back(found[kind].all);
+    all.push_back(found[kind].not_well);
   }
   return all;
 }

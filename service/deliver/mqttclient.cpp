@@ -73,6 +73,9 @@ struct MqttClient::Callbacks {
       Self(self).answers_.push_back({number, reason >= kFirstRefusal ? mosquitto_reason_string(reason) : ""});
     }
   }
+  static void OnLog(mosquitto* /*client*/, void* self, int level, const char* text) {
+    if (level == MOSQ_LOG_ERR) Self(self).last_error_ = text;
+  }
   static void OnMessage(mosquitto* /*client*/, void* self, const mosquitto_message* message,
                         const mosquitto_property*) {
     const std::string_view payload(static_cast<const char*>(message->payload),
@@ -96,6 +99,7 @@ MqttClient::MqttClient(const DeliveryRoute& route, const Options& options) {
   mosquitto_publish_v5_callback_set(client_.get(), Callbacks::OnPublish);
   mosquitto_disconnect_v5_callback_set(client_.get(), Callbacks::OnDisconnect);
   mosquitto_message_v5_callback_set(client_.get(), Callbacks::OnMessage);
+  mosquitto_log_callback_set(client_.get(), Callbacks::OnLog);
   if (const auto& [topic, payload] = options.will; !topic.empty()) {
     Check(mosquitto_will_set_v5(client_.get(), topic.c_str(), static_cast<int>(payload.size()), payload.data(),
                                 kAtLeastOnce, true, nullptr));
@@ -167,6 +171,7 @@ void MqttClient::UseTls(const DeliveryRoute& route) {
 
 void MqttClient::Check(int result) const {
   if (!trouble_.empty()) throw Away(trouble_);
+  if (result == MOSQ_ERR_TLS) throw Away("TLS: " + last_error_);
   if (result != MOSQ_ERR_SUCCESS) throw Away(Text(result));
 }
 

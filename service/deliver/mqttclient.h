@@ -74,6 +74,7 @@ class MqttClient {
   std::vector<Received> received_;
   bool is_connected_ = false;
   std::string trouble_;
+  std::string last_error_;  ///< in the words of the library
 };
 
 }  // namespace qvcmsd

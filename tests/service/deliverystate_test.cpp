@@ -8,7 +8,7 @@ namespace qv::test {
 namespace {
 
 struct DeliveryStateTest : BrokerTest {
-  void StartPublishing() { Start("--silent-after 1 --publish-state mqtt://" + Broker()); }
+  void StartPublishing() { Start("--silent-after 1 --publish-state mqtt://any:s3cret@" + Broker()); }
   void Report(const std::string& file = "slave7-status.json") {
     Curl("/v1/slaves/7/status", "--data-binary @" QV_EXAMPLES "/" + file);
   }
@@ -42,6 +42,8 @@ TEST_F(DeliveryStateTest, ToolsSeeTheFleetWithoutAsking) {
   StartBroker();
   StartPublishing();
   EXPECT_TRUE(Says("qvcms/$state", "ready")) << Log();
+  const std::string command = support::ReadWholeFile("/proc/" + std::to_string(service_) + "/cmdline");
+  EXPECT_THAT(command, testing::Not(testing::HasSubstr("s3cret")));
   ASSERT_EQ(Curl("/v1/slaves/7/pair", kPair).status, 200);
   EXPECT_TRUE(Says("qvcms-7/$state", "ready")) << Log();
   EXPECT_TRUE(Says("qvcms-7/camera/total", "10")) << Said("qvcms-7/camera/total");
