@@ -2,7 +2,7 @@
 
 #include <prometheus/text_serializer.h>
 
-#include <set>
+#include <utility>
 
 namespace qvcmsd {
 namespace {
@@ -103,9 +103,12 @@ std::string Metrics::Text(const Now& now) {
   for (const auto& [bound, count] : now.ages.up_to) {
     reported_within_.Add({{"seconds", std::to_string(bound.count())}}).Set(static_cast<double>(count));
   }
+  // A state in which no device is any more must not keep its last number.
+  for (prometheus::Gauge* const gauge : std::exchange(device_gauges_, {})) devices_.Remove(gauge);
   for (const qv::Statistics::Devices& devices : now.host.devices) {
-    devices_.Add({{"kind", devices.kind}, {"status", std::to_string(devices.status)}})
-        .Set(static_cast<double>(devices.count));
+    prometheus::Gauge& gauge = devices_.Add({{"kind", devices.kind}, {"status", std::to_string(devices.status)}});
+    gauge.Set(static_cast<double>(devices.count));
+    device_gauges_.push_back(&gauge);
   }
   const auto set = [&](const qv::Statistics::Waiting& target) {
     const auto age = target.count == 0 ? std::chrono::system_clock::duration::zero()

@@ -12,6 +12,7 @@
 #include <set>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "pipeline.h"
 #include "silence.h"
@@ -68,7 +69,8 @@ class Metrics {
   prometheus::Gauge& connections_;
 
   std::mutex mutex_;
-  std::set<std::string> targets_;  ///< for which messages have been seen
+  std::vector<prometheus::Gauge*> device_gauges_;  ///< of the states that were counted last
+  std::set<std::string> targets_;                  ///< for which messages have been seen
 };
 
 }  // namespace qvcmsd

@@ -65,6 +65,7 @@ TEST_F(ServiceTest, AnswersEveryRouteThatItDescribes) {
     tried.insert(route);
   }
   EXPECT_THAT(DescribedRoutes(), testing::UnorderedElementsAreArray(tried));
+  EXPECT_THAT(Curl("/metrics").body, Not(HasSubstr("qvcms_devices{"))) << "the slave was removed";
   EXPECT_EQ(Curl("/v1/slaves", "-X PATCH").status, 405);
   EXPECT_EQ(Curl("/v2").status, 404);
   EXPECT_EQ(Stop(), 0);

@@ -11,7 +11,7 @@ import { deviceState, duration, isConfiguring, kinds, nameOf, number, slaveState
 import { wordsOf } from './api.js';
 
 const SEARCHED = ['camera', 'iomodule', 'pos', 'speaker', 'controller', 'door', 'iva-task', 'face-task'];
-const PAUSE = 2000; // ms between reading rows again
+const PAUSE = 500; // ms from an event to reading rows again
 
 /** What is worth telling of a row beside its name. */
 function detailOf(kind, row) {
@@ -37,7 +37,7 @@ function useRows(fleet, zr, kind, search, isNotWell) {
       timer ||= setTimeout(() => {
         timer = 0;
         rows.readAgain();
-      }, PAUSE / 4);
+      }, PAUSE);
     });
     return () => {
       clearTimeout(timer);
