@@ -58,10 +58,12 @@ void Delivery::Run() {
     try {
       if (starts_couriers && !bell) bell = std::make_unique<qv::OutboxBell>(host_);
       Look();
+      Wait(bell.get());
     } catch (const qv::Refusal& refusal) {
       log_.Write(Level::Error, std::string("the outbox cannot be read: ") + refusal.what());
+      bell.reset();
+      Wait(nullptr);
     }
-    Wait(bell.get());
   }
 }
 
