@@ -35,7 +35,7 @@ Statistics Host::Statistics() const {
     if (!has_data_) return statistics;
     db::Session& session = db::ThisThread();
     {
-      // From the indexes; what was written when is in the rows.
+      // The messages are counted in the indexes. Of the rows, only that of each target's oldest one is read.
       db::Query query = session.Prepare(
           "SELECT counts.target,waits,refused,coalesce(created,0) FROM ("
           "SELECT target,sum(waits) AS waits,sum(refused) AS refused,min(oldest) AS oldest FROM ("

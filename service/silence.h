@@ -46,9 +46,8 @@ class Silence {
   /// When the slave was last heard of; none: not by this process.
   std::optional<WallTime> LastHeard(int zr) const;
 
-  /// How many slaves have been quiet for how long: up to each of the bounds, the last one for the rest.
   struct Ages {
-    std::vector<std::pair<std::chrono::seconds, std::size_t>> up_to;
+    std::vector<std::pair<std::chrono::seconds, std::size_t>> up_to;  ///< how many have reported within so many seconds
     std::size_t all = 0;
     std::size_t silent = 0;
   };

@@ -106,7 +106,7 @@ class QV_HOST_API OutboxBell {
 
   /// For the next poll(2): readable when the bell rings; -1, which poll passes over, while it cannot.
   int descriptor() const;
-  /// To be called then, before reading messages.
+  /// To be called then, before reading messages. Throws `Refusal` (Unusable); make another one then.
   void Clear();
 
  private:

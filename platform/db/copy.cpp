@@ -24,16 +24,6 @@ std::unique_ptr<Session> ConnectTo(const Source& source) {
   return Connect(std::move(folder));
 }
 
-std::string Join(const Columns& columns, const char* separator, auto&& text) {
-  std::string joined;
-  std::size_t number = 0;
-  for (const auto& [name, definition] : columns) {
-    if (number > 0) joined += separator;
-    joined += text(name, ++number);
-  }
-  return joined;
-}
-
 void Bind(Query& query, const Statement& row, int column, const std::string& definition) {
   if (row.IsNull(column)) {
     query.BindNull();
@@ -47,11 +37,16 @@ void Bind(Query& query, const Statement& row, int column, const std::string& def
 }
 
 void CopyRows(Session& from, Session& to, const std::string& table, const Columns& columns) {
-  const std::string names = Join(columns, ",", [](const std::string& name, std::size_t) { return name; });
-  const std::string values =
-      Join(columns, ",", [](const std::string&, std::size_t number) { return "$" + std::to_string(number); });
+  std::string names;
+  std::string parameters;
+  int count = 0;
+  for (const auto& [name, definition] : columns) {
+    const char* const comma = names.empty() ? "" : ",";
+    names.append(comma).append(name);
+    parameters.append(comma).append("$").append(std::to_string(++count));
+  }
   Query rows = from.Prepare("SELECT " + names + " FROM " + table + (columns.contains("id") ? " ORDER BY id" : ""));
-  const std::string insert = "INSERT INTO " + table + " (" + names + ") VALUES (" + values + ")";
+  const std::string insert = "INSERT INTO " + table + " (" + names + ") VALUES (" + parameters + ")";
   while (rows.Next()) {
     Query written = to.Prepare(insert);
     int column = 0;

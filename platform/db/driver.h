@@ -127,7 +127,7 @@ class Bell {
   virtual ~Bell() = default;
   /// For the next poll(2): readable when the bell rings; -1 while it cannot.
   virtual int descriptor() = 0;
-  /// Takes note of all that rang so far.
+  /// Takes note of all that rang so far. Throws `Error` (Unusable) when it cannot ring any more.
   virtual void Clear() = 0;
 };
 
