@@ -70,7 +70,8 @@ Json::Value ToJson(const record::Schema& schema, Members members, bool columns_o
 }
 
 void Delete(const record::AnyTable& table, const record::Where& where, bool must_exist) {
-  if (table.DeleteWhere(where) == 0 && must_exist) {
+  if (!must_exist) return table.DeleteLater(where);
+  if (table.DeleteWhere(where) == 0) {
     throw db::Error(db::Error::Kind::Statement, "there is no such row");
   }
 }

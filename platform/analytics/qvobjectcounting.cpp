@@ -100,7 +100,7 @@ int SaveWidget(const CountingWidget& widget, TAVI_COUNTING_WIDGET_TYPE type, con
 
 int DeleteWidget(int id, TAVI_COUNTING_WIDGET_TYPE type) {
   return qv::record::Attempt("Failed to delete counting widget [{}]", id, [&] {
-    CountingWidgetTable().DeleteWhere(qv::record::Where().Is("id", id).Is("type", static_cast<int>(type)));
+    CountingWidgetTable().DeleteLater(qv::record::Where().Is("id", id).Is("type", static_cast<int>(type)));
   });
 }
 

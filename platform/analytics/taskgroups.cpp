@@ -164,7 +164,7 @@ Optional<std::vector<CountingTaskGroup>> TaviCountingTaskGroup::Storage::LoadByO
 
 int TaviCountingTaskGroup::Storage::DeleteById(int id) const {
   return record::Attempt("Failed to delete counting task group [{}]", id,
-                         [&] { Groups().DeleteWhere(Where().Is("id", id)); });
+                         [&] { Groups().DeleteLater(Where().Is("id", id)); });
 }
 
 }  // namespace QvObjectCounting

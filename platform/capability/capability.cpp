@@ -120,7 +120,7 @@ void DeleteFilesOf(int zr) {
   std::vector<std::string> paths;
   for (const CapabilityFile& file : Files().Select(owned, Files().ColumnsOf({"path"}))) paths.push_back(file.GetPath());
   if (paths.empty()) return;
-  Files().DeleteWhere(owned);
+  Files().DeleteLater(owned);
   FilesFollow(paths, true);
 }
 

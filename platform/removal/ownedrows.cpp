@@ -35,10 +35,8 @@ std::vector<record::Where> RowsOf(const record::AnyTable& table, int zr) {
   return rows;
 }
 
-std::int64_t DeleteRowsOf(const record::AnyTable& table, int zr) {
-  std::int64_t deleted = 0;
-  for (const record::Where& rows : RowsOf(table, zr)) deleted += table.DeleteWhere(rows);
-  return deleted;
+void DeleteRowsOf(const record::AnyTable& table, int zr) {
+  for (const record::Where& rows : RowsOf(table, zr)) table.DeleteLater(rows);
 }
 
 std::vector<std::string> TablesHolding(int zr) {

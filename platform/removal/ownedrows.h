@@ -2,7 +2,6 @@
 /// columns name; a row of a table without such a column belongs with the row whose deletion would take it along.
 #pragma once
 
-#include <cstdint>
 #include <string>
 #include <vector>
 
@@ -14,8 +13,9 @@ namespace qv::removal {
 /// what belongs to the host itself.
 std::vector<record::Where> RowsOf(const record::AnyTable& table, int zr);
 
-/// Deletes them and counts them as removed. @return how many. Throws `db::Error`.
-std::int64_t DeleteRowsOf(const record::AnyTable& table, int zr);
+/// Deletes them and counts them as removed, without waiting for it in a unit of work that sends its writes ahead.
+/// Throws `db::Error`.
+void DeleteRowsOf(const record::AnyTable& table, int zr);
 
 /// The tables, but for the outbox, that hold rows of the server `zr`. Throws `db::Error`.
 std::vector<std::string> TablesHolding(int zr);
