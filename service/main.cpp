@@ -48,9 +48,11 @@ void RaiseFileLimit(Log& log, unsigned connections) {
                                 " connections (ulimit -n)");
 }
 
+bool ListensNowhere(const Options& options) { return options.listen == std::vector<std::string>{"none"}; }
+
 std::vector<Listener> Listen(const Options& options) {
   std::vector<Listener> listeners;
-  if (options.listen == std::vector<std::string>{"none"}) return listeners;
+  if (ListensNowhere(options)) return listeners;
   if (options.listen.empty()) listeners = HandedOverListeners();
   for (const std::string& address : options.listen) listeners.push_back(ListenOn(address));
   if (listeners.empty()) listeners.push_back(ListenOn("127.0.0.1:8480"));
@@ -110,7 +112,8 @@ int DeliverOnly(const Options& options, qv::Host& host, Log& log, const sigset_t
 qv::HostOptions HostOptionsOf(const Options& options, Log& log) {
   return {.data_folder = options.data_dir,
           .database = options.database,
-          .durability = options.durability,
+          // Deliveries alone: what a power cut takes back of them is done again.
+          .durability = ListensNowhere(options) ? qv::Durability::Process : options.durability,
           .log = {.level = options.log_level, .to_stderr = false, .sink = [&log](const qv::LogLine& line) {
                     log.Write(line);
                   }}};

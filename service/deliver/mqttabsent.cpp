@@ -11,6 +11,7 @@ MqttClient::~MqttClient() = default;
 void MqttClient::Destroy::operator()(mosquitto* /*client*/) const {}
 
 // Nothing was connected.
+void MqttClient::End() {}
 MqttClient::Sent MqttClient::Publish(const std::string& /*topic*/, const std::string& /*payload*/, bool /*retain*/) {
   return {};
 }

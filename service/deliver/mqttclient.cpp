@@ -119,7 +119,9 @@ MqttClient::MqttClient(const DeliveryRoute& route, const Options& options) {
   }
 }
 
-MqttClient::~MqttClient() { mosquitto_disconnect(client_.get()); }
+MqttClient::~MqttClient() = default;
+
+void MqttClient::End() { mosquitto_disconnect(client_.get()); }
 
 MqttClient::Sent MqttClient::Publish(const std::string& topic, const std::string& payload, bool retain) {
   int number = 0;

@@ -29,8 +29,9 @@ class MqttClient {
   };
   /// Connects; takes some seconds at most.
   MqttClient(const DeliveryRoute& route, const Options& options);
-  /// Ends the connection, so that there is no will. A lost one is left as it is.
-  ~MqttClient();
+  ~MqttClient();  ///< Loses the connection, if it was not ended.
+  /// Ends the connection, so that there is no will.
+  void End();
   MqttClient(const MqttClient&) = delete;
   MqttClient& operator=(const MqttClient&) = delete;
 

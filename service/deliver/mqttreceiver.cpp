@@ -11,6 +11,9 @@ class MqttReceiver : public Receiver {
  public:
   explicit MqttReceiver(const DeliveryRoute& route)
       : topics_(route.topics.empty() ? "qvcms" : route.topics), client_(route, {}) {}
+  ~MqttReceiver() override { client_.End(); }
+  MqttReceiver(const MqttReceiver&) = delete;
+  MqttReceiver& operator=(const MqttReceiver&) = delete;
 
   void Send(const qv::Message& message) override {
     const std::string topic = topics_ + "/outbox/" + message.target + '/' + std::to_string(message.zr);

@@ -63,7 +63,7 @@ void StatePublisher::Run() {
       outage_.Tell(std::string("the database: ") + refusal.what());
       pause = outage_.pause();
     }
-    client_.reset();
+    client_.reset();  // unless it was left in order, the broker now tells that the host is gone
     pollfd stop = {.fd = stop_event_, .events = POLLIN, .revents = 0};
     poll(&stop, 1, static_cast<int>(pause.count()));
   }
@@ -204,6 +204,7 @@ void StatePublisher::Leave() {
   Send(topics_.OfHost(kState), "disconnected");
   const auto deadline = Clock::now() + kLeaveTime;
   while (unanswered_ > 0 && Clock::now() < deadline) Work(milliseconds(10));
+  client_->End();
 }
 
 void StatePublisher::Send(const std::string& topic, const std::string& payload) {
