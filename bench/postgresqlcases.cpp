@@ -21,6 +21,7 @@
 #include "host.h"
 #include "postgresqlfloor.h"
 #include "qvwebapicmssyncutils.h"
+#include "schema/kinds.h"
 #include "slavezr.h"
 #include "slavezrstatus.h"
 
@@ -53,7 +54,10 @@ Call InUnitOfWork(int zr, const std::function<void()>& work) {
 }
 
 Call Apply(const Json::Value& snapshot, int zr) {
-  return InUnitOfWork(zr, [&] { SaveSlaveInfoUpdate(SlaveZR(), snapshot, zr); });
+  return InUnitOfWork(zr, [&] {
+    qv::schema::ForeseeSnapshot(zr);
+    SaveSlaveInfoUpdate(SlaveZR(), snapshot, zr);
+  });
 }
 
 Call ApplyReport(const Json::Value& report, int zr) {

@@ -39,6 +39,7 @@ struct Applied {
 Applied Apply(decltype(SaveSlaveInfoUpdate)& save, db::UnitOfWork& work, int zr, const Document& snapshot,
               const ImportOptions& options) {
   const host::ChangeReport report(work, zr);
+  schema::ForeseeSnapshot(zr);
   const host::ProgressReport progress_report(snapshot, options.progress);
   const SlaveZR server = RememberServer(zr, options);
   save(server, snapshot.value(), zr);

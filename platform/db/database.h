@@ -124,6 +124,13 @@ class Session {
   std::int64_t Execute(const std::string& text, TextRows* rows = nullptr);
   Connection& connection();
 
+  /// In a unit of work that sends its writes ahead: sends a query, all of whose rows come from `table`, for whoever
+  /// asks the same question, a statement with its values, later in the unit of work.
+  void Foresee(const std::string& table, std::string question, Query query);
+  bool ForeseesAny() const;
+  /// That query, to be read by `Next`. None: it was not sent, somebody has it, or rows of its table were written since.
+  std::optional<Query> TakeForeseen(const std::string& question);
+
   /// What this session asked of its connection so far.
   struct Statistics {
     std::uint64_t prepared = 0;

@@ -52,6 +52,7 @@ Query Session::Prepare(std::string_view sql) {
       std::erase_if(state.statements, [](const auto& entry) { return entry.second.in_use == 0; });
     }
     found = state.statements.try_emplace(std::string(sql)).first;
+    found->second.sql = found->first;
   }
   StatementPool& pool = found->second;
   std::unique_ptr<Statement> statement;
@@ -77,7 +78,24 @@ std::int64_t RunText(Session& session, const std::string& text, TextRows* rows) 
   Session::State& state = session.state();
   state.CheckNotLost();
   ++state.statistics.executed;
+  state.ForgetSent(text);
   return state.connection->RunText(text, rows);
+}
+
+void Session::Foresee(const std::string& table, std::string question, Query query) {
+  query.Send();
+  state_->sent.push_back({table, std::move(question), std::move(query)});
+}
+
+bool Session::ForeseesAny() const { return !state_->sent.empty(); }
+
+std::optional<Query> Session::TakeForeseen(const std::string& question) {
+  const auto found = std::find_if(state_->sent.begin(), state_->sent.end(),
+                                  [&](const auto& each) { return each.question == question; });
+  if (found == state_->sent.end()) return std::nullopt;
+  std::optional<Query> query(std::move(found->query));
+  state_->sent.erase(found);
+  return query;
 }
 
 Connection& Session::connection() { return *state_->connection; }
@@ -151,6 +169,7 @@ void Query::RunLater(TakeWritten take) {
   state.CheckNotLost();
   parameter_ = 0;
   ++state.statistics.executed;
+  state.ForgetSent(home_->sql);
   statement_->RunLater(std::move(take));
 }
 
@@ -166,6 +185,7 @@ Written Query::RunToEnd() {
   parameter_ = 0;
   const auto run = [&] {
     ++state.statistics.executed;
+    state.ForgetSent(home_->sql);
     return statement_->Run();
   };
   if (state.in_transaction) return run();

@@ -5,6 +5,7 @@
 #include <atomic>
 #include <chrono>
 #include <functional>
+#include <list>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -48,6 +49,7 @@ struct Folder {
 
 /// The prepared statements of one text. A text that is in use twice at once is prepared twice.
 struct StatementPool {
+  std::string_view sql;
   std::vector<std::unique_ptr<Statement>> idle;  ///< has room for every statement, so that giving back cannot fail
   std::size_t in_use = 0;
 };
@@ -61,15 +63,31 @@ struct TextHash {
   }
 };
 
+/// A query that was sent ahead, for whoever asks for the same rows in the same unit of work.
+struct SentQuery {
+  std::string table;
+  std::string question;  ///< the statement and its values
+  Query query;
+};
+
 struct Session::State {
   std::shared_ptr<Folder> folder;
   std::unique_ptr<Connection> connection;
   std::unordered_map<std::string, StatementPool, TextHash, std::equal_to<>> statements;
   Statistics statistics;
+  std::list<SentQuery> sent;  ///< none outside of a unit of work
   UnitOfWork* unit = nullptr;
   Group* group = nullptr;                        ///< whose transaction is open
   bool in_transaction = false;                   ///< a `Transaction` is open, though its database may have lost it
   std::vector<std::function<void()>> on_commit;  ///< what the open transaction brings about
+
+  /// Drops the answers that may not hold any more when `sql` has run. A deletion may take rows of other tables with it.
+  void ForgetSent(std::string_view sql) {
+    const bool only_reads = sql.starts_with("SELECT") && sql.find(';') == std::string_view::npos;
+    if (sent.empty() || only_reads) return;
+    const bool deletes = sql.find("DELETE") != std::string_view::npos;
+    sent.remove_if([&](const SentQuery& each) { return deletes || sql.find(each.table) != std::string_view::npos; });
+  }
 
   /// Throws `Error` (Lost) when the database has dropped the transaction that is open.
   void CheckNotLost() const {

@@ -50,6 +50,7 @@ UnitOfWork::UnitOfWork(int zr) : session_(ThisThread()), zr_(zr) {
 }
 
 UnitOfWork::~UnitOfWork() {
+  session_.state().sent.clear();
   session_.connection().EndSendingAhead();
   if (session_.state().unit == this) session_.state().unit = nullptr;
 }

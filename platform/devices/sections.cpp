@@ -82,11 +82,12 @@ bool Take(SectionEntry& row, const Json::Value& entry, HostIdLookup& lookup) {
 int ReplaceSection(const SectionTable& table, log::Text<int> failure, int zrId, const Json::Value& section) {
   return record::Attempt(failure, zrId, [&] {
     const record::Where of_slave = record::Where().Is("owner_zr_id", zrId);
-    if (section.empty() && table.Count(of_slave) == 0) return;  // of most slaves, most sections
+    std::list<SectionEntry> rows = table.Select(of_slave);
+    if (section.empty() && rows.empty()) return;  // of most slaves, most sections
     db::AllOrNothing whole;
     HostIdLookup lookup(zrId);
     record::ImportSection(
-        table.Select(of_slave), zrId, section, record::IntIdOrZero,
+        std::move(rows), zrId, section, record::IntIdOrZero,
         [&](SectionEntry& row, const Json::Value& entry) {
           if (Take(row, entry, lookup)) table.SaveLater(row);
         },

@@ -22,8 +22,28 @@ db::Query Prepare(const std::string& start, const std::string& table, const Wher
 
 }  // namespace
 
+std::string AnyTable::SelectionSql(const Where& where, const Columns& columns) const {
+  return "SELECT " + columns.names + " FROM " + name() + where.Sql() + " ORDER BY id";
+}
+
 db::Query AnyTable::SelectRows(const Where& where, const Columns& columns) const {
-  return Prepare("SELECT " + columns.names + " FROM ", name(), where, " ORDER BY id");
+  const std::string sql = SelectionSql(where, columns);
+  db::Session& session = db::ThisThread();
+  if (session.ForeseesAny()) {
+    if (std::optional<db::Query> foreseen = session.TakeForeseen(sql + where.Values())) return std::move(*foreseen);
+  }
+  db::Query query = session.Prepare(sql);
+  where.Bind(query);
+  return query;
+}
+
+void AnyTable::Foresee(const Where& where) const {
+  db::Session& session = db::ThisThread();
+  if (!session.connection().IsSendingAhead()) return;
+  const std::string sql = SelectionSql(where, schema_.all);
+  db::Query query = session.Prepare(sql);
+  where.Bind(query);
+  session.Foresee(name(), sql + where.Values(), std::move(query));
 }
 
 void AnyTable::ReadColumns(const Columns& columns, const db::Query& query, void* record) {

@@ -46,6 +46,8 @@ class AnyTable {
   std::int64_t Count(const Where& where) const;
   /// The query for it, sent; its one row is to be read. `where` must live as long if it has texts.
   db::Query SendCount(const Where& where) const;
+  /// Has the rows travel ahead of whoever selects them whole, in a unit of work that sends its writes ahead.
+  void Foresee(const Where& where) const;
   /// The host ids of a server's rows by their ids on that server; of several rows with one id, the first.
   std::unordered_map<int, int> HostIds(int zrId) const;
   /// Deletes rows and counts them as removed. @return how many
@@ -56,6 +58,7 @@ class AnyTable {
  protected:
   /// The rows in order of their ids.
   db::Query SelectRows(const Where& where, const Columns& columns) const;
+  std::string SelectionSql(const Where& where, const Columns& columns) const;
   static void ReadColumns(const Columns& columns, const db::Query& query, void* record);
   void ReadRow(void* record, DBResult_tag* result, unsigned row) const;
   [[noreturn]] static void RefusePart();

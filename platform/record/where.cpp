@@ -15,6 +15,7 @@ Where& Where::Is(std::string_view column, std::string_view text) {
 }
 
 Where& Where::InList(std::string_view column, std::vector<std::int64_t> values) {
+  if (values.size() == 1) return Is(column, values.front());
   // Lists of similar length share one prepared statement: the length goes up to the next power of two, filled with
   // repetitions of the last value.
   std::size_t length = 1;
@@ -68,6 +69,12 @@ std::string Where::Sql() const {
 
 void Where::Bind(db::Query& query) const { Bind(conditions_, query); }
 
+std::string Where::Values() const {
+  std::string values;
+  AppendValues(conditions_, values);
+  return values;
+}
+
 std::string Where::Sql(const std::vector<Condition>& conditions, int& parameter) {
   std::string sql;
   for (const Condition& condition : conditions) {
@@ -87,6 +94,14 @@ std::string Where::Sql(const std::vector<Condition>& conditions, int& parameter)
     }
   }
   return sql;
+}
+
+void Where::AppendValues(const std::vector<Condition>& conditions, std::string& values) {
+  for (const Condition& condition : conditions) {
+    AppendValues(condition.inner, values);
+    if (condition.text) values += ',' + *condition.text;
+    for (const std::int64_t value : condition.values) values += ',' + std::to_string(value);
+  }
 }
 
 void Where::Bind(const std::vector<Condition>& conditions, db::Query& query) {

@@ -45,6 +45,8 @@ class Where {
 
   /// " WHERE ..." with parameters numbered from 1; empty for every row.
   std::string Sql() const;
+  /// The values, as a text by which two of the same `Sql` differ.
+  std::string Values() const;
   /// Binds the values, which must stay unchanged until the query leaves scope.
   void Bind(db::Query& query) const;
 
@@ -62,6 +64,7 @@ class Where {
   Where& InList(std::string_view column, std::vector<std::int64_t> values);
   static std::string Sql(const std::vector<Condition>& conditions, int& parameter);
   static void Bind(const std::vector<Condition>& conditions, db::Query& query);
+  static void AppendValues(const std::vector<Condition>& conditions, std::string& values);
   std::vector<Condition> conditions_;
 };
 

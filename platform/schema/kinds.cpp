@@ -133,4 +133,12 @@ const Kind& KindOf(std::string_view table) {
   return *found;
 }
 
+void ForeseeSnapshot(int zr) {
+  for (const Kind& kind : Kinds()) {
+    // A snapshot without a section of devices, or of one kept entry by entry, says that there are none.
+    const bool is_compared = kind.role == Role::Device || !kind.section.lists_objects;
+    if (is_compared) kind.table->Foresee(record::Where().Is("owner_zr_id", zr));
+  }
+}
+
 }  // namespace qv::schema

@@ -69,4 +69,8 @@ std::span<const Kind> Kinds();
 /// The kind with the table of that name. It must exist.
 const Kind& KindOf(std::string_view table);
 
+/// Has the slave's rows that every snapshot is compared with travel ahead, in a unit of work that sends its writes
+/// ahead.
+void ForeseeSnapshot(int zr);
+
 }  // namespace qv::schema
