@@ -4,15 +4,14 @@
 #include <sys/file.h>
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
 #include <cstring>
-#include <ctime>
 
 #include "files/descriptor.h"
 #include "guard.h"
 #include "qv/json.h"
 #include "text/escape.h"
+#include "timestamp.h"
 
 namespace qv {
 namespace {
@@ -25,16 +24,6 @@ constexpr int kOutboxTurn = -1;
 constexpr std::size_t kDiscarded = 1000;  ///< at a time
 
 std::string Quoted(std::string_view text) { return ToJson(Json::Value(std::string(text)), true); }
-
-std::string TimeText(system_clock::time_point time) {
-  const auto count = std::chrono::duration_cast<milliseconds>(time.time_since_epoch()).count();
-  const std::time_t seconds = count / 1000;
-  std::tm parts{};
-  gmtime_r(&seconds, &parts);
-  std::array<char, 32> text{};
-  const std::size_t size = std::strftime(text.data(), text.size(), "%Y-%m-%dT%H:%M:%S", &parts);
-  return std::string(text.data(), size) + '.' + std::to_string(1000 + count % 1000).substr(1) + 'Z';
-}
 
 /// A condition on messages, with its parameters in order.
 class Condition {
@@ -168,7 +157,7 @@ std::string ToJson(const Message& message) {
   std::string text = "{\"id\":" + std::to_string(message.id) + ",\"zr\":" + std::to_string(message.zr) +
                      ",\"target\":" + Quoted(message.target) + ",\"command\":" + Quoted(message.command) +
                      ",\"payload\":" + text::EscapeJson(message.payload.empty() ? "null" : message.payload) +
-                     ",\"time\":\"" + TimeText(message.created) + '"';
+                     ",\"time\":\"" + Timestamp(message.created) + '"';
   if (message.attempts > 0) text += ",\"attempts\":" + std::to_string(message.attempts);
   if (!message.set_aside.empty()) text += ",\"set_aside\":" + Quoted(message.set_aside);
   return text + '}';

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <charconv>
 
-#include "clock.h"
+#include "timestamp.h"
 
 namespace qvcmsd {
 namespace {
@@ -75,7 +75,7 @@ Events::Events()
 
 void Events::Publish(std::string_view type, const Json::Value& data) {
   Json::Value timed = data;
-  timed["time"] = Timestamp(std::chrono::system_clock::now());
+  timed["time"] = qv::Timestamp(std::chrono::system_clock::now());
   const std::string text = qv::ToJson(timed);
   {
     const std::lock_guard lock(mutex_);

@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
-#include "clock.h"
 #include "service.h"
+#include "timestamp.h"
 
 namespace qvcmsd {
 namespace {
@@ -95,7 +95,7 @@ Response Service::ShowSlave(const Call& call) {
 
 void Service::AddState(std::vector<qv::Row>& slaves) {
   const auto counts = counts_.Get();
-  const auto text = [](const auto& time) { return time ? Json::Value(Timestamp(*time)) : Json::Value(); };
+  const auto text = [](const auto& time) { return time ? Json::Value(qv::Timestamp(*time)) : Json::Value(); };
   for (qv::Row& slave : slaves) {
     const int zr = static_cast<int>(IdOf(slave));
     const auto silent_since = silence_.SinceWhen(zr);

@@ -11,7 +11,7 @@
 #include <cstring>
 #include <iterator>
 
-#include "clock.h"
+#include "timestamp.h"
 
 namespace qvcmsd {
 namespace {
@@ -86,7 +86,7 @@ void Log::Write(const qv::LogLine& line) {
 
 void Log::Put(std::chrono::system_clock::time_point time, std::string_view level, const std::string& text) {
   std::string line =
-      is_journal_ && path_.empty() ? '<' + std::to_string(PriorityOf(level)) + '>' : Timestamp(time) + ' ';
+      is_journal_ && path_.empty() ? '<' + std::to_string(PriorityOf(level)) + '>' : qv::Timestamp(time) + ' ';
   line += text;
   if (!request_id.empty()) line.append(" request=").append(request_id);
   line += '\n';

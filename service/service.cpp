@@ -5,10 +5,10 @@
 #include <charconv>
 #include <climits>
 
-#include "clock.h"
 #include "hostwork.h"
 #include "page/page.h"
 #include "page/session.h"
+#include "timestamp.h"
 
 namespace qvcmsd {
 namespace {
@@ -361,7 +361,7 @@ void Service::Heard(int zr) {
   if (!silent_since) return;
   Json::Value data(Json::objectValue);
   data["zr"] = zr;
-  data["since"] = Timestamp(*silent_since);
+  data["since"] = qv::Timestamp(*silent_since);
   events_.Publish("well", data);
   log_.Write(Level::Notice, "slave " + std::to_string(zr) + " reports again");
   const std::lock_guard lock(silence_mutex_);
@@ -378,9 +378,10 @@ void Service::TellSilence() {
     changes.push_back({.zr = fallen.zr, .is_silent = true, .since = fallen.since});
     Json::Value data(Json::objectValue);
     data["zr"] = fallen.zr;
-    data["since"] = Timestamp(fallen.since);
+    data["since"] = qv::Timestamp(fallen.since);
     events_.Publish("silent", data);
-    log_.Write(Level::Warning, "slave " + std::to_string(fallen.zr) + " is silent since " + Timestamp(fallen.since));
+    log_.Write(Level::Warning,
+               "slave " + std::to_string(fallen.zr) + " is silent since " + qv::Timestamp(fallen.since));
   }
   if (changes.empty()) return;
   try {

@@ -5,7 +5,7 @@
 
 #include <algorithm>
 
-#include "clock.h"
+#include "timestamp.h"
 
 namespace qvcmsd {
 namespace {
@@ -171,7 +171,7 @@ void StatePublisher::PublishSlave(const Silence::Contact& contact) {
   const std::string state = StateOf(contact);
   const bool is_other_state = state != published.state;
   if (contact.last_heard && (is_other_state || now >= published.report_due)) {
-    const std::string last_report = Timestamp(*contact.last_heard);
+    const std::string last_report = qv::Timestamp(*contact.last_heard);
     if (last_report != published.last_report) Send(topics_.OfSlave(zr, kLastReport), last_report);
     published.last_report = last_report;
     if (now >= published.report_due) published.report_due = now + kBetweenReports;
