@@ -119,6 +119,7 @@ int BatUpdateCam(int zrId, std::list<CamStsInfo>& changed) {
   std::map<int, const CamStsInfo*> last_of_each;
   for (const CamStsInfo& info : changed) last_of_each[info.GetId()] = &info;
   std::vector<const CamStsInfo*> cameras;
+  cameras.reserve(last_of_each.size());
   for (const auto& [id, info] : last_of_each) cameras.push_back(info);
   if (cameras.empty()) return 0;
   return record::Attempt("Failed to update the status of the cameras of server [{}]", zrId, [&] {

@@ -49,6 +49,16 @@ TEST_F(CameraStatus, ChangesAreWrittenTogetherAndClientsHearOfNewStreams) {
       << "nothing changed";
 }
 
+TEST_F(CameraStatus, MoreCamerasThanAStatementTakesAreWrittenToo) {
+  std::string report;
+  for (int id = 1; id <= 70; ++id) {
+    Sql("INSERT INTO camera (owner_zr_id,id_on_rec_server) VALUES(15," + std::to_string(id) + ")");
+    report += (id == 1 ? "[" : ",") + ("{\"id\":" + std::to_string(id)) + ",\"status\":2}";
+  }
+  Report(15, report + "]");
+  EXPECT_THAT(Rows("SELECT status,COUNT(*) FROM camera GROUP BY status"), ElementsAre("2|70"));
+}
+
 TEST_F(CameraStatus, ChangesAreLoggedWithoutSecrets) {
   Sql("INSERT INTO camera (id,owner_zr_id,id_on_rec_server,stream_profile1) VALUES (111,17,1,'{\"a\":1}')");
   EXPECT_THAT(
