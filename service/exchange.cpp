@@ -176,9 +176,11 @@ ssize_t Exchange::NextPiece(char* buffer, std::size_t size) {
     const std::lock_guard lock(stream_mutex_);
     if (std::exchange(is_woken_, false)) continue;
     is_resting_ = true;
+    limits_->NeverEnd();
     MHD_suspend_connection(connection_);
     return 0;
   }
+  limits_->SendFor(server_.body_time);  // to take this piece
   const std::size_t taken = std::min(size, piece_.size());
   std::copy_n(piece_.data(), taken, buffer);
   piece_.erase(0, taken);
