@@ -84,7 +84,10 @@ TEST_F(DeliveryStateTest, TheStateIsTrueAgainAfterKills) {
   ASSERT_EQ(Curl("/v1/slaves/7/pair", kPair).status, 200);
   EXPECT_TRUE(Says("qvcms-7/camera/total", "10"));
   KillBroker();
-  said_.clear();
+  {
+    const std::lock_guard lock(mutex_);
+    said_.clear();
+  }
   StartBroker();
   EXPECT_TRUE(Says("qvcms-7/camera/total", "10")) << "the broker has forgotten it\n" << Log();
   EXPECT_TRUE(Says("qvcms/$state", "ready"));
