@@ -6,7 +6,6 @@
 #include <sys/file.h>
 #include <unistd.h>
 
-#include <fstream>
 #include <thread>
 
 #include "scratchhost.h"
@@ -153,21 +152,6 @@ TEST_F(HostApiTest, DoesNotBeginAnewInTheFolderOfAHostWhoseRowsAreElsewhere) {
   EXPECT_FALSE(fs::exists(folder_ / "data/qvcms.db"));
 }
 
-TEST_F(HostApiTest, RefusesOptionsThatItCannotUse) {
-  std::ofstream(folder_ / "file") << "x";
-  const std::pair<const char*, std::function<void(qv::HostOptions&)>> cases[] = {
-      {"unusable: cannot make the data folder ",
-       [&](qv::HostOptions& options) { options.data_folder = folder_ / "file"; }},
-      {"bad-argument: a log level", [](qv::HostOptions& options) { options.log.level = 8; }},
-  };
-  for (const auto& [refusal, change] : cases) {
-    qv::HostOptions options = Options();
-    change(options);
-    EXPECT_THAT(RefusalOf([&] { qv::Host host(options); }), StartsWith(refusal));
-  }
-  EXPECT_FALSE(Open().IsOpenToOthers()) << "a refused host is not the host of the process";
-}
-
 TEST_F(HostApiTest, RefusesToRemoveMostDevicesAndPlanSaysSo) {
   const struct {
     Document before, after;
@@ -273,11 +257,6 @@ TEST_F(HostApiTest, TakesAMissingHostForAnEmptyOne) {
   EXPECT_THAT(RefusalOf([&] { host.Status(7, Document::Parse(R"({"status":1})")); }), StartsWith("unknown-server: "));
   EXPECT_THAT(RefusalOf([&] { host.SetConfiguring("camera", 1, true); }), StartsWith("unknown-device: "));
   EXPECT_FALSE(fs::exists(options.data_folder));
-
-  fs::create_directories(options.data_folder / "lost+found");
-  std::ofstream(options.data_folder / "qvcms.db").flush();
-  EXPECT_FALSE(qv::Host::IsIn(options.data_folder)) << "an empty file is no database yet";
-  EXPECT_TRUE(qv::Host::IsIn("/dev/null")) << "opening it says what is wrong";
   EXPECT_THROW(qv::Host second(options), std::logic_error) << "a host without data is one, too";
 }
 

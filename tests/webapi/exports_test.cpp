@@ -15,7 +15,7 @@ SlaveZR Slave(const std::string& model) {
 using Export = decltype(&SaveSlaveInfoPair);
 constexpr Export kExports[] = {SaveSlaveInfoPair, SaveSlaveInfoUpdate};
 
-struct Exports : support::StatusTest {
+struct Exports : support::HostTest {
   static Lines Apply(Export call, const std::string& document, const std::string& model = "NVR-20") {
     return Journal([&] { EXPECT_EQ(call(Slave(model), Parse(document), 7), 0); }, 0);
   }
@@ -84,31 +84,6 @@ TEST_F(Exports, ThrowOnAnImpossibleDocument) {
       EXPECT_THROW(call(Slave("QVA"), Parse(document), 7), Json::Exception) << document;
     }
   }
-}
-
-/// How many statements the second of two calls takes.
-std::uint64_t Statements(const std::function<void()>& call) {
-  call();
-  const std::uint64_t before = qv::db::ThisThread().statistics().executed;
-  call();
-  return qv::db::ThisThread().statistics().executed - before;
-}
-
-TEST_F(Exports, TakeAsManyStatementsForManyUnchangedDevicesAsForFew) {
-  std::vector<std::uint64_t> updates;
-  for (const int count : {2, 300}) {
-    Json::Value document;
-    document["status"] = 1;  // serves as a report too
-    for (int id = 1; id <= count; ++id) {
-      for (const char* section : {"camera_info", "iomodule_info", "POS_info", "speaker_info"}) {
-        document[section][id - 1]["id"] = id;
-      }
-      document["camera_info"][id - 1]["edgeStorage"]["enabled"] = true;
-    }
-    updates.push_back(Statements([&] { SaveSlaveInfoUpdate(SlaveZR(), document, 7); }));
-    EXPECT_EQ(Statements([&] { SaveSlaveStatus(document, record_); }), 4U) << "one for the rows of each kind";
-  }
-  EXPECT_EQ(updates[0], updates[1]);
 }
 
 }  // namespace

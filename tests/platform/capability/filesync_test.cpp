@@ -4,7 +4,6 @@
 #include <fstream>
 
 #include "camcap.h"
-#include "db/writerlock.h"
 #include "support/hosttest.h"
 
 namespace {
@@ -66,20 +65,6 @@ TEST_F(CapabilityFiles, AProcessThatDiesWhileItMakesOneLeavesNoStampThatVouchesF
   EXPECT_EQ(support::EndOf(child), -SIGXFSZ);
   EXPECT_EQ(Content("a.cap"), "damaged");
   qv::db::Open(folder(), support::OptionsFor(folder()));
-  EXPECT_EQ(Content("a.cap"), "1\n");
-}
-
-TEST_F(CapabilityFiles, WhatAnotherWriterHoldsUpIsMadeAfterTheNextCommit) {
-  Begin();
-  Take("a.cap", 1);
-  fs::remove_all(Path(""));
-  qv::db::Close();
-  qv::db::WriterLock of_another_process(folder());
-  ASSERT_TRUE(of_another_process.Acquire(std::chrono::seconds(1)));
-  qv::db::Open(folder(), support::OptionsFor(folder()));
-  EXPECT_FALSE(fs::exists(Path("a.cap")));
-  of_another_process.Release();
-  qv::db::UnitOfWork().Commit();
   EXPECT_EQ(Content("a.cap"), "1\n");
 }
 
