@@ -7,8 +7,8 @@
 namespace qv {
 
 /// Overwrites what the list of processes shows of options whose values may hold a password: the URI of a database
-/// (`--database`, `--from-database`) and that of a receiver (`--deliver`, `--publish-state`). Call it once the options are
-/// read.
+/// (`--database`, `--from-database`) and that of a receiver (`--deliver`, `--publish-state`). Call it once the options
+/// are read.
 inline void HidePasswords(int argc, char** argv) {
   for (int i = 1; i < argc; ++i) {
     const std::string_view argument = argv[i];
