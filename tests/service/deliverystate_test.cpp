@@ -61,6 +61,7 @@ TEST_F(DeliveryStateTest, ToolsSeeTheFleetWithoutAsking) {
     Report();  // else it falls silent again
     return Said("qvcms-7/camera/not-well") == "1";
   }));
+  std::this_thread::sleep_for(std::chrono::milliseconds(300));  // the counts of the other kinds come with it
   const std::size_t before = messages();
   for (int i = 0; i < 7; ++i) {
     Report();
