@@ -82,7 +82,7 @@ void Delivery::Look() {
 void Delivery::Wait(qv::OutboxBell* bell) const {
   pollfd events[] = {{stop_event_, POLLIN, 0}, {bell == nullptr ? -1 : bell->descriptor(), POLLIN, 0}};
   poll(events, 2, static_cast<int>(kLook.count()));
-  if (events[1].revents == 0) return;
+  if (bell == nullptr || events[1].revents == 0) return;
   bell->Clear();
   poll(events, 1, static_cast<int>(kAfterALook.count()));
 }
