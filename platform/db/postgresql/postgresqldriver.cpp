@@ -181,10 +181,19 @@ class PostgresqlConnection final : public Connection, public Executor {
     pipeline_.Run("COMMIT", [&](const Result& result) {
       is_committed = std::string_view(PQcmdStatus(result.get())) == "COMMIT";
     });
-    // As a transaction of its own. Transactions that notify wait for one another until their commits are on the disk.
-    if (rings_) pipeline_.Run(Notify());
+    // As a transaction of its own, which nobody needs on the disk: those that notify wait for one another until they
+    // are there.
+    if (rings_) {
+      for (const char* sql : {"BEGIN", "SET LOCAL synchronous_commit = off"}) pipeline_.Run(sql);
+      pipeline_.Run(Notify());
+      pipeline_.Run("COMMIT");
+    }
     auto failure = pipeline_.Flush();
-    if (is_committed) failure.reset();
+    if (is_committed && failure) {  // of the notification
+      pipeline_.Run("ROLLBACK");
+      pipeline_.Flush();
+      failure.reset();
+    }
     if (failure && !pipeline_.IsLost()) is_ahead_ ? GiveUp(*failure) : Lose(*failure);
     is_ahead_ = false;
     ForgetIds();
