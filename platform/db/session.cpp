@@ -78,23 +78,23 @@ std::int64_t RunText(Session& session, const std::string& text, TextRows* rows) 
   Session::State& state = session.state();
   state.CheckNotLost();
   ++state.statistics.executed;
-  state.ForgetSent(text);
+  state.ForgetForeseen(text);
   return state.connection->RunText(text, rows);
 }
 
 void Session::Foresee(const std::string& table, std::string question, Query query) {
   query.Send();
-  state_->sent.push_back({table, std::move(question), std::move(query)});
+  state_->foreseen.push_back({table, std::move(question), std::move(query)});
 }
 
-bool Session::ForeseesAny() const { return !state_->sent.empty(); }
+bool Session::ForeseesAny() const { return !state_->foreseen.empty(); }
 
 std::optional<Query> Session::TakeForeseen(const std::string& question) {
-  const auto found = std::find_if(state_->sent.begin(), state_->sent.end(),
+  const auto found = std::find_if(state_->foreseen.begin(), state_->foreseen.end(),
                                   [&](const auto& each) { return each.question == question; });
-  if (found == state_->sent.end()) return std::nullopt;
+  if (found == state_->foreseen.end()) return std::nullopt;
   std::optional<Query> query(std::move(found->query));
-  state_->sent.erase(found);
+  state_->foreseen.erase(found);
   return query;
 }
 
@@ -169,7 +169,7 @@ void Query::RunLater(TakeWritten take) {
   state.CheckNotLost();
   parameter_ = 0;
   ++state.statistics.executed;
-  state.ForgetSent(home_->sql);
+  state.ForgetForeseen(home_->sql);
   statement_->RunLater(std::move(take));
 }
 
@@ -185,7 +185,7 @@ Written Query::RunToEnd() {
   parameter_ = 0;
   const auto run = [&] {
     ++state.statistics.executed;
-    state.ForgetSent(home_->sql);
+    state.ForgetForeseen(home_->sql);
     return statement_->Run();
   };
   if (state.in_transaction) return run();

@@ -64,7 +64,7 @@ struct TextHash {
 };
 
 /// A query that was sent ahead, for whoever asks for the same rows in the same unit of work.
-struct SentQuery {
+struct ForeseenQuery {
   std::string table;
   std::string question;  ///< the statement and its values
   Query query;
@@ -75,18 +75,19 @@ struct Session::State {
   std::unique_ptr<Connection> connection;
   std::unordered_map<std::string, StatementPool, TextHash, std::equal_to<>> statements;
   Statistics statistics;
-  std::list<SentQuery> sent;  ///< none outside of a unit of work
+  std::list<ForeseenQuery> foreseen;  ///< none outside of a unit of work
   UnitOfWork* unit = nullptr;
   Group* group = nullptr;                        ///< whose transaction is open
   bool in_transaction = false;                   ///< a `Transaction` is open, though its database may have lost it
   std::vector<std::function<void()>> on_commit;  ///< what the open transaction brings about
 
   /// Drops the answers that may not hold any more when `sql` has run. A deletion may take rows of other tables with it.
-  void ForgetSent(std::string_view sql) {
+  void ForgetForeseen(std::string_view sql) {
     const bool only_reads = sql.starts_with("SELECT") && sql.find(';') == std::string_view::npos;
-    if (sent.empty() || only_reads) return;
+    if (foreseen.empty() || only_reads) return;
     const bool deletes = sql.find("DELETE") != std::string_view::npos;
-    sent.remove_if([&](const SentQuery& each) { return deletes || sql.find(each.table) != std::string_view::npos; });
+    foreseen.remove_if(
+        [&](const ForeseenQuery& each) { return deletes || sql.find(each.table) != std::string_view::npos; });
   }
 
   /// Throws `Error` (Lost) when the database has dropped the transaction that is open.

@@ -50,13 +50,14 @@ UnitOfWork::UnitOfWork(int zr) : session_(ThisThread()), zr_(zr) {
 }
 
 UnitOfWork::~UnitOfWork() {
-  session_.state().sent.clear();
+  session_.state().foreseen.clear();
   session_.connection().EndSendingAhead();
   if (session_.state().unit == this) session_.state().unit = nullptr;
 }
 
 void UnitOfWork::Commit() {
   if (session_.state().unit != this) throw std::logic_error("a unit of work committed twice");
+  session_.state().foreseen.clear();
   if (part_) {
     session_.connection().Await();
     session_.connection().EndSendingAhead();

@@ -40,10 +40,7 @@ db::Query AnyTable::SelectRows(const Where& where, const Columns& columns) const
 void AnyTable::Foresee(const Where& where) const {
   db::Session& session = db::ThisThread();
   if (!session.connection().IsSendingAhead()) return;
-  const std::string sql = SelectionSql(where, schema_.all);
-  db::Query query = session.Prepare(sql);
-  where.Bind(query);
-  session.Foresee(name(), sql + where.Values(), std::move(query));
+  session.Foresee(name(), SelectionSql(where, schema_.all) + where.Values(), SelectRows(where, schema_.all));
 }
 
 void AnyTable::ReadColumns(const Columns& columns, const db::Query& query, void* record) {

@@ -99,8 +99,8 @@ std::string Where::Sql(const std::vector<Condition>& conditions, int& parameter)
 void Where::AppendValues(const std::vector<Condition>& conditions, std::string& values) {
   for (const Condition& condition : conditions) {
     AppendValues(condition.inner, values);
-    if (condition.text) values += ',' + *condition.text;
-    for (const std::int64_t value : condition.values) values += ',' + std::to_string(value);
+    if (condition.text) values += '\0' + *condition.text;  // no text in the database has one
+    for (const std::int64_t value : condition.values) values += '\0' + std::to_string(value);
   }
 }
 

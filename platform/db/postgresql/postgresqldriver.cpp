@@ -181,13 +181,7 @@ class PostgresqlConnection final : public Connection, public Executor {
     pipeline_.Run("COMMIT", [&](const Result& result) {
       is_committed = std::string_view(PQcmdStatus(result.get())) == "COMMIT";
     });
-    // As a transaction of its own, which nobody needs on the disk: those that notify wait for one another until they
-    // are there.
-    if (rings_) {
-      for (const char* sql : {"BEGIN", "SET LOCAL synchronous_commit = off"}) pipeline_.Run(sql);
-      pipeline_.Run(Notify());
-      pipeline_.Run("COMMIT");
-    }
+    if (rings_) SendNotification();
     auto failure = pipeline_.Flush();
     if (is_committed && failure) {  // of the notification
       pipeline_.Run("ROLLBACK");
@@ -322,6 +316,14 @@ class PostgresqlConnection final : public Connection, public Executor {
 
   std::string Channel() const { return "qvcms_outbox_" + schema_; }
   std::string Notify() const { return "NOTIFY " + Channel(); }
+  /// As a transaction of its own, which nobody needs on the disk: those that notify wait for one another until they are
+  /// there.
+  void SendNotification() {
+    for (const std::string& sql :
+         {std::string("BEGIN"), std::string("SET LOCAL synchronous_commit = off"), Notify(), std::string("COMMIT")}) {
+      pipeline_.Run(sql);
+    }
+  }
 
   bool SendAhead(const std::function<void()>& send) override {
     if (!is_open_ || !is_ahead_) return false;
