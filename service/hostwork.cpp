@@ -85,6 +85,8 @@ void HostWork::Apply(qv::Host& host) {
 void HostWork::Finish(int failed_files) {
   Response response;
   qv::ChangeResult changes;
+  Json::Value event(Json::objectValue);
+  event["zr"] = zr();
   if (const auto* import = std::get_if<qv::ImportResult>(&result_)) {
     changes = *import;
     response.body = qv::ToJson(*import);
@@ -95,16 +97,19 @@ void HostWork::Finish(int failed_files) {
     changes = *removal;
     response.body = qv::ToJson(*removal);
   } else {
-    changes = std::get<qv::ChangeResult>(result_);
+    const auto& configuring = std::get<qv::ConfiguringResult>(result_);
+    changes = configuring;
     const qv::Row row = qv::ConfiguringRow(call_->match.values[0], IdIn(call_->match.values[1]), on_);
     response.body = qv::ToJson(std::span(&row, 1));
+    event["zr"] = configuring.zr;
+    for (const auto& [name, value] : row) event[name] = value;
   }
   changes.failed_files += failed_files;
   if (changes.failed_operations > 0) {
     response.headers.emplace_back("Qv-Failed-Operations", std::to_string(changes.failed_operations));
   }
   if (changes.failed_files > 0) response.headers.emplace_back("Qv-Failed-Files", std::to_string(changes.failed_files));
-  if (operation_ != Operation::Plan) service_.Applied(*call_, changes);
+  if (operation_ != Operation::Plan) service_.Applied(*call_, changes, std::move(event));
   answer_(std::move(response));
 }
 

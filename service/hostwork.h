@@ -28,7 +28,7 @@ class HostWork : public Work {
   const Operation operation_;
   std::optional<qv::Document> document_;
   bool on_ = false;  ///< what the mark is set to
-  std::variant<std::monostate, qv::ImportResult, qv::StatusResult, qv::RemoveResult, qv::ChangeResult> result_;
+  std::variant<std::monostate, qv::ImportResult, qv::StatusResult, qv::RemoveResult, qv::ConfiguringResult> result_;
 };
 
 }  // namespace qvcmsd

@@ -326,34 +326,26 @@ void Service::Ask(const std::shared_ptr<Call>& call, const Answer& answer, std::
   if (!taken) answer(Problem(503, "overloaded", "too many wait for lists"));
 }
 
-void Service::Applied(const Call& call, const qv::ChangeResult& result) {
+void Service::Applied(const Call& call, const qv::ChangeResult& result, Json::Value event) {
   metrics_.Changes(result);
-  const Operation operation = call.match.route->operation;
-  Json::Value data(Json::objectValue);
-  if (call.zr > 0) data["zr"] = call.zr;
-  data["changes"] = Json::Value(Json::arrayValue);
+  Json::Value& changes = event["changes"] = Json::Value(Json::arrayValue);
   for (const qv::KindChanges& kind : result.changes) {
     if (kind.added + kind.updated + kind.removed == 0) continue;
-    Json::Value& change = data["changes"].append(Json::Value(Json::objectValue));
+    Json::Value& change = changes.append(Json::Value(Json::objectValue));
     change["kind"] = kind.kind;
     change["added"] = kind.added;
     change["updated"] = kind.updated;
     change["removed"] = kind.removed;
   }
-  if (!data["changes"].empty()) ++changes_;
-  if (result.failed_operations > 0) data["failed_operations"] = result.failed_operations;
-  if (operation == Operation::Remove) {
+  if (!changes.empty()) ++changes_;
+  if (result.failed_operations > 0) event["failed_operations"] = result.failed_operations;
+  if (call.match.route->operation == Operation::Remove) {
     silence_.Forget(call.zr);
-    events_.Publish("removed", data);
-  } else if (operation == Operation::SetConfiguring) {
-    data["kind"] = call.match.values[0];
-    data["id"] = call.match.values[1];
-    events_.Publish("configuring", data);
-  } else {
-    Heard(call.zr);
-    const std::string_view path = call.match.route->path;
-    events_.Publish(path.substr(path.rfind('/') + 1), data);
+    return events_.Publish("removed", event);
   }
+  if (call.zr > 0) Heard(call.zr);
+  const std::string_view path = call.match.route->path;
+  events_.Publish(path.substr(path.rfind('/') + 1), event);
 }
 
 void Service::Heard(int zr) {

@@ -89,7 +89,8 @@ class Service {
   Response ShowMetrics();
   void AddState(std::vector<qv::Row>& slaves);
   void Tell(const Call& call, const Response& response);
-  void Applied(const Call& call, const qv::ChangeResult& result);
+  /// @param event  what to tell of it beside the changes
+  void Applied(const Call& call, const qv::ChangeResult& result, Json::Value event);
   void Heard(int zr);
   void TellSilence();
 

@@ -202,6 +202,10 @@ struct StatusResult : ChangeResult {
   std::vector<std::pair<std::string, Json::Value>> record;
 };
 
+struct ConfiguringResult : ChangeResult {
+  int zr = 0;  ///< the server of the device
+};
+
 struct RemoveResult : ChangeResult {
   bool was_held = false;  ///< false: the host had nothing of the server
 };
@@ -363,7 +367,7 @@ class QV_HOST_API Host {
   /// `Refusal` (UnknownDevice) too.
   /// @param kind  one of `ConfigurableKinds`
   /// @param id    of the device on the host
-  ChangeResult SetConfiguring(std::string_view kind, int id, bool on);
+  ConfiguringResult SetConfiguring(std::string_view kind, int id, bool on);
   static std::span<const std::string_view> ConfigurableKinds();
 
   /// The outcome of one call of `Together`.

@@ -195,12 +195,16 @@ TEST_F(ServiceTest, TellsOfSilenceUntilTheNextReport) {
   EXPECT_THAT(Curl("/metrics").body, HasSubstr("qvcms_slaves{state=\"silent\"} 1"));
   EXPECT_EQ(Curl("/v1/slaves/7/status", kStatus).status, 200);
   EXPECT_FALSE(Curl("/v1/slaves").json()[0]["silent"].asBool());
+  EXPECT_EQ(Curl("/v1/camera/2/configuring", "-X PUT -d '{\"configuring\":true}'").status, 200);
   const auto told = [&](const std::string& text) {
     return Within(5, [&] { return support::ReadWholeFile(folder_ / "events").find(text) != std::string::npos; });
   };
-  for (const char* event : {"event: pair\n", "event: silent\n", "event: well\n", "event: status\n"}) {
+  for (const char* event :
+       {"event: pair\n", "event: silent\n", "event: well\n", "event: status\n", "event: configuring\n"}) {
     EXPECT_TRUE(told(event)) << event;
   }
+  EXPECT_THAT(support::ReadWholeFile(folder_ / "events"),
+              testing::ContainsRegex(R"("configuring":true,"id":2,"kind":"camera","time":"[^"]*","zr":7)"));
   EXPECT_TRUE(Within(5, [&] { return Curl("/v1/messages?command=slave-well").json().size() == 1; }));
   EXPECT_EQ(Curl("/v1/messages?command=slave-silent").json()[0]["payload"]["zr"], 7);
   EXPECT_EQ(Stop(), 0) << "with a watcher connected";

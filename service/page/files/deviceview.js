@@ -32,9 +32,8 @@ function useDevice(fleet, zr, kind, id) {
   useEffect(() => {
     let timer = 0;
     const end = fleet.listenToEvents((event) => {
-      const kinds = [event.data.kind, ...(event.data.changes ?? []).map((change) => change.kind)];
-      const isOurs = event.data.zr === zr || event.data.zr === undefined;
-      if (!isOurs || ![kind, ...(PARTS[kind] ?? []).map(([part]) => part)].some((each) => kinds.includes(each))) return;
+      const kinds = (event.data.changes ?? []).map((change) => change.kind);
+      if (event.data.zr !== zr || ![kind, ...(PARTS[kind] ?? []).map(([part]) => part)].some((each) => kinds.includes(each))) return;
       timer ||= setTimeout(() => {
         timer = 0;
         again();

@@ -101,7 +101,7 @@ export class Fleet {
     if (event.type === 'silent' || event.type === 'well') {
       if (slave) this.#set({ ...slave.row, silent: event.type === 'silent', silent_since: event.data.since });
     } else if (zr && event.type !== 'removed') {
-      if (slave) slave.heard = Date.parse(time);
+      if (slave && event.type !== 'configuring') slave.heard = Date.parse(time);
       if (!slave || changes.length > 0) this.#lookAt(zr);
     }
     for (const listener of this.#eventListeners) listener(event);

@@ -33,7 +33,7 @@ function useRows(fleet, zr, kind, search, isNotWell) {
     let timer = 0;
     const end = fleet.listenToEvents((event) => {
       const concerns = event.data.zr === zr && event.data.changes?.some((change) => change.kind === kind);
-      if (!concerns && event.data.kind !== kind && event.type !== 'lost') return;
+      if (!concerns && event.type !== 'lost') return;
       timer ||= setTimeout(() => {
         timer = 0;
         rows.readAgain();
