@@ -8,6 +8,14 @@ namespace {
 
 constexpr int kUsage = 64;
 
+/// What is wrong with the options. The parser's own words about the file do not say what an option's name is.
+std::string Explain(const CLI::ParseError& error) {
+  constexpr std::string_view kUnknown = "INI was not able to parse ";
+  const std::string text = error.what();
+  if (!text.starts_with(kUnknown)) return text;
+  return "the configuration file has an option that is not known: " + text.substr(kUnknown.size());
+}
+
 /// An option that is a number of seconds, such as 60 or 0.5.
 void AddSeconds(CLI::App& app, const std::string& name, std::chrono::milliseconds& value, const std::string& text) {
   app.add_option_function<double>(
@@ -130,10 +138,12 @@ void AddLimits(CLI::App& app, Options& options) {
 
 std::variant<Options, int> ParseOptions(int argc, const char* const* argv) {
   Options options;
-  CLI::App app{"Takes the documents of slaves over HTTP, keeps the host's data true to them, and shows what it holds.",
-               "qvcmsd"};
+  CLI::App app{
+      "Takes the documents of slaves over HTTP, keeps the host's data in agreement with them, and shows what it holds.",
+      "qvcmsd"};
   app.set_version_flag("--version", std::string("qvcmsd ") + QVCMS_VERSION);
   app.set_config("--config", "/etc/qvcmsd.conf", "Read options from this file: NAME=VALUE, one a line, without dashes");
+  app.allow_config_extras(CLI::config_extras_mode::error);
   AddOptions(app, options);
   AddDelivery(app, options);
   AddLimits(app, options);
@@ -143,7 +153,7 @@ std::variant<Options, int> ParseOptions(int argc, const char* const* argv) {
   } catch (const CLI::Success& success) {
     return app.exit(success, std::cout, std::cerr);
   } catch (const CLI::ParseError& error) {
-    std::cerr << "qvcmsd: " << error.what() << "\nRun \"qvcmsd --help\" for the options.\n";
+    std::cerr << "qvcmsd: " << Explain(error) << "\nRun \"qvcmsd --help\" for the options.\n";
     return kUsage;
   }
   options.service.data_folder = options.data_dir;

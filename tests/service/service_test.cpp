@@ -119,6 +119,13 @@ TEST_F(ServiceTest, LetsATokenDoWhatItIsForAndNothingElse) {
   }
 }
 
+TEST_F(ServiceTest, RefusesAConfigurationFileWithAnOptionThatItDoesNotHave) {
+  Write("conf", "log-level=2\nsilent-aftre=60\n");
+  const Result result = Shell("'" QVCMSD_PATH "' --config conf --data-dir data --listen 127.0.0.1:0");
+  EXPECT_EQ(result.status, 64);
+  EXPECT_THAT(result.err, HasSubstr("has an option that is not known: silent-aftre\n"));
+}
+
 TEST_F(ServiceTest, WithoutTokensServesThisMachineAlone) {
   const Result result = Shell("'" QVCMSD_PATH "' --data-dir data --listen 0.0.0.0:0");
   EXPECT_EQ(result.status, 1);
