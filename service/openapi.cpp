@@ -34,7 +34,12 @@ Json::Value ParametersOf(const Route& route) {
   std::string_view path = route.path;
   for (std::size_t begin = path.find('{'); begin != std::string_view::npos; begin = path.find('{', begin + 1)) {
     const std::string name(path.substr(begin + 1, path.find('}', begin) - begin - 1));
-    parameters.append(Describe(name, "path", name == "kind" ? "string" : "integer", ""));
+    parameters.append(Describe(name, "path", name == "zr" || name == "id" ? "integer" : "string", ""));
+  }
+  if (route.body == Body::Document) {
+    Json::Value encoding = Describe("Content-Encoding", "header", "string", "gzip, for a body that is compressed");
+    encoding["schema"]["enum"].append("gzip");
+    parameters.append(std::move(encoding));
   }
   for (const Parameter& parameter : route.parameters) {
     parameters.append(Describe(std::string(parameter.name), "query", SchemaType(parameter.type), parameter.meaning));
@@ -62,6 +67,27 @@ Json::Value BodyOf(const Route& route) {
   return body;
 }
 
+void AddHeader(Json::Value& response, const char* name, const char* type, const char* meaning) {
+  response["headers"][name] = Object({{"schema", Object({{"type", type}})}, {"description", meaning}});
+}
+
+/// Headers of an answer that tell something of their own.
+void AddHeaders(const Route& route, Json::Value& responses) {
+  Json::Value& done = responses["200"];
+  if (FindParameter(route, "limit") != nullptr) {
+    AddHeader(done, "Link", "string", "Address of the next page, with rel=\"next\"; none: this is the last one");
+  }
+  if (route.need == Need::Documents || route.need == Need::Operate) {
+    AddHeader(done, "Qv-Failed-Operations", "integer", "Operations that failed; the rest was applied");
+    AddHeader(done, "Qv-Failed-Files", "integer", "Files that could not be written; they are tried again");
+  }
+  if (route.operation == Operation::Page) {
+    AddHeader(done, "ETag", "string", "For If-None-Match");
+    responses["304"]["description"] = "The file is the one that If-None-Match names";
+  }
+  AddHeader(responses["503"], "Retry-After", "integer", "Seconds after which to try again");
+}
+
 Json::Value ResponsesOf(const Route& route) {
   Json::Value responses(Json::objectValue);
   responses["200"]["description"] = std::string(route.answer);
@@ -76,6 +102,7 @@ Json::Value ResponsesOf(const Route& route) {
     response["description"] = std::string(ReasonOf(problem));
     response["content"]["application/problem+json"]["schema"]["$ref"] = "#/components/schemas/Problem";
   }
+  AddHeaders(route, responses);
   return responses;
 }
 
@@ -108,13 +135,16 @@ std::string DescribeRoutes() {
     operation["responses"] = ResponsesOf(route);
     if (route.need != Need::Nothing) {
       Json::Value& security = operation["security"];
-      security.append(Object({{"bearer", Json::Value(Json::arrayValue)}}));
-      security.append(Object({{"certificate", Json::Value(Json::arrayValue)}}));
+      for (const char* const scheme : {"bearer", "cookie", "certificate"}) {
+        security.append(Object({{scheme, Json::Value(Json::arrayValue)}}));
+      }
     }
   }
   description["components"]["schemas"]["Problem"] = ProblemSchema();
-  description["components"]["securitySchemes"]["bearer"] = Object({{"type", "http"}, {"scheme", "bearer"}});
-  description["components"]["securitySchemes"]["certificate"] = Object({{"type", "mutualTLS"}});
+  Json::Value& schemes = description["components"]["securitySchemes"];
+  schemes["bearer"] = Object({{"type", "http"}, {"scheme", "bearer"}});
+  schemes["cookie"] = Object({{"type", "apiKey"}, {"in", "cookie"}, {"name", "qvcmsd"}});
+  schemes["certificate"] = Object({{"type", "mutualTLS"}});
   return qv::ToJson(description, false) + '\n';
 }
 

@@ -107,8 +107,7 @@ std::span<const Route> Routes() {
        Operation::ListSlaves,
        Need::Read,
        "All slaves with their state: whether they are silent, their devices by kind and how many of those are not "
-       "well, "
-       "messages that wait",
+       "well, messages that wait",
        kRows,
        Body::None,
        {kAfter, kLimit},
@@ -139,7 +138,8 @@ std::span<const Route> Routes() {
        "/v1/messages",
        Operation::Messages,
        Need::Read,
-       "Messages that wait for other services",
+       "Messages to other services: those that wait, and those that were refused and set aside. With set_aside= (and "
+       "nothing behind it) only the former",
        kRows,
        Body::None,
        {kZr, kAfter, kLimit},
@@ -148,8 +148,8 @@ std::span<const Route> Routes() {
        "/v1/events",
        Operation::Events,
        Need::Read,
-       "What changes, as it happens: one event for each document that was applied, and for each slave that falls "
-       "silent or is well again",
+       "What changes, as it happens: one event for each document that was applied, for each slave that was removed, "
+       "falls silent or is well again, and for each mark of a device",
        "Server-sent events, each with a JSON object",
        Body::None,
        {},

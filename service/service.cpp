@@ -276,7 +276,7 @@ void Service::Handle(std::unique_ptr<Call> call, const Answer& answer) {
     case Operation::Health:
       return told({.type = "text/plain", .body = "ok\n"});
     case Operation::Describe:
-      return told({.body = DescribeRoutes()});
+      return Ask(shared, told, [] { return Response{.body = DescribeRoutes()}; });
     case Operation::Page:
       return told(ShowPage(shared->request, shared->match.values.empty() ? "" : shared->match.values.front()));
     case Operation::ShowSession:

@@ -62,6 +62,10 @@ TEST_F(ServiceTest, AnswersEveryRouteThatItDescribes) {
     for (char& letter : method) letter = static_cast<char>(std::tolower(letter));
     const Json::Value& described = description["paths"][route + method.size() + 1][method]["responses"];
     EXPECT_TRUE(described.isMember(std::to_string(status))) << route << " may answer " << status;
+    for (const char* const header : {"Link", "ETag"}) {
+      const bool is_sent = reply.headers.find(std::string("\n") + header + ": ") != std::string::npos;
+      EXPECT_TRUE(!is_sent || described["200"]["headers"].isMember(header)) << header << " of " << route;
+    }
     tried.insert(route);
   }
   EXPECT_THAT(DescribedRoutes(), testing::UnorderedElementsAreArray(tried));

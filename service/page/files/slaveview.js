@@ -26,6 +26,7 @@ function useRows(fleet, zr, kind, search, isNotWell) {
     const parameters = new URLSearchParams();
     if (search) parameters.set('search', search);
     if (isNotWell) parameters.set('not_well', 'true');
+    if (kind === 'message') parameters.set('set_aside', ''); // only those that wait
     return new Rows(`v1/slaves/${zr}/${kind}?${parameters}`, again);
   }, [zr, kind, search, isNotWell]);
   useEffect(() => {
