@@ -181,6 +181,7 @@ std::string Tokens::Make(const Scope& scope, const std::string& note) {
 }
 
 bool Tokens::Revoke(std::string_view id) {
+  if (!std::filesystem::exists(data_folder_)) return false;
   const files::FileDescriptor lock = LockFolder(data_folder_);
   Read();
   const auto found = std::find_if(infos_.begin(), infos_.end(), [&](const TokenInfo& info) { return info.id == id; });

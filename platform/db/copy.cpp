@@ -17,11 +17,14 @@ class Opened {
   Opened& operator=(const Opened&) = delete;
 };
 
+/// To a database that has been opened before, and has its schema.
 std::unique_ptr<Session> ConnectTo(const Source& source) {
   Options options;
   options.driver = source.driver;
   auto folder = std::make_shared<Folder>(source.folder, options);
-  return Connect(std::move(folder));
+  std::unique_ptr<Session> session = Connect(std::move(folder));
+  session->connection().Accept();
+  return session;
 }
 
 void Bind(Query& query, const Statement& row, int column, const std::string& definition) {

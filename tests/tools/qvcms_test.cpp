@@ -192,6 +192,7 @@ TEST_F(ToolTest, MigratesAHostToAnotherDatabaseAndBack) {
   const std::string to = " --data-dir moved --database '' migrate --from data";
   const std::string from_database = support::OnPostgresql() ? " --from-database \"$QVCMS_DATABASE\"" : "";
   ASSERT_EQ(Run(to + from_database).err, "");
+  EXPECT_FALSE(std::filesystem::exists(folder_ / "moved/qvcms.db-wal")) << "qvcms.db is whole by itself";
   EXPECT_THAT(Run(to + from_database).err, HasSubstr(" holds rows already"));
   const std::string back = support::DatabaseOf(folder_ / "back");
   ASSERT_EQ(Run("--data-dir back --database '" + back + "' migrate --from moved").err, "");
