@@ -13,6 +13,9 @@ complete -c qvcms -n '__fish_seen_subcommand_from token' -a 'make list revoke'
 complete -c qvcms -n '__fish_seen_subcommand_from token' -l scope -x -a 'read operate metrics slave:' -d 'What its bearer may do'
 complete -c qvcms -n '__fish_seen_subcommand_from token' -l note -x -d 'What it is for'
 
+complete -c qvcms -n '__fish_seen_subcommand_from migrate' -l from -xa '(__fish_complete_directories)' -d 'Data folder of the host that is copied'
+complete -c qvcms -n '__fish_seen_subcommand_from migrate' -l from-database -x -d 'Its PostgreSQL database'
+
 complete -c qvcms -l database -x -d 'PostgreSQL database of the host'
 complete -c qvcms -l data-dir -xa '(__fish_complete_directories)' -d 'Folder with the data'
 complete -c qvcms -l log-level -xa '0 1 2 3 4 5 6 7' -d 'Least severe level that is logged'

@@ -58,7 +58,7 @@ TEST_F(ToolTest, AnswersEachRefusalInOneLine) {
 TEST_F(ToolTest, TellsWrongUsage) {
   Write("document", "{}");
   const std::pair<const char*, const char*> cases[] = {
-      {"", "a command is missing; the commands are pair"},
+      {"", "; the commands are pair, update, plan, status, remove, list, configuring, messages, migrate, token\n"},
       {"--log-level 0 udpate 7 document", "unknown command 'udpate'; the commands are pair, update"},
       {"list teapot", "unknown kind \"teapot\"; the kinds are server, camera"},
       {"list pos -o",

@@ -136,7 +136,9 @@ class CommandLine {
     }
     if (dynamic_cast<const CLI::RequiredError*>(&error) == nullptr || has_command) return text;
     std::string commands;
-    for (const auto& [command, make] : makers_) commands += (commands.empty() ? "" : ", ") + command->get_name();
+    for (const CLI::App* command : app_.get_subcommands([](const CLI::App*) { return true; })) {
+      commands += (commands.empty() ? "" : ", ") + command->get_name();
+    }
     return (word == unexpected.end() ? "a command is missing" : "unknown command '" + *word + "'") +
            "; the commands are " + commands;
   }
