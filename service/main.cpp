@@ -128,7 +128,7 @@ int Run(const Options& options) {
   if (!options.tls.certificate.empty()) tls = std::make_unique<Tls>(options.tls);
   qv::Host host(HostOptionsOf(options, log));
   if (host.IsOpenToOthers()) {
-    log.Write(Level::Warning, "other users get into the data folder " + options.data_dir.string() +
+    log.Write(Level::Warning, "other users can enter the data folder " + options.data_dir.string() +
                                   ", which holds passwords: give it the mode 0700");
   }
   if (listeners.empty() && options.state) {

@@ -1,5 +1,5 @@
-/// A CMS host inside your program: it keeps a database true to its recording servers (slaves) by the JSON documents
-/// that they send.
+/// A CMS host inside your program: it keeps a database in agreement with its recording servers (slaves) by the JSON
+/// documents that they send.
 ///
 ///     #include <qv/host.h>
 ///
@@ -27,7 +27,7 @@
 /// refuses, does not end the call: the rest is applied, the result counts the failure, and the log describes it.
 ///
 /// Log: one line for each failure, and for each change if the level is high enough. No line, result or error text
-/// contains a password or a stream key.
+/// contains a password or a stream key; at level 7 one contains the session cookie of a server.
 ///
 /// Building: C++20, with find_package(qvwebapicmssync) and qv::host, or with pkg-config qvhost. A program must use the
 /// same libstdc++ and the same jsoncpp as this library. See docs/embedding.md.

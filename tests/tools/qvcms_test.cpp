@@ -144,7 +144,7 @@ TEST_F(ToolTest, TellsOfOperationsThatFailedAndOfAnOpenFolder) {
   std::filesystem::permissions(folder_ / "data", std::filesystem::perms(0750));
   const Result open = Run("list pos");
   EXPECT_EQ(open.status, 0);
-  EXPECT_THAT(open.err, StartsWith("qvcms: warning: other users get into the data folder data"));
+  EXPECT_THAT(open.err, StartsWith("qvcms: warning: other users can enter the data folder data"));
 }
 
 TEST_F(ToolTest, PrintsTablesThatStayInTheirLines) {

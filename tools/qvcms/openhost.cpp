@@ -22,7 +22,7 @@ qv::HostOptions HostToRead(const GlobalOptions& global) {
 
 OpenHost::OpenHost(const qv::HostOptions& options) : Host(options) {
   if (!IsOpenToOthers()) return;
-  Complain("warning: other users get into the data folder " + options.data_folder.string() +
+  Complain("warning: other users can enter the data folder " + options.data_folder.string() +
            ", which holds passwords: give it the mode 0700");
 }
 

@@ -342,7 +342,7 @@ class CommandLine {
     revoke->add_option("ID", token_id_, "Id of the token")->required()->check(NotEmpty());
   }
 
-  CLI::App app_{"Keeps a video-surveillance host's database true to its recording servers.", "qvcms"};
+  CLI::App app_{"Keeps a video-surveillance host's database in agreement with its recording servers.", "qvcms"};
   std::vector<std::pair<CLI::App*, std::function<Command()>>> makers_;
   GlobalOptions global_;
   Import import_;
