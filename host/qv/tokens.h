@@ -1,4 +1,4 @@
-/// The tokens by which clients of a network door show what they may do. They are kept in a file of the data folder,
+/// The tokens by which clients of a network service show what they may do. They are kept in a file of the data folder,
 /// `tokens.json` (mode 0600), which holds a hash of each token and never the token itself.
 ///
 /// Functions that change the file wait for one another, also across processes.

@@ -18,7 +18,8 @@ enum ExitCode : int {
   kBadDocument = 65,  ///< the document cannot be read or used
 };
 
-/// What went wrong at the door itself. Ends the command with `kFailed`; `what()` goes to standard error as one line.
+/// What went wrong in the program itself, not in the host. Ends the command with `kFailed`; `what()` goes to standard
+/// error as one line.
 class Failure : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;

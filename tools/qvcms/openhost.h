@@ -11,7 +11,7 @@ namespace qvcms {
 qv::HostOptions HostToFill(const GlobalOptions& global);
 qv::HostOptions HostToRead(const GlobalOptions& global);
 
-/// Warns of a data folder that other users get into.
+/// Warns of a data folder that other users can enter.
 class OpenHost : public qv::Host {
  public:
   explicit OpenHost(const qv::HostOptions& options);

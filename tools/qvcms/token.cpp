@@ -1,4 +1,4 @@
-/// token: who may use the network door.
+/// token: who may use the service.
 
 #include <qv/tokens.h>
 
