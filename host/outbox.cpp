@@ -19,9 +19,13 @@ namespace {
 using std::chrono::milliseconds;
 using std::chrono::system_clock;
 
-/// Deletions take turns with one another, and with nobody else's calls for a server.
+/// The turn of those who delete messages or set them aside. They do not wait for calls for a server, nor these for
+/// them.
 constexpr int kOutboxTurn = -1;
 constexpr std::size_t kDiscarded = 1000;  ///< at a time
+/// Deletions that a power cut may take back: waiting for the disk with each would slow down the delivery, and a
+/// receiver remembers so many messages only.
+constexpr std::size_t kMostAtRisk = 4000;
 
 std::string Quoted(std::string_view text) { return ToJson(Json::Value(std::string(text)), true); }
 
@@ -62,22 +66,18 @@ std::vector<std::int64_t> Ids(db::Query query) {
   return ids;
 }
 
-std::string List(std::span<const std::int64_t> ids) {
-  std::string text = "(";
-  for (const std::int64_t id : ids) text += (text.size() == 1 ? "" : ",") + std::to_string(id);
-  return text + ')';
-}
-
-/// In a unit of work.
-std::size_t DeleteRows(std::span<const std::int64_t> ids) {
+/// Runs "`before` (ID,ID,...) `after`" for some of the ids at a time, in a unit of work. @return how many rows changed
+std::size_t RunFor(std::span<const std::int64_t> ids, const std::string& before, const std::string& after = "") {
   constexpr std::size_t kAtOnce = 1000;
-  std::int64_t deleted = 0;
+  std::int64_t changed = 0;
   while (!ids.empty()) {
     const auto part = ids.first(std::min(kAtOnce, ids.size()));
-    deleted += db::ThisThread().Execute("DELETE FROM message WHERE id IN " + List(part));
+    std::string list;
+    for (const std::int64_t id : part) list += (list.empty() ? "" : ",") + std::to_string(id);
+    changed += db::ThisThread().Execute(before + " (" + list + ") " + after);
     ids = ids.subspan(part.size());
   }
-  return static_cast<std::size_t>(deleted);
+  return static_cast<std::size_t>(changed);
 }
 
 /// The lock of a file, which the system gives up when the process dies.
@@ -129,9 +129,10 @@ class AdvisoryClaim : public OutboxClaim {
   std::string session_;  ///< that got the lock; empty: none has
 };
 
-/// The target as a part of a file's name.
+/// The target as a part of a file's name. The end of a long one becomes a number that tells it from others (FNV-1a).
 std::string FileNameOf(const std::string& target) {
   constexpr std::string_view kHex = "0123456789abcdef";
+  constexpr std::size_t kLongest = 200;
   std::string name;
   for (const char letter : target) {
     if ((letter >= 'a' && letter <= 'z') || (letter >= '0' && letter <= '9') || letter == '-') {
@@ -141,7 +142,10 @@ std::string FileNameOf(const std::string& target) {
       name += {'_', kHex[byte / 16], kHex[byte % 16]};
     }
   }
-  return name;
+  if (name.size() <= kLongest) return name;
+  std::uint64_t hash = 0xcbf29ce484222325;
+  for (const char letter : target) hash = (hash ^ static_cast<unsigned char>(letter)) * 0x100000001b3;
+  return name.substr(0, kLongest) + "_" + std::to_string(hash);
 }
 
 std::unique_ptr<OutboxClaim> ClaimFile(const std::filesystem::path& path) {
@@ -154,10 +158,13 @@ std::unique_ptr<OutboxClaim> ClaimFile(const std::filesystem::path& path) {
 }  // namespace
 
 std::string ToJson(const Message& message) {
+  // Outside of JSON strings a line end is as good as a blank, and inside it is escaped.
+  std::string payload = message.payload.empty() ? "null" : message.payload;
+  std::replace_if(
+      payload.begin(), payload.end(), [](char letter) { return letter == '\n' || letter == '\r'; }, ' ');
   std::string text = "{\"id\":" + std::to_string(message.id) + ",\"zr\":" + std::to_string(message.zr) +
                      ",\"target\":" + Quoted(message.target) + ",\"command\":" + Quoted(message.command) +
-                     ",\"payload\":" + text::EscapeJson(message.payload.empty() ? "null" : message.payload) +
-                     ",\"time\":\"" + Timestamp(message.created) + '"';
+                     ",\"payload\":" + text::EscapeJson(payload) + ",\"time\":\"" + Timestamp(message.created) + '"';
   if (message.attempts > 0) text += ",\"attempts\":" + std::to_string(message.attempts);
   if (!message.set_aside.empty()) text += ",\"set_aside\":" + Quoted(message.set_aside);
   return text + '}';
@@ -188,14 +195,14 @@ std::vector<Message> Outbox::Read(const MessageQuery& query) const {
   });
 }
 
-std::vector<std::string> Outbox::Targets() const {
+std::vector<std::string> Outbox::Targets(bool set_aside) const {
   return host::Guarded([&] {
     std::vector<std::string> targets;
     if (!host_.has_data_) return targets;
     // From one target to the next by the index: their number counts, not that of the messages.
     for (std::string last;;) {
-      db::Query query = db::ThisThread().Prepare(
-          "SELECT target FROM message WHERE set_aside='' AND target>$1 ORDER BY target LIMIT 1");
+      db::Query query = db::ThisThread().Prepare(std::string("SELECT target FROM message WHERE set_aside") +
+                                                 (set_aside ? "<>" : "=") + "'' AND target>$1 ORDER BY target LIMIT 1");
       query.Bind(std::string_view(last));
       if (!query.Next()) return targets;
       last = query.Row().Text(0);
@@ -216,9 +223,11 @@ std::vector<Message> Outbox::Oldest() const {
 std::size_t Outbox::Delete(std::span<const std::int64_t> ids) {
   return host::GuardedAgain([&] {
     if (!host_.has_data_ || ids.empty()) return std::size_t{0};
-    db::UnitOfWork work(kOutboxTurn);
-    const std::size_t deleted = DeleteRows(ids);
+    const bool is_synced = (at_risk_ += ids.size()) > kMostAtRisk;
+    db::UnitOfWork work(kOutboxTurn, is_synced ? db::Durability::Power : db::Durability::Process);
+    const std::size_t deleted = RunFor(ids, "DELETE FROM message WHERE id IN");
     work.Commit();
+    if (is_synced) at_risk_ = 0;
     return deleted;
   });
 }
@@ -246,45 +255,40 @@ std::size_t Outbox::Retry(const MessageQuery& query, int max_attempts) {
     if (!host_.has_data_) return std::size_t{0};
     Condition condition(query, true);
     if (max_attempts > 0) condition.Add("attempts<", max_attempts);
-    // Mostly there are none, and no turn to write is needed.
-    if (Ids(condition.Prepare("SELECT id", " LIMIT 1")).empty()) return std::size_t{0};
-    db::UnitOfWork work(kOutboxTurn);
-    const std::vector<std::int64_t> ids =
-        Ids(condition.Prepare("SELECT id", " ORDER BY id LIMIT " + LimitText(query.limit)));
-    if (!ids.empty()) {
-      db::ThisThread().Execute(
-          "INSERT INTO message (zr_id,target,command,payload,created,attempts) "
-          "SELECT zr_id,target,command,payload,created,attempts FROM message WHERE id IN " +
-          List(ids) + " ORDER BY id");
+    std::size_t retried = 0;
+    for (const std::int64_t zr : Ids(condition.Prepare("SELECT DISTINCT zr_id", ""))) {
+      Condition about_server = condition;
+      about_server.Add("zr_id=", zr);
+      // In the server's turn: else messages with smaller ids, which a call for it has not committed yet, would come
+      // later.
+      db::UnitOfWork work(zr == 0 ? kOutboxTurn : static_cast<int>(zr));
+      const std::vector<std::int64_t> ids = Ids(about_server.Prepare("SELECT id", " ORDER BY id"));
+      retried += RunFor(ids,
+                        "INSERT INTO message (zr_id,target,command,payload,created,attempts) "
+                        "SELECT zr_id,target,command,payload,created,attempts FROM message WHERE id IN",
+                        "ORDER BY id");
+      RunFor(ids, "DELETE FROM message WHERE id IN");
+      db::RingOnCommit();
+      work.Commit();
     }
-    DeleteRows(ids);
-    db::RingOnCommit();
-    work.Commit();
-    return ids.size();
+    return retried;
   });
 }
 
 std::size_t Outbox::Discard(const std::string& target, milliseconds age, std::size_t number) {
   return host::Guarded([&] {
     if (!host_.has_data_ || target.empty()) return std::size_t{0};
-    const MessageQuery of_target{.target = target};
-    std::size_t excess = 0;
-    if (number > 0) {
-      const auto count = Ids(Condition(of_target, false).Prepare("SELECT count(*)", ""));
-      excess = static_cast<std::size_t>(count[0]) - std::min(number, static_cast<std::size_t>(count[0]));
-    }
-    std::vector<std::int64_t> ids;
-    if (excess > 0) {
-      ids = Ids(Condition(of_target, false)
-                    .Prepare("SELECT id", " ORDER BY id LIMIT " + LimitText(std::min(excess, kDiscarded))));
-    } else if (age.count() > 0) {
-      const auto time = std::chrono::duration_cast<milliseconds>((system_clock::now() - age).time_since_epoch());
-      db::Query query = db::ThisThread().Prepare(
-          "SELECT id FROM (SELECT id,created FROM message WHERE set_aside='' AND target=$1 ORDER BY id LIMIT " +
-          LimitText(kDiscarded) + ") AS first WHERE created<$2");
-      ids = Ids(std::move(query.Bind(std::string_view(target)).Bind(time.count())));
-    }
-    return Delete(ids);
+    const auto too_old = std::chrono::duration_cast<milliseconds>((system_clock::now() - age).time_since_epoch());
+    const std::string of_target = " FROM message WHERE set_aside='' AND target=$1 ORDER BY id ";
+    const std::string too_many =
+        number == 0 ? "" : " OR id<=(SELECT id" + of_target + "DESC LIMIT 1 OFFSET " + LimitText(number) + ")";
+    db::Query query = db::ThisThread().Prepare("SELECT id FROM (SELECT id,created" + of_target + "LIMIT " +
+                                               LimitText(kDiscarded) + ") AS first WHERE created<$2" + too_many);
+    query.Bind(std::string_view(target)).Bind(age.count() > 0 ? too_old.count() : 0);
+    const std::vector<std::int64_t> ids = Ids(std::move(query));
+    if (ids.empty()) return std::size_t{0};
+    const auto claim = TryClaim(target);
+    return claim ? Delete(ids) : 0;
   });
 }
 
@@ -300,24 +304,19 @@ std::unique_ptr<OutboxClaim> Outbox::TryClaim(const std::string& target) {
   });
 }
 
-struct OutboxBell::State {
-  std::unique_ptr<db::Bell> bell;
-};
-
 OutboxBell::OutboxBell(Host& host) {
   host::Guarded([&] {
     host.RequireData();
-    state_ = std::make_unique<State>();
-    state_->bell = db::ThisThread().connection().MakeBell();
+    bell_ = db::ThisThread().connection().MakeBell();
   });
 }
 
 OutboxBell::~OutboxBell() = default;
 
-int OutboxBell::descriptor() const { return state_->bell->descriptor(); }
+int OutboxBell::descriptor() const { return bell_->descriptor(); }
 
 void OutboxBell::Clear() {
-  host::Guarded([&] { state_->bell->Clear(); });
+  host::Guarded([&] { bell_->Clear(); });
 }
 
 }  // namespace qv

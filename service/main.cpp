@@ -112,8 +112,7 @@ int DeliverOnly(const Options& options, qv::Host& host, Log& log, const sigset_t
 qv::HostOptions HostOptionsOf(const Options& options, Log& log) {
   return {.data_folder = options.data_dir,
           .database = options.database,
-          // Deliveries alone: what a power cut takes back of them is done again.
-          .durability = ListensNowhere(options) ? qv::Durability::Process : options.durability,
+          .durability = options.durability,
           .log = {.level = options.log_level, .to_stderr = false, .sink = [&log](const qv::LogLine& line) {
                     log.Write(line);
                   }}};

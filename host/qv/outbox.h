@@ -7,10 +7,15 @@
 ///     for (const qv::Message& message : outbox.Read({.target = "msgd"})) deliver(message);
 ///     outbox.Delete(ids_of_those_that_were_delivered);
 ///
-/// Order: the messages about one server (`Message::zr`) have rising ids, and appear in that order. Those about
-/// different servers may appear in another order: never delete "up to" an id.
+/// Order: the messages about one server (`Message::zr`) have rising ids, and appear in that order. All others may
+/// appear in any order, also those with zr 0 among themselves: with PostgreSQL the calls for two servers write beside
+/// one another, and the one with the smaller ids may commit later. So never delete "up to" an id.
+///
+/// Repeats have the id and the time of the first delivery. A receiver that must not act twice remembers both of the
+/// last 10,000 messages of its target; a smaller id than the last one's is no sign of a repeat.
 #pragma once
 
+#include <atomic>
 #include <chrono>
 #include <cstdint>
 #include <memory>
@@ -23,6 +28,9 @@
 #include "host.h"
 
 namespace qv {
+namespace db {
+class Bell;
+}
 
 /// A message to another service.
 struct Message {
@@ -64,22 +72,25 @@ class QV_HOST_API Outbox {
 
   /// The first messages, in the order of their ids. The time that this takes does not depend on how many wait.
   std::vector<Message> Read(const MessageQuery& query) const;
-  /// Those for which messages wait, sorted.
-  std::vector<std::string> Targets() const;
-  /// The first message that waits for each of these targets, in their order.
+  /// Those for which messages wait, or are set aside, sorted.
+  std::vector<std::string> Targets(bool set_aside = false) const;
+  /// The first message that waits for each target, in the order of the targets.
   std::vector<Message> Oldest() const;
 
-  /// Deletes messages, after their delivery. @return how many there were
+  /// Deletes messages, after their delivery. Not each deletion survives a power cut: one brings back 4,000 messages
+  /// that this object has deleted at most. @return how many there were
   std::size_t Delete(std::span<const std::int64_t> ids);
   /// Takes a message that its receiver refuses out of the way of others. It stays until it is tried again or deleted.
   /// @return whether the message waited
   bool SetAside(std::int64_t id, const std::string& reason);
-  /// Puts messages that are set aside behind those that wait, with new ids.
-  /// @param query         `set_aside` and `after` have no effect
+  /// Puts all messages that are set aside behind those that wait, with new ids. Takes the turn of each server that they
+  /// are about, as the calls that change its data do.
+  /// @param query         only `target` and `zr` have an effect
   /// @param max_attempts  only those that were set aside less often; 0: all
   /// @return how many
   std::size_t Retry(const MessageQuery& query, int max_attempts = 0);
-  /// Deletes the oldest messages that wait for a target, at most 1,000 at a time.
+  /// Deletes the oldest messages that wait for a target, at most 1,000 at a time, and none while somebody has the claim
+  /// on the target. The caller has it not.
   /// @param age     older ones are deleted; 0: none for its age
   /// @param number  of those that stay; 0: any number
   /// @return how many were deleted
@@ -91,6 +102,7 @@ class QV_HOST_API Outbox {
 
  private:
   Host& host_;
+  std::atomic<std::size_t> at_risk_ = 0;  ///< messages that a power cut may bring back
 };
 
 /// Tells that messages may have come: from this process, another one that uses the same data folder, or, with
@@ -110,8 +122,7 @@ class QV_HOST_API OutboxBell {
   void Clear();
 
  private:
-  struct State;
-  std::unique_ptr<State> state_;
+  std::unique_ptr<db::Bell> bell_;
 };
 
 }  // namespace qv

@@ -182,8 +182,9 @@ class Group {
 class UnitOfWork {
  public:
   /// Throws `Error` (Busy) when its turn does not come within the time limit.
-  /// @param zr  the server that the work is for; 0: none in particular
-  explicit UnitOfWork(int zr = 0);
+  /// @param zr          the server that the work is for; 0: none in particular
+  /// @param durability  of the commit; that of the database, if it is less. A part of a group has the group's
+  explicit UnitOfWork(int zr = 0, Durability durability = Durability::Power);
   ~UnitOfWork();  ///< Rolls back unless committed.
   UnitOfWork(const UnitOfWork&) = delete;
   UnitOfWork& operator=(const UnitOfWork&) = delete;

@@ -105,6 +105,12 @@ using Columns = std::map<std::string, std::string>;
 /// Columns of tables, by the table's name.
 using TableColumns = std::map<std::string, Columns>;
 
+/// How durable a commit is.
+enum class Durability {
+  Process,  ///< survives the death of the process; a power cut may cost the last commits, never consistency
+  Power,    ///< survives a power cut
+};
+
 /// Whose rows a transaction writes: those who write the same rows wait for one another.
 struct Scope {
   enum class Kind {
@@ -115,6 +121,7 @@ struct Scope {
   };
   Kind kind = Kind::WholeHost;
   int server = 0;
+  Durability durability = Durability::Power;  ///< of the commit; that of the connection, if it is less
 };
 
 /// The SQL that differs between databases, which is that of the schema's versions alone.
@@ -203,12 +210,6 @@ class Connection {
   virtual TableColumns ReadColumns() = 0;
   /// The database is the program's, or new: from now on the driver may arrange its storage. Throws `Error`.
   virtual void Accept() {}
-};
-
-/// How durable a commit is.
-enum class Durability {
-  Process,  ///< survives the death of the process; a power cut may cost the last commits, never consistency
-  Power,    ///< survives a power cut
 };
 
 struct DriverOptions {

@@ -34,7 +34,7 @@ void Group::TakeTurn(int zr) {
 
 bool Group::IsLost() const { return transaction_->is_open() && !session_.state().connection->InTransaction(); }
 
-UnitOfWork::UnitOfWork(int zr) : session_(ThisThread()), zr_(zr) {
+UnitOfWork::UnitOfWork(int zr, Durability durability) : session_(ThisThread()), zr_(zr) {
   Session::State& state = session_.state();
   if (state.group != nullptr && state.unit == nullptr) {
     state.group->TakeTurn(zr);
@@ -43,7 +43,7 @@ UnitOfWork::UnitOfWork(int zr) : session_(ThisThread()), zr_(zr) {
   } else {
     if (state.in_transaction) throw std::logic_error("a unit of work inside another transaction");
     FirstAttempt::Begin(*state.connection);
-    const Scope scope{zr == 0 ? Scope::Kind::WholeHost : Scope::Kind::OneServer, zr};
+    const Scope scope{zr == 0 ? Scope::Kind::WholeHost : Scope::Kind::OneServer, zr, durability};
     transaction_ = std::make_unique<Transaction>(session_, scope, BusyTimeout(session_));
   }
   state.unit = this;

@@ -45,6 +45,9 @@ TEST_F(OutboxTest, ShowsWhatWaitsUntilItIsDeleted) {
   EXPECT_THAT(ToJson(outbox_.Read({.target = "client"})[0]),
               MatchesRegex(R"(\{"id":1,"zr":7,"target":"client","command":"slave-silent",)"
                            R"("payload":\{"since":0,"zr":7\},"time":"20[-0-9]+T[:0-9]+\.[0-9]{3}Z"\})"));
+  Message from_elsewhere;
+  from_elsewhere.payload = "{\"a\":\r\n1}";
+  EXPECT_THAT(ToJson(from_elsewhere), testing::HasSubstr("\"payload\":{\"a\":  1}")) << "one line";
   const std::int64_t delivered[] = {1, 3, 12345};
   EXPECT_EQ(outbox_.Delete(delivered), 2U);
   EXPECT_THAT(Read({.target = "client"}), ElementsAre("2:8"));
@@ -56,6 +59,7 @@ TEST_F(OutboxTest, OneThatIsRefusedIsSetAsideAndComesLastWhenItIsTriedAgain) {
   EXPECT_FALSE(outbox_.SetAside(1, "once more"));
   EXPECT_THAT(Read(), ElementsAre("2:8", "3:9"));
   EXPECT_EQ(outbox_.Read({.set_aside = true})[0].set_aside, "too\\nlong");
+  EXPECT_THAT(outbox_.Targets(true), ElementsAre("client"));
   EXPECT_EQ(host_->Statistics().messages[0].count, 2);
   EXPECT_EQ(host_->Statistics().messages[0].set_aside, 1);
   EXPECT_FALSE(host_->CountByServer().contains(7)) << "nothing waits about it";
@@ -67,8 +71,27 @@ TEST_F(OutboxTest, OneThatIsRefusedIsSetAsideAndComesLastWhenItIsTriedAgain) {
   EXPECT_THAT(Read({.set_aside = true}), ElementsAre("4:7+2"));
 }
 
-TEST_F(OutboxTest, TheOldestGoWhenThereAreTooMany) {
+TEST_F(OutboxTest, OneThatIsTriedAgainComesBehindThoseThatACallForItsServerIsWriting) {
+  if (!support::OnPostgresql()) GTEST_SKIP() << "calls follow one another";
+  Write({7});
+  outbox_.SetAside(1, "refused");
+  const std::string lock = "advisory_xact_lock(current_schema()::regnamespace::oid::integer,7)";
+  std::jthread call([&] {
+    support::ExecuteInFolder(folder_ / "data",
+                             "BEGIN; SELECT pg_" + lock +
+                                 "; INSERT INTO message (zr_id,target,command,payload) VALUES (7,'client','','0');"
+                                 "SELECT pg_sleep(0.3); COMMIT");
+  });
+  while (support::QueryFolder(folder_ / "data", "SELECT pg_try_" + lock)[0] == "t") continue;
+  EXPECT_EQ(outbox_.Retry({}), 1U);
+  EXPECT_THAT(Read(), ElementsAre("2:7", "3:7+1"));
+}
+
+TEST_F(OutboxTest, TheOldestGoWhenThereAreTooManyAndNobodyDelivers) {
   Write({1, 2, 3, 4});
+  auto claim = outbox_.TryClaim("client");
+  std::jthread([&] { EXPECT_EQ(outbox_.Discard("client", std::chrono::hours(1), 3), 0U) << "others deliver"; }).join();
+  claim.reset();
   EXPECT_EQ(outbox_.Discard("client", std::chrono::hours(1), 4), 0U);
   EXPECT_EQ(outbox_.Discard("client", std::chrono::hours(1), 3), 1U);
   EXPECT_THAT(Read(), ElementsAre("2:2", "3:3", "4:4"));
@@ -94,6 +117,9 @@ TEST_F(OutboxTest, OneAtATimeHasTheClaimOnATarget) {
     EXPECT_TRUE(first->Holds()) << "got it again, in another session";
     std::jthread([&] { EXPECT_EQ(outbox_.TryClaim("msgd"), nullptr); }).join();
   }
+  const std::string long_name(300, 'x');
+  const auto long_one = outbox_.TryClaim(long_name + '1');
+  EXPECT_NE(outbox_.TryClaim(long_name + '2'), nullptr);
   first.reset();
   std::jthread([&] { EXPECT_NE(outbox_.TryClaim("msgd"), nullptr); }).join();
 }

@@ -19,6 +19,7 @@ using Database = std::unique_ptr<sqlite3, decltype(&sqlite3_close_v2)>;
 Database Open(const std::filesystem::path& folder, int flags = SQLITE_OPEN_READWRITE) {
   sqlite3* opened = nullptr;
   const int code = sqlite3_open_v2((folder / "qvcms.db").c_str(), &opened, flags, nullptr);
+  sqlite3_busy_timeout(opened, 5000);  // of one who tidies up after a killed process
   Database database(opened, sqlite3_close_v2);
   if (code != SQLITE_OK) throw std::runtime_error("cannot open the database in " + folder.string());
   // Looking must not tidy up: the next process shall find what the last one left.

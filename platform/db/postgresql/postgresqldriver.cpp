@@ -137,6 +137,7 @@ class PostgresqlConnection final : public Connection, public Executor {
     if (!waits) take = [&](const Result& result) { is_turn = is_turn && FirstField(result) == "t"; };
     const auto send = [&] {
       pipeline_.Run("BEGIN");
+      if (scope.durability == Durability::Process) pipeline_.Run("SET LOCAL synchronous_commit = off");
       const bool one_server = scope.kind == Scope::Kind::OneServer;
       pipeline_.Run(Lock(waits, one_server || scope.kind == Scope::Kind::Group, 0), take);
       if (one_server) pipeline_.Run(Lock(waits, false, scope.server), take);

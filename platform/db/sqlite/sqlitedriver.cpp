@@ -3,6 +3,7 @@
 #include <sqlite3.h>
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstring>
@@ -175,7 +176,10 @@ void TakeRows(SqliteStatement& statement, TextRows* rows) {
 class SqliteConnection final : public Connection {
  public:
   SqliteConnection(Database database, const Place& place, const DriverOptions& options)
-      : handle_{std::move(database)}, place_(place), busy_timeout_(options.busy_timeout) {
+      : handle_{std::move(database)},
+        place_(place),
+        busy_timeout_(options.busy_timeout),
+        durability_(options.durability) {
     sqlite3_busy_timeout(get(), static_cast<int>(options.busy_timeout.count()));
     EnforceReferences(true);
     sqlite3_db_config(get(), SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0, nullptr);
@@ -184,7 +188,7 @@ class SqliteConnection final : public Connection {
     sqlite3_db_config(get(), SQLITE_DBCONFIG_DQS_DDL, 0, nullptr);
     // Nothing of a transaction may reach a file before its commit: a rolled back one leaves no trace.
     Execute("PRAGMA cache_spill = OFF; PRAGMA temp_store = MEMORY; PRAGMA cell_size_check = ON");
-    Execute(options.durability == Durability::Power ? "PRAGMA synchronous = FULL" : "PRAGMA synchronous = NORMAL");
+    MakeCommitsSurvive(durability_);
     // Taking the hook also ends the checkpoints that SQLite would make on its own account, without the lock.
     sqlite3_wal_hook(get(), &SqliteConnection::Committed, this);
     journal_mode_ = JournalMode("PRAGMA journal_mode");  // reads the file, so a file of another kind is found here
@@ -225,6 +229,7 @@ class SqliteConnection final : public Connection {
     ++turns_;
     try {
       if (scope.kind == Scope::Kind::Schema) EnforceReferences(false);
+      MakeCommitsSurvive(std::min(scope.durability, durability_));
       Execute("BEGIN IMMEDIATE");
     } catch (const Error&) {
       EndTurn();
@@ -350,6 +355,12 @@ class SqliteConnection final : public Connection {
   void EnforceReferences(bool enforced) noexcept {
     sqlite3_db_config(get(), SQLITE_DBCONFIG_ENABLE_FKEY, enforced ? 1 : 0, nullptr);
   }
+  /// What the commits of the next transactions survive. Not to be called in one.
+  void MakeCommitsSurvive(Durability durability) {
+    if (commits_survive_ == durability) return;
+    Execute(durability == Durability::Power ? "PRAGMA synchronous = FULL" : "PRAGMA synchronous = NORMAL");
+    commits_survive_ = durability;
+  }
   /// Moves what has been committed to its final place when enough has gathered. What could not be moved stays safe
   /// where it is, so nothing is reported.
   void Checkpoint() noexcept {
@@ -363,6 +374,8 @@ class SqliteConnection final : public Connection {
   bool rings_ = false;  ///< after the commit
   const Place place_;
   const std::chrono::milliseconds busy_timeout_;
+  const Durability durability_;
+  std::optional<Durability> commits_survive_;
   std::array<Prepared, 3> savepoints_;  ///< the statements about savepoints
   std::string journal_mode_;
   bool is_accepted_ = false;
