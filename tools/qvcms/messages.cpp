@@ -4,6 +4,7 @@
 #include <qv/outbox.h>
 
 #include <set>
+#include <thread>
 
 #include "commands.h"
 #include "exitcodes.h"
@@ -27,9 +28,23 @@ void Wait(qv::OutboxBell& bell) {
   if (poll(&ring, 1, 1000) > 0) bell.Clear();
 }
 
-/// Prints and deletes batch by batch. @return whether somebody reads it
-bool Take(qv::Outbox& outbox, const qv::MessageQuery& query) {
+std::unique_ptr<qv::OutboxClaim> Claim(qv::Outbox& outbox, const std::string& target) {
+  // A service that deletes messages that nobody takes has the claim now and then for a moment.
+  constexpr int kTries = 20;
+  constexpr std::chrono::milliseconds kPause(50);
+  for (int tried = 0; tried < kTries; ++tried) {
+    if (auto claim = outbox.TryClaim(target)) return claim;
+    std::this_thread::sleep_for(kPause);
+  }
+  throw Failure("another process delivers the messages for " + target);
+}
+
+/// Prints and deletes batch by batch, while `claim` holds if it is not null. @return whether somebody reads it
+bool Take(qv::Outbox& outbox, const qv::MessageQuery& query, qv::OutboxClaim* claim) {
   for (;;) {
+    if (claim != nullptr && !claim->Holds()) {
+      throw Failure("another process delivers the messages for " + query.target + " by now");
+    }
     const std::vector<qv::Message> batch = outbox.Read(query);
     if (batch.empty()) return true;
     if (!Print(LinesOf(batch))) return false;
@@ -48,8 +63,11 @@ class Printed {
     std::erase_if(messages, [this](const qv::Message& message) { return !ids_.insert(message.id).second; });
     while (ids_.size() > kOverlap) ids_.erase(ids_.begin());
   }
-  /// Messages with smaller ids than the last one's may still appear: those of another server.
-  std::int64_t from() const { return ids_.size() < kOverlap ? 0 : *ids_.begin() - 1; }
+  /// Where to read on. With a server of databases, messages with smaller ids than the last one's may still appear.
+  std::int64_t from(bool is_in_order) const {
+    if (is_in_order && !ids_.empty()) return *ids_.rbegin();
+    return ids_.size() < kOverlap ? 0 : *ids_.begin() - 1;
+  }
 
  private:
   static constexpr std::size_t kOverlap = 10'000;
@@ -57,8 +75,8 @@ class Printed {
 };
 
 /// Prints what is new. @return whether somebody reads it
-bool Show(const qv::Outbox& outbox, qv::MessageQuery query, Printed& printed) {
-  query.after = printed.from();
+bool Show(const qv::Outbox& outbox, qv::MessageQuery query, Printed& printed, bool is_in_order) {
+  query.after = printed.from(is_in_order);
   for (;;) {
     std::vector<qv::Message> page = outbox.Read(query);
     if (page.empty()) return true;
@@ -76,19 +94,16 @@ int Run(const GlobalOptions& global, const MessagesOptions& options) {
   const qv::MessageQuery query{
       .target = options.target, .zr = options.zr, .set_aside = options.set_aside, .limit = kBatch};
   if (options.retry) {
-    while (outbox.Retry(query) > 0) {
-    }
+    outbox.Retry(query);
     return kDone;
   }
   std::unique_ptr<qv::OutboxClaim> claim;
-  if (options.ack && !options.set_aside) {
-    claim = outbox.TryClaim(options.target);
-    if (!claim) throw Failure("another process delivers the messages for " + options.target);
-  }
+  if (options.ack && !options.set_aside) claim = Claim(outbox, options.target);
   std::optional<qv::OutboxBell> bell;
   if (options.follow) bell.emplace(host);
   for (Printed printed;;) {
-    const bool is_read = options.ack ? Take(outbox, query) : Show(outbox, query, printed);
+    const bool is_read = options.ack ? Take(outbox, query, claim.get())
+                                     : Show(outbox, query, printed, global.database.empty() && !options.set_aside);
     if (!is_read || !bell) return kDone;
     Wait(*bell);
   }
@@ -107,7 +122,7 @@ void TellOfUndelivered(qv::Host& host) {
     if (now - oldest.created < kLong) continue;
     Complain("note: messages for " + oldest.target + " have been waiting for " +
              std::to_string(std::chrono::duration_cast<std::chrono::hours>(now - oldest.created).count()) +
-             " hours; nobody takes them (qvcmsd --deliver, qvcms messages)");
+             " hours (qvcmsd --deliver and qvcms messages take them)");
   }
 }
 
