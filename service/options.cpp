@@ -77,13 +77,20 @@ void AddOptions(CLI::App& app, Options& options) {
   AddSeconds(app, "--drain-time", options.drain_time, "How long to go on with what waits when the service is stopped");
 }
 
+void AddRoute(std::vector<DeliveryRoute>& routes, DeliveryRoute route) {
+  for (const DeliveryRoute& known : routes) {
+    if (known.target == route.target) throw std::invalid_argument("the target " + route.target + " is named twice");
+  }
+  routes.push_back(std::move(route));
+}
+
 void AddDelivery(CLI::App& app, Options& options) {
   app.add_option_function<std::vector<std::string>>(
          "--deliver",
          [&options](const std::vector<std::string>& routes) {
            for (const std::string& route : routes) {
              try {
-               options.delivery.routes.push_back(ParseRoute(route));
+               AddRoute(options.delivery.routes, ParseRoute(route));
              } catch (const std::invalid_argument& fault) {
                throw CLI::ValidationError("--deliver", fault.what());
              }

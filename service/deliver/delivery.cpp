@@ -24,7 +24,7 @@ Delivery::Delivery(qv::Host& host, Log& log, Metrics& metrics, DeliveryOptions o
       outbox_(host),
       stop_event_(eventfd(0, EFD_CLOEXEC)) {
   for (const DeliveryRoute& route : options_.routes) {
-    if (route.target != DeliveryRoute::kRest) StartCourier(route.target, route);
+    if (route.target != DeliveryRoute::kRest) HasCourier(route.target);
   }
   thread_ = std::thread([this] { Run(); });
 }
@@ -47,8 +47,13 @@ const DeliveryRoute* Delivery::RouteFor(const std::string& target) const {
   return route != nullptr ? route : named(DeliveryRoute::kRest);
 }
 
-void Delivery::StartCourier(const std::string& target, const DeliveryRoute& route) {
-  couriers_.try_emplace(target, std::make_unique<Courier>(host_, log_, metrics_, target, route));
+/// Starts the courier for a target that has a route.
+bool Delivery::HasCourier(const std::string& target) {
+  if (couriers_.contains(target)) return true;
+  const DeliveryRoute* const route = RouteFor(target);
+  if (route == nullptr) return false;
+  couriers_.emplace(target, std::make_unique<Courier>(host_, log_, metrics_, target, *route));
+  return true;
 }
 
 void Delivery::Run() {
@@ -56,26 +61,38 @@ void Delivery::Run() {
   std::unique_ptr<qv::OutboxBell> bell;
   while (!stopping_) {
     try {
-      if (starts_couriers && !bell) bell = std::make_unique<qv::OutboxBell>(host_);
       Look();
+      if (std::exchange(is_away_, false)) log_.Write(Level::Notice, "the outbox is read again");
+      if (starts_couriers && !bell) bell = MakeBell();
       Wait(bell.get());
     } catch (const qv::Refusal& refusal) {
-      log_.Write(Level::Error, std::string("the outbox cannot be read: ") + refusal.what());
+      if (!std::exchange(is_away_, true)) {
+        log_.Write(Level::Error, std::string("the outbox cannot be read: ") + refusal.what());
+      }
       bell.reset();
       Wait(nullptr);
     }
   }
 }
 
+/// Null if there can be none: a look each second finds what it would have told.
+std::unique_ptr<qv::OutboxBell> Delivery::MakeBell() {
+  try {
+    return std::make_unique<qv::OutboxBell>(host_);
+  } catch (const qv::Refusal& refusal) {
+    if (!std::exchange(told_of_bell_, true)) {
+      log_.Write(Level::Warning,
+                 std::string("messages for targets that had none before may wait for a second: ") + refusal.what());
+    }
+    return nullptr;
+  }
+}
+
 /// Starts couriers for targets that had no messages before, and tells of messages that nobody takes.
 void Delivery::Look() {
+  for (const std::string& target : outbox_.Targets(true)) HasCourier(target);  // which has them tried again
   for (const qv::Message& oldest : outbox_.Oldest()) {
-    if (couriers_.contains(oldest.target)) continue;
-    if (const DeliveryRoute* const route = RouteFor(oldest.target)) {
-      StartCourier(oldest.target, *route);
-    } else {
-      LookAtUntaken(oldest);
-    }
+    if (!HasCourier(oldest.target)) LookAtUntaken(oldest);
   }
 }
 
@@ -98,6 +115,7 @@ void Delivery::LookAtUntaken(const qv::Message& oldest) {
   if (discarded == 0 && !waits_long) return;
   const auto told = told_.find(oldest.target);
   if (told != told_.end() && Clock::now() - told->second < kBetweenWarnings) return;
+  if (discarded == 0 && !outbox_.TryClaim(oldest.target)) return;  // another process takes them
   told_[oldest.target] = Clock::now();
   log_.Write(Level::Warning, "nobody takes the messages for " + oldest.target + " (--deliver, qvcms messages)" +
                                  (discarded > 0 ? "; the oldest " + std::to_string(discarded) + " are deleted" : ""));

@@ -12,7 +12,8 @@ namespace qvcmsd {
 
 struct DeliveryOptions {
   std::vector<DeliveryRoute> routes;
-  /// Messages for targets without a route that are older, or more than that number, are deleted. 0: never.
+  /// Messages for targets without a route that are older, or more than that number, are deleted while no other process
+  /// delivers them. 0: never.
   std::chrono::seconds keep_for{0};
   std::size_t keep_number = 0;
 };
@@ -31,7 +32,8 @@ class Delivery {
   void Look();
   void Wait(qv::OutboxBell* bell) const;
   const DeliveryRoute* RouteFor(const std::string& target) const;
-  void StartCourier(const std::string& target, const DeliveryRoute& route);
+  bool HasCourier(const std::string& target);
+  std::unique_ptr<qv::OutboxBell> MakeBell();
   void LookAtUntaken(const qv::Message& oldest);
 
   qv::Host& host_;
@@ -39,6 +41,8 @@ class Delivery {
   Metrics& metrics_;
   const DeliveryOptions options_;
   qv::Outbox outbox_;
+  bool is_away_ = false;  ///< the outbox
+  bool told_of_bell_ = false;
   using Clock = std::chrono::steady_clock;
   std::map<std::string, Clock::time_point> told_;  ///< targets that nobody takes messages for, and when that was said
   std::map<std::string, std::size_t> discarded_;   ///< messages, since it was said

@@ -57,11 +57,11 @@ class Subscriber {
   Subscriber(const Subscriber&) = delete;
   Subscriber& operator=(const Subscriber&) = delete;
   bool is_ready() const { return ready_; }
-  /// Waits until all has come that the broker has taken before.
-  void AwaitAll() {
+  /// Waits until all has come that the broker has taken before, for ten seconds at most. @return whether it has
+  bool AwaitAll() {
     const int before = echoes_;
     mosquitto_publish(client_, nullptr, kEcho, 0, nullptr, 1, false);
-    while (echoes_ == before) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    return ServiceTest::Within(10, [&] { return echoes_ > before; });
   }
 
  private:

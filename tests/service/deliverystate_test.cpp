@@ -12,11 +12,12 @@ struct DeliveryStateTest : BrokerTest {
   void Report(const std::string& file = "slave7-status.json") {
     Curl("/v1/slaves/7/status", "--data-binary @" QV_EXAMPLES "/" + file);
   }
-  /// Whether the topic soon says that; empty: it says nothing.
+  /// Whether the topic soon says that; empty: it is cleared.
   bool Says(const std::string& topic, const std::string& payload) {
     return Within(10, [&] {
       const std::lock_guard lock(mutex_);
-      return said_["homie/5/" + topic] == payload;
+      const auto said = said_.find("homie/5/" + topic);
+      return said != said_.end() && said->second == payload;
     });
   }
   std::string Said(const std::string& topic) {
