@@ -1,13 +1,14 @@
 #include "db/postgresql/postgresqldriver.h"
 
-#include <charconv>
 #include <chrono>
 #include <thread>
 
+#include "db/postgresql/columnsquery.h"
 #include "db/postgresql/commitmark.h"
 #include "db/postgresql/idpool.h"
 #include "db/postgresql/notificationbell.h"
 #include "db/postgresql/pipeline.h"
+#include "db/postgresql/results.h"
 #include "db/postgresql/statement.h"
 #include "db/statementtext.h"
 #include "db/writerlock.h"
@@ -21,63 +22,9 @@ constexpr int kOldestVersion = 130000;           ///< the first with pg_current_
 constexpr std::chrono::milliseconds kPause{50};  ///< between two attempts to reach a server
 constexpr const char* kLockNotAvailable = "55P03";
 
-/// Table, column and definition as `Columns` has it, of the tables in the first schema of the search path.
-constexpr const char* kColumnsQuery = R"sql(
-  SELECT t.relname, c.attname,
-         CASE c.atttypid WHEN 'bigint'::regtype THEN 'INTEGER' WHEN 'double precision'::regtype THEN 'REAL'
-                         WHEN 'text'::regtype THEN 'TEXT' ELSE format_type(c.atttypid, c.atttypmod) END ||
-         CASE WHEN c.atttypid = 'text'::regtype AND o.collname <> 'C' THEN ' COLLATE ' || o.collname ELSE '' END ||
-         CASE WHEN p.conname IS NOT NULL THEN ' PRIMARY KEY' WHEN c.attnotnull THEN ' NOT NULL' ELSE '' END ||
-         coalesce(' DEFAULT ' || regexp_replace(regexp_replace(pg_get_expr(d.adbin, d.adrelid), '::[a-z]+.*$', ''),
-                                                '^''(-?[0-9]+)''$', '\1'), '') ||
-         coalesce(' REFERENCES ' || target.relname || '(' || referenced.attname || ') ON DELETE ' ||
-                  CASE r.confdeltype WHEN 'c' THEN 'CASCADE' WHEN 'n' THEN 'SET NULL' ELSE 'NO ACTION' END, '')
-    FROM pg_class t
-    JOIN pg_attribute c ON c.attrelid = t.oid AND c.attnum > 0 AND NOT c.attisdropped
-    LEFT JOIN pg_collation o ON o.oid = c.attcollation
-    LEFT JOIN pg_attrdef d ON d.adrelid = t.oid AND d.adnum = c.attnum AND c.attname <> 'id'
-    LEFT JOIN pg_constraint p ON p.conrelid = t.oid AND p.contype = 'p' AND p.conkey = ARRAY[c.attnum]
-    LEFT JOIN pg_constraint r ON r.conrelid = t.oid AND r.contype = 'f' AND r.conkey = ARRAY[c.attnum]
-    LEFT JOIN pg_class target ON target.oid = r.confrelid
-    LEFT JOIN pg_attribute referenced ON referenced.attrelid = r.confrelid AND referenced.attnum = r.confkey[1]
-   WHERE t.relkind IN ('r', 'p') AND t.relname <> 'commit_mark'
-     AND t.relnamespace = (SELECT oid FROM pg_namespace WHERE nspname = current_schema()))sql";
-
 std::string Settings(const DriverOptions& options) {
   return "SET standard_conforming_strings = on; SET lock_timeout = " + std::to_string(options.busy_timeout.count()) +
          "; SET synchronous_commit = " + (options.durability == Durability::Power ? "on" : "off");
-}
-
-Written ReadWritten(const Result& result) {
-  Written written;
-  const std::string_view rows = PQcmdTuples(result.get());
-  std::from_chars(rows.data(), rows.data() + rows.size(), written.rows);
-  return written;
-}
-
-/// A floating-point number shows by its text that it is one.
-std::string TextOf(const Result& result, int row, int column) {
-  constexpr Oid kDoublePrecision = 701;
-  std::string text = PQgetvalue(result.get(), row, column);
-  const bool is_whole = text.find_first_not_of("-0123456789") == std::string::npos;
-  return PQftype(result.get(), column) == kDoublePrecision && is_whole ? text + ".0" : text;
-}
-
-void AppendRows(const Result& result, TextRows& rows) {
-  rows = {};
-  const int columns = PQnfields(result.get());
-  for (int column = 0; column < columns; ++column) rows.columns.emplace_back(PQfname(result.get(), column));
-  for (int row = 0; row < PQntuples(result.get()); ++row) {
-    auto& fields = rows.rows.emplace_back();
-    for (int column = 0; column < columns; ++column) {
-      const bool is_null = PQgetisnull(result.get(), row, column) != 0;
-      fields.push_back(is_null ? std::nullopt : std::optional<std::string>(TextOf(result, row, column)));
-    }
-  }
-}
-
-std::string FirstField(const Result& result) {
-  return PQntuples(result.get()) == 0 ? std::string() : PQgetvalue(result.get(), 0, 0);
 }
 
 class PostgresqlConnection final : public Connection, public Executor {
@@ -114,7 +61,7 @@ class PostgresqlConnection final : public Connection, public Executor {
     std::int64_t changed = 0;
     const auto take = [&](const Result& result) {
       changed = ReadWritten(result).rows;
-      if (rows != nullptr && PQnfields(result.get()) > 0) AppendRows(result, *rows);
+      if (rows != nullptr && PQnfields(result.get()) > 0) *rows = ReadRows(result);
     };
     Execute([&] {
       std::string_view rest = text;

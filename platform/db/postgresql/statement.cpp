@@ -2,24 +2,12 @@
 
 #include <stdexcept>
 
+#include "db/postgresql/results.h"
+
 namespace qv::db {
 namespace {
 
-template <class Number>
-Number Parse(std::string_view text) {
-  Number number = 0;
-  std::from_chars(text.data(), text.data() + text.size(), number);
-  return number;
-}
-
 bool IsQuery(std::string_view sql) { return sql.starts_with("SELECT") || sql.starts_with("WITH"); }
-
-Written ReadWritten(const Result& result) {
-  Written written;
-  written.rows = Parse<std::int64_t>(PQcmdTuples(result.get()));
-  if (PQntuples(result.get()) > 0) written.id = Parse<std::int64_t>(PQgetvalue(result.get(), 0, 0));
-  return written;
-}
 
 }  // namespace
 
