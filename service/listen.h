@@ -14,7 +14,7 @@ std::vector<Listener> HandedOverListeners();
 /// Listens on "ADDR:PORT", "[ADDR]:PORT"; port 0 is one that is free. Throws `std::runtime_error`.
 Listener ListenOn(const std::string& address);
 
-/// Whether nobody but this machine gets to the socket.
+/// Whether only this machine can reach the socket.
 bool IsLoopback(const Listener& listener);
 
 }  // namespace qvcmsd

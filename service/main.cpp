@@ -59,13 +59,13 @@ std::vector<Listener> Listen(const Options& options) {
   return listeners;
 }
 
-/// Throws unless those who get to the sockets are known.
+/// Throws unless clients must show who they are, or only this machine can reach the sockets.
 void RequireProtection(const std::vector<Listener>& listeners, const Service& service, const Options& options) {
   if (service.wants_tokens() || !options.tls.client_ca.empty()) return;
   for (const Listener& listener : listeners) {
     if (IsLoopback(listener)) continue;
     throw std::runtime_error(
-        "without tokens anybody who gets to " + listener.name +
+        "without tokens anybody who can reach " + listener.name +
         " could do anything, so only addresses of this machine (127.0.0.1, [::1]) are listened on. "
         "Make a token first (qvcms token make --scope operate), or give --client-ca");
   }

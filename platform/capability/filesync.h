@@ -1,4 +1,4 @@
-/// Keeps the files in the capability folder true to the rows of `capability_file`.
+/// Makes the files in the capability folder agree with the rows of `capability_file`.
 ///
 /// Rows are written in the transaction of the document that they come from. Files are made from them after the commit,
 /// each for itself, while the writer lock is still held. Every transaction that changes rows gives the table a new

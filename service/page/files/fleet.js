@@ -1,4 +1,4 @@
-/** What the page knows of the fleet: one request for all slaves, kept true by events. */
+/** What the page knows of the fleet: one request for all slaves, kept up to date by events. */
 import { list } from './api.js';
 import { slaveState } from './words.js';
 
