@@ -11,7 +11,7 @@ constexpr int kUsage = 64;
 /// What is wrong with the options. The parser's own words about the file do not say what an option's name is.
 std::string Explain(const CLI::ParseError& error) {
   constexpr std::string_view kUnknown = "INI was not able to parse ";
-  const std::string text = error.what();
+  std::string text = error.what();
   if (!text.starts_with(kUnknown)) return text;
   return "the configuration file has an option that is not known: " + text.substr(kUnknown.size());
 }
