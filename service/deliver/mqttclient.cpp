@@ -3,6 +3,7 @@
 #include <mosquitto.h>
 #include <mqtt_protocol.h>
 #include <netdb.h>
+#include <netinet/tcp.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -20,6 +21,8 @@ constexpr int kKeepAlive = 15;  ///< seconds
 constexpr std::chrono::seconds kConnectTime{5};
 constexpr int kFirstRefusal = 0x80;  ///< of the reasons that a broker gives
 constexpr int kAtLeastOnce = 1;
+/// Messages without an answer at most; the others wait in the library. For each answer it looks through all of these.
+constexpr int kOnTheirWay = 300;
 
 std::string Text(int result) { return result == MOSQ_ERR_ERRNO ? std::strerror(errno) : mosquitto_strerror(result); }
 
@@ -50,6 +53,21 @@ void RequireListener(const DeliveryRoute& route) {
   }
   throw Away(std::strerror(reason));
 }
+
+/// While it lives, what is written to the connection goes out in full segments. The library writes each message by
+/// itself, and a segment costs both ends more than the message in it.
+class InFullSegments {
+ public:
+  explicit InFullSegments(mosquitto* client) : client_(client) { Set(1); }
+  ~InFullSegments() { Set(0); }
+  InFullSegments(const InFullSegments&) = delete;
+  InFullSegments& operator=(const InFullSegments&) = delete;
+
+ private:
+  /// Without a connection it does nothing.
+  void Set(int on) const { setsockopt(mosquitto_socket(client_), IPPROTO_TCP, TCP_CORK, &on, sizeof on); }
+  mosquitto* const client_;
+};
 
 }  // namespace
 
@@ -94,7 +112,7 @@ MqttClient::MqttClient(const DeliveryRoute& route, const Options& options) {
   if (client_ == nullptr) throw Away(std::strerror(errno));
   mosquitto_int_option(client_.get(), MOSQ_OPT_PROTOCOL_VERSION, MQTT_PROTOCOL_V5);
   mosquitto_int_option(client_.get(), MOSQ_OPT_TCP_NODELAY, 1);
-  mosquitto_int_option(client_.get(), MOSQ_OPT_SEND_MAXIMUM, 65535);  // the broker lowers it
+  mosquitto_int_option(client_.get(), MOSQ_OPT_SEND_MAXIMUM, kOnTheirWay);  // the broker may lower it
   mosquitto_connect_v5_callback_set(client_.get(), Callbacks::OnConnect);
   mosquitto_publish_v5_callback_set(client_.get(), Callbacks::OnPublish);
   mosquitto_disconnect_v5_callback_set(client_.get(), Callbacks::OnDisconnect);
@@ -156,6 +174,7 @@ pollfd MqttClient::Awaits() const {
 
 void MqttClient::Work() {
   constexpr int kPackets = 100;
+  const InFullSegments until_all_is_done(client_.get());
   Check(mosquitto_loop_read(client_.get(), kPackets));
   if (mosquitto_want_write(client_.get())) Check(mosquitto_loop_write(client_.get(), kPackets));
   Check(mosquitto_loop_misc(client_.get()));

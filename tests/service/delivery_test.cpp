@@ -424,5 +424,39 @@ TEST_F(DeliveryLongTest, AMessageIsThereSoonAfterItsCommit) {
   EXPECT_LT(p99, 50);
 }
 
+TEST_F(DeliveryLongTest, MessagesThatWaitComeAsFastAsLinesOfAFileThatMosquittoPubSends) {
+  constexpr int kMessages = 60'000;  // mosquitto_pub loses some of more than 65,535
+  constexpr int kRounds = 5;
+  OpenOutbox();
+  StartBroker("allow_anonymous true\nmax_inflight_messages 20\n");  // as it is installed
+  std::atomic<int> count = 0;
+  const Subscriber subscriber(port_, "qvcms/outbox/#", [&](const auto&, const auto&) { ++count; });
+  ASSERT_TRUE(Within(10, [&] { return subscriber.is_ready(); }));
+  const auto seconds_until_all_came = [&](const std::string& command) {
+    count = 0;
+    const auto start = Clock::now();
+    Launch(command);
+    while (count < kMessages) std::this_thread::sleep_for(milliseconds(1));
+    return std::chrono::duration<double>(Clock::now() - start).count();
+  };
+  std::vector<double> of_file, of_outbox;
+  for (int round = 0; round < kRounds; ++round) {
+    for (int i = 0; i < kMessages / 100; ++i) Post(i % kSlaves + 1, 100);
+    ASSERT_EQ(Run("messages > lines").status, 0);
+    of_file.push_back(seconds_until_all_came("mosquitto_pub -p " + std::to_string(port_) +
+                                             " -q 1 -V 5 -t qvcms/outbox/msgd/1 -l < lines"));
+    EXPECT_EQ(support::EndOf(std::exchange(service_, 0)), 0);
+    of_outbox.push_back(
+        seconds_until_all_came("'" QVCMSD_PATH "' --data-dir data --listen none --log-file log " + ToBroker()));
+    EXPECT_TRUE(Within(10, [&] { return Waiting() == 0; }));
+    EXPECT_EQ(Stop(), 0);
+  }
+  std::sort(of_file.begin(), of_file.end());
+  std::sort(of_outbox.begin(), of_outbox.end());
+  std::cout << kMessages << " messages: " << of_outbox[kRounds / 2] << " s, by mosquitto_pub " << of_file[kRounds / 2]
+            << " s (medians of " << kRounds << ")\n";
+  EXPECT_LE(of_outbox[kRounds / 2], of_file[kRounds / 2]);
+}
+
 }  // namespace
 }  // namespace qv::test
