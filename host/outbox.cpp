@@ -180,8 +180,10 @@ std::vector<Message> Outbox::Read(const MessageQuery& query) const {
     condition.Add("id>", query.after);
     db::Query rows = condition.Prepare("SELECT id,zr_id,target,command,payload,created,attempts,set_aside",
                                        " ORDER BY id LIMIT " + LimitText(query.limit));
-    while (rows.Next()) {
+    std::size_t bytes = 0;
+    while (bytes < query.max_payload_bytes && rows.Next()) {
       const db::Statement& row = rows.Row();
+      bytes += row.Text(4).size();
       messages.push_back({.id = row.Int(0),
                           .zr = static_cast<int>(row.Int(1)),
                           .target = std::string(row.Text(2)),

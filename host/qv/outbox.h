@@ -54,6 +54,7 @@ struct MessageQuery {
   bool set_aside = false;                ///< those that are set aside, in place of those that wait
   std::int64_t after = 0;                ///< only greater ids
   std::size_t limit = 100;
+  std::size_t max_payload_bytes = SIZE_MAX;  ///< in all; the last message may exceed it
 };
 
 /// A claim on the messages of a target. Thread-safe, but for destruction.

@@ -4,22 +4,22 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <optional>
 
 namespace qvcmsd {
 namespace {
 
 using std::chrono::milliseconds;
 
-/// Messages that are on their way at most. More are read when half of them have gone.
+/// Messages in the outbox that were sent, at most. More are read when half of them have gone.
 constexpr std::size_t kWindow = 2000;
-constexpr milliseconds kLook{1000};       ///< between looks without a bell
-constexpr milliseconds kDeleteAfter{50};  ///< what was delivered, so that one commit serves many
+constexpr std::size_t kWindowBytes = 16'000'000;  ///< of their payloads, but one message at least
+constexpr milliseconds kLook{1000};               ///< between looks without a bell
+constexpr milliseconds kSettleAfter{50};          ///< the first receipt, so that one commit serves many
 constexpr milliseconds kStopTime{2000};
 constexpr milliseconds kStopLook{10};
-constexpr int kTries = 3;  ///< of a message that its receiver refuses
+constexpr std::chrono::seconds kPatience{30};  ///< with a receiver that does not answer
+constexpr int kTries = 3;                      ///< of a message that its receiver refuses
 constexpr milliseconds kRetryAfter{10'000};
-constexpr int kLosses = 4;  ///< of the connection, with the same message
 
 std::unique_ptr<Receiver> Connect(const DeliveryRoute& route) {
   return route.scheme == DeliveryRoute::Scheme::Unix ? ConnectToSocket(route) : ConnectToBroker(route);
@@ -34,7 +34,8 @@ Courier::Courier(qv::Host& host, Log& log, Metrics& metrics, std::string target,
       target_(std::move(target)),
       route_(route),
       outbox_(host),
-      outage_(log, "messages for " + target_),
+      receiver_outage_(log, "messages for " + target_ + " are delivered again"),
+      outbox_outage_(log, "the messages for " + target_ + " in the outbox can be used again"),
       stop_event_(eventfd(0, EFD_CLOEXEC)),
       thread_([this] { Run(); }) {}
 
@@ -50,121 +51,182 @@ Courier::~Courier() {
 }
 
 void Courier::Run() {
+  std::unique_ptr<qv::OutboxClaim> claim;
   while (!stopping_) {
+    milliseconds pause{0};
     try {
-      const auto claim = outbox_.TryClaim(target_);
-      if (!claim) {
-        Rest(kLook);
-        continue;
+      if (claim && !claim->Holds()) claim.reset();
+      if (!claim) claim = outbox_.TryClaim(target_);
+      if (claim) {
+        Deliver(*claim);
+      } else {
+        pause = kLook;
       }
-      qv::OutboxBell bell(host_);
-      try {
-        Deliver(*claim, bell);
-      } catch (const Away& away) {
-        TellOutage(route_.Name() + ": " + away.what());
-        Suspect(away.what());
-      }
-      DeleteDelivered();
+    } catch (const Away& away) {
+      ReceiverFailed(away.what());
+      pause = receiver_outage_.pause();
     } catch (const qv::Refusal& refusal) {
-      TellOutage(std::string("the outbox: ") + refusal.what());
+      OutboxFailed(refusal.what());
+      pause = outbox_outage_.pause();
     }
-    delivered_.clear();
-    sent_.clear();
-    if (outage_.pause().count() > 0) Rest(outage_.pause());
+    Settle();
+    sent_.clear();  // what has no receipt is sent again
+    for (const Receipt& receipt : receipts_) sent_.insert(receipt.id);
+    Rest(pause);
   }
 }
 
-void Courier::Deliver(qv::OutboxClaim& claim, qv::OutboxBell& bell) {
+void Courier::Deliver(qv::OutboxClaim& claim) {
   const std::unique_ptr<Receiver> receiver = Connect(route_);
+  try {
+    Exchange(claim, *receiver);
+  } catch (const Away&) {
+    TakeReceipts(*receiver);
+    if (const auto message = FirstOnItsWay()) suspicion_.Lost(*message);
+    throw;
+  }
+}
+
+void Courier::Exchange(qv::OutboxClaim& claim, Receiver& receiver) {
+  std::unique_ptr<qv::OutboxBell> bell = MakeBell();
   std::optional<Clock::time_point> stop_at;
-  Clock::time_point look_at;
+  Clock::time_point look_at = Clock::now() + kLook;
   bool may_be_more = true;
+  read_again_at_ = kWindow / 2;
   for (;;) {
     const auto now = Clock::now();
     if (stopping_ && !stop_at) stop_at = now + kStopTime;
-    if (stop_at && (sent_.size() == delivered_.size() || now >= *stop_at)) return;
+    if (stop_at && (CountOnTheirWay() == 0 || now >= *stop_at)) return;
     if (now >= look_at) {
       if (!claim.Holds()) return;
+      LookAtReceiver();
+      if (!bell) bell = MakeBell();
       look_at = now + kLook;
       may_be_more = true;
     }
-    if (now >= retry_at_) {
-      outbox_.Retry({.target = target_}, kTries);
-      retry_at_ = now + kRetryAfter;
-    }
-    if (may_be_more && !stop_at && sent_.size() <= kWindow / 2) {
-      may_be_more = SendNext(*receiver);
-      if (sent_.empty()) outage_.End();
-    }
-    if (Wait(*receiver, bell, stop_at ? kStopLook : kLook)) may_be_more = true;
-    receiver->Work();
-    TakeReceipts(*receiver);
-    if (!delivered_.empty() && (delivered_.size() >= kWindow / 2 || Clock::now() >= delete_at_)) DeleteDelivered();
+    if (now >= retry_at_) Retry();
+    if (may_be_more && !stop_at && sent_.size() <= read_again_at_) may_be_more = SendNext(receiver);
+    if (Wait(receiver, bell, stop_at ? kStopLook : kLook)) may_be_more = true;
+    receiver.Work();
+    TakeReceipts(receiver);
+    if (Clock::now() >= settle_at_) Settle();
   }
 }
 
 /// Sends the first messages that were not sent yet. Always from the beginning: those of another slave with smaller ids
 /// may have appeared. @return whether there may be more
 bool Courier::SendNext(Receiver& receiver) {
-  const std::size_t limit = losses_ > 0 ? 1 : kWindow;
-  const std::vector<qv::Message> messages = outbox_.Read({.target = target_, .limit = limit});
+  qv::MessageQuery query{
+      .target = target_, .limit = suspicion_.SendsOne() ? 1 : kWindow, .max_payload_bytes = kWindowBytes};
+  query.after = suspicion_.passed_over();
+  std::vector<qv::Message> messages = outbox_.Read(query);
+  if (messages.empty() && query.after != 0) {
+    query.after = 0;
+    messages = outbox_.Read(query);
+  }
+  if (CountOnTheirWay() == 0) answered_at_ = Clock::now();
+  std::size_t bytes = 0;
   for (const qv::Message& message : messages) {
+    bytes += message.payload.size();
     if (sent_.insert(message.id).second) receiver.Send(message);
   }
-  return messages.size() == limit;
-}
-
-/// The connection is lost. A message that costs it again and again, though nothing else was sent, is set aside.
-void Courier::Suspect(const std::string& reason) {
-  const auto first = std::find_if(sent_.begin(), sent_.end(), [this](std::int64_t id) {
-    return std::find(delivered_.begin(), delivered_.end(), id) == delivered_.end();
-  });
-  if (first == sent_.end()) return;
-  losses_ = *first == suspect_ ? losses_ + 1 : 1;
-  suspect_ = *first;
-  if (losses_ < kLosses) return;
-  losses_ = 0;
-  SetAside({.id = suspect_, .refusal = "the connection is lost with it: " + reason});
-}
-
-void Courier::SetAside(const Receipt& receipt) {
-  outbox_.SetAside(receipt.id, receipt.refusal);
-  sent_.erase(receipt.id);
-  metrics_.Refused(target_);
-  log_.Write(Level::Warning,
-             "message " + std::to_string(receipt.id) + " for " + target_ + " is set aside: " + receipt.refusal);
+  const bool may_be_more = messages.size() == query.limit || bytes >= kWindowBytes;
+  read_again_at_ = (may_be_more ? messages.size() : kWindow) / 2;
+  return may_be_more;
 }
 
 void Courier::TakeReceipts(Receiver& receiver) {
-  for (const Receipt& receipt : receiver.TakeReceipts()) {
-    losses_ = 0;
-    outage_.End();
-    if (!receipt.refusal.empty()) {
-      SetAside(receipt);
-      continue;
+  std::vector<Receipt> receipts = receiver.TakeReceipts();
+  if (receipts.empty()) return;
+  answered_at_ = Clock::now();
+  receiver_outage_.Succeeded();
+  if (receipts_.empty()) settle_at_ = answered_at_ + kSettleAfter;
+  for (Receipt& receipt : receipts) {
+    if (suspicion_.Taken(receipt.id) && sent_.insert(suspicion_.suspect()).second) {
+      receipts_.push_back({.id = suspicion_.suspect(), .refusal = "the connection is lost whenever it is sent"});
     }
-    if (delivered_.empty()) delete_at_ = Clock::now() + kDeleteAfter;
-    delivered_.push_back(receipt.id);
+    receipts_.push_back(std::move(receipt));
+  }
+  if (receipts_.size() >= kWindow / 2 && outbox_outage_.pause().count() == 0) settle_at_ = answered_at_;
+}
+
+/// Takes messages that have a receipt out of the way. When the outbox cannot be written, they are kept in mind, and not
+/// sent again.
+void Courier::Settle() {
+  const bool has_just_failed = outbox_outage_.pause().count() > 0 && Clock::now() < settle_at_;
+  if (receipts_.empty() || has_just_failed) return;
+  try {
+    std::vector<std::int64_t> delivered;
+    for (const Receipt& receipt : receipts_) {
+      if (receipt.refusal.empty()) {
+        delivered.push_back(receipt.id);
+      } else if (outbox_.SetAside(receipt.id, receipt.refusal)) {
+        metrics_.Refused(target_);
+        log_.Write(Level::Warning,
+                   "message " + std::to_string(receipt.id) + " for " + target_ + " is set aside: " + receipt.refusal);
+      }
+    }
+    outbox_.Delete(delivered);
+    metrics_.Delivered(target_, delivered.size());
+  } catch (const qv::Refusal& refusal) {
+    OutboxFailed(refusal.what());
+    settle_at_ = Clock::now() + outbox_outage_.pause();
+    return;
+  }
+  outbox_outage_.Succeeded();
+  for (const Receipt& receipt : receipts_) sent_.erase(receipt.id);
+  receipts_.clear();
+}
+
+void Courier::Retry() {
+  retry_at_ = Clock::now() + kRetryAfter;
+  try {
+    outbox_.Retry({.target = target_}, kTries);
+  } catch (const qv::Refusal& refusal) {
+    OutboxFailed(refusal.what());
   }
 }
 
-void Courier::DeleteDelivered() {
-  if (delivered_.empty()) return;
-  outbox_.Delete(delivered_);
-  metrics_.Delivered(target_, delivered_.size());
-  for (const std::int64_t id : delivered_) sent_.erase(id);
-  delivered_.clear();
+/// Once a second, while the connection lasts.
+void Courier::LookAtReceiver() {
+  if (receipts_.empty()) outbox_outage_.Succeeded();
+  if (CountOnTheirWay() == 0) {
+    receiver_outage_.Succeeded();
+  } else if (Clock::now() - answered_at_ >= kPatience) {
+    ReceiverFailed("it has not answered for " + std::to_string(kPatience.count()) + " s");
+  }
+}
+
+std::optional<std::int64_t> Courier::FirstOnItsWay() const {
+  const auto first = std::find_if(sent_.begin(), sent_.end(), [this](std::int64_t id) {
+    return std::none_of(receipts_.begin(), receipts_.end(), [id](const Receipt& receipt) { return receipt.id == id; });
+  });
+  return first == sent_.end() ? std::nullopt : std::optional(*first);
+}
+
+/// @return null if there can be none now; then the looks find new messages
+std::unique_ptr<qv::OutboxBell> Courier::MakeBell() {
+  try {
+    return std::make_unique<qv::OutboxBell>(host_);
+  } catch (const qv::Refusal& refusal) {
+    OutboxFailed(refusal.what());
+    return nullptr;
+  }
 }
 
 /// Waits for receipts, messages, or what is due. @return whether messages may have come
-bool Courier::Wait(const Receiver& receiver, qv::OutboxBell& bell, milliseconds limit) const {
-  if (!delivered_.empty()) {
-    limit = std::clamp(std::chrono::ceil<milliseconds>(delete_at_ - Clock::now()), milliseconds(0), limit);
+bool Courier::Wait(const Receiver& receiver, std::unique_ptr<qv::OutboxBell>& bell, milliseconds limit) const {
+  if (!receipts_.empty()) {
+    limit = std::clamp(std::chrono::ceil<milliseconds>(settle_at_ - Clock::now()), milliseconds(0), limit);
   }
-  pollfd events[] = {receiver.Awaits(), {bell.descriptor(), POLLIN, 0}, {stop_event_, POLLIN, 0}};
+  pollfd events[] = {receiver.Awaits(), {bell ? bell->descriptor() : -1, POLLIN, 0}, {stop_event_, POLLIN, 0}};
   const nfds_t count = stopping_ ? 2 : 3;
   if (poll(events, count, static_cast<int>(limit.count())) <= 0 || events[1].revents == 0) return false;
-  bell.Clear();
+  try {
+    bell->Clear();
+  } catch (const qv::Refusal&) {
+    bell.reset();
+  }
   return true;
 }
 
@@ -173,8 +235,13 @@ void Courier::Rest(milliseconds time) const {
   poll(&stop, 1, static_cast<int>(time.count()));
 }
 
-void Courier::TellOutage(const std::string& reason) {
-  if (outage_.Tell(reason)) metrics_.DeliveryFailed(target_);
+void Courier::ReceiverFailed(const std::string& reason) {
+  const std::string line = "messages for " + target_ + " cannot be delivered to " + route_.Name() + ": " + reason;
+  if (receiver_outage_.Failed(line)) metrics_.DeliveryFailed(target_);
+}
+
+void Courier::OutboxFailed(const std::string& reason) {
+  outbox_outage_.Failed("the messages for " + target_ + " in the outbox cannot be used: " + reason);
 }
 
 }  // namespace qvcmsd

@@ -5,6 +5,8 @@
 
 #include <atomic>
 #include <chrono>
+#include <memory>
+#include <optional>
 #include <set>
 #include <string>
 #include <thread>
@@ -12,6 +14,7 @@
 #include "deliver/outage.h"
 #include "deliver/receiver.h"
 #include "deliver/route.h"
+#include "deliver/suspicion.h"
 #include "log.h"
 #include "metrics.h"
 
@@ -33,15 +36,20 @@ class Courier {
  private:
   using Clock = std::chrono::steady_clock;
   void Run();
-  void Deliver(qv::OutboxClaim& claim, qv::OutboxBell& bell);
+  void Deliver(qv::OutboxClaim& claim);
+  void Exchange(qv::OutboxClaim& claim, Receiver& receiver);
   bool SendNext(Receiver& receiver);
   void TakeReceipts(Receiver& receiver);
-  void Suspect(const std::string& reason);
-  void SetAside(const Receipt& receipt);
-  void DeleteDelivered();
-  bool Wait(const Receiver& receiver, qv::OutboxBell& bell, std::chrono::milliseconds limit) const;
+  void Settle();
+  void Retry();
+  void LookAtReceiver();
+  std::unique_ptr<qv::OutboxBell> MakeBell();
+  bool Wait(const Receiver& receiver, std::unique_ptr<qv::OutboxBell>& bell, std::chrono::milliseconds limit) const;
   void Rest(std::chrono::milliseconds time) const;
-  void TellOutage(const std::string& reason);
+  std::size_t CountOnTheirWay() const { return sent_.size() - receipts_.size(); }
+  std::optional<std::int64_t> FirstOnItsWay() const;
+  void ReceiverFailed(const std::string& reason);
+  void OutboxFailed(const std::string& reason);
 
   qv::Host& host_;
   Log& log_;
@@ -50,13 +58,14 @@ class Courier {
   const DeliveryRoute route_;
   qv::Outbox outbox_;
 
-  std::set<std::int64_t> sent_;          ///< and still in the outbox
-  std::vector<std::int64_t> delivered_;  ///< of these, with a receipt
-  Clock::time_point delete_at_;          ///< if there are some
-  Clock::time_point retry_at_;           ///< those that were refused
-  std::int64_t suspect_ = 0;             ///< message that the connection was lost with
-  int losses_ = 0;                       ///< in a row; until it is delivered, it is sent alone
-  Outage outage_;
+  std::set<std::int64_t> sent_;    ///< and still in the outbox
+  std::vector<Receipt> receipts_;  ///< for some of these
+  Clock::time_point settle_at_;    ///< if there are some
+  Clock::time_point answered_at_;  ///< last; or sent, if nothing was on its way before
+  Clock::time_point retry_at_;     ///< those that were refused
+  std::size_t read_again_at_ = 0;  ///< when no more were sent
+  Suspicion suspicion_;
+  Outage receiver_outage_, outbox_outage_;
 
   std::atomic<bool> stopping_ = false;
   int stop_event_;  ///< becomes readable

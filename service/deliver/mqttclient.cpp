@@ -85,10 +85,12 @@ struct MqttClient::Callbacks {
     Self(self).trouble_ = reason >= kFirstRefusal ? mosquitto_reason_string(reason) : "the connection is lost";
   }
   static void OnPublish(mosquitto* /*client*/, void* self, int number, int reason, const mosquitto_property*) {
-    if (reason == MQTT_RC_NOT_AUTHORIZED) {  // about the user, not about the message
-      Self(self).trouble_ = "this user may not publish there";
-    } else {
-      Self(self).answers_.push_back({number, reason >= kFirstRefusal ? mosquitto_reason_string(reason) : ""});
+    const bool is_about_message = reason == MQTT_RC_TOPIC_NAME_INVALID || reason == MQTT_RC_PACKET_TOO_LARGE ||
+                                  reason == MQTT_RC_PAYLOAD_FORMAT_INVALID;
+    if (reason < kFirstRefusal || is_about_message) {
+      Self(self).answers_.push_back({number, is_about_message ? mosquitto_reason_string(reason) : ""});
+    } else {  // about the user, or about the broker
+      Self(self).trouble_ = std::string("it takes no message: ") + mosquitto_reason_string(reason);
     }
   }
   static void OnLog(mosquitto* /*client*/, void* self, int level, const char* text) {

@@ -25,18 +25,20 @@ class MqttReceiver : public Receiver {
     }
   }
   pollfd Awaits() const override { return client_.Awaits(); }
-  void Work() override {
-    client_.Work();
+  void Work() override { client_.Work(); }
+  std::vector<Receipt> TakeReceipts() override {
     for (MqttClient::Taken& taken : client_.TakeAnswers()) {
       const auto message = ids_.extract(taken.number);
       if (message) receipts_.push_back({.id = message.mapped(), .refusal = std::move(taken.refusal)});
     }
+    return std::exchange(receipts_, {});
   }
 
  private:
   const std::string topics_;
   MqttClient client_;
   std::unordered_map<int, std::int64_t> ids_;  ///< of messages, by the client's numbers
+  std::vector<Receipt> receipts_;
 };
 
 }  // namespace

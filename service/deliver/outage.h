@@ -1,4 +1,4 @@
-/// A receiver that is away: pauses between attempts, and what the log says.
+/// Something that fails for a while, such as a receiver that is away: pauses between attempts, and what the log says.
 #pragma once
 
 #include <algorithm>
@@ -12,38 +12,44 @@ namespace qvcmsd {
 /// Belongs to one thread.
 class Outage {
  public:
-  /// @param what  does not arrive: "messages for msgd"
-  Outage(Log& log, std::string what) : log_(log), what_(std::move(what)) {}
+  /// @param over  what the log says at the end: "messages for msgd are delivered again"
+  Outage(Log& log, std::string over) : log_(log), over_(std::move(over)) {}
 
-  /// An attempt has failed. The next pause is longer. @return whether the outage has just begun
-  bool Tell(const std::string& receiver_and_reason) {
-    const bool begins = pause_.count() == 0;
-    if (begins) {
-      since_ = Clock::now();
-      log_.Write(Level::Warning, what_ + " cannot be delivered to " + receiver_and_reason);
-    }
+  /// An attempt has failed. The next pause is longer. @param line  for the log, if the outage has just begun
+  /// @return whether it has
+  bool Failed(const std::string& line) {
+    failed_at_ = Clock::now();
     pause_ = std::clamp(pause_ * 2, kFirstPause, kLongestPause);
-    return begins;
+    if (lasts_) return false;
+    lasts_ = true;
+    began_at_ = failed_at_;
+    log_.Write(Level::Warning, line);
+    return true;
   }
-  /// Something was delivered.
-  void End() {
-    if (pause_.count() == 0) return;
+  /// An attempt has succeeded. The outage is over once nothing has failed for a while: what succeeds and fails in turn
+  /// is one outage.
+  void Succeeded() {
     pause_ = std::chrono::milliseconds(0);
-    const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(Clock::now() - since_).count();
-    log_.Write(Level::Notice, what_ + " are delivered again, after " + std::to_string(seconds) + " s");
+    const auto now = Clock::now();
+    if (!lasts_ || now - failed_at_ < kSettled) return;
+    lasts_ = false;
+    const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(now - began_at_).count();
+    log_.Write(Level::Notice, over_ + ", after " + std::to_string(seconds) + " s");
   }
-  /// Before the next attempt; 0: there is no outage.
+  /// Before the next attempt; 0: the last one has succeeded.
   std::chrono::milliseconds pause() const { return pause_; }
 
  private:
   using Clock = std::chrono::steady_clock;
   static constexpr std::chrono::milliseconds kFirstPause{250};
   static constexpr std::chrono::milliseconds kLongestPause{30'000};
+  static constexpr std::chrono::seconds kSettled{2};
 
   Log& log_;
-  const std::string what_;
+  const std::string over_;
+  bool lasts_ = false;
   std::chrono::milliseconds pause_{0};
-  Clock::time_point since_;
+  Clock::time_point began_at_, failed_at_;
 };
 
 }  // namespace qvcmsd

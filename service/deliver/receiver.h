@@ -25,7 +25,8 @@ struct Receipt {
   std::string refusal = {};  ///< empty: the receiver has taken it
 };
 
-/// A connection. Belongs to one thread. All functions throw `Away`; the connection is then of no further use.
+/// A connection. Belongs to one thread. All functions but `TakeReceipts` throw `Away`; the connection is then of no
+/// further use.
 class Receiver {
  public:
   virtual ~Receiver() = default;
@@ -35,11 +36,8 @@ class Receiver {
   virtual pollfd Awaits() const = 0;
   /// Does what is possible without waiting.
   virtual void Work() = 0;
-  /// The receipts that came since the last call.
-  std::vector<Receipt> TakeReceipts() { return std::exchange(receipts_, {}); }
-
- protected:
-  std::vector<Receipt> receipts_;
+  /// The receipts that came since the last call; also those that came before `Work` threw.
+  virtual std::vector<Receipt> TakeReceipts() = 0;
 };
 
 /// Connects; takes some seconds at most. Throws `Away`.

@@ -16,7 +16,8 @@ namespace {
 
 class SocketReceiver : public Receiver {
  public:
-  explicit SocketReceiver(const std::string& path) : socket_(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
+  explicit SocketReceiver(const std::string& path)
+      : socket_(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0)) {
     sockaddr_un address = {};
     address.sun_family = AF_UNIX;
     const bool fits = path.size() < sizeof address.sun_path;
@@ -36,28 +37,42 @@ class SocketReceiver : public Receiver {
     to_send_ += ToJson(message) + '\n';
   }
   pollfd Awaits() const override {
-    return {.fd = socket_, .events = static_cast<short>(to_send_.empty() ? POLLIN : POLLIN | POLLOUT), .revents = 0};
+    return {.fd = socket_,
+            .events = static_cast<short>(sent_ == to_send_.size() ? POLLIN : POLLIN | POLLOUT),
+            .revents = 0};
   }
+  /// Reads answers also when nothing can be sent any more: a receiver may answer and go.
   void Work() override {
-    SendWhatGoes();
+    const int send_error = SendWhatGoes();
     char part[4096];
     ssize_t size = 0;
-    while ((size = recv(socket_, part, sizeof part, MSG_DONTWAIT)) > 0) {
+    while ((size = recv(socket_, part, sizeof part, 0)) > 0) {
       answers_.append(part, static_cast<std::size_t>(size));
       ReadAnswers();
     }
     if (size == 0) throw Away("it has closed the connection");
     if (errno != EAGAIN && errno != EINTR) throw Away(std::strerror(errno));
+    if (send_error != 0) throw Away(std::strerror(send_error));
   }
+  std::vector<Receipt> TakeReceipts() override { return std::exchange(receipts_, {}); }
 
  private:
-  void SendWhatGoes() {
-    while (!to_send_.empty()) {
-      const ssize_t size = send(socket_, to_send_.data(), to_send_.size(), MSG_DONTWAIT | MSG_NOSIGNAL);
-      if (size < 0 && (errno == EAGAIN || errno == EINTR)) return;
-      if (size < 0) throw Away(std::strerror(errno));
-      to_send_.erase(0, static_cast<std::size_t>(size));
+  /// @return the error that it ended with; 0: all is sent, or the rest must wait
+  int SendWhatGoes() {
+    int error = 0;
+    while (error == 0 && sent_ < to_send_.size()) {
+      const ssize_t size = send(socket_, to_send_.data() + sent_, to_send_.size() - sent_, MSG_NOSIGNAL);
+      if (size < 0) {
+        error = errno;
+      } else {
+        sent_ += static_cast<std::size_t>(size);
+      }
     }
+    if (sent_ > to_send_.size() / 2) {
+      to_send_.erase(0, sent_);
+      sent_ = 0;
+    }
+    return error == EAGAIN || error == EINTR ? 0 : error;
   }
   void ReadAnswers() {
     constexpr std::size_t kLongest = 4096;
@@ -74,8 +89,10 @@ class SocketReceiver : public Receiver {
 
   const int socket_;
   std::string to_send_;
+  std::size_t sent_ = 0;  ///< bytes of it
   std::string answers_;
   std::deque<std::int64_t> unanswered_;
+  std::vector<Receipt> receipts_;
 };
 
 }  // namespace

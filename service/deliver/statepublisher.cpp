@@ -40,7 +40,7 @@ StatePublisher::StatePublisher(qv::Host& host, Log& log, const DeliveryRoute& ro
       topics_(route.topics),
       source_(std::move(source)),
       outbox_(host),
-      outage_(log, "the states of the slaves"),
+      outage_(log, "the states of the slaves are delivered again"),
       stop_event_(eventfd(0, EFD_CLOEXEC)),
       thread_([this] { Run(); }) {}
 
@@ -57,10 +57,10 @@ void StatePublisher::Run() {
     try {
       if (const auto claim = outbox_.TryClaim(kClaim)) Publish(*claim);
     } catch (const Away& away) {
-      outage_.Tell(route_.Name() + ": " + away.what());
+      outage_.Failed("the states of the slaves cannot be delivered to " + route_.Name() + ": " + away.what());
       pause = outage_.pause();
     } catch (const qv::Refusal& refusal) {
-      outage_.Tell(std::string("the database: ") + refusal.what());
+      outage_.Failed(std::string("the states of the slaves cannot be read: ") + refusal.what());
       pause = outage_.pause();
     }
     client_.reset();  // unless it was left in order, the broker now tells that the host is gone
@@ -81,6 +81,7 @@ void StatePublisher::Publish(qv::OutboxClaim& claim) {
   for (Clock::time_point look_at; !stopping_;) {
     if (next_contact_ == contacts_.size() && Clock::now() >= look_at) {
       if (!claim.Holds()) return;
+      if (is_ready_ && unanswered_ == 0) outage_.Succeeded();
       Look();
       look_at = Clock::now() + kLook;
     }
@@ -92,7 +93,7 @@ void StatePublisher::Publish(qv::OutboxClaim& claim) {
     }
     const auto rest = std::chrono::ceil<milliseconds>(look_at - Clock::now());
     Work(is_done ? std::clamp(rest, milliseconds(0), kLook) : kLook);
-    if (is_ready_ && unanswered_ == 0) outage_.End();
+    if (unanswered_ > 0 && Clock::now() - answered_at_ > kAnswerTime) throw Away("it does not answer");
   }
   Leave();
 }
@@ -210,7 +211,7 @@ void StatePublisher::Leave() {
 void StatePublisher::Send(const std::string& topic, const std::string& payload) {
   const MqttClient::Sent sent = client_->Publish(topic, payload, true);
   if (!sent.refusal.empty()) throw Away("it takes no " + topic + ": " + sent.refusal);
-  ++unanswered_;
+  if (unanswered_++ == 0) answered_at_ = Clock::now();
 }
 
 /// Waits for the broker, for `limit` at most.
@@ -221,6 +222,7 @@ void StatePublisher::Work(milliseconds limit) {
   for (const MqttClient::Taken& taken : client_->TakeAnswers()) {
     if (!taken.refusal.empty()) throw Away("it takes no state: " + taken.refusal);
     --unanswered_;
+    answered_at_ = Clock::now();
   }
 }
 

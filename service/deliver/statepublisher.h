@@ -66,8 +66,9 @@ class StatePublisher {
   Outage outage_;
 
   std::unique_ptr<MqttClient> client_;
-  std::size_t unanswered_ = 0;  ///< messages
-  std::set<int> members_;       ///< slaves in the host's description
+  std::size_t unanswered_ = 0;     ///< messages
+  Clock::time_point answered_at_;  ///< last; or sent, if none was unanswered before
+  std::set<int> members_;          ///< slaves in the host's description
   std::map<int, Published> published_;
   std::vector<Silence::Contact> contacts_;
   std::size_t next_contact_ = 0;  ///< to be looked at
