@@ -42,6 +42,7 @@ TEST_F(ToolTest, AnswersEachRefusalInOneLine) {
        "If they are really gone, give --allow-removals\n"},
       {"status 7 report", 1, "server 7 is not known here, so nothing was applied: pair it first (qvcms pair 7 DOC)\n"},
       {"pair 7 snapshot --log-file nowhere/log", 1, "cannot open the log file nowhere/log: "},
+      {"token revoke 1a2b3c4d --data-dir nowhere", 1, "there is no token with the id 1a2b3c4d\n"},
       {"list pos --data-dir other --database ''", 1,
        "other is no data folder of a host: it has no qvcms.db, but other files\n"},
   };
