@@ -1,18 +1,16 @@
 #include "db/sqlite/sqlitedriver.h"
 
-#include <sqlite3.h>
 #include <sys/stat.h>
 
 #include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstring>
-#include <stdexcept>
 #include <thread>
 
 #include "db/remedy.h"
 #include "db/sqlite/filebell.h"
-#include "db/statementtext.h"
+#include "db/sqlite/statement.h"
 #include "db/writerlock.h"
 
 namespace qv::db {
@@ -35,147 +33,9 @@ constexpr const char* kColumnsQuery = R"sql(
   SELECT t.name, r."from", ' REFERENCES ' || r."table" || '(' || r."to" || ') ON DELETE ' || r.on_delete
     FROM sqlite_schema t JOIN pragma_foreign_key_list(t.name) r WHERE t.type = 'table')sql";
 
-/// As `RemedyFor`, for an error that SQLite reports.
-std::string RemedyForCode(int primary, int error_number) {
-  switch (primary) {
-    case SQLITE_CORRUPT:
-      return "; the database is damaged: restore it from a backup";
-    case SQLITE_NOTADB:
-      return "; name another folder if this is the wrong one, else restore the database from a backup";
-    case SQLITE_FULL:
-      return RemedyFor(ENOSPC);
-    case SQLITE_IOERR:
-      return "; see that the disk has room and is sound";
-    case SQLITE_CANTOPEN:
-      return RemedyFor(error_number == 0 ? EACCES : error_number);
-    case SQLITE_READONLY:
-    case SQLITE_PERM:
-      return RemedyFor(EACCES);
-    default:
-      return "";
-  }
-}
-
-struct CloseDatabase {
-  void operator()(sqlite3* database) const { sqlite3_close_v2(database); }
-};
-struct FinalizeStatement {
-  void operator()(sqlite3_stmt* statement) const { sqlite3_finalize(statement); }
-};
-using Database = std::unique_ptr<sqlite3, CloseDatabase>;
-using Prepared = std::unique_ptr<sqlite3_stmt, FinalizeStatement>;
-
-/// The connection with the transaction that it was told to begin.
-struct Handle {
-  Database database;
-  bool begun = false;
-
-  bool InTransaction() const { return sqlite3_get_autocommit(database.get()) == 0; }
-
-  [[noreturn]] void Fail(int code, const char* sql) const {
-    const int primary = code & 0xff;
-    Error::Kind kind = Error::Kind::Statement;
-    if (begun && !InTransaction()) {
-      kind = Error::Kind::Lost;
-    } else if (primary == SQLITE_BUSY || primary == SQLITE_LOCKED) {
-      kind = Error::Kind::Busy;
-    }
-    throw Error(kind, FirstWords(sql) + ": " + sqlite3_errmsg(database.get()) +
-                          RemedyForCode(primary, sqlite3_system_errno(database.get())));
-  }
-};
-
-class SqliteStatement final : public Statement {
- public:
-  SqliteStatement(const Handle& handle, Prepared prepared) : handle_(handle), prepared_(std::move(prepared)) {}
-
-  void BindNull(int parameter) override { Check(sqlite3_bind_null(get(), parameter)); }
-  void BindInt(int parameter, std::int64_t value) override { Check(sqlite3_bind_int64(get(), parameter, value)); }
-  void BindReal(int parameter, double value) override { Check(sqlite3_bind_double(get(), parameter, value)); }
-  void BindText(int parameter, std::string_view text) override {
-    // A null pointer would be bound as an SQL NULL.
-    const char* data = text.data() == nullptr ? "" : text.data();
-    Check(sqlite3_bind_text64(get(), parameter, data, text.size(), SQLITE_STATIC, SQLITE_UTF8));
-  }
-
-  bool Next() override {
-    if (!handle_.begun && sqlite3_stmt_readonly(get()) == 0) {
-      throw std::logic_error("a statement that writes was stepped through outside of a transaction");
-    }
-    return Step();
-  }
-  Written Run() override {
-    Written written;
-    bool has_row = Step();
-    if (has_row) written.id = Int(0);
-    while (has_row) has_row = Step();
-    written.rows = sqlite3_changes64(handle_.database.get());
-    Reset();
-    return written;
-  }
-  void Reset() override {
-    sqlite3_reset(get());
-    sqlite3_clear_bindings(get());
-  }
-
-  int ColumnCount() const override { return sqlite3_column_count(get()); }
-  std::string_view ColumnName(int column) const override {
-    const char* name = sqlite3_column_name(get(), column);
-    return name == nullptr ? std::string_view() : std::string_view(name);
-  }
-  bool IsNull(int column) const override { return sqlite3_column_type(get(), column) == SQLITE_NULL; }
-  std::int64_t Int(int column) const override { return sqlite3_column_int64(get(), column); }
-  double Real(int column) const override { return sqlite3_column_double(get(), column); }
-  std::string_view Text(int column) const override {
-    const unsigned char* text = sqlite3_column_text(get(), column);
-    if (text == nullptr) return {};
-    return {reinterpret_cast<const char*>(text), static_cast<std::size_t>(sqlite3_column_bytes(get(), column))};
-  }
-
-  /// @return whether there is a row. Throws `Error`; the statement is then reset.
-  bool Step() {
-    const int code = sqlite3_step(get());
-    if (code == SQLITE_ROW) return true;
-    if (code == SQLITE_DONE) return false;
-    try {
-      handle_.Fail(code, sqlite3_sql(get()));
-    } catch (...) {
-      Reset();
-      throw;
-    }
-  }
-
- private:
-  sqlite3_stmt* get() const { return prepared_.get(); }
-  void Check(int code) const {
-    if (code != SQLITE_OK) handle_.Fail(code, sqlite3_sql(get()));
-  }
-
-  const Handle& handle_;
-  Prepared prepared_;
-};
-
-/// Reads every row of a query, or runs another statement to its end.
-void TakeRows(SqliteStatement& statement, TextRows* rows) {
-  const int columns = statement.ColumnCount();
-  if (rows == nullptr || columns == 0) {
-    while (statement.Step()) {
-    }
-    return;
-  }
-  *rows = {};
-  for (int column = 0; column < columns; ++column) rows->columns.emplace_back(statement.ColumnName(column));
-  while (statement.Step()) {
-    auto& row = rows->rows.emplace_back();
-    for (int column = 0; column < columns; ++column) {
-      row.push_back(statement.IsNull(column) ? std::nullopt : std::optional<std::string>(statement.Text(column)));
-    }
-  }
-}
-
 class SqliteConnection final : public Connection {
  public:
-  SqliteConnection(Database database, const Place& place, const DriverOptions& options)
+  SqliteConnection(SqliteDatabase database, const Place& place, const DriverOptions& options)
       : handle_{std::move(database)},
         place_(place),
         busy_timeout_(options.busy_timeout),
@@ -203,7 +63,7 @@ class SqliteConnection final : public Connection {
       // without the lock the connection closes without tidying up
     }
     sqlite3_db_config(get(), SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, tidies_up ? 0 : 1, nullptr);
-    for (Prepared& savepoint : savepoints_) savepoint.reset();
+    for (PreparedSqlite& savepoint : savepoints_) savepoint.reset();
     handle_.database.reset();
     if (tidies_up) place_.lock.Release();
   }
@@ -316,10 +176,10 @@ class SqliteConnection final : public Connection {
     const int code = sqlite3_prepare_v3(get(), sql, -1, flags, &statement, rest);
     if (code != SQLITE_OK) handle_.Fail(code, sql);
     if (statement == nullptr) return nullptr;
-    return std::make_unique<SqliteStatement>(handle_, Prepared(statement));
+    return std::make_unique<SqliteStatement>(handle_, PreparedSqlite(statement));
   }
   void RunKept(std::size_t which, const char* sql) {
-    Prepared& kept = savepoints_.at(which);
+    PreparedSqlite& kept = savepoints_.at(which);
     int code = SQLITE_OK;
     if (!kept) {
       sqlite3_stmt* statement = nullptr;
@@ -370,13 +230,13 @@ class SqliteConnection final : public Connection {
     sqlite3_wal_checkpoint_v2(get(), nullptr, SQLITE_CHECKPOINT_PASSIVE, nullptr, nullptr);
   }
 
-  Handle handle_;
+  SqliteHandle handle_;
   bool rings_ = false;  ///< after the commit
   const Place place_;
   const std::chrono::milliseconds busy_timeout_;
   const Durability durability_;
   std::optional<Durability> commits_survive_;
-  std::array<Prepared, 3> savepoints_;  ///< the statements about savepoints
+  std::array<PreparedSqlite, 3> savepoints_;  ///< the statements about savepoints
   std::string journal_mode_;
   bool is_accepted_ = false;
   int turns_ = 0;  ///< those that were begun and have not ended
@@ -400,7 +260,7 @@ std::unique_ptr<Connection> OpenSqlite(const Place& place, const DriverOptions& 
   sqlite3* opened = nullptr;
   const int code = sqlite3_open_v2(path.c_str(), &opened,
                                    SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_EXRESCODE, nullptr);
-  Database database(opened);
+  SqliteDatabase database(opened);
   if (code != SQLITE_OK) {
     FailToOpen(path, sqlite3_errmsg(opened) + RemedyForCode(code & 0xff, sqlite3_system_errno(opened)));
   }
