@@ -43,7 +43,6 @@ class Condition {
     text_.append(" AND ").append(comparison).append("$").append(std::to_string(++parameters_));
     numbers_.push_back(number);
   }
-  const std::string& text() const { return text_; }
   db::Query Prepare(const std::string& before, const std::string& after) const {
     db::Query query = db::ThisThread().Prepare(before + " FROM message WHERE " + text_ + after);
     if (target_) query.Bind(std::string_view(*target_));
@@ -72,9 +71,9 @@ std::size_t RunFor(std::span<const std::int64_t> ids, const std::string& before,
   std::int64_t changed = 0;
   while (!ids.empty()) {
     const auto part = ids.first(std::min(kAtOnce, ids.size()));
-    std::string list;
-    for (const std::int64_t id : part) list += (list.empty() ? "" : ",") + std::to_string(id);
-    changed += db::ThisThread().Execute(before + " (" + list + ") " + after);
+    std::string statement = before + " (";
+    for (const std::int64_t id : part) statement.append(id == part.front() ? "" : ",").append(std::to_string(id));
+    changed += db::ThisThread().Execute(statement.append(") ").append(after));
     ids = ids.subspan(part.size());
   }
   return static_cast<std::size_t>(changed);
@@ -158,10 +157,9 @@ std::unique_ptr<OutboxClaim> ClaimFile(const std::filesystem::path& path) {
 }  // namespace
 
 std::string ToJson(const Message& message) {
-  // Outside of JSON strings a line end is as good as a blank, and inside it is escaped.
+  // Between the values of a JSON text these are as good as blanks. Within, they are escaped.
   std::string payload = message.payload.empty() ? "null" : message.payload;
-  std::replace_if(
-      payload.begin(), payload.end(), [](char letter) { return letter == '\n' || letter == '\r'; }, ' ');
+  for (const char space : {'\n', '\r', '\t'}) std::replace(payload.begin(), payload.end(), space, ' ');
   std::string text = "{\"id\":" + std::to_string(message.id) + ",\"zr\":" + std::to_string(message.zr) +
                      ",\"target\":" + Quoted(message.target) + ",\"command\":" + Quoted(message.command) +
                      ",\"payload\":" + text::EscapeJson(payload) + ",\"time\":\"" + Timestamp(message.created) + '"';
