@@ -22,9 +22,11 @@ Delivery::Delivery(qv::Host& host, Log& log, Metrics& metrics, DeliveryOptions o
       metrics_(metrics),
       options_(std::move(options)),
       outbox_(host),
+      outbox_outage_(log, "the outbox is read again"),
+      bell_outage_(log, "messages for targets that had none do not wait for a second"),
       stop_event_(eventfd(0, EFD_CLOEXEC)) {
   for (const DeliveryRoute& route : options_.routes) {
-    if (route.target != DeliveryRoute::kRest) HasCourier(route.target);
+    if (route.target != DeliveryRoute::kRest) EnsureCourier(route.target);
   }
   thread_ = std::thread([this] { Run(); });
 }
@@ -47,8 +49,8 @@ const DeliveryRoute* Delivery::RouteFor(const std::string& target) const {
   return route != nullptr ? route : named(DeliveryRoute::kRest);
 }
 
-/// Starts the courier for a target that has a route.
-bool Delivery::HasCourier(const std::string& target) {
+/// Starts the courier for a target, if it has a route and none yet. @return whether there is one
+bool Delivery::EnsureCourier(const std::string& target) {
   if (couriers_.contains(target)) return true;
   const DeliveryRoute* const route = RouteFor(target);
   if (route == nullptr) return false;
@@ -62,37 +64,27 @@ void Delivery::Run() {
   while (!stopping_) {
     try {
       Look();
-      if (std::exchange(is_away_, false)) log_.Write(Level::Notice, "the outbox is read again");
-      if (starts_couriers && !bell) bell = MakeBell();
-      Wait(bell.get());
+      outbox_outage_.Succeeded();
     } catch (const qv::Refusal& refusal) {
-      if (!std::exchange(is_away_, true)) {
-        log_.Write(Level::Error, std::string("the outbox cannot be read: ") + refusal.what());
-      }
+      outbox_outage_.Failed(std::string("the outbox cannot be read: ") + refusal.what());
+    }
+    try {
+      if (starts_couriers && !bell) bell = std::make_unique<qv::OutboxBell>(host_);
+      Wait(bell.get());
+      bell_outage_.Succeeded();
+    } catch (const qv::Refusal& refusal) {
+      bell_outage_.Failed(std::string("messages for targets that had none may wait for a second: ") + refusal.what());
       bell.reset();
       Wait(nullptr);
     }
   }
 }
 
-/// Null if there can be none: a look each second finds what it would have told.
-std::unique_ptr<qv::OutboxBell> Delivery::MakeBell() {
-  try {
-    return std::make_unique<qv::OutboxBell>(host_);
-  } catch (const qv::Refusal& refusal) {
-    if (!std::exchange(told_of_bell_, true)) {
-      log_.Write(Level::Warning,
-                 std::string("messages for targets that had none before may wait for a second: ") + refusal.what());
-    }
-    return nullptr;
-  }
-}
-
 /// Starts couriers for targets that had no messages before, and tells of messages that nobody takes.
 void Delivery::Look() {
-  for (const std::string& target : outbox_.Targets(true)) HasCourier(target);  // which has them tried again
+  for (const std::string& target : outbox_.Targets(true)) EnsureCourier(target);  // which has them tried again
   for (const qv::Message& oldest : outbox_.Oldest()) {
-    if (!HasCourier(oldest.target)) LookAtUntaken(oldest);
+    if (!EnsureCourier(oldest.target)) LookAtUntaken(oldest);
   }
 }
 

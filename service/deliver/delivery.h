@@ -32,8 +32,7 @@ class Delivery {
   void Look();
   void Wait(qv::OutboxBell* bell) const;
   const DeliveryRoute* RouteFor(const std::string& target) const;
-  bool HasCourier(const std::string& target);
-  std::unique_ptr<qv::OutboxBell> MakeBell();
+  bool EnsureCourier(const std::string& target);
   void LookAtUntaken(const qv::Message& oldest);
 
   qv::Host& host_;
@@ -41,8 +40,8 @@ class Delivery {
   Metrics& metrics_;
   const DeliveryOptions options_;
   qv::Outbox outbox_;
-  bool is_away_ = false;  ///< the outbox
-  bool told_of_bell_ = false;
+  Outage outbox_outage_;
+  Outage bell_outage_;
   using Clock = std::chrono::steady_clock;
   std::map<std::string, Clock::time_point> told_;  ///< targets that nobody takes messages for, and when that was said
   std::map<std::string, std::size_t> discarded_;   ///< messages, since it was said

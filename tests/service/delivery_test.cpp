@@ -448,18 +448,36 @@ TEST_F(DeliveryTest, WhatNobodyTakesGoesWhenThereIsTooMuchOfIt) {
   OpenOutbox();
   Post(1, 5);
   support::InUnit(true, [] {
-    for (const char* target : {"client", "hostd"}) messages::Post(1, target, "changed", Json::Value());
+    for (const char* target : {"client", "cms-host", "hostd"}) messages::Post(1, target, "changed", Json::Value());
   });
   support::ExecuteInFolder(folder_ / "data",
-                           "UPDATE message SET created=created-3*86400000 WHERE target='hostd';"
+                           "UPDATE message SET created=created-3*86400000 WHERE target IN ('cms-host','hostd');"
                            "UPDATE message SET created=created-11*60000 WHERE target='client'");
+  StartDelivery("--deliver cms-host=unix:away");
+  ASSERT_TRUE(Within(10, [&] { return Log().find("cannot be delivered") != std::string::npos; }));
+  const pid_t other = std::exchange(service_, 0);
   StartDelivery("--keep-messages 3 --keep-messages-for 2");
-  EXPECT_TRUE(Within(10, [&] { return Waiting() == 4; })) << Waiting();
+  EXPECT_TRUE(Within(10, [&] { return Waiting() == 5; })) << Waiting();
   const std::string nobody = "nobody takes the messages for ", how = " (--deliver, qvcms messages)";
   for (const std::string& line :
        {nobody + "msgd" + how + "; the oldest 2 are deleted", nobody + "hostd" + how + "; the oldest 1 are deleted",
         nobody + "client" + how + '\n'}) {
     EXPECT_TRUE(Within(5, [&] { return Log().find(line) != std::string::npos; })) << line << Log();
+  }
+  EXPECT_THAT(Log(), Not(HasSubstr(nobody + "cms-host")));
+  EXPECT_EQ(Stop(), 0);
+  service_ = other;
+}
+
+TEST_F(DeliveryTest, WithoutABellMessagesAreFoundWithinASecond) {
+  SKIP_ON_POSTGRESQL("the bell is no file");
+  OpenOutbox();
+  std::filesystem::create_directory(folder_ / "data/outbox.bell");
+  StartBroker();
+  StartDelivery(ToBroker());
+  for (int round = 0; round < 2; ++round) {
+    Post(1, 1);
+    EXPECT_TRUE(Within(5, [&] { return Waiting() == 0; })) << Log();
   }
 }
 
