@@ -92,7 +92,7 @@ struct BrokerTest : ServiceTest {
   void StartBroker(const std::string& more = "allow_anonymous true\n") {
     Write("broker.conf", "listener " + std::to_string(port_) + " 127.0.0.1\nuser root\npersistence true\n" +
                              "persistence_location " + folder_.string() +
-                             "/\nautosave_interval 0\nmax_inflight_messages 0\nmax_queued_messages 0\n"
+                             "/\nautosave_interval 0\nmax_inflight_messages 500\nmax_queued_messages 0\n"
                              "set_tcp_nodelay true\nmessage_size_limit 5000\n" +
                              more);
     broker_ = support::StartChild([&] {
@@ -100,10 +100,16 @@ struct BrokerTest : ServiceTest {
       return execl("/bin/sh", "sh", "-c", line.c_str(), nullptr);
     });
   }
-  void KillBroker() {
+  void KillBroker(int signal = SIGKILL) {
     if (broker_ <= 0) return;
-    kill(broker_, SIGKILL);
+    kill(broker_, signal);
     support::EndOf(std::exchange(broker_, 0));
+  }
+  /// Has the broker save its subscriptions and what it has not passed on, which a kill would cost otherwise.
+  void SaveBroker() const {
+    std::filesystem::remove(folder_ / "mosquitto.db");
+    kill(broker_, SIGUSR1);
+    EXPECT_TRUE(Within(10, [&] { return std::filesystem::exists(folder_ / "mosquitto.db"); }));
   }
   /// Starts the service, which delivers and does nothing else.
   void StartDelivery(const std::string& options) {
