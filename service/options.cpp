@@ -8,7 +8,7 @@ namespace {
 
 constexpr int kUsage = 64;
 
-/// What is wrong with the options. The parser's own words about the file do not say what an option's name is.
+/// What is wrong with the options. The parser's own words about an unknown option of the file would puzzle people.
 std::string Explain(const CLI::ParseError& error) {
   constexpr std::string_view kUnknown = "INI was not able to parse ";
   std::string text = error.what();
