@@ -1,8 +1,5 @@
 #include "deliver/courier.h"
 
-#include <sys/eventfd.h>
-#include <unistd.h>
-
 #include <algorithm>
 
 namespace qvcmsd {
@@ -36,23 +33,18 @@ Courier::Courier(qv::Host& host, Log& log, Metrics& metrics, std::string target,
       outbox_(host),
       receiver_outage_(log, "messages for " + target_ + " are delivered again"),
       outbox_outage_(log, "the messages for " + target_ + " in the outbox can be used again"),
-      stop_event_(eventfd(0, EFD_CLOEXEC)),
       thread_([this] { Run(); }) {}
 
-void Courier::Stop() {
-  stopping_ = true;
-  eventfd_write(stop_event_, 1);
-}
+void Courier::Stop() { stop_.Set(); }
 
 Courier::~Courier() {
   Stop();
   thread_.join();
-  close(stop_event_);
 }
 
 void Courier::Run() {
   std::unique_ptr<qv::OutboxClaim> claim;
-  while (!stopping_) {
+  while (!stop_.is_set()) {
     milliseconds pause{0};
     try {
       if (claim && !claim->Holds()) claim.reset();
@@ -72,7 +64,7 @@ void Courier::Run() {
     Settle();
     sent_.clear();  // what has no receipt is sent again
     for (const Receipt& receipt : receipts_) sent_.insert(receipt.id);
-    Rest(pause);
+    stop_.WaitFor(pause);
   }
 }
 
@@ -95,7 +87,7 @@ void Courier::Exchange(qv::OutboxClaim& claim, Receiver& receiver) {
   read_again_at_ = kWindow / 2;
   for (;;) {
     const auto now = Clock::now();
-    if (stopping_ && !stop_at) stop_at = now + kStopTime;
+    if (!stop_at && stop_.is_set()) stop_at = now + kStopTime;
     if (stop_at && (CountOnTheirWay() == 0 || now >= *stop_at)) return;
     if (now >= look_at) {
       if (!claim.Holds()) return;
@@ -219,8 +211,8 @@ bool Courier::Wait(const Receiver& receiver, std::unique_ptr<qv::OutboxBell>& be
   if (!receipts_.empty()) {
     limit = std::clamp(std::chrono::ceil<milliseconds>(settle_at_ - Clock::now()), milliseconds(0), limit);
   }
-  pollfd events[] = {receiver.Awaits(), {bell ? bell->descriptor() : -1, POLLIN, 0}, {stop_event_, POLLIN, 0}};
-  const nfds_t count = stopping_ ? 2 : 3;
+  pollfd events[] = {receiver.Awaits(), {bell ? bell->descriptor() : -1, POLLIN, 0}, stop_.Awaits()};
+  const nfds_t count = stop_.is_set() ? 2 : 3;
   if (poll(events, count, static_cast<int>(limit.count())) <= 0 || events[1].revents == 0) return false;
   try {
     bell->Clear();
@@ -228,11 +220,6 @@ bool Courier::Wait(const Receiver& receiver, std::unique_ptr<qv::OutboxBell>& be
     bell.reset();
   }
   return true;
-}
-
-void Courier::Rest(milliseconds time) const {
-  pollfd stop = {.fd = stop_event_, .events = POLLIN, .revents = 0};
-  poll(&stop, 1, static_cast<int>(time.count()));
 }
 
 void Courier::ReceiverFailed(const std::string& reason) {

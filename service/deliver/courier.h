@@ -3,7 +3,6 @@
 
 #include <qv/outbox.h>
 
-#include <atomic>
 #include <chrono>
 #include <memory>
 #include <optional>
@@ -14,6 +13,7 @@
 #include "deliver/outage.h"
 #include "deliver/receiver.h"
 #include "deliver/route.h"
+#include "deliver/stopsignal.h"
 #include "deliver/suspicion.h"
 #include "log.h"
 #include "metrics.h"
@@ -45,7 +45,6 @@ class Courier {
   void LookAtReceiver();
   std::unique_ptr<qv::OutboxBell> MakeBell();
   bool Wait(const Receiver& receiver, std::unique_ptr<qv::OutboxBell>& bell, std::chrono::milliseconds limit) const;
-  void Rest(std::chrono::milliseconds time) const;
   std::size_t CountOnTheirWay() const { return sent_.size() - receipts_.size(); }
   std::optional<std::int64_t> FirstOnItsWay() const;
   void ReceiverFailed(const std::string& reason);
@@ -67,8 +66,7 @@ class Courier {
   Suspicion suspicion_;
   Outage receiver_outage_, outbox_outage_;
 
-  std::atomic<bool> stopping_ = false;
-  int stop_event_;  ///< becomes readable
+  StopSignal stop_;
   std::thread thread_;
 };
 

@@ -1,8 +1,5 @@
 #include "deliver/delivery.h"
 
-#include <sys/eventfd.h>
-#include <unistd.h>
-
 #include <algorithm>
 
 namespace qvcmsd {
@@ -23,8 +20,7 @@ Delivery::Delivery(qv::Host& host, Log& log, Metrics& metrics, DeliveryOptions o
       options_(std::move(options)),
       outbox_(host),
       outbox_outage_(log, "the outbox is read again"),
-      bell_outage_(log, "messages for targets that had none do not wait for a second"),
-      stop_event_(eventfd(0, EFD_CLOEXEC)) {
+      bell_outage_(log, "messages for targets that had none before no longer wait for a second") {
   for (const DeliveryRoute& route : options_.routes) {
     if (route.target != DeliveryRoute::kRest) EnsureCourier(route.target);
   }
@@ -32,10 +28,8 @@ Delivery::Delivery(qv::Host& host, Log& log, Metrics& metrics, DeliveryOptions o
 }
 
 Delivery::~Delivery() {
-  stopping_ = true;
-  eventfd_write(stop_event_, 1);
+  stop_.Set();
   thread_.join();
-  close(stop_event_);
   for (const auto& [target, courier] : couriers_) courier->Stop();
 }
 
@@ -61,7 +55,7 @@ bool Delivery::EnsureCourier(const std::string& target) {
 void Delivery::Run() {
   const bool starts_couriers = RouteFor(DeliveryRoute::kRest) != nullptr;
   std::unique_ptr<qv::OutboxBell> bell;
-  while (!stopping_) {
+  while (!stop_.is_set()) {
     try {
       Look();
       outbox_outage_.Succeeded();
@@ -89,11 +83,11 @@ void Delivery::Look() {
 }
 
 void Delivery::Wait(qv::OutboxBell* bell) const {
-  pollfd events[] = {{stop_event_, POLLIN, 0}, {bell == nullptr ? -1 : bell->descriptor(), POLLIN, 0}};
+  pollfd events[] = {stop_.Awaits(), {bell == nullptr ? -1 : bell->descriptor(), POLLIN, 0}};
   poll(events, 2, static_cast<int>(kLook.count()));
   if (bell == nullptr || events[1].revents == 0) return;
   bell->Clear();
-  poll(events, 1, static_cast<int>(kAfterALook.count()));
+  stop_.WaitFor(kAfterALook);
 }
 
 void Delivery::LookAtUntaken(const qv::Message& oldest) {

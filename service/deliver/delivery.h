@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "deliver/courier.h"
+#include "deliver/stopsignal.h"
 
 namespace qvcmsd {
 
@@ -47,9 +48,8 @@ class Delivery {
   std::map<std::string, std::size_t> discarded_;   ///< messages, since it was said
   std::map<std::string, std::unique_ptr<Courier>> couriers_;
 
-  std::atomic<bool> stopping_ = false;
-  const int stop_event_;  ///< becomes readable
-  std::thread thread_;    ///< watches over all this
+  StopSignal stop_;
+  std::thread thread_;  ///< watches over all this
 };
 
 }  // namespace qvcmsd

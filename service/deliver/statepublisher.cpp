@@ -1,8 +1,5 @@
 #include "deliver/statepublisher.h"
 
-#include <sys/eventfd.h>
-#include <unistd.h>
-
 #include <algorithm>
 
 #include "timestamp.h"
@@ -41,18 +38,15 @@ StatePublisher::StatePublisher(qv::Host& host, Log& log, const DeliveryRoute& ro
       source_(std::move(source)),
       outbox_(host),
       outage_(log, "the states of the slaves are delivered again"),
-      stop_event_(eventfd(0, EFD_CLOEXEC)),
       thread_([this] { Run(); }) {}
 
 StatePublisher::~StatePublisher() {
-  stopping_ = true;
-  eventfd_write(stop_event_, 1);
+  stop_.Set();
   thread_.join();
-  close(stop_event_);
 }
 
 void StatePublisher::Run() {
-  while (!stopping_) {
+  while (!stop_.is_set()) {
     milliseconds pause = kLook;
     try {
       if (const auto claim = outbox_.TryClaim(kClaim)) Publish(*claim);
@@ -64,8 +58,7 @@ void StatePublisher::Run() {
       pause = outage_.pause();
     }
     client_.reset();  // unless it was left in order, the broker now tells that the host is gone
-    pollfd stop = {.fd = stop_event_, .events = POLLIN, .revents = 0};
-    poll(&stop, 1, static_cast<int>(pause.count()));
+    stop_.WaitFor(pause);
   }
 }
 
@@ -78,7 +71,7 @@ void StatePublisher::Publish(qv::OutboxClaim& claim) {
   members_ = ReadSlaves();
   contacts_.clear();
   next_contact_ = 0;
-  for (Clock::time_point look_at; !stopping_;) {
+  for (Clock::time_point look_at; !stop_.is_set();) {
     if (next_contact_ == contacts_.size() && Clock::now() >= look_at) {
       if (!claim.Holds()) return;
       if (is_ready_ && unanswered_ == 0) outage_.Succeeded();
@@ -106,7 +99,7 @@ std::set<int> StatePublisher::ReadSlaves() {
   client_->Subscribe(topics_.OfHost(kState));
   Send(topics_.OfHost(kState), "init");
   const auto deadline = Clock::now() + kAnswerTime;
-  for (bool came_back = false; !came_back && !stopping_;) {
+  for (bool came_back = false; !came_back && !stop_.is_set();) {
     if (Clock::now() > deadline) throw Away("it does not send this user " + topics_.OfHost(kState));
     Work(kLook);
     for (const MqttClient::Received& received : client_->TakeReceived()) {
@@ -216,8 +209,8 @@ void StatePublisher::Send(const std::string& topic, const std::string& payload) 
 
 /// Waits for the broker, for `limit` at most.
 void StatePublisher::Work(milliseconds limit) {
-  pollfd events[] = {client_->Awaits(), {stop_event_, POLLIN, 0}};
-  poll(events, stopping_ ? 1 : 2, static_cast<int>(limit.count()));
+  pollfd events[] = {client_->Awaits(), stop_.Awaits()};
+  poll(events, stop_.is_set() ? 1 : 2, static_cast<int>(limit.count()));
   client_->Work();
   for (const MqttClient::Taken& taken : client_->TakeAnswers()) {
     if (!taken.refusal.empty()) throw Away("it takes no state: " + taken.refusal);

@@ -4,7 +4,6 @@
 
 #include <qv/outbox.h>
 
-#include <atomic>
 #include <chrono>
 #include <functional>
 #include <map>
@@ -15,6 +14,7 @@
 #include "deliver/homie.h"
 #include "deliver/mqttclient.h"
 #include "deliver/outage.h"
+#include "deliver/stopsignal.h"
 #include "silence.h"
 
 namespace qvcmsd {
@@ -79,8 +79,7 @@ class StatePublisher {
   Clock::time_point counted_at_;
   Clock::time_point may_count_at_;  ///< again
 
-  std::atomic<bool> stopping_ = false;
-  const int stop_event_;  ///< becomes readable
+  StopSignal stop_;
   std::thread thread_;
 };
 
