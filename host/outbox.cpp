@@ -277,7 +277,8 @@ std::size_t Outbox::Retry(const MessageQuery& query, int max_attempts) {
 
 std::size_t Outbox::Discard(const std::string& target, milliseconds age, std::size_t number) {
   return host::Guarded([&] {
-    if (!host_.has_data_ || target.empty()) return std::size_t{0};
+    const bool keeps_all = age.count() <= 0 && number == 0;
+    if (!host_.has_data_ || keeps_all) return std::size_t{0};
     const auto too_old = std::chrono::duration_cast<milliseconds>((system_clock::now() - age).time_since_epoch());
     const std::string of_target = " FROM message WHERE set_aside='' AND target=$1 ORDER BY id ";
     const std::string too_many =

@@ -104,7 +104,7 @@ void Delivery::LookAtUntaken(const qv::Message& oldest) {
   if (discarded == 0 && !outbox_.TryClaim(oldest.target)) return;  // another process takes them
   told_[oldest.target] = Clock::now();
   log_.Write(Level::Warning, "nobody takes the messages for " + oldest.target + " (--deliver, qvcms messages)" +
-                                 (discarded > 0 ? "; the oldest " + std::to_string(discarded) + " are deleted" : ""));
+                                 (discarded > 0 ? "; deleted: the oldest " + std::to_string(discarded) : ""));
   discarded = 0;
 }
 

@@ -47,7 +47,8 @@ TEST_F(OutboxTest, ShowsWhatWaitsUntilItIsDeleted) {
                            R"("payload":\{"since":0,"zr":7\},"time":"20[-0-9]+T[:0-9]+\.[0-9]{3}Z"\})"));
   Message from_elsewhere;
   from_elsewhere.payload = "{\"a\":\r\n\t1}";
-  EXPECT_THAT(ToJson(from_elsewhere), testing::HasSubstr("\"payload\":{\"a\":   1}")) << "one line";
+  from_elsewhere.attempts = 1;
+  EXPECT_THAT(ToJson(from_elsewhere), MatchesRegex(R"(.*"payload":\{"a":   1\},.*,"attempts":1\})")) << "one line";
   const std::int64_t delivered[] = {1, 3, 12345};
   EXPECT_EQ(outbox_.Delete(delivered), 2U);
   EXPECT_THAT(Read({.target = "client"}), ElementsAre("2:8"));

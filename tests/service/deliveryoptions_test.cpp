@@ -142,9 +142,8 @@ TEST_F(DeliveryTest, WhatNobodyTakesGoesWhenThereIsTooMuchOfIt) {
   StartDelivery("--keep-messages 3 --keep-messages-for 2");
   EXPECT_TRUE(Within(10, [&] { return Waiting() == 5; })) << Waiting();
   const std::string nobody = "nobody takes the messages for ", how = " (--deliver, qvcms messages)";
-  for (const std::string& line :
-       {nobody + "msgd" + how + "; the oldest 2 are deleted", nobody + "hostd" + how + "; the oldest 1 are deleted",
-        nobody + "client" + how + '\n'}) {
+  for (const std::string& line : {nobody + "msgd" + how + "; deleted: the oldest 2",
+                                  nobody + "hostd" + how + "; deleted: the oldest 1", nobody + "client" + how + '\n'}) {
     EXPECT_TRUE(Within(5, [&] { return Log().find(line) != std::string::npos; })) << line << Log();
   }
   EXPECT_THAT(Log(), Not(HasSubstr(nobody + "cms-host")));
