@@ -22,6 +22,7 @@ class StopSignal {
   StopSignal(const StopSignal&) = delete;
   StopSignal& operator=(const StopSignal&) = delete;
 
+  // NOLINTNEXTLINE(readability-make-member-function-const): it changes what others see
   void Set() { eventfd_write(event_, 1); }
   bool is_set() const { return WaitFor(std::chrono::milliseconds(0)); }
   /// Waits until it is set, for `time` at most. @return whether it is set
