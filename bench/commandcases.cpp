@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <fstream>
+#include <memory>
 #include <stdexcept>
 #include <vector>
 
@@ -13,6 +14,7 @@
 #include "comparison.h"
 #include "documents.h"
 #include "host.h"
+#include "rawsqlite.h"
 
 namespace bench {
 namespace {
@@ -57,6 +59,37 @@ struct Command {
   double size = 0;
 };
 
+/// A host on which messages wait, and whose cameras all change with each run.
+class HostWithMessages {
+ public:
+  explicit HostWithMessages(int messages) {
+    for (const int revision : {0, 1}) std::ofstream(FileOf(revision)) << Snapshot(100, revision).text;
+    Run();
+    RawDatabase(data_ / "qvcms.db", false)
+        .Execute("WITH RECURSIVE number(i) AS (VALUES(1) UNION ALL SELECT i+1 FROM number WHERE i<" +
+                 std::to_string(messages) +
+                 ") INSERT INTO message (zr_id,target,command,payload,created) "
+                 "SELECT i%200+1,'msgd','changed','{\"n\":'||i||'}',i FROM number");
+  }
+  void Run() { Update(data_, FileOf(++runs_ % 2)); }
+
+ private:
+  std::filesystem::path FileOf(int revision) const { return folder_.path() / std::to_string(revision); }
+
+  const Folder folder_;
+  const std::filesystem::path data_ = folder_.path() / "data";
+  int runs_ = 0;
+};
+
+Comparison CompareWaiting() {
+  const auto with_many = std::make_shared<HostWithMessages>(1'000'000);
+  const auto with_one = std::make_shared<HostWithMessages>(1);
+  return {.contenders = {{.name = "1,000,000 wait", .run = [with_many] { with_many->Run(); }},
+                         {.name = "one waits", .run = [with_one] { with_one->Run(); }}},
+          .goals = {{.yardstick = 1, .limit = 1.1}},
+          .waits = true};
+}
+
 std::string Verdict(const char* format, double figure, double target) {
   char text[128];
   std::snprintf(text, sizeof text, format, figure);
@@ -86,6 +119,7 @@ std::string MeasureTime() {
 void RegisterCommandCases() {
   Report("qvcms update, 10000 cameras: peak memory", MeasureMemory);
   Report("qvcms update, 100 cameras, unchanged", MeasureTime);
+  Compare("qvcms update, 100 cameras, all changed, while messages wait", 60, CompareWaiting);
 }
 
 }  // namespace bench
