@@ -73,13 +73,13 @@ class QV_HOST_API Outbox {
 
   /// The first messages, in the order of their ids. The time that this takes does not depend on how many wait.
   std::vector<Message> Read(const MessageQuery& query) const;
-  /// Those for which messages wait, or are set aside, sorted.
+  /// The targets for which messages wait, or those for which messages are set aside, sorted.
   std::vector<std::string> Targets(bool set_aside = false) const;
   /// The first message that waits for each target, in the order of the targets.
   std::vector<Message> Oldest() const;
 
-  /// Deletes messages, after their delivery. Not each deletion survives a power cut: one brings back 4,000 messages
-  /// that this object has deleted at most. @return how many there were
+  /// Deletes messages, after their delivery. A power cut may bring back up to 4,000 of those that this object has
+  /// deleted. @return how many there were
   std::size_t Delete(std::span<const std::int64_t> ids);
   /// Takes a message that its receiver refuses out of the way of others. It stays until it is tried again or deleted.
   /// @return whether the message waited
@@ -90,8 +90,8 @@ class QV_HOST_API Outbox {
   /// @param max_attempts  only those that were set aside less often; 0: all
   /// @return how many
   std::size_t Retry(const MessageQuery& query, int max_attempts = 0);
-  /// Deletes the oldest messages that wait for a target, at most 1,000 at a time, and none while somebody has the claim
-  /// on the target. The caller has it not.
+  /// Deletes the oldest messages that wait for a target, at most 1,000 at a time, and none while another thread or
+  /// process has the claim on the target. The caller must not have it.
   /// @param age     older ones are deleted; 0: none for its age
   /// @param number  of those that stay; 0: any number
   /// @return how many were deleted
