@@ -16,9 +16,9 @@ TEST_F(DeliveryTest, WhatTheBrokerRefusesHoldsUpNothingAndIsTriedThreeTimesAndWh
   for (const int zr : {1, 2}) Post(zr, 1, std::string(6000, 'x'));  // larger than the broker takes
   support::ExecuteInFolder(folder_ / "data",
                            "UPDATE message SET set_aside='before',attempts=CASE zr_id WHEN 1 THEN 2 ELSE 3 END");
-  Post(3, 1);
   StartDelivery(ToBroker());
   ASSERT_TRUE(Within(10, [&] { return Log().find("cannot be delivered to mqtt://") != std::string::npos; })) << Log();
+  Post(3, 1);
   StartBroker();
   const auto are_left = [&](const std::vector<std::string>& messages) {
     return Within(10, [&] {
