@@ -40,7 +40,6 @@ TEST_F(OutboxTest, ShowsWhatWaitsUntilItIsDeleted) {
   EXPECT_THAT(Read({.target = "client"}), ElementsAre("1:7", "2:8", "3:7"));
   EXPECT_THAT(Read({.target = "client", .zr = 7}), ElementsAre("1:7", "3:7"));
   EXPECT_THAT(Read({.after = 1, .limit = 2}), ElementsAre("2:8", "3:7"));
-  EXPECT_THAT(outbox_.Targets(), testing::Contains("client"));
   EXPECT_EQ(outbox_.Oldest().size(), outbox_.Targets().size());
   EXPECT_THAT(ToJson(outbox_.Read({.target = "client"})[0]),
               MatchesRegex(R"(\{"id":1,"zr":7,"target":"client","command":"slave-silent",)"
@@ -67,9 +66,6 @@ TEST_F(OutboxTest, OneThatIsRefusedIsSetAsideAndComesLastWhenItIsTriedAgain) {
   EXPECT_EQ(outbox_.Retry({.target = "other"}), 0U);
   EXPECT_EQ(outbox_.Retry({.target = "client"}), 1U);
   EXPECT_THAT(Read(), ElementsAre("2:8", "3:9", "4:7+1"));
-  outbox_.SetAside(4, "again");
-  EXPECT_EQ(outbox_.Retry({}, 2), 0U) << "it was set aside twice";
-  EXPECT_THAT(Read({.set_aside = true}), ElementsAre("4:7+2"));
 }
 
 TEST_F(OutboxTest, OneThatIsTriedAgainComesBehindThoseThatACallForItsServerIsWriting) {
@@ -98,7 +94,6 @@ TEST_F(OutboxTest, TheOldestGoWhenThereAreTooManyAndNobodyDelivers) {
   EXPECT_THAT(Read(), ElementsAre("2:2", "3:3", "4:4"));
   std::this_thread::sleep_for(std::chrono::milliseconds(600));
   Write({5});
-  EXPECT_EQ(outbox_.Discard("other", std::chrono::milliseconds(500), 0), 0U);
   EXPECT_EQ(outbox_.Discard("client", std::chrono::milliseconds(500), 0), 3U);
   EXPECT_THAT(Read(), ElementsAre("5:5"));
 }
@@ -146,7 +141,7 @@ TEST_F(OutboxTest, ACommitWithMessagesRingsTheBell) {
   EXPECT_TRUE(has_rung(1000));
   while (has_rung(20)) bell.Clear();
   Write({8});
-  EXPECT_TRUE(has_rung(1000));
+  EXPECT_TRUE(has_rung(1000)) << "it listens again";
 }
 
 }  // namespace

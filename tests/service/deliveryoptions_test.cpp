@@ -118,12 +118,10 @@ TEST_F(DeliveryTest, WhatNobodyTakesGoesWhenThereIsTooMuchOfIt) {
   ASSERT_TRUE(Within(10, [&] { return Log().find("cannot be delivered") != std::string::npos; }));
   const pid_t other = std::exchange(service_, 0);
   StartDelivery("--keep-messages 3 --keep-messages-for 2");
-  EXPECT_TRUE(Within(10, [&] { return Waiting() == 5; })) << Waiting();
-  for (const char* const line :
-       {"msgd (--deliver, qvcms messages); deleted: the oldest 2\n",
-        "hostd (--deliver, qvcms messages); deleted: the oldest 1\n", "client (--deliver, qvcms messages)\n"}) {
-    EXPECT_THAT(Log(), HasSubstr(std::string("nobody takes the messages for ") + line));
-  }
+  EXPECT_TRUE(Within(10, [&] { return Log().find("deleted: the oldest 2\n") != std::string::npos; })) << Log();
+  EXPECT_EQ(Waiting(), 5);
+  EXPECT_THAT(Log(), HasSubstr("for hostd (--deliver, qvcms messages); deleted: the oldest 1\n"));
+  EXPECT_THAT(Log(), HasSubstr("nobody takes the messages for client (--deliver, qvcms messages)\n"));
   EXPECT_THAT(Log(), Not(HasSubstr("messages for cms-host (")));
   EXPECT_EQ(Stop(), 0);
   service_ = other;
