@@ -1,4 +1,4 @@
-/// What a slave in the wrong hands could bring about: links are not followed, and the memory stays in proportion.
+/// What a slave in the wrong hands could bring about: the memory stays in proportion.
 
 #include <regex>
 
@@ -13,20 +13,6 @@ constexpr int kDone = 0;
 constexpr int kBadDocument = 65;
 
 using HostileTest = ToolTest;
-
-TEST_F(HostileTest, LinksInPlaceOfTheDataAreNotFollowed) {
-  Write("document", R"({"camCapList":[{"camVendor":"v","camModel":"m","capFileName":"3/x.cap","camCap":{}}]})");
-  Write("victim", "untouched");
-  for (const char* name : {"writer.lock", "capability"}) {
-    RemoveHost();
-    fs::create_directory(folder_ / "data");
-    fs::create_symlink(folder_ / "victim", folder_ / "data" / name);
-    const Result result = Run("pair 7 document");
-    EXPECT_THAT(result.status, testing::AnyOf(0, 1)) << name;
-    EXPECT_EQ(support::ReadWholeFile(folder_ / "victim"), "untouched") << name;
-    EXPECT_FALSE(result.err.empty()) << name << ": nobody was told";
-  }
-}
 
 TEST_F(HostileTest, MemoryIsBoundedByTheBytesAndTheValuesOfADocument) {
 #ifdef QV_SANITIZED
@@ -46,7 +32,6 @@ TEST_F(HostileTest, MemoryIsBoundedByTheBytesAndTheValuesOfADocument) {
       {R"({"camera_info":[{})", R"(seq -f ',{"id":%.0f,"port":1}' N)", "]}", 3, kDone},
       {R"({"x":0)", R"(seq -f ',"a name of some length, number %.0f":0' N)", R"(,"x":0})", 1, kBadDocument},
       {R"({"speaker_info":[{"id":1,"name":")", "head -c N00 /dev/zero | tr '\\0' x", R"("}]})", 0, kDone},
-      {R"({"speaker_info":[{"id":1,"name":")", "head -c N00 /dev/zero | tr '\\0' x", "", 0, kBadDocument},
   };
   const std::string n = std::getenv("QV_LONG_TESTS") == nullptr ? "100000" : "4000000";
   for (const auto& [start, command, end, values, status] : cases) {

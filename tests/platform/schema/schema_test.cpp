@@ -74,34 +74,6 @@ TEST_F(SchemaTest, AnUpgradedDatabaseEqualsAFreshOneWithTheSameDocuments) {
   }
 }
 
-TEST_F(SchemaTest, AKillInTheMiddleOfAnUpgradeLeavesTheOldVersionOrTheNew) {
-#ifdef QV_SANITIZED
-  GTEST_SKIP() << "a sanitizer's library must be loaded before any other";
-#endif
-  const fs::path released = MakeReleased(1, "released");
-  const fs::path upgraded = MakeReleased(1, "upgraded");
-  Upgrade(upgraded);
-  const Lines old_version = support::DumpDatabase(released);
-  const Lines new_version = support::DumpDatabase(upgraded);
-  int old_ones = 0;
-  int new_ones = 0;
-  int status = -1;
-  for (int call = 1; status != 0; call += 5) {
-    fs::remove_all(folder_ / "data");
-    fs::copy(released, folder_ / "data", fs::copy_options::recursive);
-    status = Shell("QV_CRASH_AT=" + std::to_string(call) +
-                   " LD_PRELOAD='" QV_CALLS_LIBRARY "' '" QVCMS_PATH "' --data-dir data list server")
-                 .status;
-    const Lines now = support::DumpDatabase(folder_ / "data");
-    ASSERT_THAT(now, testing::AnyOf(old_version, new_version)) << call;
-    ++(now == old_version ? old_ones : new_ones);
-    Upgrade(folder_ / "data");
-    EXPECT_EQ(support::DumpDatabase(folder_ / "data"), new_version) << call;
-  }
-  EXPECT_GT(old_ones, 2);
-  EXPECT_GT(new_ones, 1);
-}
-
 TEST_F(SchemaTest, CapabilityFilesOfAFormerVersionAreTakenOneByOneAsSoonAsTheyCanBeRead) {
   const fs::path folder = MakeReleased(2, "released");
   const fs::path unreadable = folder / "capability/7/V/N.cap";
