@@ -28,25 +28,6 @@ struct PostgresqlTest : support::HostTest {
   }
 };
 
-TEST_F(PostgresqlTest, ADatabaseWithOtherColumnsIsRefusedWithTheDifference) {
-  const std::filesystem::path other = folder() / "other";
-  const auto open = [&] {
-    qv::db::Close();
-    qv::db::Open(other, support::OptionsFor(other));
-  };
-  open();
-  const std::pair<const char*, const char*> cases[] = {
-      {"ALTER TABLE pos DROP COLUMN note", "table pos has no column note"},
-      {"ALTER TABLE pos ADD COLUMN note BIGINT NOT NULL DEFAULT 0", "column note of table pos is INTEGER NOT NULL"},
-  };
-  for (const auto& [change, difference] : cases) {
-    support::ExecuteInFolder(other, change);
-    EXPECT_THAT(
-        open, testing::Throws<Error>(testing::AllOf(testing::Property(&Error::kind, Error::Kind::Unusable),
-                                                    testing::Property(&Error::what, testing::HasSubstr(difference)))));
-  }
-}
-
 TEST_F(PostgresqlTest, AConnectionThatIsLostBetweenCallsIsMadeAgain) {
   Insert("before");
   Disconnect();

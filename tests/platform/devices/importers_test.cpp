@@ -53,14 +53,6 @@ TEST_F(Importers, PairingsAreTiedToModulesAndCamerasAndGoWithTheModule) {
   EXPECT_THAT(Rows("SELECT iomodule_id FROM iomodule_cam_pairing"), ElementsAre("null"));
 }
 
-TEST_F(Importers, PairingReadsIdsAsTheSnapshotDoes) {
-  const Json::Value section = Parse(R"([{"id":5.5},{"id":true},{}])");
-  EXPECT_EQ(SavePOSFromRecServer(7, section, false), 0);
-  EXPECT_THAT(Rows("SELECT id_on_rec_server FROM pos"), ElementsAre("5", "1", "0"));
-  EXPECT_THAT(Journal([&] { ReconcilePOSs(7, section); }), IsEmpty());
-  EXPECT_THROW(SavePOSFromRecServer(7, Parse(R"([{"id":3000000000}])"), false), Json::Exception);
-}
-
 TEST_F(Importers, TerminalsKeepTheirRulesUntilOthersAreReported) {
   const auto update = [](const std::string& section) { return Journal([&] { ReconcilePOSs(7, Parse(section)); }, 3); };
   const std::string rules = R"([{"id":1,"text_rules":[{"type":1,"pattern":"TOTAL","value":"SUM"},{"type":2}]}])";

@@ -14,13 +14,6 @@ TEST_F(ServerStatus, IsOfAServerThatWasPaired) {
   EXPECT_THAT(Rows("SELECT id FROM server"), IsEmpty());
 
   Sql("INSERT INTO server (id) VALUES (8)");
-  record.CamCnt = 5;
-  EXPECT_EQ(SlaveZRStatusSave(record), 0);
-  SlaveZRStatus loaded;
-  loaded.ZrId = 8;
-  EXPECT_EQ(SlaveZRStatusLoad(loaded), 0);
-  EXPECT_EQ(loaded.CamCnt, 5);
-
   Refuse("UPDATE", "server");
   record.CamCnt = 6;
   EXPECT_EQ(SlaveZRStatusSave(record), -1);
