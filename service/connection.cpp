@@ -4,6 +4,7 @@
 
 #include <cerrno>
 #include <utility>
+#include <vector>
 
 namespace qvcmsd {
 namespace {
@@ -40,8 +41,15 @@ void Connections::Remove(const Connection* connection) {
 
 void Connections::CutSlowOnes(Connection::Clock::time_point now) {
   const std::lock_guard lock(mutex_);
+  std::vector<Connection*> over;
   for (const auto& [key, connection] : all_) {
-    if (!connection->IsOver(now)) continue;
+    if (connection->IsOver(now)) over.push_back(connection.get());
+  }
+  // A thread of libmicrohttpd (0.9.75) that gets exactly 128 events at once handles them only when another one comes.
+  // So of many connections some are cut a second later.
+  constexpr std::size_t kMany = 100, kLater = 20;
+  if (over.size() > kMany) over.resize(over.size() - kLater);
+  for (Connection* const connection : over) {
     shutdown(connection->socket(), SHUT_RDWR);  // it is closed only after it was removed here
     connection->NeverEnd();
   }
