@@ -12,6 +12,7 @@ constexpr std::size_t kWindow = 2000;
 constexpr std::size_t kWindowBytes = 16'000'000;  ///< of their payloads, but one message at least
 constexpr milliseconds kLook{1000};               ///< between looks without a bell
 constexpr milliseconds kSettleAfter{50};          ///< the first receipt, so that one commit serves many
+constexpr std::size_t kMany = 100;                ///< receipts, worth a commit if no more are to come
 constexpr milliseconds kStopTime{2000};
 constexpr milliseconds kStopLook{10};
 constexpr std::chrono::seconds kPatience{30};  ///< with a receiver that does not answer
@@ -84,6 +85,7 @@ void Courier::Exchange(qv::OutboxClaim& claim, Receiver& receiver) {
   std::optional<Clock::time_point> stop_at;
   Clock::time_point look_at = Clock::now() + kLook;
   bool may_be_more = true;
+  read_to_ = 0;
   read_again_at_ = kWindow / 2;
   for (;;) {
     const auto now = Clock::now();
@@ -95,24 +97,27 @@ void Courier::Exchange(qv::OutboxClaim& claim, Receiver& receiver) {
       if (!bell) bell = MakeBell();
       look_at = now + kLook;
       may_be_more = true;
+      read_to_ = 0;
     }
     if (now >= retry_at_) Retry();
     if (may_be_more && !stop_at && sent_.size() <= read_again_at_) may_be_more = SendNext(receiver);
-    if (Wait(receiver, bell, stop_at ? kStopLook : kLook)) may_be_more = true;
+    if (Wait(receiver, bell, stop_at ? kStopLook : kLook)) {
+      may_be_more = true;
+      read_to_ = 0;  // those of another slave with smaller ids may have appeared
+    }
     receiver.Work();
     TakeReceipts(receiver);
     if (Clock::now() >= settle_at_) Settle();
   }
 }
 
-/// Sends the first messages that were not sent yet. Always from the beginning: those of another slave with smaller ids
-/// may have appeared. @return whether there may be more
+/// Sends the first messages that were not sent yet. @return whether there may be more
 bool Courier::SendNext(Receiver& receiver) {
   qv::MessageQuery query{
       .target = target_, .limit = suspicion_.SendsOne() ? 1 : kWindow, .max_payload_bytes = kWindowBytes};
-  query.after = suspicion_.passed_over();
+  query.after = suspicion_.SendsOne() ? suspicion_.passed_over() : read_to_;
   std::vector<qv::Message> messages = outbox_.Read(query);
-  if (messages.empty() && query.after != 0) {
+  if (messages.empty() && suspicion_.passed_over() != 0) {
     query.after = 0;
     messages = outbox_.Read(query);
   }
@@ -120,6 +125,7 @@ bool Courier::SendNext(Receiver& receiver) {
   std::size_t bytes = 0;
   for (const qv::Message& message : messages) {
     bytes += message.payload.size();
+    read_to_ = message.id;
     if (sent_.insert(message.id).second) receiver.Send(message);
   }
   const bool may_be_more = messages.size() == query.limit || bytes >= kWindowBytes;
@@ -139,7 +145,8 @@ void Courier::TakeReceipts(Receiver& receiver) {
     }
     receipts_.push_back(std::move(receipt));
   }
-  if (receipts_.size() >= kWindow / 2 && outbox_outage_.pause().count() == 0) settle_at_ = answered_at_;
+  const std::size_t enough = CountOnTheirWay() == 0 ? kMany : kWindow / 2;
+  if (receipts_.size() >= enough && outbox_outage_.pause().count() == 0) settle_at_ = answered_at_;
 }
 
 /// Takes messages that have a receipt out of the way. When the outbox cannot be written, they are kept in mind, and not

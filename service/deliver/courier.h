@@ -63,6 +63,7 @@ class Courier {
   Clock::time_point answered_at_;  ///< last; or sent, if nothing was on its way before
   Clock::time_point retry_at_;     ///< those that were refused
   std::size_t read_again_at_ = 0;  ///< when no more were sent
+  std::int64_t read_to_ = 0;       ///< id up to which all was sent; 0: read from the beginning
   Suspicion suspicion_;
   Outage receiver_outage_, outbox_outage_;
 
