@@ -39,7 +39,7 @@ struct Message {
   std::string target;   ///< "msgd", "qvactruled", "client", "hostd", "cms-host"
   std::string command;  ///< what the target must do
   std::string payload;  ///< JSON text
-  std::chrono::system_clock::time_point created;  ///< when it was written, in milliseconds
+  std::chrono::system_clock::time_point created;  ///< when it was written, to the millisecond
   int attempts = 0;                               ///< how often it was set aside
   std::string set_aside;                          ///< why it is set aside; empty: it waits
 };

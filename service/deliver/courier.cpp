@@ -7,12 +7,12 @@ namespace {
 
 using std::chrono::milliseconds;
 
-/// Messages in the outbox that were sent, at most. More are read when half of them have gone.
-constexpr std::size_t kWindow = 2000;
-constexpr std::size_t kWindowBytes = 16'000'000;  ///< of their payloads, but one message at least
-constexpr milliseconds kLook{1000};               ///< between looks without a bell
-constexpr milliseconds kSettleAfter{50};          ///< the first receipt, so that one commit serves many
-constexpr std::size_t kMany = 100;                ///< receipts, worth a commit if no more are to come
+/// Messages that are read at a time. Others are read when half as many are left in the outbox of those that were sent.
+constexpr std::size_t kBatch = 2000;
+constexpr std::size_t kBatchBytes = 16'000'000;  ///< of their payloads, but one message at least
+constexpr milliseconds kLook{1000};              ///< between looks without a bell
+constexpr milliseconds kSettleAfter{50};         ///< the first receipt, so that one commit serves many
+constexpr std::size_t kMany = 100;               ///< receipts, worth a commit if no more are to come
 constexpr milliseconds kStopTime{2000};
 constexpr milliseconds kStopLook{10};
 constexpr std::chrono::seconds kPatience{30};  ///< with a receiver that does not answer
@@ -86,7 +86,7 @@ void Courier::Exchange(qv::OutboxClaim& claim, Receiver& receiver) {
   Clock::time_point look_at = Clock::now() + kLook;
   bool may_be_more = true;
   read_to_ = 0;
-  read_again_at_ = kWindow / 2;
+  read_again_at_ = kBatch / 2;
   for (;;) {
     const auto now = Clock::now();
     if (!stop_at && stop_.is_set()) stop_at = now + kStopTime;
@@ -114,7 +114,7 @@ void Courier::Exchange(qv::OutboxClaim& claim, Receiver& receiver) {
 /// Sends the first messages that were not sent yet. @return whether there may be more
 bool Courier::SendNext(Receiver& receiver) {
   qv::MessageQuery query{
-      .target = target_, .limit = suspicion_.SendsOne() ? 1 : kWindow, .max_payload_bytes = kWindowBytes};
+      .target = target_, .limit = suspicion_.SendsOne() ? 1 : kBatch, .max_payload_bytes = kBatchBytes};
   query.after = suspicion_.SendsOne() ? suspicion_.passed_over() : read_to_;
   std::vector<qv::Message> messages = outbox_.Read(query);
   if (messages.empty() && suspicion_.passed_over() != 0) {
@@ -128,8 +128,8 @@ bool Courier::SendNext(Receiver& receiver) {
     read_to_ = message.id;
     if (sent_.insert(message.id).second) receiver.Send(message);
   }
-  const bool may_be_more = messages.size() == query.limit || bytes >= kWindowBytes;
-  read_again_at_ = (may_be_more ? messages.size() : kWindow) / 2;
+  const bool may_be_more = messages.size() == query.limit || bytes >= kBatchBytes;
+  read_again_at_ = (may_be_more ? messages.size() : kBatch) / 2;
   return may_be_more;
 }
 
@@ -145,7 +145,7 @@ void Courier::TakeReceipts(Receiver& receiver) {
     }
     receipts_.push_back(std::move(receipt));
   }
-  const std::size_t enough = CountOnTheirWay() == 0 ? kMany : kWindow / 2;
+  const std::size_t enough = CountOnTheirWay() == 0 ? kMany : kBatch / 2;
   if (receipts_.size() >= enough && outbox_outage_.pause().count() == 0) settle_at_ = answered_at_;
 }
 
